@@ -1,0 +1,41 @@
+// A recursive mutex and the scoped guard of every lockable class.
+#ifndef QUARN_FOUNDATION_MUTEX_H_
+#define QUARN_FOUNDATION_MUTEX_H_
+
+#include <memory>
+
+#include "foundation/thread_annotations.h"
+
+class MutexImpl;
+
+// The owning thread may lock again; every lock needs its unlock.
+class QUARN_CAPABILITY("mutex") Mutex {
+ public:
+  Mutex();
+  ~Mutex();
+  Mutex(const Mutex&) = delete;
+  Mutex& operator=(const Mutex&) = delete;
+
+  void Lock() QUARN_ACQUIRE();
+  void Unlock() QUARN_RELEASE();
+  // Returns true when the lock was NOT obtained: the inverted sense is part of the interface and must stay.
+  bool TryLock() QUARN_TRY_ACQUIRE(false);
+
+ private:
+  std::unique_ptr<MutexImpl> impl_;
+};
+
+// Holds the lock of a T, any class with Lock() and Unlock(), for as long as it lives.
+template <class T>
+class QUARN_SCOPED_CAPABILITY MutexLocker {
+ public:
+  explicit MutexLocker(T& lockable) QUARN_ACQUIRE(lockable) : lockable_(lockable) { lockable_.Lock(); }
+  ~MutexLocker() QUARN_RELEASE() { lockable_.Unlock(); }
+  MutexLocker(const MutexLocker&) = delete;
+  MutexLocker& operator=(const MutexLocker&) = delete;
+
+ private:
+  T& lockable_;
+};
+
+#endif  // QUARN_FOUNDATION_MUTEX_H_

@@ -1,0 +1,31 @@
+// A lock with many readers or one writer.
+#ifndef QUARN_FOUNDATION_RW_MUTEX_H_
+#define QUARN_FOUNDATION_RW_MUTEX_H_
+
+#include <memory>
+
+#include "foundation/thread_annotations.h"
+
+class RWMutexImpl;
+
+class QUARN_CAPABILITY("mutex") RWMutex {
+ public:
+  RWMutex();
+  ~RWMutex();
+  RWMutex(const RWMutex&) = delete;
+  RWMutex& operator=(const RWMutex&) = delete;
+
+  void ReadLock() QUARN_ACQUIRE_SHARED();
+  void ReadUnlock() QUARN_RELEASE_SHARED();
+  void WriteLock() QUARN_ACQUIRE();
+  void WriteUnlock() QUARN_RELEASE();
+  // Returns true when the read lock WAS obtained.
+  bool TryReadLock() QUARN_TRY_ACQUIRE_SHARED(true);
+  // Returns true when the write lock was NOT obtained. The two answer in opposite senses, as the interface has it.
+  bool TryWriteLock() QUARN_TRY_ACQUIRE(false);
+
+ private:
+  std::unique_ptr<RWMutexImpl> impl_;
+};
+
+#endif  // QUARN_FOUNDATION_RW_MUTEX_H_

@@ -1,0 +1,27 @@
+// Threads. A Runable ends by returning from Run(); whoever owns the thread then joins it.
+#ifndef QUARN_FOUNDATION_THREAD_H_
+#define QUARN_FOUNDATION_THREAD_H_
+
+// What a thread runs.
+class Runable {
+ public:
+  virtual ~Runable() = default;
+  virtual void Run() = 0;
+};
+
+class Thread {
+ public:
+  // The destructor does not join.
+  virtual ~Thread() = default;
+  // Starts a thread that calls r->Run(); does nothing on a started thread. Nothing is reported: see started().
+  virtual void Start(Runable* r) = 0;
+  // Waits for the thread's end; does nothing when none was started.
+  virtual void Join() = 0;
+  // Whether a thread was started and not yet joined: false after a Start that could not create one.
+  virtual bool started() const = 0;
+
+  // A new platform thread, not started, owned by the caller.
+  static Thread* Create();
+};
+
+#endif  // QUARN_FOUNDATION_THREAD_H_

@@ -1,0 +1,60 @@
+// The graphics device: the render loop and the factory of every GPU object.
+#ifndef QUARN_GRAPHICS_GRAPHICS_DEVICE_H_
+#define QUARN_GRAPHICS_GRAPHICS_DEVICE_H_
+
+#include <cstdint>
+
+class GraphicsConstantBuffer;
+class GraphicsContext;
+class GraphicsDuplicator;
+class GraphicsFilter;
+class GraphicsFrame;
+class GraphicsOutput;
+class GraphicsScene;
+class GraphicsTexture;
+class GraphicsView;
+struct InternalWindowInfo;
+enum GraphicsFormatInternal : std::uint32_t;
+
+// Factories answer null (or false) when they cannot serve, and the caller owns what they make.
+class GraphicsDevice {
+ public:
+  virtual ~GraphicsDevice() = default;
+
+  // Makes the platform's device, owned by the caller.
+  static GraphicsDevice* Create();
+
+  virtual bool Init() = 0;
+  virtual bool Start() = 0;
+  virtual void Stop() = 0;
+  virtual bool IsInternalRenderThread() const = 0;
+  virtual void SetFps(unsigned int fps) = 0;
+  virtual unsigned int fps() const = 0;
+  virtual void ClearFrameList() = 0;
+  virtual bool AddShader(const char* name, const char* vs, const char* fs) = 0;
+  virtual GraphicsView* CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) = 0;
+  virtual GraphicsScene* CreateScene(unsigned int width, unsigned int height) = 0;
+  virtual GraphicsTexture* CreateTexture(GraphicsFrame&& frame) = 0;
+  virtual GraphicsTexture* CreateTexture(GraphicsFormatInternal format, unsigned int width, unsigned int height) = 0;
+  virtual GraphicsTexture* CreateTexture(void* external_image) = 0;
+  virtual GraphicsTexture* CreateTextureExternal() = 0;
+  virtual GraphicsConstantBuffer* CreateConstantBuffer(unsigned int size, const void* data) = 0;
+  virtual GraphicsDuplicator* CreateDuplicator(const char* name) = 0;
+  virtual GraphicsOutput* CreateOutput(GraphicsScene* scene, unsigned int width, unsigned int height) = 0;
+  virtual GraphicsFilter* CreateFilter(unsigned int width, unsigned int height) = 0;
+  virtual GraphicsContext* gs_context() = 0;
+  virtual bool InitThreadContext() = 0;
+  virtual void UninitThreadContext() = 0;
+  virtual void EnterThreadContext() = 0;
+  virtual void LeaveThreadContext() = 0;
+  virtual void* native_obj() = 0;
+  virtual void QueueTask(void (*func)(void*), void* param) = 0;
+  virtual void DoTask() = 0;
+  // The stages of a frame.
+  virtual std::uint64_t TickSource(unsigned long long frame_time, unsigned long long last_tick) = 0;
+  virtual void HandleFilter() = 0;
+  virtual void OutputFrame(unsigned long long timestamp, unsigned int count) = 0;
+  virtual void DrawDisplay() = 0;
+};
+
+#endif  // QUARN_GRAPHICS_GRAPHICS_DEVICE_H_

@@ -1,0 +1,97 @@
+// The render thread, its pacing and its task queue; harmless defaults for what a platform adds.
+//
+// Start and Stop belong to the owner's thread; SetFps, fps, QueueTask and IsInternalRenderThread to any; the stages to
+// the render thread.
+#ifndef QUARN_GRAPHICS_GRAPHICS_DEVICE_IMPL_H_
+#define QUARN_GRAPHICS_GRAPHICS_DEVICE_IMPL_H_
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <thread>
+
+#include "foundation/mutex.h"
+#include "foundation/thread.h"
+#include "graphics/graphics_device.h"
+
+class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
+ public:
+  // What the loop knows of the frame that it has just processed.
+  struct VideoFrameInfo {
+    VideoFrameInfo(std::uint64_t timestamp_ns, std::uint32_t period_count)
+        : timestamp(timestamp_ns), count(period_count) {}
+    std::uint64_t timestamp;  // Its frame time, ns.
+    std::uint32_t count;      // Frame periods that the loop advanced after it.
+  };
+
+  // Work queued for the render thread. `param` stays the caller's.
+  struct GsTask {
+    GsTask(void (*task_func)(void*), void* task_param) : func(task_func), param(task_param) {}
+    void (*func)(void*);
+    void* param;
+  };
+
+  GraphicsDeviceImpl();
+  ~GraphicsDeviceImpl() override;
+  GraphicsDeviceImpl(const GraphicsDeviceImpl&) = delete;
+  GraphicsDeviceImpl& operator=(const GraphicsDeviceImpl&) = delete;
+
+  bool Init() override;
+  bool Start() override;
+  void Stop() override;
+  bool IsInternalRenderThread() const override;
+  void SetFps(unsigned int fps) override;
+  unsigned int fps() const override;
+  void ClearFrameList() override;
+  bool AddShader(const char* name, const char* vs, const char* fs) override;
+  GraphicsView* CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) override;
+  GraphicsScene* CreateScene(unsigned int width, unsigned int height) override;
+  GraphicsTexture* CreateTexture(GraphicsFrame&& frame) override;
+  GraphicsTexture* CreateTexture(GraphicsFormatInternal format, unsigned int width, unsigned int height) override;
+  GraphicsTexture* CreateTexture(void* external_image) override;
+  GraphicsTexture* CreateTextureExternal() override;
+  GraphicsConstantBuffer* CreateConstantBuffer(unsigned int size, const void* data) override;
+  GraphicsDuplicator* CreateDuplicator(const char* name) override;
+  GraphicsOutput* CreateOutput(GraphicsScene* scene, unsigned int width, unsigned int height) override;
+  GraphicsFilter* CreateFilter(unsigned int width, unsigned int height) override;
+  GraphicsContext* gs_context() override;
+  bool InitThreadContext() override;
+  void UninitThreadContext() override;
+  void EnterThreadContext() override;
+  void LeaveThreadContext() override;
+  void* native_obj() override;
+  void QueueTask(void (*func)(void*), void* param) override;
+  void DoTask() override;
+  std::uint64_t TickSource(unsigned long long frame_time, unsigned long long last_tick) override;
+  void HandleFilter() override;
+  void OutputFrame(unsigned long long timestamp, unsigned int count) override;
+  void DrawDisplay() override;
+
+  // Runs one task of the queue.
+  virtual void HandleTask(void (*func)(void*), void* param);
+
+  // The body of the render thread.
+  void Run() override;
+
+ private:
+  bool Loop();
+  void SleepToNextFrame();
+
+  std::unique_ptr<Thread> thread_;
+  std::atomic<bool> stop_{false};
+  std::atomic<std::uint32_t> requested_fps_{30};
+  std::uint32_t applied_fps_ = 0;
+  std::uint64_t tick_time_ = 0;
+  std::uint64_t frame_time_ = 0;
+  std::uint64_t frame_interval_ = 0;
+  std::uint64_t measured_time_ = 0;
+  std::uint64_t measured_frames_ = 0;
+  std::optional<VideoFrameInfo> last_frame_info_;
+  std::deque<GsTask> tasks_ QUARN_GUARDED_BY(task_lock_);
+  Mutex task_lock_;
+  std::atomic<std::thread::id> render_thread_id_{};  // So that Stop knows the thread that it must not join.
+};
+
+#endif  // QUARN_GRAPHICS_GRAPHICS_DEVICE_IMPL_H_

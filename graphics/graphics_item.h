@@ -1,0 +1,38 @@
+// The engine's side of an item: what the render loop ticks.
+#ifndef QUARN_GRAPHICS_GRAPHICS_ITEM_H_
+#define QUARN_GRAPHICS_GRAPHICS_ITEM_H_
+
+#include "foundation/mutex.h"
+
+class GraphicsContext;
+
+// Registers itself with the context while a callback is attached. The callback runs under the item's mutex, so that
+// Detach waits for a tick in progress.
+class GraphicsItem {
+ public:
+  class TickCallback {
+   public:
+    virtual ~TickCallback() = default;
+    virtual void OnTick() = 0;
+  };
+
+  // A null context leaves the item unregistered for good.
+  explicit GraphicsItem(GraphicsContext* context);
+  virtual ~GraphicsItem();
+  GraphicsItem(const GraphicsItem&) = delete;
+  GraphicsItem& operator=(const GraphicsItem&) = delete;
+
+  void Attach(TickCallback* callback);
+  void Detach();
+  // Render thread.
+  void Tick();
+
+  GraphicsContext* context() const { return context_; }
+
+ private:
+  GraphicsContext* context_;
+  TickCallback* callback_ QUARN_GUARDED_BY(mutex_) = nullptr;
+  Mutex mutex_;
+};
+
+#endif  // QUARN_GRAPHICS_GRAPHICS_ITEM_H_

@@ -1,0 +1,42 @@
+// The engine's side of an output: where the picture of a scene goes.
+#ifndef QUARN_GRAPHICS_GRAPHICS_OUTPUT_H_
+#define QUARN_GRAPHICS_GRAPHICS_OUTPUT_H_
+
+#include <cstdint>
+
+class GraphicsFrame;
+class GraphicsTexture;
+
+class GraphicsOutput {
+ public:
+  enum OutputFormat : std::uint32_t {
+    kOutputNone = 0,
+    kOutputTexture = 1,  // The scene's texture itself, on the render thread.
+    kOutputRGBA = 2,
+    kOutputBGRA = 3,
+    kOutputI420 = 4,
+    kOutputNV12 = 5,
+  };
+
+  // The receiver of an output.
+  class OutputCallback {
+   public:
+    explicit OutputCallback(OutputFormat format) : format_(format) {}
+    virtual ~OutputCallback() = default;
+    virtual void OnOutputTexture(GraphicsTexture* /*texture*/, unsigned long long /*timestamp*/) {}
+    virtual void OnOutputRawData(const GraphicsFrame& /*frame*/, unsigned long long /*timestamp*/) {}
+
+    OutputFormat format() const { return format_; }
+
+   private:
+    OutputFormat format_;
+  };
+
+  virtual ~GraphicsOutput() = default;
+  virtual bool Init() = 0;
+  virtual void Output(unsigned long long timestamp, int count) = 0;
+  virtual void Attach(OutputCallback* callback) = 0;
+  virtual void Detach() = 0;
+};
+
+#endif  // QUARN_GRAPHICS_GRAPHICS_OUTPUT_H_

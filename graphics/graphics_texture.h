@@ -1,0 +1,23 @@
+// An image on the GPU.
+#ifndef QUARN_GRAPHICS_GRAPHICS_TEXTURE_H_
+#define QUARN_GRAPHICS_GRAPHICS_TEXTURE_H_
+
+class GraphicsFrame;
+
+class GraphicsTexture {
+ public:
+  virtual ~GraphicsTexture() = default;
+  virtual bool BindShaderResource(int unit) = 0;
+  virtual void ReleaseShaderResource() = 0;
+  virtual bool BindRenderTarget() = 0;
+  virtual void ReleaseRenderTarget() = 0;
+  virtual void Update(GraphicsFrame&& frame) = 0;
+  virtual void Update(void* external_image) = 0;
+  virtual unsigned int width() = 0;
+  virtual unsigned int height() = 0;
+  virtual void SetRotation(float rotation) = 0;
+  virtual float rotation() = 0;
+  virtual void* native_obj() = 0;
+};
+
+#endif  // QUARN_GRAPHICS_GRAPHICS_TEXTURE_H_

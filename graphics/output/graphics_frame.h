@@ -1,0 +1,50 @@
+// Pictures in memory.
+#ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_FRAME_H_
+#define QUARN_GRAPHICS_OUTPUT_GRAPHICS_FRAME_H_
+
+#include <cstdint>
+
+// The layout of a frame: its planes and their pitches.
+enum GraphicsFormatInternal : std::uint32_t {
+  kFormatUnknown = 0,
+  kFormatRGBA = 1,    // 4 bytes a pixel, R G B A in memory.
+  kFormatBGRA = 2,    // 4 bytes a pixel, B G R A in memory.
+  kFormatR8 = 3,      // 1 byte a pixel.
+  kFormatRG8 = 4,     // 2 bytes a pixel.
+  kFormatRGBA16 = 5,  // 8 bytes a pixel: four channels of 16 bits.
+  kFormatI420 = 6,    // Y, U, V planes, chroma halved both ways.
+  kFormatNV12 = 7,    // Y plane and interleaved U V plane.
+  kFormatNV21 = 8,    // Laid out as NV12, chroma pairs V U.
+};
+
+// A block of pixels cut into up to four planes. Movable, not copyable; owns its one allocation.
+class GraphicsFrame {
+ public:
+  // An empty frame: every field zero.
+  GraphicsFrame();
+  // Allocates planes for a picture; the pixels are not initialised. An unknown format, a size of no bytes, one whose byte
+  // count does not fit 32 bits, and a failed allocation leave the frame empty.
+  GraphicsFrame(GraphicsFormatInternal format, unsigned int width, unsigned int height);
+  // The same, then Copy.
+  GraphicsFrame(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal format,
+                unsigned int width, unsigned int height);
+  GraphicsFrame(GraphicsFrame&& other) noexcept;
+  // Exchanges the two frames: the former pixels go to `other`, which frees them. Must stay an exchange.
+  GraphicsFrame& operator=(GraphicsFrame&& other) noexcept;
+  ~GraphicsFrame();
+  GraphicsFrame(const GraphicsFrame&) = delete;
+  GraphicsFrame& operator=(const GraphicsFrame&) = delete;
+
+  // Copies `height` rows of plane 0, of the frame's own pitch each, upside down: the first source row becomes the last of
+  // the frame. Copies RGBA, R8, RG8 and RGBA16 only; that BGRA is not among them must stay.
+  void Copy(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal format,
+            unsigned int width, unsigned int height);
+
+  unsigned char* data[4];      // The start of each plane; data[0] owns the block.
+  std::uint32_t linesize[4];   // Bytes from a row to the next, for each plane.
+  GraphicsFormatInternal format;
+  std::uint32_t width;   // Pixels.
+  std::uint32_t height;  // Pixels.
+};
+
+#endif  // QUARN_GRAPHICS_OUTPUT_GRAPHICS_FRAME_H_

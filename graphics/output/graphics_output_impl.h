@@ -1,0 +1,93 @@
+// The output thread and its pool of frames.
+//
+// The render thread produces (LockFrame, fill, UnlockFrame), the output thread consumes (Run), the host's thread attaches
+// and detaches. `callback_mutex_` is held around every call of the host; `cache_mutex_` guards the pool's bookkeeping.
+// The output thread never holds both.
+#ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
+#define QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "foundation/mutex.h"
+#include "foundation/semaphore.h"
+#include "foundation/thread.h"
+#include "graphics/graphics_output.h"
+#include "graphics/output/graphics_frame.h"
+
+class GraphicsScene;
+
+class GraphicsOutputImpl : public GraphicsOutput, public Runable {
+ public:
+  // A slot of the pool.
+  struct CachedFrameInfo {
+    GraphicsFrame frame;
+    std::uint64_t timestamp = 0;  // Of the slot's next delivery, ns.
+    std::int32_t overflow = 0;    // Periods added because the pool was full, and not yet delivered.
+    std::int32_t repeat = 0;      // Deliveries still due.
+  };
+
+  // `fps` must not be 0: the interval is computed by dividing by it.
+  GraphicsOutputImpl(GraphicsScene* scene, unsigned int width, unsigned int height, unsigned int fps);
+  ~GraphicsOutputImpl() override;
+  GraphicsOutputImpl(const GraphicsOutputImpl&) = delete;
+  GraphicsOutputImpl& operator=(const GraphicsOutputImpl&) = delete;
+
+  // Starts the output thread. Returns false, with an error in the log, when there is none.
+  bool Init() override;
+  void Output(unsigned long long timestamp, int count) override;
+  // Sets the receiver and allocates the pool for its format. Frames still queued are discarded. The caller keeps the
+  // render thread from producing meanwhile.
+  void Attach(OutputCallback* callback) override;
+  // Ends the calls: none is running when it returns (but the one that it is called from).
+  void Detach() override;
+  // The body of the output thread.
+  void Run() override;
+  // Reserves the next slot for a picture that stands for `count` periods from `timestamp` on, and hands its frame out.
+  // When the pool is full it returns false, and the newest queued frame is delivered `count` more times instead.
+  virtual bool LockFrame(GraphicsFrame** frame, unsigned long long timestamp, int count);
+  // Commits the slot of the last LockFrame that returned true.
+  virtual void UnlockFrame();
+  // Makes one delivery of the oldest slot. Returns true when the slot is finished.
+  virtual bool OutputCurrentFrame();
+
+  // Does nothing.
+  void InitCache();
+
+ protected:
+  // Ends the output thread. A derived class calls it first in its destructor.
+  void StopThread();
+
+  // The format of the attached receiver, kOutputNone without one. What the render thread goes by: it must not wait for a
+  // host's callback.
+  OutputFormat attached_format() const { return attached_format_.load(std::memory_order_acquire); }
+  // Makes attached_format() answer kOutputNone until the next Attach. The caller holds the context's lock.
+  void SuspendOutput() { attached_format_.store(kOutputNone, std::memory_order_release); }
+
+  static constexpr int kCacheSlots = 16;
+
+  OutputCallback* callback_ QUARN_GUARDED_BY(callback_mutex_) = nullptr;
+  Mutex callback_mutex_;
+  GraphicsScene* scene_;
+  std::uint32_t width_;
+  std::uint32_t height_;
+  std::unique_ptr<Thread> thread_;
+  std::atomic<bool> stop_{false};
+  Semaphore semaphore_{0};
+  std::uint64_t frame_interval_;
+  std::atomic<std::uint32_t> output_count_{0};
+  std::atomic<std::uint32_t> repeat_count_{0};
+  CachedFrameInfo cache_[kCacheSlots];
+  Mutex cache_mutex_;
+  std::uint64_t capacity_ QUARN_GUARDED_BY(cache_mutex_) = 6;
+  std::uint64_t free_count_ QUARN_GUARDED_BY(cache_mutex_) = 0;
+  std::uint64_t read_index_ QUARN_GUARDED_BY(cache_mutex_) = 0;
+  std::uint64_t write_index_ QUARN_GUARDED_BY(cache_mutex_) = 0;
+  std::uint64_t generation_ QUARN_GUARDED_BY(cache_mutex_) = 0;  // Counts the attaches: tells a discarded frame.
+
+ private:
+  std::atomic<OutputFormat> attached_format_{kOutputNone};
+};
+
+#endif  // QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_

@@ -1,0 +1,60 @@
+// Drawing, from inside a host's Draw.
+#ifndef QUARN_GS_CONTEXT_H_
+#define QUARN_GS_CONTEXT_H_
+
+#include <quarn/export.h>
+#include <quarn/gs_types.h>
+
+class GsDevice;
+
+// A vertex of DrawVertexArray.
+struct GsVertex {
+  float position[3];   // x, y, z
+  float tex_coord[2];  // u, v
+};
+
+// The drawing operations of a device; a small value to make on the stack.
+//
+//   GsContext context(device);
+//   context.SetViewport(0, 0, width, height);
+//   if (context.BindShader("rgba")) {
+//     GsTextureBinder binder(texture);
+//     context.DrawRect(gs_transform(pos(), size(), rotation()), gs_vec2(width, height));
+//     context.UnbindShader();
+//   }
+//
+// Thread: render, inside a Draw, a TickSource or a queued task. Without a device nothing happens.
+class QUARN_EXPORT GsContext {
+ public:
+  // Ownership: `device` stays the caller's; unlike elsewhere, null means none.
+  explicit GsContext(GsDevice* device);
+
+  // Makes a program current: "rgba" (a texture as it is), "to_bgra", or one of GsDevice::AddShader. Returns false when
+  // there is no such program; the current one then stays.
+  bool BindShader(const char* name);
+  // Leaves no program current.
+  void UnbindShader();
+  // Sets the part of the target to draw into, in pixels from its lower left corner.
+  void SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
+  // Draws a rectangle with the current program. `transform` places it, `target_size` is the width and height of the
+  // target in pixels. Nothing is drawn without a current program.
+  void DrawRect(const gs_transform& transform, const gs_vec2& target_size);
+  // Reserved: the device of this version only logs a warning.
+  void DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices, unsigned int index_count,
+                       const gs_transform& transform, const gs_vec2& target_size);
+
+ private:
+  GsDevice* device_;
+};
+
+// The same operations on the default device.
+namespace GsContextDefault {
+QUARN_EXPORT bool BindShader(const char* name);
+QUARN_EXPORT void UnbindShader();
+QUARN_EXPORT void SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
+QUARN_EXPORT void DrawRect(const gs_transform& transform, const gs_vec2& target_size);
+QUARN_EXPORT void DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices,
+                                  unsigned int index_count, const gs_transform& transform, const gs_vec2& target_size);
+}  // namespace GsContextDefault
+
+#endif  // QUARN_GS_CONTEXT_H_

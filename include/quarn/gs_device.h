@@ -1,0 +1,121 @@
+// The graphics engine, as a host holds it.
+#ifndef QUARN_GS_DEVICE_H_
+#define QUARN_GS_DEVICE_H_
+
+#include <quarn/export.h>
+
+class GraphicsDevice;
+
+// One graphics engine: a drawing context and, once started, a render thread.
+//
+// Each frame the render thread ticks the items, runs the filters, renders the scenes in use, hands the pictures
+// to the outputs, draws the views, sleeps to the next point of its grid of whole frame periods, and runs the
+// queued tasks. Points that a slow frame has missed are skipped.
+//
+// Every public graphics object takes a GsDevice*; null means the default device, and without any device the
+// object is inert: its operations do nothing and answer 0, null or false.
+//
+// A host that wants to drive the frames itself creates the device unstarted, calls InitThreadContext on its
+// thread, then TickSource, HandleFilter, OutputFrame and DrawDisplay for each frame, and DoTask when it likes.
+//
+// Shut down in this order: stop outputs, release scenes, items, filters, textures and constant buffers, then
+// destroy the device.
+//
+// GL work done on a host thread (creating and updating objects) leaves no GL context current on that thread.
+class QUARN_EXPORT GsDevice {
+ public:
+  // Makes the process's default device, and starts its render thread when `start` is true. Returns true when a
+  // default device exists at the end: one that existed before is left as it is and `start` is ignored. On
+  // failure there is none, the log says why, and the result is false.
+  //
+  // Thread: create and destroy the default device on one thread, before and after any other use.
+  static bool CreateDefaultDevice(bool start);
+  // Returns the default device, or null.
+  static GsDevice* DefaultDevice();
+  // Stops and destroys the default device, if there is one.
+  //
+  // Blocks: until the render thread has finished its frame. Not on the render thread.
+  static void DestroyDefaultDevice();
+
+  GsDevice();
+  // Stops the render thread, then destroys the engine.
+  //
+  // Blocks: until the render thread has finished its frame. Not on the render thread.
+  virtual ~GsDevice();
+
+  // Builds the engine. Returns true when it exists at the end. A machine without OpenGL 3.2 still gets an engine:
+  // the log says what is missing, and objects that need a drawing context come out inert.
+  virtual bool Init();
+  // Sets the frame rate in frames per second, 1 to 1,000,000,000 (30 until set). A running loop takes it after the
+  // frame in hand; an output keeps the rate of its creation. Other values are refused with a warning in the log.
+  //
+  // Thread: any.
+  virtual void SetFps(unsigned int fps);
+  // Returns the frame rate asked for; 30 without an engine.
+  //
+  // Thread: any.
+  virtual unsigned int fps() const;
+
+  GsDevice(const GsDevice&) = delete;
+  GsDevice& operator=(const GsDevice&) = delete;
+
+  // Returns whether the calling thread is a render thread: one between InitThreadContext and
+  // UninitThreadContext, of whichever device.
+  bool IsInternalRenderThread() const;
+  // Kept for hosts that call it; does nothing.
+  void ClearFrameList();
+  // Compiles a shader program under `name`, for GsContext::BindShader. Sources are GLSL 1.50 without a version
+  // line; "#version 150" and a definition of MACOSX are put in front. Name samplers u_tex0 to u_tex3, uniform
+  // blocks u_buf0 to u_buf9 (consecutively from 0) and the matrix block mvp; see glsl_src.h for examples. A name
+  // already taken keeps its program, and the result is true. Returns false, with the compiler's message in the
+  // log, when the program cannot be built, and for a null argument.
+  //
+  // Thread: any.
+  // Blocks: for the running stage of a frame.
+  bool AddShader(const char* name, const char* vs, const char* fs);
+
+  // For a host that drives the frames itself: makes the calling thread the render thread. Returns false without an
+  // engine.
+  bool InitThreadContext();
+  // The end of that.
+  void UninitThreadContext();
+  // Ticks every item of the scenes in use. Thread: render.
+  void TickSource();
+  // Runs every attached filter. Thread: render.
+  void HandleFilter();
+  // Renders every scene in use; then, unless `count` is 0, hands the pictures to the outputs as `count` frames from
+  // `timestamp` (nanoseconds) on. Thread: render.
+  void OutputFrame(unsigned long long timestamp, unsigned int count);
+  // Draws every attached view. Thread: render.
+  void DrawDisplay();
+  // Reserved: the device of this version only logs a warning.
+  void EnterThreadContext();
+  void LeaveThreadContext();
+  // Reserved: null in this version.
+  void* native_obj();
+
+  // Has the render thread call func(param) after its frame, with the GL context current. Tasks run in order; one
+  // queued by a task runs after the next frame. Without an engine, or without a usable GL context, the task is
+  // dropped; tasks still queued when the device is destroyed are dropped too.
+  //
+  // Thread: any.
+  // Ownership: `param` stays the caller's.
+  void QueueTask(void (*func)(void*), void* param);
+  // Runs the queued tasks now. Thread: render.
+  void DoTask();
+
+  // Do nothing.
+  void Enter();
+  void Leave();
+
+  // For the library's own use.
+  GraphicsDevice* impl() const;
+
+ private:
+  GraphicsDevice* impl_;
+};
+
+// The default device; null when there is none. Read it through GsDevice::DefaultDevice().
+extern QUARN_EXPORT GsDevice* app_default_device;
+
+#endif  // QUARN_GS_DEVICE_H_

@@ -1,0 +1,55 @@
+// A filter: a picture that a host draws before the scenes, for items to sample.
+#ifndef QUARN_GS_FILTER_H_
+#define QUARN_GS_FILTER_H_
+
+#include <quarn/export.h>
+
+class GraphicsFilter;
+class GsDevice;
+class GsFilterOnDraw;
+class GsTexture;
+
+// A drawing pass with a target of its own: a processed camera image, a blur, a composited part of a picture. Derive and
+// override Draw. Filters run in the order of their attaching, before any scene, so that an item may sample texture()
+// in the same frame.
+//
+// Thread: Attach and Detach from any; the rest is caller-serialised with drawing.
+class QUARN_EXPORT GsFilter {
+ public:
+  // A target of `width` x `height` pixels, each at least 1; otherwise, and without a device, the filter is inert. A
+  // null `device` means the default device.
+  GsFilter(unsigned int width, unsigned int height, GsDevice* device);
+  // Detach first.
+  virtual ~GsFilter();
+
+  // Draws into the target, which is cleared to opaque black, with blending on. Does nothing by default.
+  //
+  // Thread: render, with the GL context current and the target bound; called by the library.
+  virtual void Draw();
+
+  GsFilter(const GsFilter&) = delete;
+  GsFilter& operator=(const GsFilter&) = delete;
+
+  // Starts and stops the drawing. Both may be repeated.
+  //
+  // Blocks: for the running stage of a frame.
+  void Attach();
+  void Detach();
+
+  // Size in pixels; 0 for an inert filter.
+  unsigned int width() const;
+  unsigned int height() const;
+  // Changes the reported size. The target keeps the size of its creation.
+  void Resize(unsigned int width, unsigned int height);
+  // The target, to be sampled by items; null for an inert filter. Fetch it again after every Resize.
+  //
+  // Ownership: the filter's.
+  GsTexture* texture() const;
+
+ private:
+  GraphicsFilter* impl_ = nullptr;
+  GsFilterOnDraw* on_draw_ = nullptr;
+  GsTexture* texture_ = nullptr;
+};
+
+#endif  // QUARN_GS_FILTER_H_

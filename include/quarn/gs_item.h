@@ -1,0 +1,96 @@
+// An item: something that a host draws in a scene.
+#ifndef QUARN_GS_ITEM_H_
+#define QUARN_GS_ITEM_H_
+
+#include <atomic>
+
+#include <quarn/export.h>
+#include <quarn/gs_types.h>
+#include <quarn/qn_mutex.h>
+#include <quarn/ref_count.h>
+
+class GraphicsItem;
+class GsDevice;
+class GsItemOnTick;
+class GsScene;
+
+// A picture, a caption, a capture source: derive, override Draw and, to be ticked every frame, TickSource. The
+// setters take effect in the next frame. Counted by reference: see RefCounted.
+//
+// Thread: setters and accessors from any; each value is atomic on its own.
+class QUARN_EXPORT GsItem : public RefCountInterface {
+ public:
+  // A null `device` means the default device.
+  explicit GsItem(GsDevice* device);
+  // Of `size` pixels.
+  GsItem(const gs_vec2& size, GsDevice* device);
+  ~GsItem() override;
+
+  // Called once a frame for every item of a scene in use, hidden ones included. Does nothing by default.
+  //
+  // Thread: render, with the GL context current: textures may be updated here.
+  // Callback safety: may set values, queue tasks, update textures and constant buffers, add and remove items; an item
+  // added or removed here may miss or get one tick of the running frame.
+  virtual void TickSource();
+  // Draws the item into its scene; called for visible items, in the scene's order. Does nothing by default. Blending
+  // is on; set the viewport first.
+  //
+  // Thread: render, with the GL context current.
+  virtual void Draw();
+
+  GsItem(const GsItem&) = delete;
+  GsItem& operator=(const GsItem&) = delete;
+
+  // Starts and stops the ticks. The scene calls them; a host has no need to.
+  void Attach();
+  // Blocks: until a running TickSource has ended.
+  void Detach();
+
+  // The scene of the item, not counted; null outside a scene. SetScene is the scene's to call.
+  void SetScene(GsScene* scene);
+  GsScene* scene() const;
+
+  // The centre, in pixels from the scene's centre, y downwards.
+  gs_vec2 pos() const;
+  void MoveTo(const gs_vec2& pos);
+  // Width and height in pixels.
+  gs_vec2 size() const;
+  void Resize(const gs_vec2& size);
+  // Radians about the centre; positive turns clockwise on the screen.
+  float rotation() const;
+  void SetRotation(float rotation);
+  // The order of drawing, lowest first, once GsScene::OrderItem is called.
+  int z() const;
+  void SetZ(int z);
+  // Whether the item is drawn.
+  bool visible() const;
+  void SetVisible(bool visible);
+  // Whether the pointer is over the item: views frame it.
+  bool hovered() const;
+  void SetHovered(bool hovered);
+  // Whether the item is selected: views frame it and add handles.
+  bool selected() const;
+  void SetSelected(bool selected);
+
+ private:
+  GraphicsItem* impl_ = nullptr;
+  std::atomic<GsScene*> scene_{nullptr};
+  GsItemOnTick* on_tick_ = nullptr;
+
+ protected:
+  // For the host's own use: no operation of the library locks it.
+  QNMutex mutex_;
+  std::atomic<gs_vec2> pos_{gs_vec2()};
+  // For the host's own use: set like `size_` at construction and read by no operation of the library.
+  std::atomic<gs_vec2> base_size_{gs_vec2()};
+  std::atomic<gs_vec2> size_{gs_vec2()};
+  std::atomic<float> rotation_{0.0f};
+  std::atomic<int> z_{0};
+  std::atomic<bool> visible_{true};
+  std::atomic<bool> reserved0_{true};  // Read by no operation of the library.
+  std::atomic<bool> hovered_{false};
+  std::atomic<bool> reserved1_{true};  // Read by no operation of the library.
+  std::atomic<bool> selected_{false};
+};
+
+#endif  // QUARN_GS_ITEM_H_

@@ -1,0 +1,79 @@
+// A scene: an off-screen canvas on which items are drawn every frame.
+#ifndef QUARN_GS_SCENE_H_
+#define QUARN_GS_SCENE_H_
+
+#include <memory>
+
+#include <quarn/export.h>
+#include <quarn/ref_count.h>
+
+class GraphicsContextImpl;
+class GraphicsScene;
+class GsDevice;
+class GsItem;
+class GsItemList;
+class GsSceneOnDraw;
+class GsSceneUse;
+
+// A canvas of a fixed size with a list of items, the first at the bottom. It starts opaque black every frame and is
+// rendered only while an output or a view uses it. Counted by reference: see RefCounted.
+//
+// Thread: any, also while the scene is rendered.
+class QUARN_EXPORT GsScene : public RefCountInterface {
+ public:
+  // A canvas of `width` x `height` pixels, each at least 1; otherwise, and without a device, the scene is inert. A null
+  // `device` means the default device.
+  //
+  // Blocks: for the running stage of a frame.
+  GsScene(unsigned int width, unsigned int height, GsDevice* device);
+  // Destroy a scene only when no output or view uses it.
+  ~GsScene() override;
+
+  // Draws one frame: by default Draw of every visible item in order. An override may replace or extend it.
+  //
+  // Thread: render, with the GL context current and the canvas bound; called by the library.
+  virtual void Draw();
+
+  GsScene(const GsScene&) = delete;
+  GsScene& operator=(const GsScene&) = delete;
+
+  // Starts and stops the rendering of the scene and the ticks of its items. Outputs and views call them; a host has no
+  // need to.
+  //
+  // Blocks: for the running stage of a frame.
+  void Attach();
+  void Detach();
+
+  // Puts an item on top and takes a reference on it. An item already in the list stays where it is; null is ignored.
+  //
+  // Blocks: for the running stage of a frame.
+  void AddItem(GsItem* item);
+  // Takes an item out and drops the list's reference; its ticks have ended when the call returns. Null is ignored.
+  //
+  // Blocks: for the running stage of a frame.
+  void RemoveItem(GsItem* item);
+  // Sorts the list by ascending z, keeping the order of equals. Neither AddItem nor GsItem::SetZ sorts.
+  void OrderItem();
+  // The number of items.
+  unsigned int item_count() const;
+  // Calls fn(item, user) for a copy of the list in order, until it returns false. Items removed meanwhile stay alive
+  // until the walk ends. A null `fn` is ignored.
+  void EnumItems(bool (*fn)(GsItem* item, void* user), void* user);
+
+  // Size in pixels; 0 for an inert scene.
+  unsigned int width() const;
+  unsigned int height() const;
+
+  // For the library's own use.
+  GraphicsScene* impl() const;
+
+ private:
+  friend class GsSceneUse;
+
+  GraphicsScene* impl_ = nullptr;
+  std::unique_ptr<GsItemList> items_;
+  GsSceneOnDraw* on_draw_ = nullptr;
+  GraphicsContextImpl* context_ = nullptr;  // Its lock orders attaching and detaching.
+};
+
+#endif  // QUARN_GS_SCENE_H_

@@ -1,0 +1,57 @@
+// Positions, sizes and placements.
+//
+// Pixels of a render target are counted from its centre: x grows to the right, y grows downwards.
+#ifndef QUARN_GS_TYPES_H_
+#define QUARN_GS_TYPES_H_
+
+#include <quarn/export.h>
+
+struct internal_vec2;
+struct internal_vec3;
+struct internal_transform;
+
+// Two floats.
+struct QUARN_EXPORT gs_vec2 {
+  float x;
+  float y;
+
+  gs_vec2() : x(0.0f), y(0.0f) {}
+  gs_vec2(float x_value, float y_value) : x(x_value), y(y_value) {}
+  gs_vec2(const gs_vec2&) = default;
+  gs_vec2& operator=(const gs_vec2&) = default;
+
+  gs_vec2 operator*(float scale) const { return gs_vec2(x * scale, y * scale); }
+  gs_vec2 operator+(const gs_vec2& other) const { return gs_vec2(x + other.x, y + other.y); }
+
+  // For the library's own use.
+  operator internal_vec2() const;
+};
+
+// Three floats.
+struct QUARN_EXPORT gs_vec3 {
+  float x;
+  float y;
+  float z;
+
+  gs_vec3(float x_value, float y_value, float z_value) : x(x_value), y(y_value), z(z_value) {}
+
+  // For the library's own use.
+  operator internal_vec3() const;
+};
+
+// Where a rectangle lands on a render target.
+struct QUARN_EXPORT gs_transform {
+  gs_vec2 pos;     // Its centre, in pixels from the centre of the target, y downwards.
+  gs_vec2 size;    // Its width and height in pixels.
+  float rotation;  // Radians about its centre; positive turns clockwise on the screen.
+
+  gs_transform(const gs_vec2& pos_px, const gs_vec2& size_px, float rotation_rad)
+      : pos(pos_px), size(size_px), rotation(rotation_rad) {}
+  // Not rotated.
+  gs_transform(const gs_vec2& pos_px, const gs_vec2& size_px) : gs_transform(pos_px, size_px, 0.0f) {}
+
+  // For the library's own use.
+  operator internal_transform() const;
+};
+
+#endif  // QUARN_GS_TYPES_H_

@@ -1,0 +1,33 @@
+// A block of bytes that a host shares by reference.
+#ifndef QUARN_QN_BUFFER_H_
+#define QUARN_QN_BUFFER_H_
+
+#include <quarn/export.h>
+#include <quarn/ref_count.h>
+
+// Bytes whose size is a multiple of 64. Derive and count references, or use RefCounted<QNBuffer>.
+//
+// Thread: caller-serialised.
+class QUARN_EXPORT QNBuffer : public RefCountInterface {
+ public:
+  // An empty buffer: null data, size 0.
+  QNBuffer();
+  // Allocates `size` bytes, rounded up to the next multiple of 64 and not zeroed. When memory is short, or the
+  // rounding overflows, the buffer is empty.
+  explicit QNBuffer(unsigned long size);
+  ~QNBuffer() override;
+  QNBuffer(const QNBuffer&) = delete;
+  QNBuffer& operator=(const QNBuffer&) = delete;
+
+  // The rounded size in bytes.
+  unsigned long size() const;
+  // The first byte, aligned as malloc aligns; null for an empty buffer.
+  unsigned char* data();
+  const unsigned char* data() const;
+
+ private:
+  unsigned char* data_;
+  unsigned long size_;
+};
+
+#endif  // QUARN_QN_BUFFER_H_

@@ -1,0 +1,41 @@
+// A signal between threads.
+#ifndef QUARN_QN_EVENT_H_
+#define QUARN_QN_EVENT_H_
+
+#include <quarn/export.h>
+
+class Event;
+
+// A flag that threads wait for. An automatic event is cleared by the wait that it satisfies; a manual one
+// stays signalled until Reset.
+//
+// Thread: any. Signal wakes one waiter; with several waiters on a manual event the others see the flag when
+// they next test it.
+class QUARN_EXPORT QNEvent {
+ public:
+  explicit QNEvent(bool manual_reset);
+  ~QNEvent();
+  QNEvent(const QNEvent&) = delete;
+  QNEvent& operator=(const QNEvent&) = delete;
+
+  // Sets the flag and wakes one waiter. Returns true.
+  bool Signal();
+  // Clears the flag. Returns true.
+  bool Reset();
+  // Returns true when the event was signalled, false on a failed wait.
+  //
+  // Blocks: until signalled.
+  bool Wait();
+  // Waits up to `ms` milliseconds. Returns true when the time ran out (or the wait failed) and false when the
+  // event was signalled: the opposite sense to Wait, which is part of the interface.
+  //
+  // Blocks: up to `ms` milliseconds.
+  bool TimedWait(unsigned long ms);
+  // Returns whether the event is signalled, and clears an automatic one. Never waits for a signal.
+  bool Try();
+
+ private:
+  Event* impl_;
+};
+
+#endif  // QUARN_QN_EVENT_H_

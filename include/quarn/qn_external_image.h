@@ -1,0 +1,51 @@
+// An image that lives outside the engine.
+#ifndef QUARN_QN_EXTERNAL_IMAGE_H_
+#define QUARN_QN_EXTERNAL_IMAGE_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include <quarn/export.h>
+
+// Describes pixels in memory, or in a file that can be mapped (shared memory, or a dma-buf whose exporter allows
+// mapping), the top row first. GsTexture takes it as its external image.
+//
+// Thread: caller-serialised; a const image may be read by several threads.
+class QUARN_EXPORT QnExternalImage {
+ public:
+  // Four-character codes of the layouts.
+  static constexpr std::uint32_t kPixelFormatBGRA = 0x42475241;  // 'BGRA': 8 bits a channel, B G R A in memory.
+  static constexpr std::uint32_t kPixelFormatL10R = 0x6C313072;  // 'l10r': little-endian words, B in bits 0 to 9, then
+                                                                 // G, R, and 2 bits of alpha at the top.
+
+  // Pixels at `base`, rows `bytes_per_row` apart (at least width * 4).
+  //
+  // Ownership: `base` stays the host's, and must be readable during each use.
+  QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row,
+                  const void* base);
+  // Pixels in the file `fd`, from byte `offset` on. The file is mapped for each use only; one that is too short is
+  // refused there.
+  //
+  // Ownership: `fd` stays the host's, and must be open during each use.
+  QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row, int fd,
+                  std::size_t offset);
+
+  unsigned int width() const { return width_; }
+  unsigned int height() const { return height_; }
+  std::uint32_t pixel_format() const { return pixel_format_; }
+  unsigned int bytes_per_row() const { return bytes_per_row_; }
+  const void* base() const { return base_; }
+  int fd() const { return fd_; }
+  std::size_t offset() const { return offset_; }
+
+ private:
+  unsigned int width_;
+  unsigned int height_;
+  std::uint32_t pixel_format_;
+  unsigned int bytes_per_row_;
+  const void* base_;
+  int fd_;
+  std::size_t offset_;
+};
+
+#endif  // QUARN_QN_EXTERNAL_IMAGE_H_

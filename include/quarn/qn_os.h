@@ -1,0 +1,16 @@
+// The clock that every timestamp of the library is read from.
+#ifndef QUARN_QN_OS_H_
+#define QUARN_QN_OS_H_
+
+#include <quarn/export.h>
+
+extern "C" {
+
+// Returns the monotonic clock in nanoseconds.
+//
+// Thread: any.
+QUARN_EXPORT unsigned long long qn_os_gettime_ns(void);
+
+}  // extern "C"
+
+#endif  // QUARN_QN_OS_H_

@@ -1,0 +1,104 @@
+// Reference counting of the objects that a host shares with the library.
+//
+// The library counts scenes, items and audio inputs but never deletes them: a host's subclass owns the
+// count. Most hosts take the ready-made one:
+//
+//   class Logo : public GsItem { ... };
+//   scoped_refptr<Logo> logo = MakeRef<RefCounted<Logo>>(device);
+#ifndef QUARN_REF_COUNT_H_
+#define QUARN_REF_COUNT_H_
+
+#include <atomic>
+#include <utility>
+
+#include <quarn/export.h>
+
+// What the library calls to take and to drop a reference.
+//
+// Thread: any; an implementation must make both operations atomic.
+class QUARN_EXPORT RefCountInterface {
+ public:
+  // Takes one reference.
+  virtual void AddRef() = 0;
+  // Drops one reference; the object may delete itself when the last one goes.
+  virtual void Release() = 0;
+  virtual ~RefCountInterface() = default;
+};
+
+// A holder of one reference to a T, or of nothing.
+//
+// Thread: caller-serialised, like a plain pointer; the counts themselves are atomic.
+template <class T>
+class scoped_refptr {
+ public:
+  scoped_refptr() = default;
+  scoped_refptr(std::nullptr_t) {}
+  // Takes a reference of its own on a non-null pointer.
+  scoped_refptr(T* ptr) : ptr_(ptr) {
+    if (ptr_) ptr_->AddRef();
+  }
+  scoped_refptr(const scoped_refptr& other) : scoped_refptr(other.ptr_) {}
+  // From a holder of a derived type.
+  template <class U>
+  scoped_refptr(const scoped_refptr<U>& other) : scoped_refptr(static_cast<U*>(other)) {}
+  // Transfers the reference without counting.
+  scoped_refptr(scoped_refptr&& other) noexcept : ptr_(other.release()) {}
+  template <class U>
+  scoped_refptr(scoped_refptr<U>&& other) noexcept : ptr_(other.release()) {}
+  ~scoped_refptr() {
+    if (ptr_) ptr_->Release();
+  }
+
+  scoped_refptr& operator=(scoped_refptr other) noexcept {
+    std::swap(ptr_, other.ptr_);
+    return *this;
+  }
+
+  // Takes over a reference that the caller already holds, without counting.
+  static scoped_refptr Adopt(T* ptr) {
+    scoped_refptr holder;
+    holder.ptr_ = ptr;
+    return holder;
+  }
+
+  // Hands the pointer out, with its reference, and leaves the holder empty.
+  T* release() noexcept { return std::exchange(ptr_, nullptr); }
+
+  T* get() const noexcept { return ptr_; }
+  operator T*() const noexcept { return ptr_; }
+  T* operator->() const noexcept { return ptr_; }
+  T& operator*() const noexcept { return *ptr_; }
+
+ private:
+  T* ptr_ = nullptr;
+};
+
+// An atomic count over any class that leaves AddRef and Release abstract. It starts at one, held by whoever
+// creates the object; the object deletes itself when the count reaches zero.
+//
+// Thread: any.
+template <class Base>
+class RefCounted : public Base {
+ public:
+  template <class... Args>
+  explicit RefCounted(Args&&... args) : Base(std::forward<Args>(args)...) {}
+
+  void AddRef() override { count_.fetch_add(1, std::memory_order_relaxed); }
+  void Release() override {
+    if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  }
+
+ protected:
+  ~RefCounted() override = default;
+
+ private:
+  std::atomic<long> count_{1};
+};
+
+// Makes a T counted from one (usually a RefCounted<...>) and adopts that reference.
+template <class T, class... Args>
+scoped_refptr<T> MakeRef(Args&&... args) {
+  return scoped_refptr<T>::Adopt(new T(std::forward<Args>(args)...));
+}
+
+#endif  // QUARN_REF_COUNT_H_
