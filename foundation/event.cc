@@ -1,1 +1,119 @@
-// placeholder
+// The event on POSIX: a flag behind a mutex and a condition variable. Any thread enters.
+#include "foundation/event.h"
+
+#include <pthread.h>
+#include <sys/time.h>
+
+#include <new>
+
+class EventImpl {
+ public:
+  explicit EventImpl(bool manual_reset) : manual_reset_(manual_reset) {
+    pthread_mutex_init(&mutex_, nullptr);
+    pthread_cond_init(&condition_, nullptr);
+  }
+  ~EventImpl() {
+    pthread_cond_destroy(&condition_);
+    pthread_mutex_destroy(&mutex_);
+  }
+  EventImpl(const EventImpl&) = delete;
+  EventImpl& operator=(const EventImpl&) = delete;
+
+  void Signal() {
+    pthread_mutex_lock(&mutex_);
+    // One waiter, not all of them: part of the interface.
+    pthread_cond_signal(&condition_);
+    signalled_ = true;
+    pthread_mutex_unlock(&mutex_);
+  }
+
+  void Reset() {
+    pthread_mutex_lock(&mutex_);
+    signalled_ = false;
+    pthread_mutex_unlock(&mutex_);
+  }
+
+  // Each of the three returns whether the event was found signalled. A wait that failed or ran out of time leaves the
+  // flag as it is, for the next to find.
+
+  bool Wait() {
+    pthread_mutex_lock(&mutex_);
+    int result = 0;
+    while (!signalled_ && result == 0) result = pthread_cond_wait(&condition_, &mutex_);
+    const bool found = result == 0 && Consume();
+    pthread_mutex_unlock(&mutex_);
+    return found;
+  }
+
+  bool TimedWait(unsigned long ms) {
+    pthread_mutex_lock(&mutex_);
+    int result = 0;
+    while (!signalled_ && result == 0) {
+      // Taken anew on every pass: a spurious wake-up starts the full wait again, as the interface has it.
+      timeval now{};
+      gettimeofday(&now, nullptr);
+      timespec deadline{};
+      deadline.tv_sec = now.tv_sec;
+      deadline.tv_nsec = static_cast<long>(now.tv_usec) * 1000;
+      add_ms_to_ts(&deadline, ms);
+      result = pthread_cond_timedwait(&condition_, &mutex_, &deadline);
+    }
+    const bool found = result == 0 && Consume();
+    pthread_mutex_unlock(&mutex_);
+    return found;
+  }
+
+  bool Try() {
+    pthread_mutex_lock(&mutex_);
+    const bool found = Consume();
+    pthread_mutex_unlock(&mutex_);
+    return found;
+  }
+
+ private:
+  // Reads the flag, with mutex_ held, and clears it when the event resets itself.
+  bool Consume() {
+    const bool found = signalled_;
+    if (!manual_reset_) signalled_ = false;
+    return found;
+  }
+
+  pthread_mutex_t mutex_;
+  pthread_cond_t condition_;
+  bool signalled_ = false;
+  const bool manual_reset_;
+};
+
+Event::Event(bool manual_reset) : impl_(new (std::nothrow) EventImpl(manual_reset)) {}
+
+Event::~Event() = default;
+
+bool Event::Signal() {
+  if (!impl_) return false;
+  impl_->Signal();
+  return true;
+}
+
+bool Event::Reset() {
+  if (!impl_) return false;
+  impl_->Reset();
+  return true;
+}
+
+bool Event::Wait() { return impl_ && impl_->Wait(); }
+
+// The inverted sense is part of the interface and must stay.
+bool Event::TimedWait(unsigned long ms) { return impl_ && !impl_->TimedWait(ms); }
+
+bool Event::Try() { return impl_ && impl_->Try(); }
+
+void add_ms_to_ts(timespec* ts, unsigned long ms) {
+  constexpr long kNsPerSecond = 1000000000;
+  ts->tv_sec += static_cast<time_t>(ms / 1000);
+  ts->tv_nsec += static_cast<long>(ms % 1000) * 1000000;
+  // Strictly greater: part of the interface and must stay.
+  if (ts->tv_nsec > kNsPerSecond) {
+    ts->tv_sec += 1;
+    ts->tv_nsec -= kNsPerSecond;
+  }
+}

@@ -4,8 +4,9 @@
 
 #include <cstdarg>
 #include <memory>
-#include <mutex>
 #include <string>
+
+#include "foundation/mutex.h"
 
 // Formats messages behind a tag and writes them as lines.
 class Logger {
@@ -39,8 +40,8 @@ class Logger {
   static constexpr int kBufferSize = 4096;
 
   std::string tag_;
-  std::unique_ptr<char[]> buffer_;
-  std::recursive_mutex mutex_;  // Guards the buffer and keeps a line whole.
+  Mutex mutex_;  // Held from formatting to the end of writing a line.
+  std::unique_ptr<char[]> buffer_ QUARN_PT_GUARDED_BY(mutex_);
 };
 
 // Prints to standard output.

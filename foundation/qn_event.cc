@@ -1,1 +1,23 @@
-// placeholder
+// The host's event: forwards to Event. Any thread enters.
+#include <quarn/qn_event.h>
+
+#include <new>
+
+#include "foundation/event.h"
+
+QNEvent::QNEvent(bool manual_reset) : impl_(new (std::nothrow) Event(manual_reset)) {}
+
+QNEvent::~QNEvent() {
+  delete impl_;
+  impl_ = nullptr;
+}
+
+bool QNEvent::Signal() { return impl_ && impl_->Signal(); }
+
+bool QNEvent::Reset() { return impl_ && impl_->Reset(); }
+
+bool QNEvent::Wait() { return impl_ && impl_->Wait(); }
+
+bool QNEvent::TimedWait(unsigned long ms) { return impl_ && impl_->TimedWait(ms); }
+
+bool QNEvent::Try() { return impl_ && impl_->Try(); }

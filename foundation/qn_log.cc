@@ -1,1 +1,68 @@
-// placeholder
+// The flat entry points of the log, and the translation of its levels for the host's handler. Any thread enters.
+#include <quarn/qn_log.h>
+
+#include <atomic>
+#include <mutex>
+
+#include "foundation/logger.h"
+
+namespace {
+
+std::atomic<QnLogHandler> installed_handler{nullptr};
+std::mutex install_mutex;
+LoggerHook* current_hook = nullptr;  // Guarded by install_mutex.
+
+int PublicLevel(int level) {
+  switch (static_cast<Logger::Level>(level)) {
+    case Logger::Level::Error:
+      return kQnLogError;
+    case Logger::Level::Warn:
+      return kQnLogWarning;
+    case Logger::Level::Info:
+      return kQnLogInfo;
+    default:
+      return kQnLogDebug;
+  }
+}
+
+void CallInstalledHandler(int level, const char* format, va_list args, void* user) {
+  const QnLogHandler handler = installed_handler.load(std::memory_order_acquire);
+  if (handler) handler(PublicLevel(level), format, args, user);
+}
+
+}  // namespace
+
+void qn_log(int level, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  qn_log_va(level, format, args);
+  va_end(args);
+}
+
+void qn_log_va(int level, const char* format, va_list args) {
+  switch (level) {
+    case kQnLogError:
+      Logger::default_logger()->Log(Logger::Level::Error, format, args);
+      break;
+    case kQnLogWarning:
+      Logger::default_logger()->Log(Logger::Level::Warn, format, args);
+      break;
+    case kQnLogInfo:
+      Logger::default_logger()->Log(Logger::Level::Info, format, args);
+      break;
+    case kQnLogDebug:
+      Logger::default_logger()->Log(Logger::Level::Debug, format, args);
+      break;
+    default:
+      break;
+  }
+}
+
+void qn_set_log_handle(QnLogHandler handler, void* user) {
+  std::lock_guard<std::mutex> lock(install_mutex);
+  LoggerHook* const hook = new LoggerHook("Quarn", CallInstalledHandler, user);
+  installed_handler.store(handler, std::memory_order_release);
+  Logger::SetDefaultLogger(hook);
+  delete current_hook;
+  current_hook = hook;
+}

@@ -1,1 +1,35 @@
-// placeholder
+// Threads on POSIX. Start, Join and started belong to the thread's owner.
+#include "foundation/thread.h"
+
+#include <pthread.h>
+
+namespace {
+
+class ThreadPosix : public Thread {
+ public:
+  void Start(Runable* r) override {
+    if (started() || !r) return;
+    // What a failed creation leaves in the handle is unspecified.
+    if (pthread_create(&handle_, nullptr, &ThreadPosix::Entry, r) != 0) handle_ = pthread_t{};
+  }
+
+  void Join() override {
+    if (!started()) return;
+    pthread_join(handle_, nullptr);
+    handle_ = pthread_t{};
+  }
+
+  bool started() const override { return handle_ != pthread_t{}; }
+
+ private:
+  static void* Entry(void* runable) {
+    static_cast<Runable*>(runable)->Run();
+    return nullptr;
+  }
+
+  pthread_t handle_{};  // Null when not running.
+};
+
+}  // namespace
+
+Thread* Thread::Create() { return new ThreadPosix; }

@@ -1,1 +1,12 @@
-// placeholder
+// Defaults of a constant buffer; the GPU's part is the backend's.
+#include "graphics/graphics_constant_buffer_impl.h"
+
+#include "foundation/logger.h"
+
+void GraphicsConstantBufferImpl::Update(const void*, unsigned int) {
+  Logger::default_logger()->Warn("ConstantBuffer::Update is unimplemented");
+}
+
+bool GraphicsConstantBufferImpl::Bind(int) { return false; }
+
+void GraphicsConstantBufferImpl::Unbind() {}

@@ -1,1 +1,255 @@
-// placeholder
+// The render loop: it paces frames on a grid of whole frame periods, runs the stages of each in order, and drains the
+// task queue in between.
+//
+// The owner's thread enters through Start and Stop, the render thread through Run; any thread sets the rate and queues
+// tasks.
+#include "graphics/graphics_device_impl.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "foundation/logger.h"
+#include "foundation/os_time.h"
+
+namespace {
+
+constexpr std::uint32_t kNsPerSecond = 1'000'000'000;
+
+// Shared by all devices: it says that this thread is some device's render thread.
+thread_local bool is_render_thread = false;
+
+}  // namespace
+
+GraphicsDeviceImpl::GraphicsDeviceImpl() = default;
+
+GraphicsDeviceImpl::~GraphicsDeviceImpl() { GraphicsDeviceImpl::Stop(); }
+
+bool GraphicsDeviceImpl::Init() { return false; }
+
+bool GraphicsDeviceImpl::Start() {
+  if (thread_) return false;
+  Logger::default_logger()->Info("starting graphics render thread");
+  stop_.store(false, std::memory_order_relaxed);
+  applied_fps_ = requested_fps_.load(std::memory_order_relaxed);
+  frame_interval_ = kNsPerSecond / applied_fps_;
+  // The frame before the stop is long over: nothing of it is output now.
+  last_frame_info_.reset();
+  thread_.reset(Thread::Create());
+  thread_->Start(this);
+  if (!thread_->started()) {
+    Logger::default_logger()->Error("the graphics render thread could not be created");
+    thread_.reset();
+    return false;
+  }
+  return true;
+}
+
+void GraphicsDeviceImpl::Stop() {
+  stop_.store(true, std::memory_order_relaxed);
+  if (render_thread_id_.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
+    Logger::default_logger()->Error(
+        "Stop was called on the graphics render thread, which cannot wait for itself: it ends after this frame; call "
+        "Stop again from another thread");
+    return;
+  }
+  if (!thread_) return;
+  thread_->Join();
+  thread_.reset();
+  render_thread_id_.store(std::thread::id(), std::memory_order_relaxed);
+  // The spelling is part of the interface and must stay.
+  Logger::default_logger()->Info("graphics render thread stoped");
+}
+
+bool GraphicsDeviceImpl::IsInternalRenderThread() const { return is_render_thread; }
+
+void GraphicsDeviceImpl::SetFps(unsigned int fps) {
+  // Above one frame a nanosecond the interval would be 0, and pacing divides by it.
+  if (fps == 0 || fps > kNsPerSecond) {
+    Logger::default_logger()->Warn("a frame rate of %u is refused: it must be 1 to %u; the rate stays %u", fps,
+                                   kNsPerSecond, this->fps());
+    return;
+  }
+  requested_fps_.store(fps, std::memory_order_relaxed);
+}
+
+unsigned int GraphicsDeviceImpl::fps() const { return requested_fps_.load(std::memory_order_relaxed); }
+
+void GraphicsDeviceImpl::ClearFrameList() {}
+
+bool GraphicsDeviceImpl::AddShader(const char*, const char*, const char*) {
+  Logger::default_logger()->Warn("AddShader is unimplemented");
+  return false;
+}
+
+GraphicsView* GraphicsDeviceImpl::CreateView(const InternalWindowInfo&, unsigned int, unsigned int) {
+  Logger::default_logger()->Warn("CreateView is unimplemented");
+  return nullptr;
+}
+
+GraphicsScene* GraphicsDeviceImpl::CreateScene(unsigned int, unsigned int) {
+  Logger::default_logger()->Warn("CreateScene is unimplemented");
+  return nullptr;
+}
+
+GraphicsTexture* GraphicsDeviceImpl::CreateTexture(GraphicsFrame&&) {
+  Logger::default_logger()->Warn("CreateTexture(frame) is unimplemented");
+  return nullptr;
+}
+
+GraphicsTexture* GraphicsDeviceImpl::CreateTexture(GraphicsFormatInternal, unsigned int, unsigned int) {
+  Logger::default_logger()->Warn("CreateTexture(format, width, height) is unimplemented");
+  return nullptr;
+}
+
+GraphicsTexture* GraphicsDeviceImpl::CreateTexture(void*) {
+  // The text is part of the interface and stays, whatever the platform's images are called.
+  Logger::default_logger()->Warn("CreateTexture(void *iosurface) is unimplemented");
+  return nullptr;
+}
+
+GraphicsTexture* GraphicsDeviceImpl::CreateTextureExternal() {
+  Logger::default_logger()->Warn("CreateTextureExternal is unimplemented");
+  return nullptr;
+}
+
+GraphicsConstantBuffer* GraphicsDeviceImpl::CreateConstantBuffer(unsigned int, const void*) {
+  Logger::default_logger()->Warn("CreateConstantBuffer is unimplemented");
+  return nullptr;
+}
+
+GraphicsDuplicator* GraphicsDeviceImpl::CreateDuplicator(const char*) {
+  Logger::default_logger()->Warn("CreateDuplicator is unimplemented");
+  return nullptr;
+}
+
+GraphicsOutput* GraphicsDeviceImpl::CreateOutput(GraphicsScene*, unsigned int, unsigned int) {
+  Logger::default_logger()->Warn("CreateOutput is unimplemented");
+  return nullptr;
+}
+
+GraphicsFilter* GraphicsDeviceImpl::CreateFilter(unsigned int, unsigned int) {
+  Logger::default_logger()->Warn("CreateFilter is unimplemented");
+  return nullptr;
+}
+
+GraphicsContext* GraphicsDeviceImpl::gs_context() {
+  Logger::default_logger()->Warn("GraphicsDevice::gs_context is unimplemented");
+  return nullptr;
+}
+
+bool GraphicsDeviceImpl::InitThreadContext() {
+  is_render_thread = true;
+  return true;
+}
+
+void GraphicsDeviceImpl::UninitThreadContext() { is_render_thread = false; }
+
+void GraphicsDeviceImpl::EnterThreadContext() {
+  Logger::default_logger()->Warn("GraphicsDevice::EnterThreadContext is unimplemented");
+}
+
+void GraphicsDeviceImpl::LeaveThreadContext() {
+  Logger::default_logger()->Warn("GraphicsDevice::LeaveThreadContext is unimplemented");
+}
+
+void* GraphicsDeviceImpl::native_obj() { return nullptr; }
+
+void GraphicsDeviceImpl::QueueTask(void (*func)(void*), void* param) {
+  if (!func) {
+    Logger::default_logger()->Warn("a task without a function is ignored");
+    return;
+  }
+  MutexLocker<Mutex> lock(task_lock_);
+  tasks_.emplace_back(func, param);
+}
+
+void GraphicsDeviceImpl::DoTask() {
+  // Optional, because an empty deque allocates and this runs every frame.
+  std::optional<std::deque<GsTask>> tasks;
+  {
+    MutexLocker<Mutex> lock(task_lock_);
+    if (tasks_.empty()) return;
+    tasks.emplace();
+    tasks->swap(tasks_);
+  }
+  while (!tasks->empty()) {
+    const GsTask task = tasks->front();
+    HandleTask(task.func, task.param);
+    tasks->pop_front();
+  }
+}
+
+std::uint64_t GraphicsDeviceImpl::TickSource(unsigned long long frame_time, unsigned long long) { return frame_time; }
+
+void GraphicsDeviceImpl::HandleFilter() { Logger::default_logger()->Warn("HandleFilter is unimplemented"); }
+
+void GraphicsDeviceImpl::OutputFrame(unsigned long long, unsigned int) {
+  Logger::default_logger()->Warn("OutputFrame is unimplemented");
+}
+
+void GraphicsDeviceImpl::DrawDisplay() { Logger::default_logger()->Warn("DrawDisplay is unimplemented"); }
+
+void GraphicsDeviceImpl::HandleTask(void (*func)(void*), void* param) { func(param); }
+
+void GraphicsDeviceImpl::Run() {
+  render_thread_id_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+  if (!InitThreadContext()) {
+    Logger::default_logger()->Error("InitThreadContext failed");
+    return;
+  }
+  frame_time_ = os::GetTimeNs();
+  while (Loop()) {
+    const std::uint32_t requested = requested_fps_.load(std::memory_order_relaxed);
+    if (requested != applied_fps_) {
+      // The grid starts anew. The last frame info stays: that frame has still to be output.
+      applied_fps_ = requested;
+      frame_time_ = os::GetTimeNs();
+      tick_time_ = 0;
+      frame_interval_ = kNsPerSecond / applied_fps_;
+      measured_time_ = 0;
+      measured_frames_ = 0;
+    }
+    DoTask();
+  }
+  DoTask();
+  UninitThreadContext();
+}
+
+bool GraphicsDeviceImpl::Loop() {
+  tick_time_ = TickSource(frame_time_, tick_time_);
+  HandleFilter();
+  // Outputs receive the frame before this one, whose length in periods is known by now.
+  if (last_frame_info_) {
+    OutputFrame(last_frame_info_->timestamp, last_frame_info_->count);
+  } else {
+    OutputFrame(0, 0);
+  }
+  DrawDisplay();
+  SleepToNextFrame();
+  // Frame time, not wall time: dropped periods lower the rate that is reported.
+  measured_time_ += frame_time_ - tick_time_;
+  ++measured_frames_;
+  if (measured_time_ >= kNsPerSecond) {
+    Logger::default_logger()->Info("%0.2f fps",
+                                   static_cast<double>(measured_frames_) / (static_cast<double>(measured_time_) / 1e9));
+    measured_time_ = 0;
+    measured_frames_ = 0;
+  }
+  return !stop_.load(std::memory_order_relaxed);
+}
+
+void GraphicsDeviceImpl::SleepToNextFrame() {
+  const std::uint64_t previous = frame_time_;
+  const std::uint64_t target = previous + frame_interval_;
+  std::uint32_t periods = 1;
+  if (os::SleepToNs(target)) {
+    frame_time_ = target;
+  } else {
+    // Late: skip the grid points that have passed instead of catching up with a burst.
+    const auto elapsed = static_cast<std::int64_t>(os::GetTimeNs() - previous);
+    const auto interval = static_cast<std::int64_t>(frame_interval_);
+    periods = static_cast<std::uint32_t>(std::max(interval, elapsed) / interval);
+    frame_time_ = previous + frame_interval_ * periods;
+  }
+  last_frame_info_.emplace(previous, periods);
+}

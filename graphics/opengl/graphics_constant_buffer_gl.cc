@@ -1,1 +1,67 @@
-// placeholder
+// Uniform buffers; see the header for which thread enters what.
+#include "graphics/opengl/graphics_constant_buffer_gl.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+GraphicsConstantBufferGL::GraphicsConstantBufferGL(GraphicsContextGL* context, const void* data, unsigned int size)
+    : GraphicsConstantBufferGL(context, size) {
+  if (shadow_ && data) std::memcpy(shadow_.get(), data, size);
+}
+
+GraphicsConstantBufferGL::GraphicsConstantBufferGL(GraphicsContextGL* context, unsigned int size)
+    : GLObject(context), shadow_(new (std::nothrow) unsigned char[size]()), size_(size) {}
+
+GraphicsConstantBufferGL::~GraphicsConstantBufferGL() {
+  if (!context()) return;
+  MutexLocker<GraphicsContextGL> lock(*context());
+  ScopedBind bind(context());
+  if (bind.ok() && buffer_) glDeleteBuffers(1, &buffer_);
+}
+
+bool GraphicsConstantBufferGL::Init() {
+  if (!context() || !shadow_) return false;
+  MutexLocker<GraphicsContextGL> lock(*context());
+  ScopedBind bind(context());
+  return bind.ok() && Create();
+}
+
+bool GraphicsConstantBufferGL::Create() {
+  glGenBuffers(1, &buffer_);
+  Upload();
+  return buffer_ != 0;
+}
+
+void GraphicsConstantBufferGL::Upload() {
+  glBindBuffer(GL_UNIFORM_BUFFER, buffer_);
+  glBufferData(GL_UNIFORM_BUFFER, size_, shadow_.get(), GL_DYNAMIC_DRAW);
+  glBindBuffer(GL_UNIFORM_BUFFER, 0);
+}
+
+void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
+  if (!data || !shadow_) return;
+  const unsigned int count = std::min(size, size_);
+  if (!context()) {
+    std::memcpy(shadow_.get(), data, count);
+    return;
+  }
+  // The copy stands under the lock as well, so that two updates at once do not mix.
+  MutexLocker<GraphicsContextGL> lock(*context());
+  std::memcpy(shadow_.get(), data, count);
+  ScopedBind bind(context());
+  if (bind.ok() && buffer_) Upload();
+}
+
+bool GraphicsConstantBufferGL::Bind(int slot) {
+  if (!context() || !buffer_ || slot < 0) return false;
+  binding_ = slot + 1;
+  glBindBufferRange(GL_UNIFORM_BUFFER, static_cast<GLuint>(binding_), buffer_, 0, size_);
+  context()->AddUboIndex(binding_);
+  return true;
+}
+
+void GraphicsConstantBufferGL::Unbind() {
+  if (!context() || binding_ < 1) return;
+  context()->RemoveUboIndex(binding_);
+}

@@ -1,1 +1,183 @@
-// placeholder
+// Rectangle drawing. Entered by the thread that has the GL context current, with the context's lock held.
+#include "graphics/opengl/graphics_context_gl.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include <glm/glm.hpp>
+#include <glm/gtc/matrix_transform.hpp>
+#include <glm/gtc/type_ptr.hpp>
+#include <quarn/glsl_src.h>
+
+#include "graphics/internal_types.h"
+#include "graphics/opengl/gl_error.h"
+#include "graphics/opengl/graphics_shader_gl.h"
+#include "graphics/opengl/shader_prefix.h"
+
+namespace {
+
+// Position (x, y, z) and texture coordinate (u, v) of the unit quad's corners.
+constexpr float kVertices[] = {
+    -0.5f, -0.5f, 0.0f, 0.0f, 0.0f,  //
+    -0.5f, 0.5f,  0.0f, 0.0f, 1.0f,  //
+    0.5f,  0.5f,  0.0f, 1.0f, 1.0f,  //
+    0.5f,  -0.5f, 0.0f, 1.0f, 0.0f,  //
+};
+constexpr GLuint kIndices[] = {0, 1, 3, 1, 2, 3};
+constexpr GLsizei kIndexCount = 6;
+
+constexpr GLsizei kVertexStride = 5 * sizeof(float);
+constexpr std::size_t kTexCoordOffset = 3 * sizeof(float);
+
+constexpr GLsizeiptr kMatrixSize = 16 * sizeof(float);
+constexpr GLsizeiptr kMvpSize = 3 * kMatrixSize;
+constexpr GLsizeiptr kDefaultUniformSize = 256;
+
+constexpr GLuint kMvpBindingPoint = 0;
+
+void UploadUniforms(GLuint buffer, GLsizeiptr size, const void* data) {
+  glBindBuffer(GL_UNIFORM_BUFFER, buffer);
+  glBufferData(GL_UNIFORM_BUFFER, size, data, GL_STREAM_DRAW);
+  glBindBuffer(GL_UNIFORM_BUFFER, 0);
+}
+
+void DeleteBuffer(GLuint* buffer) {
+  if (*buffer) glDeleteBuffers(1, buffer);
+  *buffer = 0;
+}
+
+}  // namespace
+
+GraphicsContextGL::GraphicsContextGL() = default;
+
+GraphicsContextGL::~GraphicsContextGL() = default;
+
+void GraphicsContextGL::BuildShader() {
+  const std::string prefix = kShaderPrefix;
+  for (int row = 0; row < kGlslSrcCount; row += 3) {
+    const std::string name = glsl_src[row];
+    const std::string vertex = prefix + glsl_src[row + 1];
+    const std::string fragment = prefix + glsl_src[row + 2];
+    auto shader = std::make_unique<GraphicsShaderGL>(name);
+    if (shader->Init(vertex.c_str(), fragment.c_str())) AddShader(name, shader.release());
+  }
+}
+
+void GraphicsContextGL::BuildVertexAttrBuffer() {
+  glGenBuffers(1, &vertex_buffer_);
+  glBindBuffer(GL_ARRAY_BUFFER, vertex_buffer_);
+  glBufferData(GL_ARRAY_BUFFER, sizeof(kVertices), kVertices, GL_STATIC_DRAW);
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+
+  glGenBuffers(1, &index_buffer_);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, index_buffer_);
+  glBufferData(GL_ELEMENT_ARRAY_BUFFER, sizeof(kIndices), kIndices, GL_STATIC_DRAW);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+
+  const glm::mat4 identities[] = {glm::mat4(1.0f), glm::mat4(1.0f), glm::mat4(1.0f)};
+  glGenBuffers(1, &mvp_buffer_);
+  UploadUniforms(mvp_buffer_, kMvpSize, identities);
+
+  const unsigned char zeros[kDefaultUniformSize] = {};
+  glGenBuffers(1, &default_uniform_buffer_);
+  UploadUniforms(default_uniform_buffer_, kDefaultUniformSize, zeros);
+
+  glGenVertexArrays(1, &vertex_array_);
+  glBindVertexArray(vertex_array_);
+  glBindBuffer(GL_ARRAY_BUFFER, vertex_buffer_);
+  CheckGLError(__FILE__, __LINE__);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, index_buffer_);
+  CheckGLError(__FILE__, __LINE__);
+  glVertexAttribPointer(GraphicsShaderGL::kPositionLocation, 3, GL_FLOAT, GL_FALSE, kVertexStride, nullptr);
+  CheckGLError(__FILE__, __LINE__);
+  glEnableVertexAttribArray(GraphicsShaderGL::kPositionLocation);
+  CheckGLError(__FILE__, __LINE__);
+  glVertexAttribPointer(GraphicsShaderGL::kTexCoordLocation, 2, GL_FLOAT, GL_FALSE, kVertexStride,
+                        reinterpret_cast<const void*>(kTexCoordOffset));
+  CheckGLError(__FILE__, __LINE__);
+  glEnableVertexAttribArray(GraphicsShaderGL::kTexCoordLocation);
+  CheckGLError(__FILE__, __LINE__);
+  glBindVertexArray(0);
+}
+
+void GraphicsContextGL::ReleaseVertexAttrBuffer() {
+  if (vertex_array_) glDeleteVertexArrays(1, &vertex_array_);
+  vertex_array_ = 0;
+  DeleteBuffer(&vertex_buffer_);
+  DeleteBuffer(&index_buffer_);
+  DeleteBuffer(&mvp_buffer_);
+  DeleteBuffer(&default_uniform_buffer_);
+}
+
+bool GraphicsContextGL::BindShader(const char* name) {
+  if (!name) return false;
+  lookup_name_ = name;
+  GraphicsShader* const shader = GetShader(lookup_name_);
+  if (!shader || !shader->Bind()) return false;
+  current_shader_ = static_cast<GraphicsShaderGL*>(shader);
+  return true;
+}
+
+void GraphicsContextGL::UnbindShader() {
+  glUseProgram(0);
+  current_shader_ = nullptr;
+}
+
+void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
+  glViewport(static_cast<GLint>(x), static_cast<GLint>(y), static_cast<GLsizei>(width), static_cast<GLsizei>(height));
+}
+
+void GraphicsContextGL::DrawRect(const internal_transform& transform, const internal_vec2& target_size) {
+  if (!vertex_buffer_ || !index_buffer_ || !current_shader_) return;
+  const GraphicsShaderGL::Bindings& bindings = current_shader_->bindings();
+  const GLuint program = current_shader_->program();
+
+  for (int i = 0; i < bindings.texture_count; ++i) glUniform1i(bindings.textures[i], i);
+
+  // The y and the angle are negated, because a host counts pixels downwards and GL upwards.
+  glm::mat4 model = glm::translate(glm::mat4(1.0f), glm::vec3(transform.pos.x, -transform.pos.y, 1.0f));
+  model = glm::rotate(model, -transform.rotation, glm::vec3(0.0f, 0.0f, 1.0f));
+  model = glm::scale(model, glm::vec3(transform.size.x, transform.size.y, 1.0f));
+  const glm::vec3 eye(0.0f, 0.0f, 10.0f);
+  const glm::mat4 view = glm::lookAt(eye, eye + glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f));
+  // The origin is the centre of the target, and a unit is a pixel.
+  const glm::mat4 projection = glm::ortho(-0.5f * target_size.x, 0.5f * target_size.x, -0.5f * target_size.y,
+                                          0.5f * target_size.y, 0.1f, 100.0f);
+  float mvp[3 * 16];
+  std::memcpy(mvp, glm::value_ptr(model), kMatrixSize);
+  std::memcpy(mvp + 16, glm::value_ptr(view), kMatrixSize);
+  std::memcpy(mvp + 32, glm::value_ptr(projection), kMatrixSize);
+  UploadUniforms(mvp_buffer_, kMvpSize, mvp);
+
+  if (bindings.mvp_block != GL_INVALID_INDEX) {
+    glUniformBlockBinding(program, bindings.mvp_block, kMvpBindingPoint);
+    glBindBufferRange(GL_UNIFORM_BUFFER, kMvpBindingPoint, mvp_buffer_, 0, kMvpSize);
+  }
+
+  for (int i = 0; i < bindings.buffer_count; ++i) {
+    const int point = i + 1;
+    if (!std::binary_search(bound_uniform_indices_.begin(), bound_uniform_indices_.end(), point)) {
+      glBindBufferRange(GL_UNIFORM_BUFFER, static_cast<GLuint>(point), default_uniform_buffer_, 0, kDefaultUniformSize);
+    }
+    glUniformBlockBinding(program, bindings.buffer_blocks[i], static_cast<GLuint>(point));
+  }
+
+  CheckGLError(__FILE__, __LINE__);
+  glBindVertexArray(vertex_array_);
+  CheckGLError(__FILE__, __LINE__);
+  glDrawElements(GL_TRIANGLES, kIndexCount, GL_UNSIGNED_INT, nullptr);
+  CheckGLError(__FILE__, __LINE__);
+  glBindVertexArray(0);
+  CheckGLError(__FILE__, __LINE__);
+}
+
+void GraphicsContextGL::AddUboIndex(int index) {
+  const auto place = std::lower_bound(bound_uniform_indices_.begin(), bound_uniform_indices_.end(), index);
+  if (place == bound_uniform_indices_.end() || *place != index) bound_uniform_indices_.insert(place, index);
+}
+
+void GraphicsContextGL::RemoveUboIndex(int index) {
+  const auto place = std::lower_bound(bound_uniform_indices_.begin(), bound_uniform_indices_.end(), index);
+  if (place != bound_uniform_indices_.end() && *place == index) bound_uniform_indices_.erase(place);
+}

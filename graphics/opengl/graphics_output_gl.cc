@@ -1,1 +1,266 @@
-// placeholder
+// Conversion and readback of outputs; see the header for which thread enters what.
+#include "graphics/opengl/graphics_output_gl.h"
+
+#include <cstring>
+
+#include <glm/glm.hpp>
+#include <glm/gtc/matrix_inverse.hpp>
+#include <glm/gtc/type_ptr.hpp>
+
+#include "foundation/logger.h"
+#include "graphics/graphics_scene.h"
+#include "graphics/opengl/gl_error.h"
+#include "graphics/opengl/graphics_constant_buffer_gl.h"
+#include "graphics/opengl/graphics_pack_buffer_gl.h"
+#include "graphics/opengl/graphics_texture_gl.h"
+
+namespace {
+
+constexpr unsigned int kVec4Size = 4 * sizeof(float);
+constexpr unsigned int kConstantBufferSize = 2 * kVec4Size;
+
+// The largest size of the source's aspect ratio inside the target.
+internal_vec2 FitSize(unsigned int source_width, unsigned int source_height, unsigned int width, unsigned int height) {
+  if (source_width == width && source_height == height) {
+    return internal_vec2(static_cast<float>(width), static_cast<float>(height));
+  }
+  const float source_aspect = static_cast<float>(source_width) / static_cast<float>(source_height);
+  const float aspect = static_cast<float>(width) / static_cast<float>(height);
+  if (source_aspect > aspect) {
+    return internal_vec2(static_cast<float>(width), static_cast<float>(width) / source_aspect);
+  }
+  return internal_vec2(static_cast<float>(height) * source_aspect, static_cast<float>(height));
+}
+
+}  // namespace
+
+GraphicsOutputGL::GraphicsOutputGL(GraphicsContextGL* context, GraphicsScene* scene, unsigned int width,
+                                   unsigned int height, unsigned int fps)
+    : GraphicsOutputImpl(scene, width, height, fps), GLObject(context) {}
+
+GraphicsOutputGL::~GraphicsOutputGL() {
+  StopThread();  // Before anything that the thread's calls might reach is gone.
+}
+
+GraphicsOutputGL::Planes GraphicsOutputGL::PlanesOf(OutputFormat format) const {
+  const std::uint32_t w = width_;
+  const std::uint32_t h = height_;
+  const Plane luma = {kFormatR8, w, h, w * h, GL_RED, 1};
+  const Plane chroma = {kFormatR8, w / 2, h / 2, (w * h) / 4, GL_RED, 1};
+  Planes planes;
+  switch (format) {
+    case kOutputRGBA:
+    case kOutputBGRA:
+      planes.count = 1;
+      planes.plane[0] = {kFormatRGBA, w, h, w * h * 4, GL_RGBA, 4};
+      break;
+    case kOutputI420:
+      planes.count = 3;
+      planes.plane[0] = luma;
+      planes.plane[1] = chroma;
+      planes.plane[2] = chroma;
+      break;
+    case kOutputNV12:
+      planes.count = 2;
+      planes.plane[0] = luma;
+      planes.plane[1] = {kFormatRG8, w / 2, h / 2, (w * h) / 2, GL_RG, 2};
+      break;
+    default:
+      break;
+  }
+  return planes;
+}
+
+void GraphicsOutputGL::CreateResources(OutputFormat format) {
+  const Planes planes = PlanesOf(format);
+  for (int i = 0; i < planes.count; ++i) {
+    const Plane& plane = planes.plane[i];
+    textures_[i].reset();
+    pack_buffers_[i].reset();
+    if (plane.width == 0 || plane.height == 0) continue;  // Chroma of a picture one pixel wide or high.
+    textures_[i] = std::make_unique<GraphicsTextureGL>(context(), plane.target_format, plane.width, plane.height);
+    if (!textures_[i]->Init(true)) textures_[i].reset();
+    pack_buffers_[i] = std::make_unique<GraphicsPackBufferGL>(context(), plane.buffer_size);
+    if (!pack_buffers_[i]->Init()) pack_buffers_[i].reset();
+  }
+  if (planes.count > 1) {
+    constant_buffer_ = std::make_unique<GraphicsConstantBufferGL>(context(), kConstantBufferSize);
+    if (!constant_buffer_->Init()) constant_buffer_.reset();
+  }
+}
+
+bool GraphicsOutputGL::HasResources(const Planes& planes) const {
+  for (int i = 0; i < planes.count; ++i) {
+    const Plane& plane = planes.plane[i];
+    if (!textures_[i] || !pack_buffers_[i]) return false;
+    if (textures_[i]->width() != plane.width || textures_[i]->height() != plane.height) return false;
+    if (pack_buffers_[i]->size() < plane.buffer_size) return false;
+  }
+  return planes.count == 1 || (planes.count > 1 && constant_buffer_);
+}
+
+void GraphicsOutputGL::Attach(OutputCallback* callback) {
+  if (!context()) return;
+  if (callback) {
+    // The render thread works under this lock too: once it is released, Output does nothing until the receiver is in
+    // place. The receiver is put there without the lock, because a host's callback that is still running may want it.
+    MutexLocker<GraphicsContextGL> lock(*context());
+    SuspendOutput();
+    ScopedBind bind(context());
+    CreateResources(callback->format());
+    reported_incomplete_ = false;
+    context()->AddOutput(this);
+  }
+  GraphicsOutputImpl::Attach(callback);
+}
+
+void GraphicsOutputGL::Detach() {
+  if (!context()) return;
+  context()->RemoveOutput(this);
+  GraphicsOutputImpl::Detach();
+}
+
+void GraphicsOutputGL::Output(unsigned long long timestamp, int count) {
+  if (!context() || !scene_ || scene_->width() == 0 || scene_->height() == 0) return;
+  GraphicsTexture* const texture = scene_->texture();
+  if (!texture) return;
+  const OutputFormat format = attached_format();
+  if (format == kNotAttached) return;
+  if (format == kOutputTexture) {
+    DeliverTexture(texture, timestamp);
+    return;
+  }
+  const Planes planes = PlanesOf(format);
+  if (planes.count == 0) {
+    Logger::default_logger()->Error("gl output raw is unimplemented");
+    return;
+  }
+  if (!HasResources(planes)) {
+    if (!reported_incomplete_) {
+      Logger::default_logger()->Error("Output of %dx%d delivers nothing: a plane of its layout could not be made",
+                                      static_cast<int>(width_), static_cast<int>(height_));
+    }
+    reported_incomplete_ = true;
+    return;
+  }
+  ScopedBind bind(context());  // Once for the three stages, each of which would bind by itself.
+  if (!bind.ok()) return;
+  ConvertFormat(static_cast<GraphicsTextureGL*>(texture), format);
+  ReadPixel(format);
+  OutputRawPixel(format, timestamp, count);
+}
+
+void GraphicsOutputGL::DeliverTexture(GraphicsTexture* texture, unsigned long long timestamp) {
+  ScopedBind bind(context());  // So that a host can draw with the texture.
+  MutexLocker<Mutex> lock(callback_mutex_);
+  if (callback_ && callback_->format() == kOutputTexture) callback_->OnOutputTexture(texture, timestamp);
+}
+
+void GraphicsOutputGL::DrawPlane(int plane, const char* program, GraphicsTextureGL* source,
+                                 const internal_vec2& draw_size, float clear_alpha, const float* constants,
+                                 unsigned int constants_size) {
+  GraphicsTextureGL& target = *textures_[plane];
+  target.BindRenderTarget();
+  const internal_transform transform(draw_size);
+  const internal_vec2 target_size(static_cast<float>(target.width()), static_cast<float>(target.height()));
+  context()->SetViewPort(0, 0, target.width(), target.height());
+  glClearColor(0.0f, 0.0f, 0.0f, clear_alpha);
+  CheckGLError(__FILE__, __LINE__);
+  glClear(GL_COLOR_BUFFER_BIT);
+  CheckGLError(__FILE__, __LINE__);
+  if (context()->BindShader(program)) {
+    source->BindShaderResource(0);
+    if (!constants) {
+      context()->DrawRect(transform, target_size);
+    } else {
+      constant_buffer_->Update(constants, constants_size);
+      if (constant_buffer_->Bind(0)) {
+        context()->DrawRect(transform, target_size);
+        constant_buffer_->Unbind();
+      }
+    }
+    source->ReleaseShaderResource();
+    context()->UnbindShader();
+  }
+  target.ReleaseRenderTarget();
+}
+
+void GraphicsOutputGL::ConvertFormat(GraphicsTextureGL* source, OutputFormat format) {
+  if (!context()) return;
+  ScopedBind bind(context());
+  if (!bind.ok() || !HasResources(PlanesOf(format))) return;
+  const internal_vec2 size = FitSize(source->width(), source->height(), width_, height_);
+  if (format == kOutputRGBA) {
+    DrawPlane(0, "rgba", source, size, 1.0f, nullptr, 0);
+    return;
+  }
+  if (format == kOutputBGRA) {
+    // The built-in program has another name, "to_bgra", and must keep it: until the host adds one of this name the pass
+    // only clears, and the pictures are opaque black.
+    DrawPlane(0, "to_rgba", source, size, 1.0f, nullptr, 0);
+    return;
+  }
+  // The matrix of the context, YUV to RGB in rows, is read as columns; so the columns of the inverse are the rows of the
+  // way back: Y, U and V.
+  float matrix[16];
+  std::memcpy(matrix, context()->matrix_limit(), sizeof(matrix));
+  const glm::mat4 inverse = glm::inverse(glm::make_mat4(matrix));
+  const float* const vectors = glm::value_ptr(inverse);
+  const internal_vec2 half_size(size.x / 2.0f, size.y / 2.0f);
+  DrawPlane(0, "to_y", source, size, 0.0f, vectors, kVec4Size);
+  if (format == kOutputI420) {
+    DrawPlane(1, "to_u", source, half_size, 0.0f, vectors + 4, kVec4Size);
+    DrawPlane(2, "to_v", source, half_size, 0.0f, vectors + 8, kVec4Size);
+  } else {
+    DrawPlane(1, "to_uv", source, half_size, 0.0f, vectors + 4, 2 * kVec4Size);
+  }
+}
+
+void GraphicsOutputGL::ReadPixel(OutputFormat format) {
+  if (!context()) return;
+  ScopedBind bind(context());
+  if (!bind.ok()) return;
+  const Planes planes = PlanesOf(format);
+  if (!HasResources(planes)) return;
+  CheckGLError(__FILE__, __LINE__);
+  glFlush();
+  glPixelStorei(GL_PACK_ALIGNMENT, 1);  // The buffers are tightly packed.
+  for (int i = 0; i < planes.count; ++i) {
+    const Plane& plane = planes.plane[i];
+    textures_[i]->BindReadFrameBuffer();
+    if (pack_buffers_[i]->Bind()) {
+      glReadPixels(0, 0, static_cast<GLsizei>(plane.width), static_cast<GLsizei>(plane.height), plane.read_format,
+                   GL_UNSIGNED_BYTE, nullptr);
+      CheckGLError(__FILE__, __LINE__);
+      pack_buffers_[i]->Unbind();
+    }
+    textures_[i]->ReleaseReadFrameBuffer();
+  }
+  glPixelStorei(GL_PACK_ALIGNMENT, 4);
+}
+
+void GraphicsOutputGL::OutputRawPixel(OutputFormat format, unsigned long long timestamp, int count) {
+  if (!context()) return;
+  ScopedBind bind(context());
+  if (!bind.ok()) return;
+  const Planes planes = PlanesOf(format);
+  if (!HasResources(planes)) return;
+  GraphicsFrame* frame = nullptr;
+  if (!LockFrame(&frame, timestamp, count)) return;
+  for (int i = 0; frame && frame->data[i] && i < planes.count; ++i) {
+    const Plane& plane = planes.plane[i];
+    const std::size_t row_size = static_cast<std::size_t>(plane.width) * plane.pixel_size;
+    const std::size_t pitch = frame->linesize[i];
+    pack_buffers_[i]->Bind();
+    const unsigned char* const pixels = pack_buffers_[i]->Map();
+    if (pixels) {
+      // Rows come bottom-up.
+      for (std::uint32_t y = 0; y < plane.height; ++y) {
+        std::memcpy(frame->data[i] + pitch * y, pixels + row_size * (plane.height - 1 - y), row_size);
+      }
+      pack_buffers_[i]->Unmap();
+    }
+    pack_buffers_[i]->Unbind();
+  }
+  UnlockFrame();
+}

@@ -1,1 +1,40 @@
-// placeholder
+// Readback buffers.
+#include "graphics/opengl/graphics_pack_buffer_gl.h"
+
+#include "graphics/opengl/gl_error.h"
+
+GraphicsPackBufferGL::GraphicsPackBufferGL(GraphicsContextGL* context, unsigned int size)
+    : GLObject(context), size_(size) {}
+
+GraphicsPackBufferGL::~GraphicsPackBufferGL() {
+  if (!context()) return;
+  MutexLocker<GraphicsContextGL> lock(*context());
+  ScopedBind bind(context());
+  if (bind.ok() && buffer_) glDeleteBuffers(1, &buffer_);
+}
+
+bool GraphicsPackBufferGL::Init() {
+  if (!context()) return false;
+  MutexLocker<GraphicsContextGL> lock(*context());
+  ScopedBind bind(context());
+  if (!bind.ok()) return false;
+  glGenBuffers(1, &buffer_);
+  Bind();
+  glBufferData(GL_PIXEL_PACK_BUFFER, size_, nullptr, GL_STREAM_READ);
+  Unbind();
+  CheckGLError(__FILE__, __LINE__);
+  return true;
+}
+
+bool GraphicsPackBufferGL::Bind() {
+  glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer_);
+  return true;
+}
+
+void GraphicsPackBufferGL::Unbind() { glBindBuffer(GL_PIXEL_PACK_BUFFER, 0); }
+
+const unsigned char* GraphicsPackBufferGL::Map() {
+  return static_cast<const unsigned char*>(glMapBufferRange(GL_PIXEL_PACK_BUFFER, 0, size_, GL_MAP_READ_BIT));
+}
+
+void GraphicsPackBufferGL::Unmap() { glUnmapBuffer(GL_PIXEL_PACK_BUFFER); }

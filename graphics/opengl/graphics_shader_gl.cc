@@ -1,1 +1,94 @@
-// placeholder
+// Compiling and linking. Entered by the thread that has the GL context current.
+#include "graphics/opengl/graphics_shader_gl.h"
+
+#include "foundation/logger.h"
+
+namespace {
+
+// The log of a shader or a program; empty when it holds nothing but its terminator.
+template <class GetParameter, class GetLog>
+std::string InfoLog(GLuint object, GetParameter get_parameter, GetLog get_log) {
+  GLint length = 0;
+  get_parameter(object, GL_INFO_LOG_LENGTH, &length);
+  if (length <= 1) return std::string();
+  std::string log(static_cast<std::size_t>(length), '\0');
+  get_log(object, length, nullptr, &log[0]);
+  return log;
+}
+
+// `kind` names the shader in the log.
+bool Compile(GLuint shader, const char* source, const char* kind) {
+  glShaderSource(shader, 1, &source, nullptr);
+  glCompileShader(shader);
+  GLint compiled = GL_FALSE;
+  glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
+  if (compiled) return true;
+  const std::string log = InfoLog(shader, glGetShaderiv, glGetShaderInfoLog);
+  if (!log.empty()) Logger::default_logger()->Error("Error compiling %s shader:%s\n", kind, log.c_str());
+  return false;
+}
+
+// Returns 0 when linking fails.
+GLuint Link(GLuint vertex, GLuint fragment) {
+  const GLuint program = glCreateProgram();
+  glAttachShader(program, vertex);
+  glAttachShader(program, fragment);
+  glBindAttribLocation(program, GraphicsShaderGL::kPositionLocation, "a_pos");
+  glBindAttribLocation(program, GraphicsShaderGL::kTexCoordLocation, "a_tex_coord");
+  glLinkProgram(program);
+  GLint linked = GL_FALSE;
+  glGetProgramiv(program, GL_LINK_STATUS, &linked);
+  if (linked) return program;
+  Logger::default_logger()->Error("CreateProgram linked error");
+  const std::string log = InfoLog(program, glGetProgramiv, glGetProgramInfoLog);
+  if (!log.empty()) Logger::default_logger()->Error("Error linking program:%s\n", log.c_str());
+  glDeleteProgram(program);
+  return 0;
+}
+
+}  // namespace
+
+GraphicsShaderGL::GraphicsShaderGL(const std::string& name) : name_(name) {}
+
+GraphicsShaderGL::~GraphicsShaderGL() {
+  if (program_) glDeleteProgram(program_);
+}
+
+bool GraphicsShaderGL::Init(const char* vertex_source, const char* fragment_source) {
+  if (!vertex_source || !fragment_source) return false;
+  const GLuint vertex = glCreateShader(GL_VERTEX_SHADER);
+  const GLuint fragment = glCreateShader(GL_FRAGMENT_SHADER);
+  if (Compile(vertex, vertex_source, "vertex") && Compile(fragment, fragment_source, "fragment")) {
+    program_ = Link(vertex, fragment);
+  }
+  glDeleteShader(vertex);
+  glDeleteShader(fragment);
+  if (program_) LookUpBindings();
+  return program_ != 0;
+}
+
+bool GraphicsShaderGL::Bind() {
+  if (!program_) return false;
+  glUseProgram(program_);
+  return true;
+}
+
+GLint GraphicsShaderGL::GetUniformLocation(const char* name) {
+  return program_ ? glGetUniformLocation(program_, name) : -1;
+}
+
+GLuint GraphicsShaderGL::GetUniformBlockIndex(const char* name) {
+  return program_ ? glGetUniformBlockIndex(program_, name) : GL_INVALID_INDEX;
+}
+
+void GraphicsShaderGL::LookUpBindings() {
+  for (int& i = bindings_.texture_count; i < kMaxTextures; ++i) {
+    bindings_.textures[i] = GetUniformLocation(("u_tex" + std::to_string(i)).c_str());
+    if (bindings_.textures[i] < 0) break;
+  }
+  for (int& i = bindings_.buffer_count; i < kMaxBuffers; ++i) {
+    bindings_.buffer_blocks[i] = GetUniformBlockIndex(("u_buf" + std::to_string(i)).c_str());
+    if (bindings_.buffer_blocks[i] == GL_INVALID_INDEX) break;
+  }
+  bindings_.mvp_block = GetUniformBlockIndex("mvp");
+}

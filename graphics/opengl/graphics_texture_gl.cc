@@ -1,1 +1,188 @@
-// placeholder
+// Textures and render targets; see the header for which thread enters what.
+#include "graphics/opengl/graphics_texture_gl.h"
+
+#include <utility>
+
+#include "foundation/logger.h"
+#include "graphics/opengl/gl_error.h"
+
+namespace {
+
+// Frames are tightly packed, which one- and two-byte layouts of odd width are not at the default alignment.
+class TightUnpack {
+ public:
+  TightUnpack() { glPixelStorei(GL_UNPACK_ALIGNMENT, 1); }
+  ~TightUnpack() { glPixelStorei(GL_UNPACK_ALIGNMENT, 4); }
+};
+
+}  // namespace
+
+GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, unsigned int width, unsigned int height)
+    : GraphicsTextureGL(context, kFormatRGBA, width, height) {}
+
+GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, GraphicsFormatInternal format, unsigned int width,
+                                     unsigned int height)
+    : GraphicsTextureImpl(width, height), GLObject(context) {
+  frame_.format = format;
+}
+
+GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, GraphicsFrame&& frame)
+    : GraphicsTextureImpl(frame.width, frame.height), GLObject(context), frame_(std::move(frame)) {}
+
+GraphicsTextureGL::~GraphicsTextureGL() {
+  if (!context()) return;
+  MutexLocker<GraphicsContextGL> lock(*context());
+  ScopedBind bind(context());
+  if (!bind.ok()) return;
+  if (frame_buffer_) {
+    glBindFramebuffer(GL_FRAMEBUFFER, frame_buffer_);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteFramebuffers(1, &frame_buffer_);
+    frame_buffer_ = 0;
+  }
+  if (texture_) {
+    glDeleteTextures(1, &texture_);
+    texture_ = 0;
+  }
+}
+
+bool GraphicsTextureGL::Init(bool render_target) {
+  if (!context()) return false;
+  MutexLocker<GraphicsContextGL> lock(*context());
+  ScopedBind bind(context());
+  if (!bind.ok()) return false;
+  const bool created = Create(render_target);
+  CheckGLError(__FILE__, __LINE__);
+  return created;
+}
+
+bool GraphicsTextureGL::Create(bool render_target) {
+  glGenTextures(1, &texture_);
+  if (!texture_) {
+    Logger::default_logger()->Error("GraphicsTextureGL create texture failed");
+    return false;
+  }
+  if (!render_target && external_image_) return true;  // Its storage comes with Update(image).
+
+  glBindTexture(GL_TEXTURE_2D, texture_);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  const bool supported = DefineStorage(render_target);
+  glBindTexture(GL_TEXTURE_2D, 0);
+  if (!supported) {
+    glDeleteTextures(1, &texture_);
+    texture_ = 0;
+    return false;
+  }
+  if (!render_target) return true;
+
+  glGenFramebuffers(1, &frame_buffer_);
+  if (!frame_buffer_) {
+    Logger::default_logger()->Error("GraphicsTextureGL create FrameBuffer failed");
+    return false;
+  }
+  return true;
+}
+
+bool GraphicsTextureGL::DefineStorage(bool render_target) {
+  GLenum internal_format = 0;
+  switch (frame_.format) {
+    case kFormatRGBA:
+      internal_format = GL_RGBA;
+      break;
+    case kFormatR8:
+      // A sampled image passes GL_R8 as its pixel format too, which GL refuses: such an image gets no storage. That is
+      // part of the interface and must stay.
+      internal_format = render_target ? GL_RED : GL_R8;
+      break;
+    case kFormatRG8:
+      internal_format = GL_RG;
+      break;
+    default:
+      return false;
+  }
+  TightUnpack unpack;
+  glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(internal_format), static_cast<GLsizei>(width()),
+               static_cast<GLsizei>(height()), 0, internal_format, GL_UNSIGNED_BYTE,
+               render_target ? nullptr : frame_.data[0]);
+  if (render_target && frame_.format == kFormatR8) CheckGLError(__FILE__, __LINE__);
+  return true;
+}
+
+bool GraphicsTextureGL::BindShaderResource(int slot) {
+  if (!texture_) {
+    Logger::default_logger()->Warn("GraphicsTextureGL::BindShaderResource Texture is null");
+    return false;
+  }
+  slot_ = slot;
+  glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot));
+  CheckGLError(__FILE__, __LINE__);
+  glBindTexture(target(), texture_);
+  CheckGLError(__FILE__, __LINE__);
+  return true;
+}
+
+void GraphicsTextureGL::ReleaseShaderResource() {
+  glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot_));
+  CheckGLError(__FILE__, __LINE__);
+  glBindTexture(target(), 0);
+  CheckGLError(__FILE__, __LINE__);
+}
+
+bool GraphicsTextureGL::BindRenderTarget() {
+  if (!frame_buffer_) {
+    Logger::default_logger()->Warn("GraphicsTextureGL::BindRenderTarget FrameBuffer is null");
+    return false;
+  }
+  glBindFramebuffer(GL_DRAW_FRAMEBUFFER, frame_buffer_);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture_, 0);
+  const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
+  if (status == GL_FRAMEBUFFER_COMPLETE) return true;
+  glBindFramebuffer(GL_FRAMEBUFFER, 0);
+  Logger::default_logger()->Error("frame_buffer status: %d, texture: %d, size: %dx%d", static_cast<int>(status),
+                                  static_cast<int>(texture_), static_cast<int>(width()), static_cast<int>(height()));
+  return false;
+}
+
+void GraphicsTextureGL::ReleaseRenderTarget() { glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0); }
+
+bool GraphicsTextureGL::BindReadFrameBuffer() {
+  if (!frame_buffer_) {
+    // The message names the other operation here too: it is part of the interface and must stay.
+    Logger::default_logger()->Warn("GraphicsTextureGL::BindRenderTarget FrameBuffer is null");
+    return false;
+  }
+  glBindFramebuffer(GL_READ_FRAMEBUFFER, frame_buffer_);
+  return true;
+}
+
+void GraphicsTextureGL::ReleaseReadFrameBuffer() { glBindFramebuffer(GL_READ_FRAMEBUFFER, 0); }
+
+void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
+  if (!context()) {
+    Keep(std::move(frame));
+    return;
+  }
+  MutexLocker<GraphicsContextGL> lock(*context());
+  if (!Keep(std::move(frame)) || !texture_) return;
+  ScopedBind bind(context());
+  if (!bind.ok()) return;
+  glBindTexture(GL_TEXTURE_2D, texture_);
+  // BGRA pixels go up as they are, without exchanging channels; other layouts are only kept. Both must stay.
+  if (frame_.format == kFormatRGBA || frame_.format == kFormatBGRA) {
+    TightUnpack unpack;
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, static_cast<GLsizei>(width()), static_cast<GLsizei>(height()), 0, GL_RGBA,
+                 GL_UNSIGNED_BYTE, frame_.data[0]);
+  }
+  glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+bool GraphicsTextureGL::Keep(GraphicsFrame&& frame) {
+  // Compared with the frame held, not with the texture's size: a texture made without a frame refuses every update.
+  if (frame.format != frame_.format || frame.width != frame_.width || frame.height != frame_.height) return false;
+  frame_ = std::move(frame);
+  return true;
+}

@@ -1,1 +1,113 @@
-// placeholder
+// The memory of a picture: how each layout cuts its one block into planes. Any thread; a frame is used by one at a time.
+#include "graphics/output/graphics_frame.h"
+
+#include <cstddef>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "foundation/align.h"
+
+namespace {
+
+// Bytes of a pixel in plane 0; 0 for an unknown format.
+std::uint32_t PixelSize(GraphicsFormatInternal format) {
+  switch (format) {
+    case kFormatRGBA:
+    case kFormatBGRA:
+      return 4;
+    case kFormatRG8:
+      return 2;
+    case kFormatRGBA16:
+      return 8;
+    case kFormatR8:
+    case kFormatI420:
+    case kFormatNV12:
+    case kFormatNV21:
+      return 1;
+    case kFormatUnknown:
+      break;
+  }
+  return 0;
+}
+
+bool HasChroma(GraphicsFormatInternal format) {
+  return format == kFormatI420 || format == kFormatNV12 || format == kFormatNV21;
+}
+
+// The bytes to allocate; 0 for a picture without bytes and for one whose bytes do not fit 32 bits.
+std::size_t BlockSize(GraphicsFormatInternal format, std::uint32_t width, std::uint32_t height) {
+  constexpr std::uint64_t kMax = std::numeric_limits<std::uint32_t>::max();
+  const std::uint64_t pitch = std::uint64_t{width} * PixelSize(format);
+  if (pitch == 0 || height == 0 || pitch > kMax / height) return 0;
+  std::uint64_t size = pitch * height;
+  if (HasChroma(format)) size = size * 3 / 2;
+  size = AlignSize(size);
+  return size > kMax ? 0 : static_cast<std::size_t>(size);
+}
+
+}  // namespace
+
+GraphicsFrame::GraphicsFrame() : data(), linesize(), format(kFormatUnknown), width(0), height(0) {}
+
+GraphicsFrame::GraphicsFrame(GraphicsFormatInternal frame_format, unsigned int frame_width, unsigned int frame_height)
+    : GraphicsFrame() {
+  const std::size_t size = BlockSize(frame_format, frame_width, frame_height);
+  if (size == 0) return;
+  data[0] = new (std::nothrow) unsigned char[size];
+  if (!data[0]) return;
+  format = frame_format;
+  width = frame_width;
+  height = frame_height;
+  linesize[0] = width * PixelSize(format);
+  if (!HasChroma(format)) return;
+  const std::size_t luma_size = std::size_t{width} * height;
+  data[1] = data[0] + luma_size;
+  if (format == kFormatI420) {
+    linesize[1] = width / 2;
+    data[2] = data[1] + luma_size / 4;
+    linesize[2] = width / 2;
+  } else {
+    linesize[1] = width;
+  }
+}
+
+GraphicsFrame::GraphicsFrame(const unsigned char** src_data, unsigned int* src_linesize,
+                             GraphicsFormatInternal frame_format, unsigned int frame_width, unsigned int frame_height)
+    : GraphicsFrame(frame_format, frame_width, frame_height) {
+  Copy(src_data, src_linesize, frame_format, frame_width, frame_height);
+}
+
+GraphicsFrame::GraphicsFrame(GraphicsFrame&& other) noexcept : GraphicsFrame() { *this = std::move(other); }
+
+GraphicsFrame& GraphicsFrame::operator=(GraphicsFrame&& other) noexcept {
+  if (this == &other) return *this;
+  std::swap(data, other.data);
+  std::swap(linesize, other.linesize);
+  std::swap(format, other.format);
+  std::swap(width, other.width);
+  std::swap(height, other.height);
+  return *this;
+}
+
+GraphicsFrame::~GraphicsFrame() {
+  delete[] data[0];
+  for (unsigned char*& plane : data) plane = nullptr;
+}
+
+void GraphicsFrame::Copy(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal src_format,
+                         unsigned int /*src_width*/, unsigned int src_height) {
+  if (!data[0]) return;
+  // The other layouts, BGRA among them, are not copied: part of the interface, and must stay.
+  if (src_format != kFormatRGBA && src_format != kFormatR8 && src_format != kFormatRG8 && src_format != kFormatRGBA16) {
+    return;
+  }
+  if (!src_data || !src_data[0] || !src_linesize) return;
+  if (src_height > height) return;  // More rows than the block has.
+  const std::size_t pitch = linesize[0];
+  const std::size_t src_pitch = src_linesize[0];
+  for (std::size_t y = 0; y < src_height; ++y) {
+    std::memcpy(data[0] + pitch * (src_height - y - 1), src_data[0] + src_pitch * y, pitch);
+  }
+}

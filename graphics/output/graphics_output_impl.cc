@@ -1,1 +1,192 @@
-// placeholder
+// The output thread and its pool of frames; see the header for which thread enters what.
+#include "graphics/output/graphics_output_impl.h"
+
+#include <limits>
+#include <utility>
+
+#include "foundation/logger.h"
+#include "foundation/util_math.h"
+
+namespace {
+
+// The layout of the pool's frames; kFormatUnknown where no frames are pooled.
+GraphicsFormatInternal FrameFormat(GraphicsOutput::OutputFormat format) {
+  switch (format) {
+    case GraphicsOutput::kOutputRGBA:
+      return kFormatRGBA;
+    case GraphicsOutput::kOutputBGRA:
+      return kFormatBGRA;
+    case GraphicsOutput::kOutputI420:
+      return kFormatI420;
+    case GraphicsOutput::kOutputNV12:
+      return kFormatNV12;
+    case GraphicsOutput::kOutputNone:
+    case GraphicsOutput::kOutputTexture:
+      break;
+  }
+  return kFormatUnknown;
+}
+
+std::int32_t SaturatingAdd(std::int32_t a, std::int32_t b) {
+  constexpr std::int64_t kMin = std::numeric_limits<std::int32_t>::min();
+  constexpr std::int64_t kMax = std::numeric_limits<std::int32_t>::max();
+  const std::int64_t sum = std::int64_t{a} + b;
+  return static_cast<std::int32_t>(sum < kMin ? kMin : sum > kMax ? kMax : sum);
+}
+
+}  // namespace
+
+GraphicsOutputImpl::GraphicsOutputImpl(GraphicsScene* scene, unsigned int width, unsigned int height, unsigned int fps)
+    : scene_(scene), width_(width), height_(height), frame_interval_(util_mul_div64(1000000000, 1, fps)) {}
+
+GraphicsOutputImpl::~GraphicsOutputImpl() { StopThread(); }
+
+bool GraphicsOutputImpl::Init() {
+  if (thread_) return true;
+  stop_ = false;
+  std::unique_ptr<Thread> thread(Thread::Create());
+  thread->Start(this);
+  if (!thread->started()) {
+    Logger::default_logger()->Error("[GraphicsOutput] the output thread could not be started");
+    return false;
+  }
+  thread_ = std::move(thread);
+  return true;
+}
+
+void GraphicsOutputImpl::StopThread() {
+  if (!thread_) return;
+  stop_ = true;
+  semaphore_.Post();
+  thread_->Join();
+  thread_.reset();
+}
+
+void GraphicsOutputImpl::InitCache() {}
+
+void GraphicsOutputImpl::Output(unsigned long long /*timestamp*/, int /*count*/) {
+  // The spelling is part of the interface and must stay.
+  Logger::default_logger()->Warn("GraphicsOuputImpl::Output is unimplemented");
+}
+
+void GraphicsOutputImpl::Attach(OutputCallback* callback) {
+  SuspendOutput();  // So that the wait below is for one running call, not for all that is queued.
+  MutexLocker<Mutex> lock(callback_mutex_);
+  callback_ = callback;
+  if (callback) ResetPool(FrameFormat(callback->format()));
+  attached_format_.store(callback ? callback->format() : kNotAttached, std::memory_order_release);
+}
+
+void GraphicsOutputImpl::Detach() {
+  SuspendOutput();  // As above.
+  MutexLocker<Mutex> lock(callback_mutex_);
+  callback_ = nullptr;
+  SuspendOutput();  // An Attach on another thread may have been before us.
+}
+
+void GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
+  MutexLocker<Mutex> lock(cache_mutex_);
+  ++generation_;
+  pooled_ = false;
+  free_count_ = 0;
+  write_index_ = read_index_;
+  if (format == kFormatUnknown) return;
+  for (std::uint64_t i = 0; i < capacity_; ++i) {
+    GraphicsFrame frame(format, width_, height_);
+    if (!frame.data[0]) {
+      Logger::default_logger()->Error("[GraphicsOutput] no memory for frames of %u x %u pixels", width_, height_);
+      return;
+    }
+    GraphicsFrame& pooled_frame = cache_[i].frame;
+    if (&pooled_frame == delivering_) {
+      // A receiver attaches from inside its call, whose planes stay valid until it ends.
+      delivered_frame_ = std::move(pooled_frame);
+      delivering_ = nullptr;
+    }
+    pooled_frame = std::move(frame);
+  }
+  pooled_ = true;
+  free_count_ = capacity_;
+}
+
+bool GraphicsOutputImpl::LockFrame(GraphicsFrame** frame, unsigned long long timestamp, int count) {
+  MutexLocker<Mutex> lock(cache_mutex_);
+  if (free_count_ == 0) {
+    CachedFrameInfo& newest = cache_[write_index_];
+    newest.repeat = SaturatingAdd(newest.repeat, count);
+    newest.overflow = SaturatingAdd(newest.overflow, count);
+    return false;
+  }
+  // An empty ring goes on at the slot at which the consumer stopped.
+  if (free_count_ != capacity_) write_index_ = NextIndex(write_index_);
+  CachedFrameInfo& slot = cache_[write_index_];
+  slot.timestamp = timestamp;
+  slot.repeat = count;
+  slot.overflow = 0;
+  if (frame) *frame = &slot.frame;
+  return true;
+}
+
+void GraphicsOutputImpl::UnlockFrame() {
+  MutexLocker<Mutex> lock(cache_mutex_);
+  if (free_count_ == 0) return;  // No slot was locked.
+  --free_count_;
+  semaphore_.Post();
+}
+
+void GraphicsOutputImpl::Run() {
+  while (semaphore_.Wait() && !stop_) {
+    if (!HasQueuedFrame()) continue;  // Woken for a frame that has been discarded.
+    bool finished = false;
+    while (!finished && !stop_) {
+      finished = OutputCurrentFrame();
+      if (!finished) ++output_count_;
+    }
+    ++output_count_;
+  }
+}
+
+bool GraphicsOutputImpl::HasQueuedFrame() {
+  MutexLocker<Mutex> lock(cache_mutex_);
+  return pooled_ && free_count_ != capacity_;
+}
+
+bool GraphicsOutputImpl::OutputCurrentFrame() {
+  CachedFrameInfo* slot = nullptr;
+  std::uint64_t timestamp = 0;
+  std::uint64_t generation = 0;
+  {
+    MutexLocker<Mutex> lock(cache_mutex_);
+    if (!pooled_ || free_count_ == capacity_) return true;  // What was queued has been discarded.
+    slot = &cache_[read_index_];
+    timestamp = slot->timestamp;
+    generation = generation_;
+  }
+  // A receiver that is leaving is waiting for the lock: it must not have to wait for one more call.
+  if (attached_format() != kNotAttached) {
+    MutexLocker<Mutex> lock(callback_mutex_);
+    if (callback_ && generation == generation_) {
+      delivering_ = &slot->frame;
+      callback_->OnOutputRawData(slot->frame, timestamp);
+      delivering_ = nullptr;
+      delivered_frame_ = GraphicsFrame();
+    }
+  }
+  MutexLocker<Mutex> lock(cache_mutex_);
+  if (generation != generation_) return true;  // Discarded meanwhile: the slot is no longer this frame's.
+  slot->timestamp += frame_interval_;
+  slot->repeat = SaturatingAdd(slot->repeat, -1);
+  if (slot->repeat <= 0) {
+    read_index_ = NextIndex(read_index_);
+    ++free_count_;
+    if (free_count_ == capacity_) write_index_ = read_index_;
+    return true;
+  }
+  if (slot->overflow >= 1) {
+    --slot->overflow;
+    ++repeat_count_;
+  }
+  return false;
+}
+
+std::uint64_t GraphicsOutputImpl::NextIndex(std::uint64_t index) const { return index + 1 == capacity_ ? 0 : index + 1; }

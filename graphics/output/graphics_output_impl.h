@@ -2,7 +2,7 @@
 //
 // The render thread produces (LockFrame, fill, UnlockFrame), the output thread consumes (Run), the host's thread attaches
 // and detaches. `callback_mutex_` is held around every call of the host; `cache_mutex_` guards the pool's bookkeeping.
-// The output thread never holds both.
+// The output thread holds one at a time; an attach takes `cache_mutex_` second.
 #ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 #define QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 
@@ -37,8 +37,9 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // Starts the output thread. Returns false, with an error in the log, when there is none.
   bool Init() override;
   void Output(unsigned long long timestamp, int count) override;
-  // Sets the receiver and allocates the pool for its format. Frames still queued are discarded. The caller keeps the
-  // render thread from producing meanwhile.
+  // Sets the receiver and allocates the pool for its format. Frames still queued are discarded: nothing is delivered that
+  // was not rendered for this receiver. The caller keeps the render thread from producing meanwhile. Null only takes the
+  // receiver away.
   void Attach(OutputCallback* callback) override;
   // Ends the calls: none is running when it returns (but the one that it is called from).
   void Detach() override;
@@ -49,21 +50,25 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   virtual bool LockFrame(GraphicsFrame** frame, unsigned long long timestamp, int count);
   // Commits the slot of the last LockFrame that returned true.
   virtual void UnlockFrame();
-  // Makes one delivery of the oldest slot. Returns true when the slot is finished.
+  // Makes one delivery of the oldest slot. Returns true when the slot is finished, or when nothing is queued.
   virtual bool OutputCurrentFrame();
 
   // Does nothing.
   void InitCache();
 
  protected:
-  // Ends the output thread. A derived class calls it first in its destructor.
+  // Ends the output thread, if there is one. A derived class calls it first in its destructor.
   void StopThread();
 
-  // The format of the attached receiver, kOutputNone without one. What the render thread goes by: it must not wait for a
+  // What attached_format() answers without a receiver: told apart from a receiver that asks for kOutputNone.
+  static constexpr OutputFormat kNotAttached = static_cast<OutputFormat>(0xFFFFFFFFu);
+
+  // The format of the attached receiver, or kNotAttached. What the render thread goes by: it must not wait for a
   // host's callback.
   OutputFormat attached_format() const { return attached_format_.load(std::memory_order_acquire); }
-  // Makes attached_format() answer kOutputNone until the next Attach. The caller holds the context's lock.
-  void SuspendOutput() { attached_format_.store(kOutputNone, std::memory_order_release); }
+  // Makes attached_format() answer kNotAttached until the next Attach: no delivery begins any more. A producer that must
+  // not be under way either is kept out by the context's lock, which the caller then holds.
+  void SuspendOutput() { attached_format_.store(kNotAttached, std::memory_order_release); }
 
   static constexpr int kCacheSlots = 16;
 
@@ -84,10 +89,21 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   std::uint64_t free_count_ QUARN_GUARDED_BY(cache_mutex_) = 0;
   std::uint64_t read_index_ QUARN_GUARDED_BY(cache_mutex_) = 0;
   std::uint64_t write_index_ QUARN_GUARDED_BY(cache_mutex_) = 0;
-  std::uint64_t generation_ QUARN_GUARDED_BY(cache_mutex_) = 0;  // Counts the attaches: tells a discarded frame.
+  // False where an attach has made no frames: nothing can be queued, though no slot counts as free.
+  bool pooled_ QUARN_GUARDED_BY(cache_mutex_) = false;
+  // Counts the attaches: tells a discarded frame. Written with both mutexes held, so that either is enough to read it,
+  // which the annotations cannot say.
+  std::uint64_t generation_ = 0;
 
  private:
-  std::atomic<OutputFormat> attached_format_{kOutputNone};
+  // Discards what is queued and makes the frames anew; none for kFormatUnknown.
+  void ResetPool(GraphicsFormatInternal format) QUARN_REQUIRES(callback_mutex_);
+  bool HasQueuedFrame();
+  std::uint64_t NextIndex(std::uint64_t index) const QUARN_REQUIRES(cache_mutex_);
+
+  const GraphicsFrame* delivering_ QUARN_GUARDED_BY(callback_mutex_) = nullptr;  // The frame of the running call.
+  GraphicsFrame delivered_frame_ QUARN_GUARDED_BY(callback_mutex_);  // Its planes, once an attach has replaced it.
+  std::atomic<OutputFormat> attached_format_{kNotAttached};
 };
 
 #endif  // QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_

@@ -1,1 +1,67 @@
-// placeholder
+// Drawing operations, forwarded to the engine's context. Render thread.
+#include <quarn/gs_context.h>
+
+#include <cstddef>
+
+#include <quarn/gs_device.h>
+
+#include "graphics/graphics_context.h"
+#include "graphics/graphics_device.h"
+#include "graphics/internal_types.h"
+
+static_assert(sizeof(GsVertex) == sizeof(GraphicsVertex) &&
+                  offsetof(GsVertex, tex_coord) == offsetof(GraphicsVertex, tex_coord),
+              "public vertices are passed through unchanged");
+
+namespace {
+
+GraphicsContext* Resolve(GsDevice* device) {
+  return device && device->impl() ? device->impl()->gs_context() : nullptr;
+}
+
+}  // namespace
+
+GsContext::GsContext(GsDevice* device) : device_(device) {}
+
+bool GsContext::BindShader(const char* name) {
+  GraphicsContext* context = Resolve(device_);
+  return context && name && context->BindShader(name);
+}
+
+void GsContext::UnbindShader() {
+  if (GraphicsContext* context = Resolve(device_)) context->UnbindShader();
+}
+
+void GsContext::SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
+  if (GraphicsContext* context = Resolve(device_)) context->SetViewPort(x, y, width, height);
+}
+
+void GsContext::DrawRect(const gs_transform& transform, const gs_vec2& target_size) {
+  if (GraphicsContext* context = Resolve(device_)) context->DrawRect(transform, target_size);
+}
+
+void GsContext::DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices,
+                                unsigned int index_count, const gs_transform& transform, const gs_vec2& target_size) {
+  if (GraphicsContext* context = Resolve(device_)) {
+    context->DrawVertexArray(reinterpret_cast<GraphicsVertex*>(vertices), vertex_count, indices, index_count, transform,
+                             target_size);
+  }
+}
+
+bool GsContextDefault::BindShader(const char* name) { return GsContext(app_default_device).BindShader(name); }
+
+void GsContextDefault::UnbindShader() { GsContext(app_default_device).UnbindShader(); }
+
+void GsContextDefault::SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
+  GsContext(app_default_device).SetViewport(x, y, width, height);
+}
+
+void GsContextDefault::DrawRect(const gs_transform& transform, const gs_vec2& target_size) {
+  GsContext(app_default_device).DrawRect(transform, target_size);
+}
+
+void GsContextDefault::DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices,
+                                       unsigned int index_count, const gs_transform& transform,
+                                       const gs_vec2& target_size) {
+  GsContext(app_default_device).DrawVertexArray(vertices, vertex_count, indices, index_count, transform, target_size);
+}

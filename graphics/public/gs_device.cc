@@ -1,1 +1,115 @@
-// placeholder
+// The host's handle on the engine: checks and forwarding. Host threads; a host that drives the frames itself also calls
+// the stages, on its render thread.
+#include <quarn/gs_device.h>
+
+#include "foundation/logger.h"
+#include "graphics/graphics_device.h"
+
+GsDevice* app_default_device = nullptr;
+
+bool GsDevice::CreateDefaultDevice(bool start) {
+  if (app_default_device) return true;
+  app_default_device = new GsDevice;
+  if (app_default_device->Init() && (!start || app_default_device->impl_->Start())) return true;
+  DestroyDefaultDevice();
+  return false;
+}
+
+GsDevice* GsDevice::DefaultDevice() { return app_default_device; }
+
+void GsDevice::DestroyDefaultDevice() {
+  // The last frame may still ask for the default device, so the global outlasts the render thread.
+  delete app_default_device;
+  app_default_device = nullptr;
+}
+
+GsDevice::GsDevice() : impl_(nullptr) {}
+
+GsDevice::~GsDevice() {
+  if (!impl_) return;
+  // The platform's device tears its drawing context down before its base would stop the render thread.
+  impl_->Stop();
+  delete impl_;
+  impl_ = nullptr;
+}
+
+bool GsDevice::Init() {
+  if (impl_) return true;
+  impl_ = GraphicsDevice::Create();
+  if (impl_ && impl_->Init()) {
+    // At error level: part of the interface, and must stay.
+    Logger::default_logger()->Error("device create success");
+    return true;
+  }
+  Logger::default_logger()->Error("device create failed");
+  delete impl_;
+  impl_ = nullptr;
+  return false;
+}
+
+void GsDevice::SetFps(unsigned int fps) {
+  if (impl_) impl_->SetFps(fps);
+}
+
+unsigned int GsDevice::fps() const { return impl_ ? impl_->fps() : 30; }
+
+bool GsDevice::IsInternalRenderThread() const { return impl_ && impl_->IsInternalRenderThread(); }
+
+void GsDevice::ClearFrameList() {
+  if (impl_) impl_->ClearFrameList();
+}
+
+bool GsDevice::AddShader(const char* name, const char* vs, const char* fs) {
+  if (!impl_) return false;
+  if (!name || !vs || !fs) {
+    Logger::default_logger()->Error("[GsDevice] AddShader needs a name and both sources");
+    return false;
+  }
+  return impl_->AddShader(name, vs, fs);
+}
+
+bool GsDevice::InitThreadContext() { return impl_ && impl_->InitThreadContext(); }
+
+void GsDevice::UninitThreadContext() {
+  if (impl_) impl_->UninitThreadContext();
+}
+
+void GsDevice::TickSource() {
+  if (impl_) impl_->TickSource(0, 0);
+}
+
+void GsDevice::HandleFilter() {
+  if (impl_) impl_->HandleFilter();
+}
+
+void GsDevice::OutputFrame(unsigned long long timestamp, unsigned int count) {
+  if (impl_) impl_->OutputFrame(timestamp, count);
+}
+
+void GsDevice::DrawDisplay() {
+  if (impl_) impl_->DrawDisplay();
+}
+
+void GsDevice::EnterThreadContext() {
+  if (impl_) impl_->EnterThreadContext();
+}
+
+void GsDevice::LeaveThreadContext() {
+  if (impl_) impl_->LeaveThreadContext();
+}
+
+void* GsDevice::native_obj() { return impl_ ? impl_->native_obj() : nullptr; }
+
+void GsDevice::QueueTask(void (*func)(void*), void* param) {
+  if (impl_ && func) impl_->QueueTask(func, param);
+}
+
+void GsDevice::DoTask() {
+  if (impl_) impl_->DoTask();
+}
+
+void GsDevice::Enter() {}
+
+void GsDevice::Leave() {}
+
+GraphicsDevice* GsDevice::impl() const { return impl_; }

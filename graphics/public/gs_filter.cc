@@ -1,1 +1,78 @@
-// placeholder
+// The host's side of a filter. Any thread attaches and detaches; the render thread draws, through the bridge.
+#include <quarn/gs_filter.h>
+
+#include <quarn/gs_texture.h>
+
+#include "graphics/graphics_device.h"
+#include "graphics/graphics_filter.h"
+#include "graphics/public/context_lock.h"
+#include "graphics/public/device_resolve.h"
+
+// Leads the engine filter's draw to the host's; lives from attach to detach.
+class GsFilterOnDraw : public GraphicsFilter::DrawCallback {
+ public:
+  explicit GsFilterOnDraw(GsFilter* filter) : filter_(filter) {}
+  void Draw() override {
+    if (filter_) filter_->Draw();
+    // A host may have detached the filter, so this object may be gone.
+  }
+
+ private:
+  GsFilter* filter_;
+};
+
+namespace {
+
+// A wrapper of the filter's target; null without one.
+GsTexture* WrapTarget(GraphicsFilter* filter) {
+  GraphicsTexture* target = filter ? filter->texture() : nullptr;
+  return target ? new GsTexture(target) : nullptr;
+}
+
+}  // namespace
+
+GsFilter::GsFilter(unsigned int width, unsigned int height, GsDevice* device) {
+  GraphicsDevice* engine = ResolveDevice(device);
+  if (!engine) return;
+  context_ = LockableContext(engine->gs_context());
+  impl_ = engine->CreateFilter(width, height);
+  texture_ = WrapTarget(impl_);
+}
+
+GsFilter::~GsFilter() {
+  // The host detaches first; a context that kept the pointer of one that did not would crash the next frame.
+  if (on_draw_) Detach();
+  delete impl_;
+  delete texture_;
+}
+
+void GsFilter::Draw() {}
+
+void GsFilter::Attach() {
+  ContextLock lock(context_);
+  if (on_draw_) return;
+  on_draw_ = new GsFilterOnDraw(this);
+  if (impl_) impl_->Attach(on_draw_);
+}
+
+void GsFilter::Detach() {
+  ContextLock lock(context_);
+  if (impl_) impl_->Detach();
+  delete on_draw_;
+  on_draw_ = nullptr;
+}
+
+unsigned int GsFilter::width() const { return impl_ ? impl_->width() : 0; }
+
+unsigned int GsFilter::height() const { return impl_ ? impl_->height() : 0; }
+
+void GsFilter::Resize(unsigned int width, unsigned int height) {
+  if (!impl_) return;
+  impl_->Resize(width, height);
+  // The old wrapper goes last, so that a host can tell the new one by its address.
+  GsTexture* old = texture_;
+  texture_ = WrapTarget(impl_);
+  delete old;
+}
+
+GsTexture* GsFilter::texture() const { return texture_; }

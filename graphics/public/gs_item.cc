@@ -1,1 +1,87 @@
-// placeholder
+// The host's side of an item. Any thread sets values, attaches and detaches; the render thread ticks, through the
+// bridge, and draws, through the scene.
+#include <quarn/gs_item.h>
+
+#include "graphics/graphics_device.h"
+#include "graphics/graphics_item.h"
+#include "graphics/public/context_lock.h"
+#include "graphics/public/device_resolve.h"
+
+// Leads the engine item's tick to the host's; lives from attach to detach.
+class GsItemOnTick : public GraphicsItem::TickCallback {
+ public:
+  explicit GsItemOnTick(GsItem* item) : item_(item) {}
+  void OnTick() override {
+    if (item_) item_->TickSource();
+    // A host may have removed the item, so this object may be gone.
+  }
+
+ private:
+  GsItem* item_;
+};
+
+namespace {
+
+GraphicsContextImpl* ContextOf(const GraphicsItem* item) { return item ? LockableContext(item->context()) : nullptr; }
+
+}  // namespace
+
+GsItem::GsItem(GsDevice* device) {
+  if (GraphicsDevice* engine = ResolveDevice(device)) impl_ = new GraphicsItem(engine->gs_context());
+}
+
+GsItem::GsItem(const gs_vec2& size, GsDevice* device) : GsItem(device) {
+  base_size_.store(size, std::memory_order_relaxed);
+  size_.store(size, std::memory_order_relaxed);
+}
+
+GsItem::~GsItem() {
+  if (impl_) impl_->Detach();
+  delete impl_;
+  // Set only when the item was destroyed while attached.
+  delete on_tick_;
+}
+
+void GsItem::TickSource() {}
+
+void GsItem::Draw() {}
+
+void GsItem::Attach() {
+  ContextLock lock(ContextOf(impl_));
+  if (on_tick_) return;
+  on_tick_ = new GsItemOnTick(this);
+  if (impl_) impl_->Attach(on_tick_);
+}
+
+void GsItem::Detach() {
+  ContextLock lock(ContextOf(impl_));
+  if (impl_) impl_->Detach();
+  delete on_tick_;
+  on_tick_ = nullptr;
+}
+
+// The values are independent of each other, so no order is asked of their stores. The scene is an object that the reader
+// goes on to use.
+void GsItem::SetScene(GsScene* scene) { scene_.store(scene, std::memory_order_release); }
+GsScene* GsItem::scene() const { return scene_.load(std::memory_order_acquire); }
+
+gs_vec2 GsItem::pos() const { return pos_.load(std::memory_order_relaxed); }
+void GsItem::MoveTo(const gs_vec2& pos) { pos_.store(pos, std::memory_order_relaxed); }
+
+gs_vec2 GsItem::size() const { return size_.load(std::memory_order_relaxed); }
+void GsItem::Resize(const gs_vec2& size) { size_.store(size, std::memory_order_relaxed); }
+
+float GsItem::rotation() const { return rotation_.load(std::memory_order_relaxed); }
+void GsItem::SetRotation(float rotation) { rotation_.store(rotation, std::memory_order_relaxed); }
+
+int GsItem::z() const { return z_.load(std::memory_order_relaxed); }
+void GsItem::SetZ(int z) { z_.store(z, std::memory_order_relaxed); }
+
+bool GsItem::visible() const { return visible_.load(std::memory_order_relaxed); }
+void GsItem::SetVisible(bool visible) { visible_.store(visible, std::memory_order_relaxed); }
+
+bool GsItem::hovered() const { return hovered_.load(std::memory_order_relaxed); }
+void GsItem::SetHovered(bool hovered) { hovered_.store(hovered, std::memory_order_relaxed); }
+
+bool GsItem::selected() const { return selected_.load(std::memory_order_relaxed); }
+void GsItem::SetSelected(bool selected) { selected_.store(selected, std::memory_order_relaxed); }

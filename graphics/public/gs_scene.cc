@@ -1,1 +1,117 @@
-// placeholder
+// The host's side of a scene. Any thread changes the list, attaches and detaches; the render thread draws, through the
+// bridge.
+#include <quarn/gs_scene.h>
+
+#include <utility>
+#include <vector>
+
+#include <quarn/gs_item.h>
+
+#include "foundation/logger.h"
+#include "graphics/graphics_device.h"
+#include "graphics/graphics_scene.h"
+#include "graphics/public/context_lock.h"
+#include "graphics/public/device_resolve.h"
+#include "graphics/public/gs_item_list.h"
+
+// Leads the engine scene's draw to the host's; lives from attach to detach.
+class GsSceneOnDraw : public GraphicsScene::DrawCallback {
+ public:
+  explicit GsSceneOnDraw(GsScene* scene) : scene_(scene) {}
+  void Draw() override {
+    if (scene_) scene_->Draw();
+    // A host may have detached the scene, so this object may be gone.
+  }
+
+ private:
+  GsScene* scene_;
+};
+
+GsScene::GsScene(unsigned int width, unsigned int height, GsDevice* device) : items_(std::make_unique<GsItemList>()) {
+  GraphicsDevice* engine = ResolveDevice(device);
+  if (!engine) return;
+  context_ = LockableContext(engine->gs_context());
+  impl_ = engine->CreateScene(width, height);
+}
+
+GsScene::~GsScene() {
+  if (on_draw_) {
+    Logger::default_logger()->Error("[GsScene] destroyed while attached: release its outputs and views first");
+    Detach();
+  }
+  delete impl_;
+  std::vector<scoped_refptr<GsItem>> items;
+  items_->CopyTo(&items);
+  for (const auto& item : items) {
+    item->Detach();
+    // An item that went on to another scene keeps that one.
+    if (item->scene() == this) item->SetScene(nullptr);
+  }
+}
+
+void GsScene::Draw() {
+  // The walk takes the thread's spare vector along, so that no frame allocates and an item that draws another scene finds
+  // no vector in use.
+  thread_local std::vector<scoped_refptr<GsItem>> spare;
+  std::vector<scoped_refptr<GsItem>> items = std::move(spare);
+  items_->CopyTo(&items);
+  for (const auto& item : items) {
+    if (item->visible()) item->Draw();
+  }
+  items.clear();
+  spare = std::move(items);
+}
+
+void GsScene::Attach() {
+  std::vector<scoped_refptr<GsItem>> items;  // Releases its references, perhaps the last ones, without the lock.
+  ContextLock lock(context_);
+  if (on_draw_) return;
+  on_draw_ = new GsSceneOnDraw(this);
+  if (impl_) impl_->Attach(on_draw_);
+  items_->CopyTo(&items);
+  for (const auto& item : items) item->Attach();
+}
+
+void GsScene::Detach() {
+  std::vector<scoped_refptr<GsItem>> items;  // As in Attach.
+  ContextLock lock(context_);
+  if (impl_) impl_->Detach();
+  delete on_draw_;
+  on_draw_ = nullptr;
+  items_->CopyTo(&items);
+  for (const auto& item : items) item->Detach();
+}
+
+void GsScene::AddItem(GsItem* item) {
+  if (!item) return;
+  ContextLock lock(context_);
+  if (on_draw_) item->Attach();
+  items_->Add(item, this);
+}
+
+void GsScene::RemoveItem(GsItem* item) {
+  if (!item) return;
+  scoped_refptr<GsItem> removed;  // Perhaps the last reference: it goes once the item is detached and the lock free.
+  ContextLock lock(context_);
+  removed = items_->Remove(item);
+  item->Detach();
+}
+
+void GsScene::OrderItem() { items_->Order(); }
+
+unsigned int GsScene::item_count() const { return static_cast<unsigned int>(items_->size()); }
+
+void GsScene::EnumItems(bool (*fn)(GsItem* item, void* user), void* user) {
+  if (!fn) return;
+  std::vector<scoped_refptr<GsItem>> items;
+  items_->CopyTo(&items);
+  for (const auto& item : items) {
+    if (!fn(item, user)) return;
+  }
+}
+
+unsigned int GsScene::width() const { return impl_ ? impl_->width() : 0; }
+
+unsigned int GsScene::height() const { return impl_ ? impl_->height() : 0; }
+
+GraphicsScene* GsScene::impl() const { return impl_; }

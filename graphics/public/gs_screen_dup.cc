@@ -1,1 +1,38 @@
-// placeholder
+// The host's handle on a screen duplicator: checks and forwarding. Caller-serialised.
+#include <quarn/gs_screen_dup.h>
+
+#include <quarn/gs_texture.h>
+
+#include "graphics/graphics_device.h"
+#include "graphics/graphics_duplicator.h"
+#include "graphics/public/device_resolve.h"
+
+namespace {
+
+constexpr unsigned int kSdrWhiteNits = 80;  // The reference white of standard dynamic range.
+
+}  // namespace
+
+GsScreenDup::GsScreenDup(const char* name, GsDevice* device) {
+  if (GraphicsDevice* engine = ResolveDevice(device)) impl_ = engine->CreateDuplicator(name);
+}
+
+GsScreenDup::~GsScreenDup() {
+  delete last_frame_;
+  delete impl_;
+}
+
+int GsScreenDup::Dup() {
+  if (!impl_) return -1;
+  GraphicsTexture* texture = nullptr;
+  const int result = impl_->Dup(&texture);
+  delete last_frame_;
+  last_frame_ = result >= 0 ? new GsTexture(texture) : nullptr;
+  return result;
+}
+
+GsTexture* GsScreenDup::last_frame() const { return last_frame_; }
+
+bool GsScreenDup::is_hdr() const { return impl_ && impl_->is_hdr(); }
+
+unsigned int GsScreenDup::sdr_white_level() const { return impl_ ? impl_->sdr_white_level() : kSdrWhiteNits; }

@@ -1,1 +1,151 @@
-// placeholder
+// The host's handle on images: checks and forwarding. Any thread creates and updates; the render thread binds.
+#include <quarn/gs_texture.h>
+
+#include <new>
+#include <utility>
+
+#include "foundation/logger.h"
+#include "graphics/graphics_device.h"
+#include "graphics/graphics_texture.h"
+#include "graphics/graphics_texture_array.h"
+#include "graphics/output/graphics_frame.h"
+#include "graphics/public/device_resolve.h"
+#include "graphics/public/gs_texture_format.h"
+
+namespace {
+
+// Copies the host's rows into `out`. Returns false, with an error line, when there are no such rows.
+bool CopyPixels(const unsigned char* data, unsigned int stride, GraphicsFormatInternal format, unsigned int width,
+                unsigned int height, GraphicsFrame* out) {
+  if (!data) {
+    Logger::default_logger()->Error("[GsTexture] no pixel data");
+    return false;
+  }
+  GraphicsFrame frame(format, width, height);
+  if (stride < frame.linesize[0]) {
+    Logger::default_logger()->Error("[GsTexture] a stride of %u bytes is shorter than a row of %u bytes", stride,
+                                    frame.linesize[0]);
+    return false;
+  }
+  const unsigned char* planes[4] = {data, nullptr, nullptr, nullptr};
+  unsigned int strides[4] = {stride, 0, 0, 0};
+  frame.Copy(planes, strides, format, width, height);
+  *out = std::move(frame);
+  return true;
+}
+
+GraphicsTexture* EngineTexture(GsTexture* texture) { return texture ? texture->impl() : nullptr; }
+
+}  // namespace
+
+GraphicsFormatInternal ToInternalFormat(GsTexture::Format format) {
+  switch (format) {
+    case GsTexture::kTextureRGBA:
+      return kFormatRGBA;
+    case GsTexture::kTextureBGRA:
+      return kFormatBGRA;
+    case GsTexture::kTextureR8:
+      return kFormatR8;
+    case GsTexture::kTextureRG8:
+      return kFormatRG8;
+    case GsTexture::kTextureRGBA16:
+      return kFormatRGBA16;
+  }
+  return kFormatUnknown;
+}
+
+GsTexture::GsTexture(const unsigned char* data, unsigned int stride, Format format, unsigned int width,
+                     unsigned int height, GsDevice* device)
+    : impl_(nullptr), owned_(true) {
+  GraphicsDevice* engine = ResolveDevice(device);
+  const GraphicsFormatInternal internal_format = ToInternalFormat(format);
+  if (!engine || internal_format == kFormatUnknown) return;
+  if (width == 0 || height == 0) {
+    Logger::default_logger()->Error("[GsTexture] no texture of %u x %u pixels", width, height);
+    return;
+  }
+  GraphicsFrame frame;
+  if (!CopyPixels(data, stride, internal_format, width, height, &frame)) return;
+  if (frame.format == kFormatUnknown) {
+    Logger::default_logger()->Error("[GsTexture] no memory for %u x %u pixels", width, height);
+    return;
+  }
+  impl_ = engine->CreateTexture(std::move(frame));
+}
+
+GsTexture::GsTexture(Format format, unsigned int width, unsigned int height, GsDevice* device)
+    : impl_(nullptr), owned_(true) {
+  GraphicsDevice* engine = ResolveDevice(device);
+  const GraphicsFormatInternal internal_format = ToInternalFormat(format);
+  if (!engine || internal_format == kFormatUnknown) return;
+  if (width == 0 || height == 0) {
+    Logger::default_logger()->Error("[GsTexture] no texture of %u x %u pixels", width, height);
+    return;
+  }
+  impl_ = engine->CreateTexture(internal_format, width, height);
+}
+
+GsTexture::GsTexture(GraphicsFrame&& frame, GsDevice* device) : impl_(nullptr), owned_(true) {
+  GraphicsDevice* engine = ResolveDevice(device);
+  if (engine && frame.width > 0 && frame.height > 0) impl_ = engine->CreateTexture(std::move(frame));
+}
+
+GsTexture::GsTexture(void* external_image, GsDevice* device) : impl_(nullptr), owned_(true) {
+  GraphicsDevice* engine = ResolveDevice(device);
+  if (engine && external_image) impl_ = engine->CreateTexture(external_image);
+}
+
+GsTexture::GsTexture(GraphicsTexture* texture) : impl_(texture), owned_(false) {}
+
+GsTexture::~GsTexture() {
+  if (owned_) delete impl_;
+}
+
+void GsTexture::Update(const unsigned char* data, unsigned int stride, Format format, unsigned int width,
+                       unsigned int height) {
+  const GraphicsFormatInternal internal_format = ToInternalFormat(format);
+  if (!impl_ || internal_format == kFormatUnknown) return;
+  GraphicsFrame frame;
+  // Whether the layout and the size fit is the engine texture's to decide.
+  if (CopyPixels(data, stride, internal_format, width, height, &frame)) impl_->Update(std::move(frame));
+}
+
+void GsTexture::Update(void* external_image) {
+  if (impl_) impl_->Update(external_image);
+}
+
+unsigned int GsTexture::width() const { return impl_ ? impl_->width() : 0; }
+
+unsigned int GsTexture::height() const { return impl_ ? impl_->height() : 0; }
+
+void GsTexture::SetRotation(float rotation) {
+  if (impl_) impl_->SetRotation(rotation);
+}
+
+float GsTexture::rotation() const { return impl_ ? impl_->rotation() : 0.0f; }
+
+void* GsTexture::native_obj() const { return impl_ ? impl_->native_obj() : nullptr; }
+
+GraphicsTexture* GsTexture::impl() const { return impl_; }
+
+GsTextureBinder::GsTextureBinder() : GsTextureBinder(nullptr) {}
+
+GsTextureBinder::GsTextureBinder(GsTexture* tex0) : GsTextureBinder(tex0, nullptr) {}
+
+GsTextureBinder::GsTextureBinder(GsTexture* tex0, GsTexture* tex1) : GsTextureBinder(tex0, tex1, nullptr) {}
+
+GsTextureBinder::GsTextureBinder(GsTexture* tex0, GsTexture* tex1, GsTexture* tex2)
+    : GsTextureBinder(tex0, tex1, tex2, nullptr) {}
+
+GsTextureBinder::GsTextureBinder(GsTexture* tex0, GsTexture* tex1, GsTexture* tex2, GsTexture* tex3) {
+  static_assert(sizeof(GraphicsTextureArray) <= sizeof(storage_) && alignof(GraphicsTextureArray) <= alignof(void*),
+                "the array must fit into the binder");
+  array_ = new (storage_)
+      GraphicsTextureArray(EngineTexture(tex0), EngineTexture(tex1), EngineTexture(tex2), EngineTexture(tex3));
+  array_->Bind();
+}
+
+GsTextureBinder::~GsTextureBinder() {
+  array_->Unbind();
+  array_->~GraphicsTextureArray();
+}

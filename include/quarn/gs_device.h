@@ -95,8 +95,8 @@ class QUARN_EXPORT GsDevice {
   void* native_obj();
 
   // Has the render thread call func(param) after its frame, with the GL context current. Tasks run in order; one
-  // queued by a task runs after the next frame. Without an engine, or without a usable GL context, the task is
-  // dropped; tasks still queued when the device is destroyed are dropped too.
+  // queued by a task runs after the next frame. A null `func` is ignored. Without an engine, or without a usable GL
+  // context, the task is dropped; tasks still queued when the device is destroyed are dropped too.
   //
   // Thread: any.
   // Ownership: `param` stays the caller's.

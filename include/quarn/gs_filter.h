@@ -4,6 +4,7 @@
 
 #include <quarn/export.h>
 
+class GraphicsContextImpl;
 class GraphicsFilter;
 class GsDevice;
 class GsFilterOnDraw;
@@ -50,6 +51,7 @@ class QUARN_EXPORT GsFilter {
   GraphicsFilter* impl_ = nullptr;
   GsFilterOnDraw* on_draw_ = nullptr;
   GsTexture* texture_ = nullptr;
+  GraphicsContextImpl* context_ = nullptr;  // Its lock orders attaching and detaching.
 };
 
 #endif  // QUARN_GS_FILTER_H_

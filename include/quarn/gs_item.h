@@ -30,7 +30,8 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   //
   // Thread: render, with the GL context current: textures may be updated here.
   // Callback safety: may set values, queue tasks, update textures and constant buffers, add and remove items; an item
-  // added or removed here may miss or get one tick of the running frame.
+  // added or removed here may miss or get one tick of the running frame. An item that removes itself needs a reference
+  // besides the scene's until its TickSource has returned.
   virtual void TickSource();
   // Draws the item into its scene; called for visible items, in the scene's order. Does nothing by default. Blending
   // is on; set the viewport first.

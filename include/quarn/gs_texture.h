@@ -2,8 +2,6 @@
 #ifndef QUARN_GS_TEXTURE_H_
 #define QUARN_GS_TEXTURE_H_
 
-#include <memory>
-
 #include <quarn/export.h>
 
 class GraphicsFrame;
@@ -95,7 +93,8 @@ class QUARN_EXPORT GsTextureBinder {
   GsTextureBinder& operator=(const GsTextureBinder&) = delete;
 
  private:
-  std::unique_ptr<GraphicsTextureArray> array_;
+  alignas(void*) unsigned char storage_[4 * sizeof(void*)];  // Of the array, so that a draw allocates nothing.
+  GraphicsTextureArray* array_;
 };
 
 #endif  // QUARN_GS_TEXTURE_H_

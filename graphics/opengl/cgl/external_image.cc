@@ -1,1 +1,105 @@
-// placeholder
+// External images on Linux: pixels in memory, or in a file that can be mapped, are uploaded.
+//
+// A rectangle texture cannot be backed by an imported buffer here (drivers refuse the target), so the upload is the road
+// that works everywhere.
+#include "graphics/opengl/cgl/external_image.h"
+
+#include <linux/dma-buf.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <quarn/qn_external_image.h>
+
+namespace {
+
+constexpr std::size_t kPixelSize = 4;
+
+const QnExternalImage& Image(const void* image) { return *static_cast<const QnExternalImage*>(image); }
+
+// Maps the bytes of an image's file for as long as it lives.
+class MappedFile {
+ public:
+  // The bytes from `offset` on, `size` of them.
+  MappedFile(int fd, std::size_t offset, std::size_t size) : fd_(fd) {
+    const off_t end = lseek(fd, 0, SEEK_END);
+    // Reading past the end of a mapped file would end the process.
+    if (end < 0 || static_cast<std::size_t>(end) < offset || static_cast<std::size_t>(end) - offset < size) return;
+    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t skip = offset % page;
+    void* const map = mmap(nullptr, size + skip, PROT_READ, MAP_SHARED, fd, static_cast<off_t>(offset - skip));
+    if (map == MAP_FAILED) return;
+    map_ = static_cast<unsigned char*>(map);
+    map_size_ = size + skip;
+    data_ = map_ + skip;
+    Sync(DMA_BUF_SYNC_START);
+  }
+  ~MappedFile() {
+    if (!map_) return;
+    Sync(DMA_BUF_SYNC_END);
+    munmap(map_, map_size_);
+  }
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+
+  // Null when the file could not be mapped.
+  const unsigned char* data() const { return data_; }
+
+ private:
+  // Tells a dma-buf that the processor reads it; other files refuse the call, which is as well.
+  void Sync(unsigned int phase) const {
+    dma_buf_sync sync = {};
+    sync.flags = DMA_BUF_SYNC_READ | phase;
+    while (ioctl(fd_, DMA_BUF_IOCTL_SYNC, &sync) == -1 && errno == EINTR) {
+    }
+  }
+
+  int fd_;
+  unsigned char* map_ = nullptr;
+  std::size_t map_size_ = 0;
+  const unsigned char* data_ = nullptr;
+};
+
+void Upload(const unsigned char* pixels, std::size_t pitch, GLint internal_format, GLsizei width, GLsizei height,
+            GLenum format, GLenum type) {
+  if (pitch % kPixelSize == 0) {
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(pitch / kPixelSize));
+    glTexImage2D(GL_TEXTURE_RECTANGLE, 0, internal_format, width, height, 0, format, type, pixels);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+    return;
+  }
+  // A pitch that GL cannot express goes up row by row.
+  glTexImage2D(GL_TEXTURE_RECTANGLE, 0, internal_format, width, height, 0, format, type, nullptr);
+  for (GLint y = 0; y < height; ++y) {
+    glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, y, width, 1, format, type, pixels + pitch * static_cast<std::size_t>(y));
+  }
+}
+
+}  // namespace
+
+unsigned int ExternalImageWidth(const void* image) { return Image(image).width(); }
+
+unsigned int ExternalImageHeight(const void* image) { return Image(image).height(); }
+
+std::uint32_t ExternalImagePixelFormat(const void* image) { return Image(image).pixel_format(); }
+
+bool BindExternalImage(const void* image, GLint internal_format, unsigned int width, unsigned int height, GLenum format,
+                       GLenum type) {
+  const QnExternalImage& source = Image(image);
+  const std::size_t row_size = width * kPixelSize;
+  const std::size_t pitch = source.bytes_per_row();
+  if (source.width() < width || source.height() < height || width == 0 || height == 0 || pitch < row_size) return false;
+  const auto w = static_cast<GLsizei>(width);
+  const auto h = static_cast<GLsizei>(height);
+  if (source.base()) {
+    Upload(static_cast<const unsigned char*>(source.base()), pitch, internal_format, w, h, format, type);
+    return true;
+  }
+  const MappedFile file(source.fd(), source.offset(), pitch * (height - 1) + row_size);
+  if (!file.data()) return false;
+  Upload(file.data(), pitch, internal_format, w, h, format, type);
+  return true;
+}

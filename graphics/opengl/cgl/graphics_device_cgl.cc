@@ -1,1 +1,156 @@
-// placeholder
+// The platform's device. Factories are entered by any thread, the stages by the render thread.
+#include "graphics/opengl/cgl/graphics_device_cgl.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "foundation/logger.h"
+#include "graphics/opengl/cgl/external_image.h"
+#include "graphics/opengl/cgl/graphics_context_cgl.h"
+#include "graphics/opengl/graphics_constant_buffer_gl.h"
+#include "graphics/opengl/graphics_filter_gl.h"
+#include "graphics/opengl/graphics_output_gl.h"
+#include "graphics/opengl/graphics_scene_gl.h"
+#include "graphics/opengl/graphics_shader_gl.h"
+#include "graphics/opengl/graphics_texture_gl.h"
+#include "graphics/opengl/shader_prefix.h"
+
+namespace {
+
+// Returns the object when it is ready, else destroys it and returns null.
+template <class T>
+T* ReadyOrNull(std::unique_ptr<T> object, bool ready) {
+  return ready ? object.release() : nullptr;
+}
+
+}  // namespace
+
+GraphicsDevice* GraphicsDevice::Create() { return new GraphicsDeviceCGL; }
+
+GraphicsDeviceCGL::GraphicsDeviceCGL() = default;
+
+GraphicsDeviceCGL::~GraphicsDeviceCGL() = default;
+
+bool GraphicsDeviceCGL::Init() {
+  context_ = std::make_unique<GraphicsContextCGL>();
+  return context_->Build();
+}
+
+bool GraphicsDeviceCGL::available() const { return context_ && context_->available(); }
+
+bool GraphicsDeviceCGL::CheckSize(const char* what, unsigned int width, unsigned int height) const {
+  if (width == 0 || height == 0) {
+    Logger::default_logger()->Error("%s of %ux%u cannot be made: a side is zero", what, width, height);
+    return false;
+  }
+  const unsigned int limit = context_->max_texture_size();
+  if (limit != 0 && std::max(width, height) > limit) {
+    Logger::default_logger()->Error("%s of %ux%u cannot be made: a side is longer than %u", what, width, height, limit);
+    return false;
+  }
+  return true;
+}
+
+bool GraphicsDeviceCGL::AddShader(const char* name, const char* vs, const char* fs) {
+  if (!context_ || !name || !vs || !fs) return false;
+  MutexLocker<GraphicsContextGL> lock(*context_);
+  const std::string vertex = std::string(kShaderPrefix) + vs;
+  const std::string fragment = std::string(kShaderPrefix) + fs;
+  ScopedBind bind(context_.get());
+  if (!bind.ok()) return false;
+  auto shader = std::make_unique<GraphicsShaderGL>(name);
+  if (!shader->Init(vertex.c_str(), fragment.c_str())) return false;
+  context_->AddShader(name, shader.release());
+  return true;
+}
+
+GraphicsScene* GraphicsDeviceCGL::CreateScene(unsigned int width, unsigned int height) {
+  if (!available() || !CheckSize("A scene", width, height)) return nullptr;
+  MutexLocker<GraphicsContextGL> lock(*context_);
+  auto scene = std::make_unique<GraphicsSceneGL>(context_.get(), width, height);
+  const bool ready = scene->Init();
+  return ReadyOrNull(std::move(scene), ready);
+}
+
+GraphicsTexture* GraphicsDeviceCGL::CreateTexture(GraphicsFrame&& frame) {
+  if (!available() || !CheckSize("A texture", frame.width, frame.height)) return nullptr;
+  auto texture = std::make_unique<GraphicsTextureGL>(context_.get(), std::move(frame));
+  const bool ready = texture->Init(false);
+  return ReadyOrNull(std::move(texture), ready);
+}
+
+GraphicsTexture* GraphicsDeviceCGL::CreateTexture(void* external_image) {
+  if (!available() || !external_image) return nullptr;
+  if (!CheckSize("A texture", ExternalImageWidth(external_image), ExternalImageHeight(external_image))) return nullptr;
+  auto texture = std::make_unique<GraphicsTextureGL>(context_.get(), external_image);
+  const bool ready = texture->Init(false);
+  return ReadyOrNull(std::move(texture), ready);
+}
+
+GraphicsConstantBuffer* GraphicsDeviceCGL::CreateConstantBuffer(unsigned int size, const void* data) {
+  if (!available()) return nullptr;
+  auto buffer = data ? std::make_unique<GraphicsConstantBufferGL>(context_.get(), data, size)
+                     : std::make_unique<GraphicsConstantBufferGL>(context_.get(), size);
+  const bool ready = buffer->Init();
+  return ReadyOrNull(std::move(buffer), ready);
+}
+
+GraphicsOutput* GraphicsDeviceCGL::CreateOutput(GraphicsScene* scene, unsigned int width, unsigned int height) {
+  if (!available() || !CheckSize("An output", width, height)) return nullptr;
+  auto output = std::make_unique<GraphicsOutputGL>(context_.get(), scene, width, height, fps());
+  const bool ready = output->Init();
+  return ReadyOrNull(std::move(output), ready);
+}
+
+GraphicsFilter* GraphicsDeviceCGL::CreateFilter(unsigned int width, unsigned int height) {
+  if (!context_ || !CheckSize("A filter", width, height)) return nullptr;
+  auto filter = std::make_unique<GraphicsFilterGL>(context_.get(), width, height);
+  const bool ready = filter->Init();
+  return ReadyOrNull(std::move(filter), ready);
+}
+
+GraphicsContext* GraphicsDeviceCGL::gs_context() { return context_.get(); }
+
+std::uint64_t GraphicsDeviceCGL::TickSource(unsigned long long frame_time, unsigned long long last_tick) {
+  const std::uint64_t time = GraphicsDeviceImpl::TickSource(frame_time, last_tick);
+  if (!context_) return time;
+  MutexLocker<GraphicsContextGL> lock(*context_);
+  ScopedBind bind(context_.get());
+  if (bind.ok()) context_->TickSource();
+  return time;
+}
+
+void GraphicsDeviceCGL::HandleFilter() {
+  if (!context_) return;
+  MutexLocker<GraphicsContextGL> lock(*context_);
+  context_->HandleFilters();
+}
+
+void GraphicsDeviceCGL::OutputFrame(unsigned long long timestamp, unsigned int count) {
+  if (!available()) return;
+  MutexLocker<GraphicsContextGL> lock(*context_);
+  context_->DrawSceneOutput();
+  if (count == 0) return;
+  constexpr unsigned int kMaxCount = std::numeric_limits<int>::max();
+  context_->DoOutput(timestamp, static_cast<int>(std::min(count, kMaxCount)));
+}
+
+void GraphicsDeviceCGL::DrawDisplay() {
+  if (!available()) return;
+  MutexLocker<GraphicsContextGL> lock(*context_);
+  context_->DrawViews();
+}
+
+void GraphicsDeviceCGL::HandleTask(void (*func)(void*), void* param) {
+  if (!available()) return;
+  MutexLocker<GraphicsContextGL> lock(*context_);
+  ScopedBind bind(context_.get());
+  if (bind.ok()) GraphicsDeviceImpl::HandleTask(func, param);
+}
+
+void GraphicsDeviceCGL::Run() {
+  GraphicsDeviceImpl::Run();
+  NativeContext::ReleaseThread();
+}

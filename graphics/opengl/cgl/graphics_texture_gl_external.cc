@@ -1,1 +1,37 @@
-// placeholder
+// Textures bound to external images: the part of GraphicsTextureGL that knows the platform.
+#include "foundation/logger.h"
+#include "graphics/opengl/cgl/external_image.h"
+#include "graphics/opengl/gl_error.h"
+#include "graphics/opengl/graphics_texture_gl.h"
+
+GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, void* external_image)
+    : GraphicsTextureImpl(ExternalImageWidth(external_image), ExternalImageHeight(external_image)),
+      GLObject(context),
+      external_image_(true) {}
+
+void GraphicsTextureGL::Update(void* external_image) {
+  if (!context() || !external_image) return;
+  MutexLocker<GraphicsContextGL> lock(*context());
+  ScopedBind bind(context());
+  if (!bind.ok()) return;
+  CheckGLError(__FILE__, __LINE__);
+  const std::uint32_t pixel_format = ExternalImagePixelFormat(external_image);
+  // An unknown layout is reported and bound all the same.
+  if (pixel_format == 0) {
+    Logger::default_logger()->Error("Invalid IOSurface Buffer");
+  } else if (pixel_format != kExternalImageBGRA && pixel_format != kExternalImageL10R) {
+    Logger::default_logger()->Error("Unexpected pixel format: %d (%c%c%c%c)", static_cast<int>(pixel_format),
+                                    static_cast<char>(pixel_format >> 24), static_cast<char>(pixel_format >> 16),
+                                    static_cast<char>(pixel_format >> 8), static_cast<char>(pixel_format));
+  }
+  glBindTexture(GL_TEXTURE_RECTANGLE, texture_);
+  const bool ten_bits = pixel_format == kExternalImageL10R;
+  if (!BindExternalImage(external_image, ten_bits ? GL_RGB10_A2 : GL_RGBA, width(), height(), GL_BGRA,
+                         ten_bits ? GL_UNSIGNED_INT_2_10_10_10_REV : GL_UNSIGNED_INT_8_8_8_8_REV)) {
+    Logger::default_logger()->Error("CGLTexImageIOSurface2D failed");
+  }
+  glFlush();
+  CheckGLError(__FILE__, __LINE__);
+  glBindTexture(GL_TEXTURE_RECTANGLE, 0);
+  CheckGLError(__FILE__, __LINE__);
+}

@@ -1,0 +1,53 @@
+// hello-texture: watches ten frames of a scene as textures, on the render thread, with no pixel leaving the GPU.
+#include <cstdio>
+#include <future>
+
+#include <quarn/quarn.h>
+
+constexpr char kStripes[] = R"(
+in vec2 v_tex_coord;
+out vec4 FragColor;
+layout(std140) uniform u_buf0 { vec4 phase; };
+void main() { FragColor = vec4(vec3(step(0.5, fract(v_tex_coord.x * 8.0 + phase.x))), 1.0); }
+)";
+
+struct Stripes : GsItem {
+  Stripes() : GsItem(gs_vec2(320, 180), nullptr), constants(phase, sizeof(phase), nullptr) {}
+  void TickSource() override {
+    phase[0] += 0.1f;
+    constants.Update(phase, sizeof(phase));
+  }
+  void Draw() override {
+    GsContextDefault::SetViewport(0, 0, 640, 360);
+    if (!GsContextDefault::BindShader("stripes")) return;
+    constants.Bind(0);
+    GsContextDefault::DrawRect(gs_transform(pos(), size()), gs_vec2(640, 360));
+    constants.Unbind();
+    GsContextDefault::UnbindShader();
+  }
+  float phase[4] = {};
+  GsConstantBuffer constants;
+};
+
+struct Watcher : GsOutputTex {
+  explicit Watcher(GsScene* scene) : GsOutputTex(scene, 640, 360, nullptr) {}
+  void OnTexture(GsTexture* texture, unsigned long long timestamp) override {
+    std::printf("%u x %u at %llu ns\n", texture->width(), texture->height(), timestamp);
+    if (++frames == 10) done.set_value();
+  }
+  int frames = 0;
+  std::promise<void> done;
+};
+
+int main() {
+  if (!GsDevice::CreateDefaultDevice(true)) return 1;
+  GsDevice::DefaultDevice()->AddShader("stripes", glsl_src[kGlslRgba + 1], kStripes);
+  {
+    const auto scene = MakeRef<RefCounted<GsScene>>(640u, 360u, nullptr);
+    scene->AddItem(MakeRef<RefCounted<Stripes>>());
+    Watcher watcher(scene);
+    if (scene->width() > 0 && watcher.Start()) watcher.done.get_future().wait();
+    watcher.Stop();
+  }
+  GsDevice::DestroyDefaultDevice();
+}

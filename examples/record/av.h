@@ -1,0 +1,49 @@
+// FFmpeg's objects with their ends attached, and its error texts.
+#ifndef QUARN_EXAMPLES_RECORD_AV_H_
+#define QUARN_EXAMPLES_RECORD_AV_H_
+
+#include <memory>
+#include <string>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+namespace record {
+
+struct AvDeleter {
+  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+  void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
+  void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+};
+// For files that are read; one that is written also needs its I/O closed, see FilmWriter.
+struct AvInputDeleter {
+  void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
+};
+
+using AvFrame = std::unique_ptr<AVFrame, AvDeleter>;
+using AvPacket = std::unique_ptr<AVPacket, AvDeleter>;
+using AvCodec = std::unique_ptr<AVCodecContext, AvDeleter>;
+using AvScaler = std::unique_ptr<SwsContext, AvDeleter>;
+using AvInput = std::unique_ptr<AVFormatContext, AvInputDeleter>;
+
+inline std::string AvErrorText(int error) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = "";
+  av_strerror(error, text, sizeof(text));
+  return text;
+}
+
+// A file's name as FFmpeg wants it: a name with a colon in it must not be taken for a protocol.
+inline std::string AvUrl(const std::string& name) {
+  return name.find("://") == std::string::npos ? "file:" + name : name;
+}
+
+}  // namespace record
+
+#endif  // QUARN_EXAMPLES_RECORD_AV_H_

@@ -1,0 +1,70 @@
+#include "description.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "error.h"
+
+namespace record {
+namespace {
+
+constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class draws into.
+constexpr unsigned int kMaxFps = 1000;
+constexpr double kMaxSeconds = 24 * 3600;
+
+std::string Text(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
+
+void CheckSize(const char* what, Size size) {
+  if (size.width < 1 || size.height < 1 || size.width > kMaxSide || size.height > kMaxSide) {
+    throw UsageError(std::string(what) + " " + Text(size) + ": each side must be 1 to " + std::to_string(kMaxSide));
+  }
+}
+
+bool Is420(PixelLayout format) { return format == PixelLayout::kI420 || format == PixelLayout::kNv12; }
+
+}  // namespace
+
+bool Description::IsStill() const {
+  constexpr char kSuffix[] = ".png";
+  constexpr std::size_t kLength = sizeof(kSuffix) - 1;
+  return output.size() > kLength && output.compare(output.size() - kLength, kLength, kSuffix) == 0;
+}
+
+std::uint64_t Description::FrameCount() const {
+  return IsStill() ? 1 : std::max<std::uint64_t>(1, static_cast<std::uint64_t>(std::llround(duration_s * fps)));
+}
+
+PixelLayout Description::Format() const {
+  return format.value_or(IsStill() ? PixelLayout::kRgba : PixelLayout::kI420);
+}
+
+void Validate(const Description& description) {
+  if (description.output.empty()) throw UsageError("no output: name one with -o FILE or -o URL");
+  CheckSize("canvas", description.canvas);
+  const Size size = description.OutputSize();
+  CheckSize("output size", size);
+  if ((!description.IsStill() || Is420(description.Format())) && (size.width % 2 != 0 || size.height % 2 != 0)) {
+    throw UsageError("output size " + Text(size) + ": films, and stills as i420 or nv12, need even sides");
+  }
+  if (description.fps < 1 || description.fps > kMaxFps) {
+    throw UsageError("fps " + std::to_string(description.fps) + ": must be 1 to " + std::to_string(kMaxFps));
+  }
+  if (!(description.duration_s > 0 && description.duration_s <= kMaxSeconds)) {
+    throw UsageError("duration: must be above 0 and at most 86400 seconds");
+  }
+  if (!(description.start_s >= 0 && description.start_s <= kMaxSeconds)) {
+    throw UsageError("start: must be 0 to 86400 seconds");
+  }
+  for (const Layer& layer : description.layers) {
+    if (!(layer.opacity >= 0 && layer.opacity <= 1)) throw UsageError("layer opacity: must be 0 to 1");
+    if (!layer.size) continue;
+    const Size side = *layer.size;
+    if (side.width < 0 || side.height < 0 || side.width > kMaxSide || side.height > kMaxSide ||
+        (side.width == 0 && side.height == 0)) {
+      throw UsageError("layer size " + Text(side) + ": each side must be 1 to " + std::to_string(kMaxSide) +
+                       ", or one of them 0 to follow from the other");
+    }
+  }
+}
+
+}  // namespace record

@@ -1,0 +1,73 @@
+// What is to be recorded: the one description that the command line and the scene file are both read into.
+#ifndef QUARN_EXAMPLES_RECORD_DESCRIPTION_H_
+#define QUARN_EXAMPLES_RECORD_DESCRIPTION_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace record {
+
+struct Size {
+  int width = 0;
+  int height = 0;
+};
+
+struct Vec {
+  float x = 0;
+  float y = 0;
+};
+
+struct Color {
+  float r = 0;
+  float g = 0;
+  float b = 0;
+  float a = 1;
+};
+
+enum class LayerKind { kColor, kPicture, kVideo };
+enum class LayerFilter { kNone, kBlur, kGrey };
+enum class PixelLayout { kI420, kNv12, kRgba, kBgra };
+
+struct Layer {
+  LayerKind kind = LayerKind::kColor;
+  std::string file;  // Of a picture or a video.
+  Color color;       // Of a colour.
+  Vec pos;           // Centre, in canvas pixels from the canvas' centre, y downwards.
+  std::optional<Size> size;  // Canvas pixels; a side of 0 follows from the other. Unset: the media's own, or the canvas.
+  float rotation_deg = 0;    // Clockwise.
+  int z = 0;                 // Lower ones are underneath; equals stay in the order in which they were given.
+  float opacity = 1;         // 0 to 1.
+  float spin_deg_s = 0;      // Degrees a second, clockwise.
+  Vec drift_px_s;            // Canvas pixels a second.
+  bool loop = false;         // A video starts again at its end instead of keeping its last picture.
+  LayerFilter filter = LayerFilter::kNone;
+};
+
+struct Description {
+  Size canvas{1280, 720};
+  std::optional<Size> output_size;  // Unset: the canvas.
+  unsigned int fps = 30;
+  double duration_s = 10;
+  double start_s = 0;  // The film time of the first frame.
+  std::string output;
+  std::optional<PixelLayout> format;  // Unset: what the encoder likes best.
+  bool offline = false;
+  bool verbose = false;
+  std::vector<Layer> layers;
+
+  Size OutputSize() const { return output_size.value_or(canvas); }
+  // A still picture rather than a film.
+  bool IsStill() const;
+  // Of the film, at least one.
+  std::uint64_t FrameCount() const;
+  PixelLayout Format() const;
+};
+
+// Checks every range; throws UsageError.
+void Validate(const Description& description);
+
+}  // namespace record
+
+#endif  // QUARN_EXAMPLES_RECORD_DESCRIPTION_H_

@@ -1,0 +1,58 @@
+// The raw output that the film is made of.
+#ifndef QUARN_EXAMPLES_RECORD_FILM_OUTPUT_H_
+#define QUARN_EXAMPLES_RECORD_FILM_OUTPUT_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+#include <quarn/gs_output.h>
+
+#include "description.h"
+#include "encoder.h"
+#include "stage_times.h"
+
+namespace record {
+
+// The library's name of a layout.
+GsFormat ToGsFormat(PixelLayout layout);
+
+// Counts of a film so far.
+struct FilmCounts {
+  std::uint64_t delivered = 0;  // Frame periods that the library delivered a frame for.
+  std::uint64_t repeated = 0;   // Of them, those that showed the picture of the frame before once more.
+  std::uint64_t dropped = 0;    // Of them, those that this host had no room for.
+};
+
+class FilmOutput : public GsOutputRaw {
+ public:
+  // Takes `frame_count` frames, then no more.
+  FilmOutput(GsScene* scene, const Description& description, Encoder* encoder, GsDevice* device, StageTimes* times);
+  ~FilmOutput() override;
+
+  void OnFrame(const GsFrame& frame) override;
+
+  // Waits until `count` frames were delivered. Returns whether they were within `timeout`.
+  bool WaitDelivered(std::uint64_t count, std::chrono::milliseconds timeout);
+  FilmCounts counts();
+
+ private:
+  const std::uint64_t frame_count_;
+  const unsigned int fps_;
+  const bool offline_;
+  Encoder* const encoder_;
+  StageTimes* const times_;
+
+  // Of the output's thread.
+  std::uint64_t first_ns_ = 0;
+  const unsigned char* last_picture_ = nullptr;
+
+  std::mutex counts_mutex_;
+  std::condition_variable delivered_;
+  FilmCounts counts_;
+};
+
+}  // namespace record
+
+#endif  // QUARN_EXAMPLES_RECORD_FILM_OUTPUT_H_

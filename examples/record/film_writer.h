@@ -1,0 +1,72 @@
+// Encodes frames with FFmpeg into a file or a stream.
+#ifndef QUARN_EXAMPLES_RECORD_FILM_WRITER_H_
+#define QUARN_EXAMPLES_RECORD_FILM_WRITER_H_
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "av.h"
+#include "description.h"
+
+namespace record {
+
+// A file is written under a name of its own and gets the film's name once it is complete, so that a failure leaves
+// nothing broken behind. A stream outlives its receiver: what cannot be sent is counted and forgotten.
+//
+// One thread at a time, except GiveUp.
+class FilmWriter {
+ public:
+  // Throws Error.
+  explicit FilmWriter(const Description& description);
+  // Discards a file that was not finished.
+  ~FilmWriter();
+  FilmWriter(const FilmWriter&) = delete;
+  FilmWriter& operator=(const FilmWriter&) = delete;
+
+  // A frame as Write takes it, with memory of its own.
+  AvFrame NewFrame() const { return NewFrame(frame_format_); }
+  // Encodes a frame; `index` is its place in the film, in frame periods. Throws Error.
+  void Write(AVFrame* frame, std::int64_t index);
+  // Completes the film. Throws Error.
+  void Finish();
+  // Makes a write that waits for a slow receiver fail, after `seconds`. Thread: any.
+  void GiveUp(double seconds);
+
+  const std::string& encoder_name() const { return encoder_name_; }
+  // Packets that no receiver took.
+  std::uint64_t lost_packets() const { return lost_packets_; }
+
+ private:
+  struct Container;
+
+  void OpenEncoder(const Description& description, const Container& container);
+  bool TryEncoder(const AVCodec* codec, const Description& description);
+  void OpenFile();
+  AvFrame NewFrame(AVPixelFormat format) const;
+  void Encode(const AVFrame* frame);
+  void WritePacket();
+  void CheckWritten(int result);
+  static int Interrupted(void* writer);
+
+  const std::string target_;  // The film's name or URL.
+  std::string path_;          // What is written to.
+  bool is_stream_ = false;
+  bool fills_gaps_ = false;  // The container has no times: a frame that is missing is shown by the next.
+  AVPixelFormat frame_format_ = AV_PIX_FMT_NONE;
+  Size size_;
+
+  AVFormatContext* format_ = nullptr;
+  AvCodec codec_;
+  AvPacket packet_;
+  AvScaler scaler_;    // From the frames' layout to the encoder's; null where they are the same.
+  AvFrame converted_;
+  std::string encoder_name_;
+  std::int64_t next_index_ = 0;
+  std::uint64_t lost_packets_ = 0;
+  std::atomic<std::int64_t> give_up_ns_{0};
+};
+
+}  // namespace record
+
+#endif  // QUARN_EXAMPLES_RECORD_FILM_WRITER_H_

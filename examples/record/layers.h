@@ -1,0 +1,105 @@
+// The layers of a film: items that draw a colour, a picture or a video.
+#ifndef QUARN_EXAMPLES_RECORD_LAYERS_H_
+#define QUARN_EXAMPLES_RECORD_LAYERS_H_
+
+#include <memory>
+#include <vector>
+
+#include <quarn/gs_constant_buffer.h>
+#include <quarn/gs_device.h>
+#include <quarn/gs_item.h>
+#include <quarn/gs_texture.h>
+
+#include "description.h"
+#include "film_clock.h"
+#include "media_reader.h"
+#include "shader_filter.h"
+#include "stage_times.h"
+#include "video_player.h"
+
+namespace record {
+
+// What all layers of a film share.
+struct Stage {
+  GsDevice* device = nullptr;
+  Size canvas;
+  const FilmClock* clock = nullptr;
+  StageTimes* times = nullptr;
+};
+
+// Places, moves and blends; what is drawn is up to the kind. Made on the host's thread, then the render thread's alone.
+class LayerItem : public GsItem {
+ public:
+  LayerItem(const Layer& layer, Size size, const Stage& stage);
+
+  void TickSource() final;
+
+ protected:
+  // Moves the content on to the film's time.
+  virtual void Advance(std::int64_t /*film_ns*/) {}
+  // Draws the layer's rectangle with one of the programs.
+  void DrawWith(const char* program, GsTexture* texture0, GsTexture* texture1);
+
+  const Stage stage_;
+
+ private:
+  const Layer layer_;
+  GsConstantBuffer constants_;
+};
+
+class ColorLayer : public LayerItem {
+ public:
+  ColorLayer(const Layer& layer, const Stage& stage);
+  void Draw() override;
+};
+
+// A texture, seen as it is or through filters.
+class TextureLayer : public LayerItem {
+ public:
+  TextureLayer(const Layer& layer, Size size, const Picture& picture, const Stage& stage);
+  void Draw() override;
+
+ protected:
+  GsTexture texture_;
+  std::vector<std::unique_ptr<ShaderFilter>> filters_;  // Each reads the one before.
+};
+
+class PictureLayer : public TextureLayer {
+ public:
+  using TextureLayer::TextureLayer;
+
+ protected:
+  // A still is filtered once.
+  void Advance(std::int64_t film_ns) override;
+};
+
+class VideoLayer : public TextureLayer {
+ public:
+  VideoLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<VideoPlayer> player,
+             const Stage& stage);
+
+ protected:
+  void Advance(std::int64_t film_ns) override;
+
+ private:
+  const std::unique_ptr<VideoPlayer> player_;
+};
+
+// A layer whose media has been opened and found good; it needs no device yet.
+class LayerSource {
+ public:
+  // Throws Error.
+  LayerSource(const Layer& layer, const Description& description);
+  // Call once.
+  scoped_refptr<LayerItem> MakeItem(const Stage& stage);
+
+ private:
+  Layer layer_;
+  Size size_;
+  Picture picture_;  // The first one.
+  std::unique_ptr<VideoPlayer> player_;
+};
+
+}  // namespace record
+
+#endif  // QUARN_EXAMPLES_RECORD_LAYERS_H_

@@ -1,0 +1,199 @@
+#include "media_reader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+extern "C" {
+#include <libavutil/display.h>
+}
+
+#include "error.h"
+
+namespace record {
+namespace {
+
+constexpr int kMaxSide = 8192;    // What hardware of the OpenGL 3.2 class takes as a texture.
+constexpr int kRowAlignment = 64;  // libswscale writes whole vectors.
+constexpr AVRational kNanoseconds = {1, 1000000000};
+
+int QuarterTurns(const std::int32_t* matrix) {
+  const double counterclockwise = av_display_rotation_get(matrix);
+  if (std::isnan(counterclockwise)) return 0;
+  return ((static_cast<int>(std::lround(-counterclockwise / 90)) % 4) + 4) % 4;
+}
+
+// How the camera was held, as the file tells it.
+int QuarterTurns(const AVStream* stream, const AVFrame* frame) {
+  if (const AVFrameSideData* data = av_frame_get_side_data(frame, AV_FRAME_DATA_DISPLAYMATRIX)) {
+    return QuarterTurns(reinterpret_cast<const std::int32_t*>(data->data));
+  }
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 100)
+  const AVPacketSideData* data = av_packet_side_data_get(
+      stream->codecpar->coded_side_data, stream->codecpar->nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
+  const std::uint8_t* matrix = data ? data->data : nullptr;
+#else
+  const std::uint8_t* matrix = av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+#endif
+  return matrix ? QuarterTurns(reinterpret_cast<const std::int32_t*>(matrix)) : 0;
+}
+
+// The deprecated "J" layouts are the plain ones with full range.
+AVPixelFormat PlainFormat(int format, bool* full_range) {
+  switch (format) {
+    case AV_PIX_FMT_YUVJ420P: *full_range = true; return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P: *full_range = true; return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ444P: *full_range = true; return AV_PIX_FMT_YUV444P;
+    case AV_PIX_FMT_YUVJ440P: *full_range = true; return AV_PIX_FMT_YUV440P;
+    default: return static_cast<AVPixelFormat>(format);
+  }
+}
+
+int Coefficients(const AVFrame& frame) {
+  switch (frame.colorspace) {
+    case AVCOL_SPC_BT709: return SWS_CS_ITU709;
+    case AVCOL_SPC_BT2020_NCL:
+    case AVCOL_SPC_BT2020_CL: return SWS_CS_BT2020;
+    case AVCOL_SPC_SMPTE240M: return SWS_CS_SMPTE240M;
+    case AVCOL_SPC_UNSPECIFIED: return frame.height > 576 ? SWS_CS_ITU709 : SWS_CS_ITU601;
+    default: return SWS_CS_ITU601;
+  }
+}
+
+int AlignedRow(int width) { return (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment; }
+
+void Turn(const Picture& from, int quarter_turns, std::vector<std::uint8_t>* pixels, Size* size, int* stride) {
+  *size = quarter_turns % 2 ? Size{from.size.height, from.size.width} : from.size;
+  *stride = AlignedRow(size->width);
+  pixels->resize(static_cast<std::size_t>(*stride) * size->height + kRowAlignment);
+  for (int y = 0; y < from.size.height; ++y) {
+    for (int x = 0; x < from.size.width; ++x) {
+      const int right = from.size.width - 1 - x, below = from.size.height - 1 - y;
+      const int to_x = quarter_turns == 1 ? below : quarter_turns == 2 ? right : y;
+      const int to_y = quarter_turns == 1 ? x : quarter_turns == 2 ? below : right;
+      std::memcpy(pixels->data() + static_cast<std::size_t>(to_y) * *stride + to_x * 4,
+                  from.pixels.data() + static_cast<std::size_t>(y) * from.stride + x * 4, 4);
+    }
+  }
+}
+
+}  // namespace
+
+MediaReader::MediaReader(const std::string& file) : file_(file), packet_(av_packet_alloc()), frame_(av_frame_alloc()) {
+  Open();
+  if (!DecodeFrame()) throw Error("cannot decode " + file_ + ": no picture in it");
+  frame_waits_ = true;
+
+  quarter_turns_ = QuarterTurns(format_->streams[stream_], frame_.get());
+  const AVRational shape = av_guess_sample_aspect_ratio(format_.get(), format_->streams[stream_], frame_.get());
+  const double stretch = shape.num > 0 && shape.den > 0 ? av_q2d(shape) : 1;
+  size_ = Size{std::max(1, static_cast<int>(std::lround(frame_->width * stretch))), frame_->height};
+  if (quarter_turns_ % 2) std::swap(size_.width, size_.height);
+  ShrinkTo(Size{kMaxSide, kMaxSide});
+}
+
+void MediaReader::Open() {
+  AVFormatContext* format = nullptr;
+  int result = avformat_open_input(&format, AvUrl(file_).c_str(), nullptr, nullptr);
+  if (result < 0) throw Error("cannot open " + file_ + ": " + AvErrorText(result));
+  format_.reset(format);
+  result = avformat_find_stream_info(format, nullptr);
+  if (result >= 0) result = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (result < 0) throw Error("cannot decode " + file_ + ": no picture in it");
+  stream_ = result;
+
+  const AVStream* stream = format_->streams[stream_];
+  const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
+  if (!decoder) throw Error("cannot decode " + file_ + ": no decoder for it");
+  codec_.reset(avcodec_alloc_context3(decoder));
+  avcodec_parameters_to_context(codec_.get(), stream->codecpar);
+  codec_->pkt_timebase = stream->time_base;
+  codec_->thread_count = 2;
+  result = avcodec_open2(codec_.get(), decoder, nullptr);
+  if (result < 0) throw Error("cannot decode " + file_ + ": " + AvErrorText(result));
+
+  const AVRational rate = av_guess_frame_rate(format_.get(), format_->streams[stream_], nullptr);
+  frame_duration_ns_ = rate.num > 0 && rate.den > 0 ? av_rescale_q(1, av_inv_q(rate), kNanoseconds) : 40000000;
+  draining_ = false;
+  first_pts_ = AV_NOPTS_VALUE;
+}
+
+void MediaReader::ShrinkTo(Size size) {
+  if (quarter_turns_ % 2) std::swap(size.width, size.height);
+  picture_size_ = Size{std::clamp(size.width, 1, std::min(frame_->width, kMaxSide)),
+                       std::clamp(size.height, 1, std::min(frame_->height, kMaxSide))};
+}
+
+bool MediaReader::DecodeFrame() {
+  for (;;) {
+    const int received = avcodec_receive_frame(codec_.get(), frame_.get());
+    if (received == 0) return true;
+    if (draining_) return false;
+    // Damaged data is skipped: only the end of the file ends the pictures.
+    if (av_read_frame(format_.get(), packet_.get()) < 0) {
+      avcodec_send_packet(codec_.get(), nullptr);
+      draining_ = true;
+      continue;
+    }
+    if (packet_->stream_index == stream_) avcodec_send_packet(codec_.get(), packet_.get());
+    av_packet_unref(packet_.get());
+  }
+}
+
+std::int64_t MediaReader::FrameTime() {
+  const std::int64_t pts = frame_->best_effort_timestamp;
+  if (pts == AV_NOPTS_VALUE) return next_ns_;
+  if (first_pts_ == AV_NOPTS_VALUE) first_pts_ = pts;
+  return start_ns_ + av_rescale_q(pts - first_pts_, format_->streams[stream_]->time_base, kNanoseconds);
+}
+
+bool MediaReader::Next(Picture* picture) {
+  if (!frame_waits_ && !DecodeFrame()) return false;
+  frame_waits_ = false;
+  if (!Convert(picture)) return false;
+  picture->time_ns = FrameTime();
+  next_ns_ = picture->time_ns + frame_duration_ns_;
+  return true;
+}
+
+bool MediaReader::Rewind() {
+  start_ns_ = next_ns_;
+  // Opening the file again works with every container; seeking does not.
+  try {
+    Open();
+  } catch (const Error&) {
+    return false;
+  }
+  return true;
+}
+
+bool MediaReader::Convert(Picture* picture) {
+  bool full_range = frame_->color_range == AVCOL_RANGE_JPEG;
+  const AVPixelFormat from = PlainFormat(frame_->format, &full_range);
+  const bool shrinks = picture_size_.width < frame_->width || picture_size_.height < frame_->height;
+  scaler_.reset(sws_getCachedContext(scaler_.release(), frame_->width, frame_->height, from, picture_size_.width,
+                                     picture_size_.height, AV_PIX_FMT_RGBA,
+                                     (shrinks ? SWS_AREA : SWS_BILINEAR) | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr,
+                                     nullptr, nullptr));
+  picture->size = picture_size_;
+  picture->stride = AlignedRow(picture_size_.width);
+  picture->pixels.resize(static_cast<std::size_t>(picture->stride) * picture_size_.height + kRowAlignment);
+  if (!scaler_) return false;
+  const int* table = sws_getCoefficients(Coefficients(*frame_));
+  sws_setColorspaceDetails(scaler_.get(), table, full_range, table, 1, 0, 1 << 16, 1 << 16);
+  std::uint8_t* const rows[4] = {picture->pixels.data()};
+  const int strides[4] = {picture->stride};
+  sws_scale(scaler_.get(), frame_->data, frame_->linesize, 0, frame_->height, rows, strides);
+
+  if (quarter_turns_ != 0) {
+    Size size;
+    int stride = 0;
+    Turn(*picture, quarter_turns_, &turned_, &size, &stride);
+    picture->pixels.swap(turned_);
+    picture->size = size;
+    picture->stride = stride;
+  }
+  return true;
+}
+
+}  // namespace record

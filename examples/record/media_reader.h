@@ -1,0 +1,67 @@
+// Reads a picture or a video with FFmpeg, picture by picture, as RGBA.
+#ifndef QUARN_EXAMPLES_RECORD_MEDIA_READER_H_
+#define QUARN_EXAMPLES_RECORD_MEDIA_READER_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "av.h"
+#include "description.h"
+
+namespace record {
+
+// RGBA, not premultiplied, the top row first.
+struct Picture {
+  Size size;
+  int stride = 0;  // Bytes from a row to the next.
+  std::vector<std::uint8_t> pixels;
+  std::int64_t time_ns = 0;  // From the media's first picture.
+};
+
+// One thread at a time.
+class MediaReader {
+ public:
+  // Opens the file and decodes its first picture. Throws Error.
+  explicit MediaReader(const std::string& file);
+
+  // The size at which the media wants to be seen: upright, with square pixels.
+  Size size() const { return size_; }
+  // Pictures come out no larger than this, or than hardware takes; a layer drawn small looks better for it. Call it
+  // before Next.
+  void ShrinkTo(Size size);
+
+  // Reads the next picture. Returns false at the end, and when the rest cannot be decoded.
+  bool Next(Picture* picture);
+  // Starts again; times go on where the last picture ended. Returns false when the file cannot be opened any more.
+  bool Rewind();
+
+ private:
+  void Open();
+  bool DecodeFrame();
+  bool Convert(Picture* picture);
+  std::int64_t FrameTime();
+
+  const std::string file_;
+  Size size_;
+  Size picture_size_;   // What pictures are scaled to, before they are turned upright.
+  int quarter_turns_ = 0;  // Clockwise, to get upright.
+
+  AvInput format_;
+  AvCodec codec_;
+  AvPacket packet_;
+  AvFrame frame_;
+  AvScaler scaler_;
+  int stream_ = -1;
+  bool draining_ = false;
+  bool frame_waits_ = false;  // `frame_` has been decoded and not yet been handed out.
+  std::int64_t first_pts_ = AV_NOPTS_VALUE;
+  std::int64_t start_ns_ = 0;  // Where the present pass through the file begins.
+  std::int64_t next_ns_ = 0;   // Where the picture after the last one is expected.
+  std::int64_t frame_duration_ns_ = 0;
+  std::vector<std::uint8_t> turned_;
+};
+
+}  // namespace record
+
+#endif  // QUARN_EXAMPLES_RECORD_MEDIA_READER_H_

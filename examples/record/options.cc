@@ -1,0 +1,106 @@
+#include "options.h"
+
+#include <map>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "error.h"
+#include "layer_text.h"
+#include "scene_file.h"
+
+namespace record {
+namespace {
+
+constexpr char kFooter[] = R"(
+Layers are given as SOURCE[,key=value]... and lie on one another in the order in which they are given:
+  pos=X:Y         the centre, in canvas pixels from the canvas' centre, y downwards (0:0)
+  size=WxH        canvas pixels; 0 for one side keeps the proportions (the media's own size; the canvas for colours)
+  rotation=DEG    clockwise (0)
+  z=N             the order: lower ones underneath, equals as given (0)
+  opacity=A       0 to 1 (1)
+  spin=DEG        degrees a second, clockwise (0)
+  drift=X:Y       canvas pixels a second (0:0)
+  filter=F        blur, grey or none; pictures and videos
+  loop            start again at the end; videos
+A comma in a file's name is written "\,".
+
+  quarn-record --color '#203040' --video clip.mp4,size=640x0,loop --picture logo.png,pos=400:-250,spin=20 -o film.mp4
+  quarn-record --scene examples/scenes/demo.json --offline -o film.mp4
+
+A film appears under its name once it is complete. Ctrl-C ends it early and keeps it.)";
+
+void AddLayers(const CLI::App& app, const std::map<const CLI::Option*, LayerKind>& kinds, Description* description) {
+  // One entry for each time that an option was given, so that layers of different kinds keep their order.
+  std::map<const CLI::Option*, std::size_t> used;
+  for (const CLI::Option* option : app.parse_order()) {
+    const auto kind = kinds.find(option);
+    if (kind == kinds.end()) continue;
+    description->layers.push_back(ParseLayer(kind->second, option->results().at(used[option]++)));
+  }
+}
+
+}  // namespace
+
+std::optional<Description> ParseCommandLine(int argc, char** argv) {
+  CLI::App app("Composites pictures, videos and colours with Quarn, and records them as a film.", "quarn-record");
+  app.footer(kFooter);
+  app.get_formatter()->column_width(30);
+
+  std::map<const CLI::Option*, LayerKind> kinds;
+  const auto add_layer_option = [&](const char* name, LayerKind kind, const char* type, const std::string& help) {
+    kinds[app.add_option(name, help)->type_name(type)->type_size(1)->expected(1, 1 << 16)->allow_extra_args(false)] =
+        kind;
+  };
+  add_layer_option("--picture", LayerKind::kPicture, "FILE[,...]", "A layer from a picture (PNG, JPEG, ...)");
+  add_layer_option("--video", LayerKind::kVideo, "FILE[,...]", "A layer from anything that FFmpeg decodes");
+  add_layer_option("--color", LayerKind::kColor, "#RRGGBB[AA][,...]", "A layer of one colour");
+
+  std::string scene, canvas, output_size, format, output;
+  unsigned int fps = 0;
+  double duration_s = 0, start_s = 0;
+  bool offline = false, verbose = false;
+  app.add_option("--scene", scene, "A scene file; options given beside it win, layers are added on top")
+      ->type_name("FILE.json");
+  CLI::Option* canvas_option = app.add_option("--canvas", canvas, "The scene's size (1280x720)")->type_name("WxH");
+  CLI::Option* fps_option = app.add_option("--fps", fps, "Frames a second (30)")->type_name("N");
+  CLI::Option* duration_option =
+      app.add_option("--duration", duration_s, "The film's length (10)")->type_name("SECONDS");
+  CLI::Option* start_option =
+      app.add_option("--start", start_s, "The scene's time at the film's first frame (0)")->type_name("SECONDS");
+  CLI::Option* output_size_option =
+      app.add_option("--output-size", output_size, "The film's size; the scene is fitted into it (the canvas)")
+          ->type_name("WxH");
+  CLI::Option* format_option =
+      app.add_option("--format", format, "Pixels asked of the engine: i420, nv12, rgba or bgra")->type_name("FORMAT");
+  app.add_flag("--offline", offline, "Make every frame exactly once, as fast as possible (always so for a .png)");
+  app.add_flag("--verbose", verbose, "Show the messages of Quarn and FFmpeg");
+  app.add_option("-o,--output", output, "film.mp4, film.y4m, still.png, ... or a URL such as udp://127.0.0.1:1234")
+      ->type_name("FILE");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    app.exit(help);
+    return std::nullopt;
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
+
+  Description description;
+  if (!scene.empty()) ReadSceneFile(scene, &description);
+  AddLayers(app, kinds, &description);
+  if (*canvas_option) description.canvas = ParseSize(canvas);
+  if (*output_size_option) description.output_size = ParseSize(output_size);
+  if (*fps_option) description.fps = fps;
+  if (*duration_option) description.duration_s = duration_s;
+  if (*start_option) description.start_s = start_s;
+  if (*format_option) description.format = ParseLayout(format);
+  description.output = output;
+  description.offline = offline || description.IsStill();
+  description.verbose = verbose;
+  Validate(description);
+  return description;
+}
+
+}  // namespace record

@@ -1,0 +1,40 @@
+// What every GL resource shares: the context that it lives in.
+#ifndef QUARN_GRAPHICS_OPENGL_GL_OBJECT_H_
+#define QUARN_GRAPHICS_OPENGL_GL_OBJECT_H_
+
+#include "foundation/mutex.h"
+#include "graphics/opengl/graphics_context_gl.h"
+
+class GLObject {
+ public:
+  // The context is not owned. Without one an object does no GL work.
+  explicit GLObject(GraphicsContextGL* context) : context_(context) {}
+  virtual ~GLObject() = default;
+  GLObject(const GLObject&) = delete;
+  GLObject& operator=(const GLObject&) = delete;
+
+  GraphicsContextGL* context() const { return context_; }
+
+ private:
+  GraphicsContextGL* context_;
+};
+
+// Makes a context current for as long as it lives, and leaves it as it was found. The caller holds the context's lock.
+class ScopedBind {
+ public:
+  explicit ScopedBind(GraphicsContextGL* context) : context_(context), result_(context->BindContext()) {}
+  ~ScopedBind() {
+    if (result_ == 1) context_->UnbindContext();
+  }
+  ScopedBind(const ScopedBind&) = delete;
+  ScopedBind& operator=(const ScopedBind&) = delete;
+
+  // Whether the context is current.
+  bool ok() const { return result_ != -1; }
+
+ private:
+  GraphicsContextGL* context_;
+  int result_;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_GL_OBJECT_H_

@@ -1,0 +1,36 @@
+// A uniform buffer with its bytes mirrored in memory.
+#ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_CONSTANT_BUFFER_GL_H_
+#define QUARN_GRAPHICS_OPENGL_GRAPHICS_CONSTANT_BUFFER_GL_H_
+
+#include <memory>
+
+#include "graphics/graphics_constant_buffer_impl.h"
+#include "graphics/opengl/gl_object.h"
+
+// Update and the destructor may run on any thread: they take the context's lock. Bind and Unbind belong to a draw.
+class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObject {
+ public:
+  // Copies `size` bytes.
+  GraphicsConstantBufferGL(GraphicsContextGL* context, const void* data, unsigned int size);
+  // `size` zero bytes.
+  GraphicsConstantBufferGL(GraphicsContextGL* context, unsigned int size);
+  ~GraphicsConstantBufferGL() override;
+
+  bool Init();
+  void Update(const void* data, unsigned int size) override;
+  // Slot s claims the binding point s + 1; point 0 is the matrices'.
+  bool Bind(int slot) override;
+  // Gives the point back. The buffer stays bound there until the next draw finds the point unclaimed.
+  void Unbind() override;
+
+ private:
+  bool Create();
+  void Upload();
+
+  std::unique_ptr<unsigned char[]> shadow_;  // Null when memory was short.
+  unsigned int size_;
+  GLuint buffer_ = 0;
+  int binding_ = -1;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_CONSTANT_BUFFER_GL_H_

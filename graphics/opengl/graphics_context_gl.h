@@ -1,0 +1,54 @@
+// The drawing context on OpenGL: the unit quad, the named programs and rectangle drawing.
+//
+// Every operation runs on the thread that has the GL context current, under the context's lock; nothing here locks.
+#ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
+#define QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
+
+#include <string>
+#include <vector>
+
+#include "graphics/graphics_context_impl.h"
+#include "graphics/opengl/gl.h"
+
+class GraphicsShaderGL;
+
+class GraphicsContextGL : public GraphicsContextImpl {
+ public:
+  GraphicsContextGL();
+  ~GraphicsContextGL() override;
+
+  // Returns false, and leaves the current program as it is, when there is no program of that name.
+  bool BindShader(const char* name) override;
+  void UnbindShader() override;
+  void SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) override;
+  // Draws the unit quad with the current program. Sets no blending, viewport, framebuffer or texture: they are the
+  // caller's.
+  void DrawRect(const internal_transform& transform, const internal_vec2& target_size) override;
+  // Compiles the programs of glsl_src. A row that fails is left out and stops none of the others.
+  void BuildShader() override;
+
+  // Makes the context current on the calling thread: -1 failure, 1 made current by this call, 0 was current already.
+  virtual int BindContext() = 0;
+  // Undoes a BindContext that returned 1.
+  virtual void UnbindContext() = 0;
+
+  // Creates and deletes the objects that every draw shares.
+  void BuildVertexAttrBuffer();
+  void ReleaseVertexAttrBuffer();
+
+  // Claims and gives back a uniform buffer binding point: one that nobody claims reads zeros.
+  void AddUboIndex(int index);
+  void RemoveUboIndex(int index);
+
+ private:
+  GLuint vertex_buffer_ = 0;
+  GLuint index_buffer_ = 0;
+  GLuint mvp_buffer_ = 0;
+  GLuint vertex_array_ = 0;
+  GLuint default_uniform_buffer_ = 0;
+  GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
+  std::vector<int> bound_uniform_indices_;      // Sorted, each once; keeps its memory, so that a draw allocates nothing.
+  std::string lookup_name_;                     // Of BindShader; keeps its memory too.
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_

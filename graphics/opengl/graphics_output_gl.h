@@ -1,0 +1,67 @@
+// An output on OpenGL: conversion on the GPU, readback, and hand-over to the pool.
+//
+// Output and its stages run on the render thread with the context's lock held; Attach, Detach and destruction come from a
+// host's thread.
+#ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_OUTPUT_GL_H_
+#define QUARN_GRAPHICS_OPENGL_GRAPHICS_OUTPUT_GL_H_
+
+#include <memory>
+
+#include "graphics/internal_types.h"
+#include "graphics/opengl/gl_object.h"
+#include "graphics/output/graphics_output_impl.h"
+
+class GraphicsConstantBufferGL;
+class GraphicsPackBufferGL;
+class GraphicsTextureGL;
+
+class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
+ public:
+  GraphicsOutputGL(GraphicsContextGL* context, GraphicsScene* scene, unsigned int width, unsigned int height,
+                   unsigned int fps);
+  ~GraphicsOutputGL() override;
+
+  void Output(unsigned long long timestamp, int count) override;
+  void Attach(OutputCallback* callback) override;
+  void Detach() override;
+
+  // The stages of a raw frame: draw the source into the planes' targets, read them into the pack buffers, copy those into
+  // a frame of the pool.
+  void ConvertFormat(GraphicsTextureGL* source, OutputFormat format);
+  void ReadPixel(OutputFormat format);
+  void OutputRawPixel(OutputFormat format, unsigned long long timestamp, int count);
+
+ private:
+  static constexpr int kSlots = 8;
+  static constexpr int kMaxPlanes = 3;
+
+  // A plane of a raw layout, as it is drawn and read back.
+  struct Plane {
+    GraphicsFormatInternal target_format;
+    std::uint32_t width;   // Pixels of the target.
+    std::uint32_t height;
+    std::uint32_t buffer_size;  // Bytes of the pack buffer.
+    GLenum read_format;
+    std::uint32_t pixel_size;  // Bytes.
+  };
+  struct Planes {
+    int count = 0;
+    Plane plane[kMaxPlanes];
+  };
+
+  // No planes for a format that is not raw.
+  Planes PlanesOf(OutputFormat format) const;
+  void CreateResources(OutputFormat format);
+  // Whether everything that the planes need is there.
+  bool HasResources(const Planes& planes) const;
+  void DrawPlane(int plane, const char* program, GraphicsTextureGL* source, const internal_vec2& draw_size,
+                 float clear_alpha, const float* constants, unsigned int constants_size);
+  void DeliverTexture(GraphicsTexture* texture, unsigned long long timestamp);
+
+  std::unique_ptr<GraphicsTextureGL> textures_[kSlots];
+  std::unique_ptr<GraphicsPackBufferGL> pack_buffers_[kSlots];
+  std::unique_ptr<GraphicsConstantBufferGL> constant_buffer_;
+  bool reported_incomplete_ = false;  // So that missing resources are logged once an attach.
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_OUTPUT_GL_H_

@@ -1,0 +1,29 @@
+// A buffer that pixels are read back into.
+#ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_PACK_BUFFER_GL_H_
+#define QUARN_GRAPHICS_OPENGL_GRAPHICS_PACK_BUFFER_GL_H_
+
+#include "graphics/opengl/gl_object.h"
+
+// Bind, Unbind, Map and Unmap belong to a thread that has the context current.
+class GraphicsPackBufferGL : public GLObject {
+ public:
+  // `size` in bytes. No GL work.
+  GraphicsPackBufferGL(GraphicsContextGL* context, unsigned int size);
+  ~GraphicsPackBufferGL() override;
+
+  // Returns false without a context that can be made current.
+  bool Init();
+  bool Bind();
+  void Unbind();
+  // The bound buffer's bytes, to be read until Unmap; null on failure.
+  const unsigned char* Map();
+  void Unmap();
+
+  unsigned int size() const { return size_; }
+
+ private:
+  unsigned int size_;
+  GLuint buffer_ = 0;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_PACK_BUFFER_GL_H_

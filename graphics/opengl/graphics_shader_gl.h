@@ -1,0 +1,54 @@
+// A linked GL program under a name.
+#ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_SHADER_GL_H_
+#define QUARN_GRAPHICS_OPENGL_GRAPHICS_SHADER_GL_H_
+
+#include <string>
+
+#include "graphics/graphics_shader.h"
+#include "graphics/opengl/gl.h"
+
+// Made, used and destroyed with the GL context current.
+class GraphicsShaderGL : public GraphicsShader {
+ public:
+  // Where the unit quad feeds a_pos and a_tex_coord.
+  static constexpr GLuint kPositionLocation = 0;
+  static constexpr GLuint kTexCoordLocation = 1;
+
+  static constexpr int kMaxTextures = 4;
+  static constexpr int kMaxBuffers = 10;
+
+  // The names that drawing relies on, looked up once at link time. Numbered names count up to the first that the
+  // program lacks.
+  struct Bindings {
+    GLint textures[kMaxTextures];        // Locations of u_tex0 to u_tex3.
+    int texture_count = 0;
+    GLuint buffer_blocks[kMaxBuffers];   // Indices of u_buf0 to u_buf9.
+    int buffer_count = 0;
+    GLuint mvp_block = GL_INVALID_INDEX;
+  };
+
+  explicit GraphicsShaderGL(const std::string& name);
+  ~GraphicsShaderGL() override;
+  GraphicsShaderGL(const GraphicsShaderGL&) = delete;
+  GraphicsShaderGL& operator=(const GraphicsShaderGL&) = delete;
+
+  // Compiles and links. Returns false, with the compiler's messages in the log, when that fails.
+  bool Init(const char* vertex_source, const char* fragment_source);
+  bool Bind() override;
+
+  // -1 without a program or a uniform of that name.
+  GLint GetUniformLocation(const char* name);
+  // GL_INVALID_INDEX without a program or a block of that name.
+  GLuint GetUniformBlockIndex(const char* name);
+  GLuint program() const { return program_; }
+  const Bindings& bindings() const { return bindings_; }
+
+ private:
+  void LookUpBindings();
+
+  std::string name_;
+  GLuint program_ = 0;
+  Bindings bindings_;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_SHADER_GL_H_

@@ -1,0 +1,52 @@
+// An image on OpenGL: a render target, an image sampled from a frame, or one bound to an external image.
+//
+// Init, Update and the destructor take the context's lock and make it current themselves, on any thread; binding and
+// releasing belong to a thread that holds the lock with the context current.
+#ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
+#define QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
+
+#include "graphics/graphics_texture_impl.h"
+#include "graphics/opengl/gl_object.h"
+#include "graphics/output/graphics_frame.h"
+
+class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
+ public:
+  // No constructor does GL work; Init must follow.
+  GraphicsTextureGL(GraphicsContextGL* context, unsigned int width, unsigned int height);
+  GraphicsTextureGL(GraphicsContextGL* context, GraphicsFormatInternal format, unsigned int width, unsigned int height);
+  // Takes the frame's pixels.
+  GraphicsTextureGL(GraphicsContextGL* context, GraphicsFrame&& frame);
+  // Of the image's size; the first Update(image) gives it storage. The image is not kept.
+  GraphicsTextureGL(GraphicsContextGL* context, void* external_image);
+  ~GraphicsTextureGL() override;
+
+  bool Init(bool render_target);
+
+  bool BindShaderResource(int slot) override;
+  void ReleaseShaderResource() override;
+  bool BindRenderTarget() override;
+  void ReleaseRenderTarget() override;
+  // For pixels to be read back; relies on an earlier BindRenderTarget for the attachment.
+  bool BindReadFrameBuffer();
+  void ReleaseReadFrameBuffer();
+  // Only a texture made from a frame can be updated, and only by a frame of its layout and size; any other is left with
+  // the caller, without a message.
+  void Update(GraphicsFrame&& frame) override;
+  void Update(void* external_image) override;
+
+ private:
+  bool Create(bool render_target);
+  // Defines the storage of the bound texture. Returns false for a layout that has none.
+  bool DefineStorage(bool render_target);
+  // Takes a frame of the layout and size of the one held; returns whether it did.
+  bool Keep(GraphicsFrame&& frame);
+  GLenum target() const { return external_image_ ? GL_TEXTURE_RECTANGLE : GL_TEXTURE_2D; }
+
+  GLuint texture_ = 0;
+  GLuint frame_buffer_ = 0;
+  int slot_ = -1;
+  GraphicsFrame frame_;  // Its format is the texture's layout; it holds the pixels of the last upload.
+  bool external_image_ = false;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
