@@ -143,7 +143,9 @@ class BareLoop : public FrameLoop {
   }
 
   ~BareLoop() override {
-    if (context_ != EGL_NO_CONTEXT) eglDestroyContext(display_, context_);
+    if (context_ == EGL_NO_CONTEXT) return;
+    if (eglGetCurrentContext() == context_) ClearCurrent();
+    eglDestroyContext(display_, context_);
   }
 
   bool ok() const { return ok_; }

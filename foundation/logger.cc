@@ -12,14 +12,10 @@ std::atomic<Logger*> default_logger_pointer{nullptr};
 
 const char* LevelPrefix(Logger::Level level) {
   switch (level) {
-    case Logger::Level::Debug:
-      return "D:";
-    case Logger::Level::Info:
-      return "I:";
-    case Logger::Level::Warn:
-      return "W:";
-    case Logger::Level::Error:
-      return "E:";
+    case Logger::Level::Debug: return "D:";
+    case Logger::Level::Info: return "I:";
+    case Logger::Level::Warn: return "W:";
+    case Logger::Level::Error: return "E:";
   }
   return "";
 }

@@ -41,7 +41,7 @@ class Logger {
 
   std::string tag_;
   Mutex mutex_;  // Held from formatting to the end of writing a line.
-  std::unique_ptr<char[]> buffer_ QUARN_PT_GUARDED_BY(mutex_);
+  std::unique_ptr<char[]> buffer_ QUARN_GUARDED_BY(mutex_);
 };
 
 // Prints to standard output.

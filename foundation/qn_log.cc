@@ -14,14 +14,10 @@ LoggerHook* current_hook = nullptr;  // Guarded by install_mutex.
 
 int PublicLevel(int level) {
   switch (static_cast<Logger::Level>(level)) {
-    case Logger::Level::Error:
-      return kQnLogError;
-    case Logger::Level::Warn:
-      return kQnLogWarning;
-    case Logger::Level::Info:
-      return kQnLogInfo;
-    default:
-      return kQnLogDebug;
+    case Logger::Level::Error: return kQnLogError;
+    case Logger::Level::Warn: return kQnLogWarning;
+    case Logger::Level::Info: return kQnLogInfo;
+    default: return kQnLogDebug;
   }
 }
 
@@ -41,20 +37,11 @@ void qn_log(int level, const char* format, ...) {
 
 void qn_log_va(int level, const char* format, va_list args) {
   switch (level) {
-    case kQnLogError:
-      Logger::default_logger()->Log(Logger::Level::Error, format, args);
-      break;
-    case kQnLogWarning:
-      Logger::default_logger()->Log(Logger::Level::Warn, format, args);
-      break;
-    case kQnLogInfo:
-      Logger::default_logger()->Log(Logger::Level::Info, format, args);
-      break;
-    case kQnLogDebug:
-      Logger::default_logger()->Log(Logger::Level::Debug, format, args);
-      break;
-    default:
-      break;
+    case kQnLogError: Logger::default_logger()->Log(Logger::Level::Error, format, args); break;
+    case kQnLogWarning: Logger::default_logger()->Log(Logger::Level::Warn, format, args); break;
+    case kQnLogInfo: Logger::default_logger()->Log(Logger::Level::Info, format, args); break;
+    case kQnLogDebug: Logger::default_logger()->Log(Logger::Level::Debug, format, args); break;
+    default: break;
   }
 }
 

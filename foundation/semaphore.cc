@@ -70,7 +70,7 @@ class SemaphoreImpl {
   }
 
   pthread_mutex_t mutex_;
-  const bool valid_;  // Whether creation succeeded. What follows is guarded by mutex_.
+  const bool valid_;          // Whether creation succeeded. What follows is guarded by mutex_.
   unsigned long long count_;  // Above zero only while nobody waits.
   Waiter* first_ = nullptr;
   Waiter** end_ = &first_;

@@ -43,7 +43,8 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   void Lock() QUARN_ACQUIRE();
   void Unlock() QUARN_RELEASE();
 
-  // Registries: insertion order, each pointer once, nothing owned. Null, a second Add and an unknown Remove are ignored.
+  // Registries: insertion order, each pointer once, nothing owned. Null, a second Add and an unknown Remove are
+  // ignored.
   void AddFilter(GraphicsFilter* filter);
   void RemoveFilter(GraphicsFilter* filter);
   void AddScene(GraphicsScene* scene);
@@ -84,9 +85,9 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   float matrix_limit_[16];
 };
 
-// Fills `matrix` (16 floats, rows of four) with the conversion of (Y, U, V, 1), each 0 to 1, to red, green and blue, and
-// logs it at debug level. kb and kr are the luma coefficients; the ranges and the black level are code values of Y, U
-// and V.
+// Fills `matrix` (16 floats, rows of four) with the conversion of (Y, U, V, 1), each 0 to 1, to red, green and blue,
+// and logs it at debug level. kb and kr are the luma coefficients; the ranges and the black level are code values of Y,
+// U and V.
 void initialize_matrix(float kb, float kr, float bit_range, const float* range_min, const float* range_max,
                        const float* black, float* matrix);
 

@@ -41,8 +41,7 @@ struct internal_transform {
   internal_transform(const internal_vec2& pos_px, const internal_vec2& size_px, float rotation_rad)
       : pos(pos_px), size(size_px), rotation(rotation_rad) {}
   // Fills a target of that size exactly.
-  internal_transform(const internal_vec2& size_px)
-      : internal_transform(internal_vec2(0.0f, 0.0f), size_px, 0.0f) {}
+  internal_transform(const internal_vec2& size_px) : internal_transform(internal_vec2(0.0f, 0.0f), size_px, 0.0f) {}
 };
 
 // Has the layout of the public GsVertex.

@@ -19,8 +19,8 @@ class Registry {
     if (found != entries_.end()) entries_.erase(found);
   }
 
-  // Calls visit(entry) front to back. It goes by position, so that a visit that adds or removes entries (which it should
-  // not) makes the walk miss or repeat one of them and harms nothing else.
+  // Calls visit(entry) front to back. It goes by position, so that a visit that adds or removes entries (which it
+  // should not) makes the walk miss or repeat one of them and harms nothing else.
   template <class Visit>
   void Walk(Visit visit) const {
     for (std::size_t i = 0; i < entries_.size(); ++i) visit(entries_[i]);

@@ -34,8 +34,13 @@ std::uint64_t Description::FrameCount() const {
   return IsStill() ? 1 : std::max<std::uint64_t>(1, static_cast<std::uint64_t>(std::llround(duration_s * fps)));
 }
 
+bool Description::HasBars() const {
+  const Size size = OutputSize();
+  return std::int64_t{canvas.width} * size.height != std::int64_t{canvas.height} * size.width;
+}
+
 PixelLayout Description::Format() const {
-  return format.value_or(IsStill() ? PixelLayout::kRgba : PixelLayout::kI420);
+  return format.value_or(IsStill() || HasBars() ? PixelLayout::kRgba : PixelLayout::kI420);
 }
 
 void Validate(const Description& description) {
@@ -45,6 +50,9 @@ void Validate(const Description& description) {
   CheckSize("output size", size);
   if ((!description.IsStill() || Is420(description.Format())) && (size.width % 2 != 0 || size.height % 2 != 0)) {
     throw UsageError("output size " + Text(size) + ": films, and stills as i420 or nv12, need even sides");
+  }
+  if (description.HasBars() && Is420(description.Format())) {
+    throw UsageError("i420 and nv12 have green bars around a canvas of another shape: take rgba, or another size");
   }
   if (description.fps < 1 || description.fps > kMaxFps) {
     throw UsageError("fps " + std::to_string(description.fps) + ": must be 1 to " + std::to_string(kMaxFps));

@@ -60,6 +60,8 @@ struct Description {
   Size OutputSize() const { return output_size.value_or(canvas); }
   // A still picture rather than a film.
   bool IsStill() const;
+  // The canvas does not fill the output: the engine leaves zeros around it, which are black in RGB and green in YUV.
+  bool HasBars() const;
   // Of the film, at least one.
   std::uint64_t FrameCount() const;
   PixelLayout Format() const;

@@ -49,13 +49,15 @@ struct FilmWriter::Container {
       AddCodec(avcodec_find_encoder(AV_CODEC_ID_WRAPPED_AVFRAME));
       return;
     }
-    if (avformat_query_codec(guess, AV_CODEC_ID_H264, FF_COMPLIANCE_NORMAL) == 1) {
+    // MPEG-TS takes both, but has no list that could be asked.
+    const auto takes = [&](AVCodecID id) {
+      return name == "mpegts" || avformat_query_codec(guess, id, FF_COMPLIANCE_NORMAL) == 1;
+    };
+    if (takes(AV_CODEC_ID_H264)) {
       AddCodec(avcodec_find_encoder_by_name("libx264"));
       AddCodec(avcodec_find_encoder_by_name("libopenh264"));
     }
-    if (avformat_query_codec(guess, AV_CODEC_ID_MPEG4, FF_COMPLIANCE_NORMAL) == 1) {
-      AddCodec(avcodec_find_encoder(AV_CODEC_ID_MPEG4));
-    }
+    if (takes(AV_CODEC_ID_MPEG4)) AddCodec(avcodec_find_encoder(AV_CODEC_ID_MPEG4));
     AddCodec(avcodec_find_encoder(guess->video_codec));
   }
 
@@ -154,6 +156,7 @@ void FilmWriter::OpenFile() {
   path_ = target_;
   AVDictionary* options = nullptr;
   if (is_stream_) {
+    format_->flags |= AVFMT_FLAG_FLUSH_PACKETS;
     if (target_.rfind("udp://", 0) == 0) av_dict_set(&options, "pkt_size", "1316", 0);  // Seven packets of MPEG-TS.
   } else {
     std::error_code ignored;

@@ -43,7 +43,7 @@ void PrintLog(int level, const char* format, va_list args, void* /*user*/) {
   std::fprintf(stderr, "%c: %s\n", tag, text);
 }
 
-// On terminals only; `width` characters, then cleared.
+// On terminals only; cleared at the end.
 class ProgressBar {
  public:
   explicit ProgressBar(std::uint64_t frames) : frames_(frames), shown_(isatty(STDERR_FILENO) != 0) {}
@@ -64,7 +64,7 @@ class ProgressBar {
  private:
   const std::uint64_t frames_;
   const bool shown_;
-  double last_s_ = 0;
+  double last_s_ = -1;
 };
 
 void PrintSummary(const record::Description& description, const record::Summary& summary,

@@ -56,8 +56,9 @@ struct Node {
   // Parses the text of the value; a complaint gets the place put in front.
   template <class Parse>
   auto Parsed(Parse parse) const {
+    const std::string text = Text();
     try {
-      return parse(Text());
+      return parse(text);
     } catch (const UsageError& error) {
       Fail(error.what());
     }

@@ -29,8 +29,9 @@ bool GraphicsConstantBufferGL::Init() {
 
 bool GraphicsConstantBufferGL::Create() {
   glGenBuffers(1, &buffer_);
+  if (!buffer_) return false;
   Upload();
-  return buffer_ != 0;
+  return true;
 }
 
 void GraphicsConstantBufferGL::Upload() {

@@ -1,4 +1,5 @@
-// The host's handle on shader constants: checks and forwarding. Any thread creates and updates; the render thread binds.
+// The host's handle on shader constants: checks and forwarding. Any thread creates and updates; the render thread
+// binds.
 #include <quarn/gs_constant_buffer.h>
 
 #include "graphics/graphics_constant_buffer.h"

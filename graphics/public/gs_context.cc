@@ -15,9 +15,7 @@ static_assert(sizeof(GsVertex) == sizeof(GraphicsVertex) &&
 
 namespace {
 
-GraphicsContext* Resolve(GsDevice* device) {
-  return device && device->impl() ? device->impl()->gs_context() : nullptr;
-}
+GraphicsContext* Resolve(GsDevice* device) { return device && device->impl() ? device->impl()->gs_context() : nullptr; }
 
 }  // namespace
 

@@ -60,8 +60,8 @@ void GsItem::Detach() {
   on_tick_ = nullptr;
 }
 
-// The values are independent of each other, so no order is asked of their stores. The scene is an object that the reader
-// goes on to use.
+// The values are independent of each other, so no order is asked of their stores. The scene is an object that the
+// reader goes on to use.
 void GsItem::SetScene(GsScene* scene) { scene_.store(scene, std::memory_order_release); }
 GsScene* GsItem::scene() const { return scene_.load(std::memory_order_acquire); }
 

@@ -13,8 +13,8 @@
 
 #include "foundation/rw_mutex.h"
 
-// Any thread. The lock is held to copy or to change the list only, never while an item runs: walks go over copies, whose
-// references keep removed items alive.
+// Any thread. The lock is held to copy or to change the list only, never while an item runs: walks go over copies,
+// whose references keep removed items alive.
 class GsItemList {
  public:
   using Entry = scoped_refptr<GsItem>;

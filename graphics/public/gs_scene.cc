@@ -50,8 +50,8 @@ GsScene::~GsScene() {
 }
 
 void GsScene::Draw() {
-  // The walk takes the thread's spare vector along, so that no frame allocates and an item that draws another scene finds
-  // no vector in use.
+  // The walk takes the thread's spare vector along, so that no frame allocates and an item that draws another scene
+  // finds no vector in use.
   thread_local std::vector<scoped_refptr<GsItem>> spare;
   std::vector<scoped_refptr<GsItem>> items = std::move(spare);
   items_->CopyTo(&items);

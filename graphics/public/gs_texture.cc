@@ -40,16 +40,11 @@ GraphicsTexture* EngineTexture(GsTexture* texture) { return texture ? texture->i
 
 GraphicsFormatInternal ToInternalFormat(GsTexture::Format format) {
   switch (format) {
-    case GsTexture::kTextureRGBA:
-      return kFormatRGBA;
-    case GsTexture::kTextureBGRA:
-      return kFormatBGRA;
-    case GsTexture::kTextureR8:
-      return kFormatR8;
-    case GsTexture::kTextureRG8:
-      return kFormatRG8;
-    case GsTexture::kTextureRGBA16:
-      return kFormatRGBA16;
+    case GsTexture::kTextureRGBA: return kFormatRGBA;
+    case GsTexture::kTextureBGRA: return kFormatBGRA;
+    case GsTexture::kTextureR8: return kFormatR8;
+    case GsTexture::kTextureRG8: return kFormatRG8;
+    case GsTexture::kTextureRGBA16: return kFormatRGBA16;
   }
   return kFormatUnknown;
 }

@@ -79,12 +79,17 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   GsItemOnTick* on_tick_ = nullptr;
 
  protected:
+  // A gs_vec2 aligned to its size, so that every compiler reads and writes it in one piece without a helper library.
+  struct alignas(sizeof(gs_vec2)) AlignedVec2 : gs_vec2 {
+    AlignedVec2(const gs_vec2& value) : gs_vec2(value) {}
+  };
+
   // For the host's own use: no operation of the library locks it.
   QNMutex mutex_;
-  std::atomic<gs_vec2> pos_{gs_vec2()};
+  std::atomic<AlignedVec2> pos_{gs_vec2()};
   // For the host's own use: set like `size_` at construction and read by no operation of the library.
-  std::atomic<gs_vec2> base_size_{gs_vec2()};
-  std::atomic<gs_vec2> size_{gs_vec2()};
+  std::atomic<AlignedVec2> base_size_{gs_vec2()};
+  std::atomic<AlignedVec2> size_{gs_vec2()};
   std::atomic<float> rotation_{0.0f};
   std::atomic<int> z_{0};
   std::atomic<bool> visible_{true};

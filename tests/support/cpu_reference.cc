@@ -33,7 +33,9 @@ void ForEachCovered(int width, int height, const Placement& placement, const Vis
       // Turned back into the rectangle's own frame.
       const double u = (dx * cosine + dy * sine) / placement.width + 0.5;
       const double v = (dy * cosine - dx * sine) / placement.height + 0.5;
-      if (u >= 0.0 && u < 1.0 && v >= 0.0 && v < 1.0) visit(x, y, static_cast<float>(u), static_cast<float>(v));
+      // A centre on an edge belongs to the left and the bottom one. GL leaves the choice to the driver, and drivers
+      // that count rows from the bottom choose so.
+      if (u >= 0.0 && u < 1.0 && v > 0.0 && v <= 1.0) visit(x, y, static_cast<float>(u), static_cast<float>(v));
     }
   }
 }
@@ -60,8 +62,8 @@ Picture ConvertPlane(const Picture& source, int width, int height, const FittedS
   Picture plane(width, height, 1);
   ForEachCovered(width, height, {0.0f, 0.0f, size.width, size.height}, [&](int x, int y, float u, float v) {
     const Color color = SampleLinear(source, u, v);
-    *plane.at(x, y) = ToByte(static_cast<float>(weights.r * color.r + weights.g * color.g + weights.b * color.b +
-                                                weights.offset));
+    *plane.at(x, y) =
+        ToByte(static_cast<float>(weights.r * color.r + weights.g * color.g + weights.b * color.b + weights.offset));
   });
   return plane;
 }

@@ -27,8 +27,8 @@ struct Color {
 constexpr Color kOpaqueBlack = {0.0f, 0.0f, 0.0f, 1.0f};
 constexpr Color kTransparentBlack = {0.0f, 0.0f, 0.0f, 0.0f};
 
-// As a host places a rectangle: its centre in pixels from the target's centre, y downwards; its size in pixels; radians,
-// clockwise as one sees it.
+// As a host places a rectangle: its centre in pixels from the target's centre, y downwards; its size in pixels;
+// radians, clockwise as one sees it.
 struct Placement {
   float x;
   float y;
@@ -43,7 +43,8 @@ using Shading = std::function<Color(float u, float v)>;
 // GL_LINEAR with GL_CLAMP_TO_EDGE of an RGBA picture that shows upright; (0, 0) is its top left corner.
 Color SampleLinear(const Picture& picture, float u, float v);
 
-// A target of 8 bits a channel, R G B A. A pixel belongs to a rectangle when its centre does.
+// A target of 8 bits a channel, R G B A. A pixel belongs to a rectangle when its centre does; of centres on an edge,
+// those on the left and the bottom one do.
 class Canvas {
  public:
   Canvas(int width, int height, const Color& clear);
@@ -74,8 +75,8 @@ Picture FitPicture(const Picture& source, int width, int height);
 // Each plane is drawn at its own size: chroma samples the source once for each of its pixels. What the source does not
 // cover is zero in every plane. Halves of odd sides are truncated.
 struct YuvPlanes {
-  Picture y;   // One channel.
-  Picture u;   // One channel, width / 2 x height / 2.
+  Picture y;  // One channel.
+  Picture u;  // One channel, width / 2 x height / 2.
   Picture v;
   Picture uv;  // The two of them as pairs.
 };

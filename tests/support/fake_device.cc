@@ -302,6 +302,11 @@ void FakeDevice::LeaveThreadContext() {
 
 void* FakeDevice::native_obj() { return this; }
 
+void FakeDevice::QueueTask(void (*func)(void*), void* param) {
+  fake::Record("device.QueueTask");
+  GraphicsDeviceImpl::QueueTask(func, param);
+}
+
 void FakeDevice::DoTask() {
   fake::Record("device.DoTask");
   GraphicsDeviceImpl::DoTask();

@@ -1,5 +1,5 @@
-// A device without a GPU, for tests of the inside: linked in place of the platform's, it is what GraphicsDevice::Create()
-// makes. It records what reaches it and its objects in one journal for the process.
+// A device without a GPU, for tests of the inside: linked in place of the platform's, it is what
+// GraphicsDevice::Create() makes. It records what reaches it and its objects in one journal for the process.
 //
 //   fake::Reset();
 //   fake::options().start = false;
@@ -164,6 +164,7 @@ class FakeDevice : public GraphicsDeviceImpl {
   void LeaveThreadContext() override;
   // The device's own address.
   void* native_obj() override;
+  void QueueTask(void (*func)(void*), void* param) override;
   void DoTask() override;
   std::uint64_t TickSource(unsigned long long frame_time, unsigned long long last_tick) override;
   void HandleFilter() override;

@@ -5,8 +5,8 @@
 //     EXPECT_FALSE(texture.Init(true));
 //   }
 //
-// A test fails when it leaves a warning or an error in the log that it has not taken, a GL error pending, or a GL object
-// undeleted after the device is gone.
+// A test fails when it leaves a warning or an error in the log that it has not taken, a GL error pending, or a GL
+// object undeleted after the device is gone.
 #ifndef QUARN_TESTS_SUPPORT_GL_FIXTURE_H_
 #define QUARN_TESTS_SUPPORT_GL_FIXTURE_H_
 

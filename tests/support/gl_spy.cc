@@ -76,22 +76,22 @@ GLenum __wrap_glGetError() {
   return error;
 }
 
-#define QUARN_SPY_NAMES(gen, del, fault)                       \
-  void __real_##gen(GLsizei n, GLuint* names);                 \
-  void __wrap_##gen(GLsizei n, GLuint* names);                 \
-  void __wrap_##gen(GLsizei n, GLuint* names) {                \
-    if (fault) {                                               \
-      for (GLsizei i = 0; i < n; ++i) names[i] = 0;            \
-      return;                                                  \
-    }                                                          \
-    __real_##gen(n, names);                                    \
-    gl_spy::AddObjects(n, names);                              \
-  }                                                            \
-  void __real_##del(GLsizei n, const GLuint* names);           \
-  void __wrap_##del(GLsizei n, const GLuint* names);           \
-  void __wrap_##del(GLsizei n, const GLuint* names) {          \
-    gl_spy::RemoveObjects(n, names);                           \
-    __real_##del(n, names);                                    \
+#define QUARN_SPY_NAMES(gen, del, fault)              \
+  void __real_##gen(GLsizei n, GLuint* names);        \
+  void __wrap_##gen(GLsizei n, GLuint* names);        \
+  void __wrap_##gen(GLsizei n, GLuint* names) {       \
+    if (fault) {                                      \
+      for (GLsizei i = 0; i < n; ++i) names[i] = 0;   \
+      return;                                         \
+    }                                                 \
+    __real_##gen(n, names);                           \
+    gl_spy::AddObjects(n, names);                     \
+  }                                                   \
+  void __real_##del(GLsizei n, const GLuint* names);  \
+  void __wrap_##del(GLsizei n, const GLuint* names);  \
+  void __wrap_##del(GLsizei n, const GLuint* names) { \
+    gl_spy::RemoveObjects(n, names);                  \
+    __real_##del(n, names);                           \
   }
 
 QUARN_SPY_NAMES(glGenTextures, glDeleteTextures, faults().gen_textures)
@@ -149,7 +149,8 @@ void __real_glBufferData(GLenum target, GLsizeiptr size, const void* data, GLenu
 void __wrap_glBufferData(GLenum target, GLsizeiptr size, const void* data, GLenum usage);
 void __wrap_glBufferData(GLenum target, GLsizeiptr size, const void* data, GLenum usage) {
   gl_spy::Upload upload = {target, std::vector<unsigned char>(static_cast<std::size_t>(size)), data != nullptr, usage};
-  if (data) upload.bytes.assign(static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + size);
+  if (data)
+    upload.bytes.assign(static_cast<const unsigned char*>(data), static_cast<const unsigned char*>(data) + size);
   {
     std::lock_guard<std::mutex> lock(gl_spy::mutex);
     gl_spy::uploads.push_back(std::move(upload));

@@ -1,5 +1,5 @@
-// Stands between the engine and OpenGL: counts the objects that live, keeps what was uploaded, read and drawn, and makes
-// calls fail on demand. Linked with --wrap, which quarn_gl_support brings along.
+// Stands between the engine and OpenGL: counts the objects that live, keeps what was uploaded, read and drawn, and
+// makes calls fail on demand. Linked with --wrap, which quarn_gl_support brings along.
 //
 // Any thread may call GL; a test sets faults while no other thread draws.
 #ifndef QUARN_TESTS_SUPPORT_GL_SPY_H_

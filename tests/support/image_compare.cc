@@ -106,7 +106,8 @@ Picture Picture::Channel(int channel) const {
 
 ::testing::AssertionResult PicturesMatch(const Picture& actual, const Picture& expected, const Tolerance& tolerance) {
   if (actual.width != expected.width || actual.height != expected.height || actual.channels != expected.channels) {
-    return ::testing::AssertionFailure() << "the picture is " << Describe(actual) << ", expected " << Describe(expected);
+    return ::testing::AssertionFailure() << "the picture is " << Describe(actual) << ", expected "
+                                         << Describe(expected);
   }
   std::vector<Deviation> over;
   int largest = 0;
@@ -126,7 +127,8 @@ Picture Picture::Channel(int channel) const {
   std::printf("[ PICTURE  ] %s: %s\n", TestName().c_str(), verdict);
   if (share <= tolerance.share) return ::testing::AssertionSuccess();
 
-  const auto worst_end = over.begin() + std::min<std::ptrdiff_t>(kWorstPixels, static_cast<std::ptrdiff_t>(over.size()));
+  const auto worst_end =
+      over.begin() + std::min<std::ptrdiff_t>(kWorstPixels, static_cast<std::ptrdiff_t>(over.size()));
   std::partial_sort(over.begin(), worst_end, over.end(),
                     [](const Deviation& a, const Deviation& b) { return a.difference > b.difference; });
   ::testing::AssertionResult result = ::testing::AssertionFailure();
@@ -150,9 +152,7 @@ bool WritePicture(const Picture& picture, const std::string& path) {
   image.width = static_cast<png_uint_32>(picture.width);
   image.height = static_cast<png_uint_32>(picture.height);
   switch (picture.channels) {
-    case 1:
-      image.format = PNG_FORMAT_GRAY;
-      break;
+    case 1: image.format = PNG_FORMAT_GRAY; break;
     case 2:
       for (std::size_t i = 0; i < picture.pixels.size(); i += 2) {
         rgb.insert(rgb.end(), {picture.pixels[i], picture.pixels[i + 1], 0});
@@ -160,11 +160,8 @@ bool WritePicture(const Picture& picture, const std::string& path) {
       pixels = rgb.data();
       image.format = PNG_FORMAT_RGB;
       break;
-    case 4:
-      image.format = PNG_FORMAT_RGBA;
-      break;
-    default:
-      return false;
+    case 4: image.format = PNG_FORMAT_RGBA; break;
+    default: return false;
   }
   return png_image_write_to_file(&image, path.c_str(), 0, pixels, 0, nullptr) != 0;
 }

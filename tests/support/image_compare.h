@@ -1,5 +1,5 @@
-// Compares pictures. The judgement has two thresholds: how far a channel may be off, and what share of the pixels may be
-// off further than that.
+// Compares pictures. The judgement has two thresholds: how far a channel may be off, and what share of the pixels may
+// be off further than that.
 //
 //   EXPECT_TRUE(test::PicturesMatch(delivered, test::FitPicture(source, 640, 360), {/*difference=*/2}));
 //
@@ -18,8 +18,8 @@
 
 namespace test {
 
-// Pixels of one byte a channel, tightly packed, the top row first. One channel is a plane, two are chroma pairs, four are
-// R G B A.
+// Pixels of one byte a channel, tightly packed, the top row first. One channel is a plane, two are chroma pairs, four
+// are R G B A.
 struct Picture {
   Picture() = default;
   // All zeros.

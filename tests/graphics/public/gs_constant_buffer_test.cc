@@ -20,8 +20,8 @@ TEST_F(GsConstantBufferTest, OwnsAnEngineBuffer) {
     buffer.Unbind();
     buffer.Update(data_, 8);
   }
-  EXPECT_THAT(fake::Calls(), ElementsAre("buffer 16 data", "buffer.Bind 3", "buffer.Unbind", "buffer.Update 8",
-                                         "buffer.~"));
+  EXPECT_THAT(fake::Calls(),
+              ElementsAre("buffer 16 data", "buffer.Bind 3", "buffer.Unbind", "buffer.Update 8", "buffer.~"));
 }
 
 TEST_F(GsConstantBufferTest, NullDataAsksForZeros) {

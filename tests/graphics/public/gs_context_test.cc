@@ -150,7 +150,7 @@ TEST_F(GsContextTest, OperationsOfTheBaseWarn) {
   context.SetViewport(0, 0, 1, 1);
   context.DrawRect(transform_, target_size_);
   EXPECT_THAT(warnings(), ElementsAre("BindShader is unimplemented", "UnbindShader is unimplemented",
-                                           "SetViewPort is unimplemented", "DrawRect is unimplemented"));
+                                      "SetViewPort is unimplemented", "DrawRect is unimplemented"));
 }
 
 class GsContextDefaultTest : public FacadeTest {};

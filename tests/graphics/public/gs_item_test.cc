@@ -17,6 +17,13 @@ class TestItem : public GsItem {
   void Release() override {}
   void TickSource() override { ++ticks; }
 
+  // As a host reads and writes them.
+  gs_vec2 TurnPos() {
+    const gs_vec2 before = pos_;
+    pos_ = gs_vec2(before.y, before.x);
+    return pos_;
+  }
+
   using GsItem::base_size_;
   using GsItem::reserved0_;
   using GsItem::reserved1_;
@@ -71,6 +78,9 @@ TEST_F(GsItemTest, StoresItsValues) {
   EXPECT_FALSE(item.visible());
   EXPECT_TRUE(item.hovered());
   EXPECT_TRUE(item.selected());
+  const gs_vec2 turned = item.TurnPos();
+  EXPECT_EQ(turned.x, 2.0f);
+  EXPECT_EQ(turned.y, -1.0f);
   auto* scene = reinterpret_cast<GsScene*>(&item);  // Never looked into.
   item.SetScene(scene);
   EXPECT_EQ(item.scene(), scene);

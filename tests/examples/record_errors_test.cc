@@ -1,0 +1,139 @@
+// What quarn-record says when it cannot do what it is asked: one line, no film.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/examples/example_program.h"
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+class RecordErrorsTest : public ExampleTest {
+ protected:
+  // Runs, and expects a failure that leaves the folder as it is.
+  void ExpectError(const Arguments& arguments, int exit_code, const std::string& line) {
+    const std::vector<std::string> before = Files();
+    const Ended ended = Run("quarn-record", arguments);
+    EXPECT_EQ(ended.exit_code, exit_code) << line;
+    EXPECT_EQ(ended.out, "");
+    EXPECT_EQ(ended.err, "quarn-record: " + line + "\n");
+    EXPECT_EQ(Files(), before);
+  }
+
+  void ExpectSceneError(const std::string& json, const std::string& line) {
+    std::ofstream(Path("scene.json")) << json;
+    ExpectError({"--scene", "scene.json", "-o", "film.mp4"}, 2, "scene scene.json: " + line);
+  }
+};
+
+TEST_F(RecordErrorsTest, BadMedia) {
+  std::ofstream(Path("text.png")) << "this is no picture";
+  Ffmpeg("-f lavfi -i sine=d=0.1 sound.wav");
+  ExpectError({"--picture", "none.png", "-o", "film.mp4"}, 1, "cannot open none.png: No such file or directory");
+  ExpectError({"--video", "sound.wav", "-o", "film.mp4"}, 1, "cannot decode sound.wav: no picture in it");
+  const Ended ended = Run("quarn-record", {"--picture", "text.png", "-o", "film.mp4"});
+  EXPECT_EQ(ended.exit_code, 1);
+  EXPECT_EQ(ended.err.rfind("quarn-record: cannot ", 0), 0u) << ended.err;
+  EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
+  EXPECT_EQ(Files(), (std::vector<std::string>{"sound.wav", "text.png"}));
+}
+
+TEST_F(RecordErrorsTest, BadSizes) {
+  ExpectError({"--canvas", "0x90", "-o", "film.mp4"}, 2, "canvas 0x90: each side must be 1 to 8192");
+  ExpectError({"--canvas", "90x99999", "-o", "film.mp4"}, 2, "canvas 90x99999: each side must be 1 to 8192");
+  ExpectError({"--canvas", "big", "-o", "film.mp4"}, 2, "\"big\" is not a size such as 640x360");
+  ExpectError({"--canvas", "-4x4", "-o", "film.mp4"}, 2, "\"-4x4\" is not a size such as 640x360");
+  ExpectError({"--output-size", "321x180", "-o", "film.mp4"}, 2,
+              "output size 321x180: films, and stills as i420 or nv12, need even sides");
+  ExpectError({"--canvas", "33x33", "--format", "nv12", "-o", "still.png"}, 2,
+              "output size 33x33: films, and stills as i420 or nv12, need even sides");
+  ExpectError({"--canvas", "320x180", "--output-size", "320x320", "--format", "i420", "-o", "film.mp4"}, 2,
+              "i420 and nv12 have green bars around a canvas of another shape: take rgba, or another size");
+  ExpectError({"--color", "#000000,size=0x0", "-o", "film.mp4"}, 2,
+              "layer size 0x0: each side must be 1 to 8192, or one of them 0 to follow from the other");
+}
+
+TEST_F(RecordErrorsTest, BadNumbers) {
+  ExpectError({"--fps", "0", "-o", "film.mp4"}, 2, "fps 0: must be 1 to 1000");
+  ExpectError({"--duration", "0", "-o", "film.mp4"}, 2, "duration: must be above 0 and at most 86400 seconds");
+  ExpectError({"--duration", "nan", "-o", "film.mp4"}, 2, "duration: must be above 0 and at most 86400 seconds");
+  ExpectError({"--start", "-1", "-o", "film.mp4"}, 2, "start: must be 0 to 86400 seconds");
+  ExpectError({"--color", "#000000,opacity=1.5", "-o", "film.mp4"}, 2, "layer opacity: must be 0 to 1");
+  ExpectError({"--color", "#000000,z=high", "-o", "film.mp4"}, 2, "\"high\" is not a number");
+  ExpectError({"--color", "#000000,z=1.5", "-o", "film.mp4"}, 2, "\"1.5\" is not a whole number");
+  ExpectError({"--color", "#000000,pos=7", "-o", "film.mp4"}, 2, "\"7\" is not a pair such as -20:35");
+}
+
+TEST_F(RecordErrorsTest, BadOptions) {
+  const Ended ended = Run("quarn-record", {"--colour", "#000000", "-o", "film.mp4"});
+  EXPECT_EQ(ended.exit_code, 2);
+  EXPECT_NE(ended.err.find("--colour"), std::string::npos) << ended.err;
+  EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
+  ExpectError({"--color", "#000000"}, 2, "no output: name one with -o FILE or -o URL");
+  ExpectError({"--color", "red", "-o", "film.mp4"}, 2, "\"red\" is not a colour such as #ff8000 or #ff800080");
+  ExpectError({"--format", "yuy2", "-o", "film.mp4"}, 2, "unknown format \"yuy2\": there are i420, nv12, rgba and bgra");
+  ExpectError({"--color", "#000000,filter=blur", "-o", "film.mp4"}, 2,
+              "unknown layer option \"filter\" (a comma in a file's name is written \\,)");
+  ExpectError({"--picture", "a.png,filter=sepia", "-o", "film.mp4"}, 2,
+              "unknown filter \"sepia\": there are none, blur and grey");
+  ExpectError({"--picture", "a.png,loop", "-o", "film.mp4"}, 2,
+              "unknown layer option \"loop\" (a comma in a file's name is written \\,)");
+  ExpectError({"--picture", ",z=1", "-o", "film.mp4"}, 2, "layer \",z=1\": no file is named");
+}
+
+TEST_F(RecordErrorsTest, BadOutputs) {
+  ExpectError({"-o", "film.unknown"}, 2, "cannot tell the kind of film from the name film.unknown");
+  ExpectError({"-o", "none/film.mp4"}, 1, "cannot write none/film.mp4: No such file or directory");
+  std::filesystem::create_directory(Path("folder.mp4"));
+  ExpectError({"-o", "folder.mp4"}, 1, "cannot write folder.mp4: it is not a plain file");
+}
+
+TEST_F(RecordErrorsTest, FailureKeepsAnOlderFilm) {
+  std::ofstream(Path("film.mp4")) << "older";
+  ExpectError({"--picture", "none.png", "-o", "film.mp4"}, 1, "cannot open none.png: No such file or directory");
+  EXPECT_EQ(ReadFile(Path("film.mp4")), "older");
+}
+
+TEST_F(RecordErrorsTest, FullDiskLeavesNoFilm) {
+  // The shell's limit on the size of files stands in for a full disk; it must not end the program with a signal.
+  const std::string record = std::string(QUARN_BIN_DIR) + "/quarn-record";
+  const Ended ended = Run("/bin/sh", {"-c", "trap '' XFSZ; ulimit -f 200; exec '" + record +
+                                                "' --canvas 320x180 --duration 2 --offline -o film.y4m"});
+  EXPECT_EQ(ended.exit_code, 1);
+  EXPECT_EQ(ended.err, "quarn-record: cannot write film.y4m: File too large\n");
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(RecordErrorsTest, BadSceneFiles) {
+  ExpectError({"--scene", "none.json", "-o", "film.mp4"}, 1, "cannot read scene none.json");
+  ExpectSceneError("[]", "must hold an object");
+  ExpectSceneError(R"({"size": [1, 2]})", "size: unknown key");
+  ExpectSceneError(R"({"canvas": "wide"})", "canvas: must be a pair of numbers such as [16, 9]");
+  ExpectSceneError(R"({"canvas": [320.5, 180]})", "canvas: must be a pair of whole numbers such as [640, 360]");
+  ExpectSceneError(R"({"fps": 29.97})", "fps: must be a whole number");
+  ExpectSceneError(R"({"fps": -1})", "fps: must be at least 1");
+  ExpectSceneError(R"({"duration": "long"})", "duration: must be a number");
+  ExpectSceneError(R"({"layers": {}})", "layers: must be a list");
+  ExpectSceneError(R"({"layers": [7]})", "layers[0]: must be an object");
+  ExpectSceneError(R"({"layers": [{"z": 1}]})", "layers[0]: must have one of \"color\", \"picture\" and \"video\"");
+  ExpectSceneError(R"({"layers": [{"color": "#000000", "tint": 1}]})", "layers[0].tint: unknown key");
+  ExpectSceneError(R"({"layers": [{"color": 7}]})", "layers[0].color: must be a text");
+  ExpectSceneError(R"({"layers": [{"color": "red"}]})",
+                   "layers[0].color: \"red\" is not a colour such as #ff8000 or #ff800080");
+  ExpectSceneError(R"({"layers": [{"picture": ""}]})", "layers[0].picture: no file is named");
+  ExpectSceneError(R"({"layers": [{"color": "#000000", "filter": "blur"}]})", "layers[0]: a colour takes no filter");
+  ExpectSceneError(R"({"layers": [{"color": "#000000", "loop": true}]})", "layers[0]: only a video loops");
+  ExpectSceneError(R"({"layers": [{"video": "a.mp4", "loop": 1}]})", "layers[0].loop: must be true or false");
+
+  std::ofstream(Path("scene.json")) << "{\"fps\": 30,\n  oops}";
+  const Ended ended = Run("quarn-record", {"--scene", "scene.json", "-o", "film.mp4"});
+  EXPECT_EQ(ended.exit_code, 2);
+  EXPECT_NE(ended.err.find("line 2"), std::string::npos) << ended.err;
+  EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
+}
+
+}  // namespace

@@ -1,0 +1,473 @@
+#include "graphics/graphics_context_impl.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/event.h"
+#include "graphics/graphics_filter_impl.h"
+#include "graphics/graphics_item.h"
+#include "graphics/graphics_output.h"
+#include "graphics/graphics_scene_impl.h"
+#include "graphics/graphics_shader.h"
+#include "graphics/graphics_view.h"
+#include "graphics/internal_types.h"
+#include "tests/support/log_capture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::FloatEq;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+// What the walks reached, oldest first.
+using Journal = std::vector<std::string>;
+
+class TestItem : public GraphicsItem, public GraphicsItem::TickCallback {
+ public:
+  // On a null context, so that only the test registers it.
+  TestItem(Journal* journal, std::string name) : GraphicsItem(nullptr), journal_(journal), name_(std::move(name)) {
+    Attach(this);
+  }
+  void OnTick() override { journal_->push_back(name_); }
+
+ private:
+  Journal* journal_;
+  std::string name_;
+};
+
+class TestFilter : public GraphicsFilterImpl, public GraphicsFilter::DrawCallback {
+ public:
+  TestFilter(Journal* journal, std::string name) : GraphicsFilterImpl(1, 1), journal_(journal), name_(std::move(name)) {
+    Attach(this);
+  }
+  void Draw() override { journal_->push_back(name_); }
+
+ private:
+  Journal* journal_;
+  std::string name_;
+};
+
+class TestScene : public GraphicsSceneImpl {
+ public:
+  TestScene(Journal* journal, std::string name) : GraphicsSceneImpl(1, 1), journal_(journal), name_(std::move(name)) {
+    AddRef();
+  }
+  void Draw() override { journal_->push_back(name_); }
+
+ private:
+  Journal* journal_;
+  std::string name_;
+};
+
+class TestView : public GraphicsView {
+ public:
+  TestView(Journal* journal, std::string name) : journal_(journal), name_(std::move(name)) {}
+  void Attach(DrawCallback*) override {}
+  void Detach() override {}
+  bool BindRenderTarget() override { return false; }
+  void UnbindRenderTarget() override {}
+  unsigned int width() override { return 0; }
+  unsigned int height() override { return 0; }
+  void Resize(unsigned int, unsigned int) override {}
+  void SetBackgroundColor(float, float, float, float) override {}
+  void Draw() override { journal_->push_back(name_); }
+  void SetPresentationTime(long long) override {}
+  GraphicsTexture* frame_buffer_texture() override { return nullptr; }
+
+ private:
+  Journal* journal_;
+  std::string name_;
+};
+
+class TestOutput : public GraphicsOutput {
+ public:
+  TestOutput(Journal* journal, std::string name) : journal_(journal), name_(std::move(name)) {}
+  bool Init() override { return true; }
+  void Output(unsigned long long timestamp, int count) override {
+    journal_->push_back(name_ + " " + std::to_string(timestamp) + " " + std::to_string(count));
+  }
+  void Attach(OutputCallback*) override {}
+  void Detach() override {}
+
+ private:
+  Journal* journal_;
+  std::string name_;
+};
+
+// Notes its end.
+class TestShader : public GraphicsShader {
+ public:
+  TestShader(Journal* journal, std::string name) : journal_(journal), name_(std::move(name)) {}
+  ~TestShader() override { journal_->push_back(name_); }
+  bool Bind() override { return true; }
+
+ private:
+  Journal* journal_;
+  std::string name_;
+};
+
+}  // namespace
+
+class GraphicsContextImplTest : public ::testing::Test {
+ protected:
+  LogCapture log_;
+  Journal journal_;
+  GraphicsContextImpl context_;
+};
+
+// Registries. Each has its own pair of functions, so each is tested.
+
+TEST_F(GraphicsContextImplTest, TicksItemsInOrderOfRegistration) {
+  TestItem a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  context_.AddItem(&b);
+  context_.AddItem(&a);
+  context_.AddItem(&c);
+  context_.AddItem(&b);  // Ignored.
+  context_.AddItem(nullptr);
+  context_.TickSource();
+  EXPECT_THAT(journal_, ElementsAre("b", "a", "c"));
+  journal_.clear();
+  context_.RemoveItem(&a);
+  context_.RemoveItem(&a);  // Ignored.
+  context_.RemoveItem(nullptr);
+  context_.TickSource();
+  EXPECT_THAT(journal_, ElementsAre("b", "c"));
+}
+
+TEST_F(GraphicsContextImplTest, DrawsFiltersInOrderOfRegistration) {
+  TestFilter a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  context_.AddFilter(&b);
+  context_.AddFilter(&a);
+  context_.AddFilter(&c);
+  context_.AddFilter(&b);
+  context_.AddFilter(nullptr);
+  context_.HandleFilters();
+  EXPECT_THAT(journal_, ElementsAre("b", "a", "c"));
+  journal_.clear();
+  context_.RemoveFilter(&a);
+  context_.RemoveFilter(&a);
+  context_.RemoveFilter(nullptr);
+  context_.HandleFilters();
+  EXPECT_THAT(journal_, ElementsAre("b", "c"));
+}
+
+TEST_F(GraphicsContextImplTest, DrawsASceneAddedTwiceOnce) {
+  TestScene a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  context_.AddScene(&b);
+  context_.AddScene(&b);
+  context_.AddScene(&a);
+  context_.AddScene(&c);
+  context_.AddScene(nullptr);
+  context_.DrawSceneOutput();
+  EXPECT_THAT(journal_, ElementsAre("b", "a", "c"));
+  journal_.clear();
+  context_.RemoveScene(&a);
+  context_.RemoveScene(&a);
+  context_.RemoveScene(nullptr);
+  context_.DrawSceneOutput();
+  EXPECT_THAT(journal_, ElementsAre("b", "c"));
+}
+
+TEST_F(GraphicsContextImplTest, SceneWithoutAUserIsNotDrawn) {
+  TestScene used(&journal_, "used"), unused(&journal_, "unused");
+  unused.ReleaseRef();
+  context_.AddScene(&unused);
+  context_.AddScene(&used);
+  context_.DrawSceneOutput();
+  EXPECT_THAT(journal_, ElementsAre("used"));
+}
+
+TEST_F(GraphicsContextImplTest, RemovingTheMiddleViewKeepsTheOrderOfTheOthers) {
+  TestView a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  context_.AddView(&c);
+  context_.AddView(&b);
+  context_.AddView(&a);
+  context_.AddView(&c);
+  context_.AddView(nullptr);
+  context_.DrawViews();
+  EXPECT_THAT(journal_, ElementsAre("c", "b", "a"));
+  journal_.clear();
+  context_.RemoveView(&b);
+  context_.RemoveView(&b);
+  context_.RemoveView(nullptr);
+  context_.DrawViews();
+  EXPECT_THAT(journal_, ElementsAre("c", "a"));
+}
+
+TEST_F(GraphicsContextImplTest, FeedsOutputsTheTimeAndTheCount) {
+  TestOutput a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  context_.AddOutput(&b);
+  context_.AddOutput(&a);
+  context_.AddOutput(&c);
+  context_.AddOutput(&b);
+  context_.AddOutput(nullptr);
+  context_.DoOutput(18446744073709551615ull, 3);
+  EXPECT_THAT(journal_,
+              ElementsAre("b 18446744073709551615 3", "a 18446744073709551615 3", "c 18446744073709551615 3"));
+  journal_.clear();
+  context_.RemoveOutput(&a);
+  context_.RemoveOutput(&a);
+  context_.RemoveOutput(nullptr);
+  context_.DoOutput(5, 1);
+  EXPECT_THAT(journal_, ElementsAre("b 5 1", "c 5 1"));
+}
+
+TEST_F(GraphicsContextImplTest, RegistriesAreApart) {
+  TestItem item(&journal_, "item");
+  TestView view(&journal_, "view");
+  context_.AddItem(&item);
+  context_.AddView(&view);
+  context_.HandleFilters();
+  context_.DrawSceneOutput();
+  context_.DoOutput(0, 0);
+  EXPECT_THAT(journal_, IsEmpty());
+  context_.TickSource();
+  context_.DrawViews();
+  EXPECT_THAT(journal_, ElementsAre("item", "view"));
+}
+
+TEST_F(GraphicsContextImplTest, AddingAndRemovingAreSilent) {
+  TestView view(&journal_, "view");
+  log_.Clear();
+  context_.RemoveView(&view);
+  context_.AddView(&view);
+  context_.AddView(&view);
+  context_.AddView(nullptr);
+  context_.RemoveView(&view);
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+// The lock.
+
+TEST_F(GraphicsContextImplTest, WalksUnderALockThatIsHeldAlready) {
+  TestView view(&journal_, "view");
+  MutexLocker<GraphicsContextImpl> lock(context_);
+  context_.AddView(&view);
+  context_.DrawViews();
+  EXPECT_THAT(journal_, ElementsAre("view"));
+}
+
+TEST_F(GraphicsContextImplTest, RemovalWaitsForTheWalk) {
+  // A scene whose drawing lets another thread remove it meanwhile.
+  class BusyScene : public GraphicsSceneImpl {
+   public:
+    BusyScene(GraphicsContextImpl* context, Journal* journal)
+        : GraphicsSceneImpl(1, 1), context_(context), journal_(journal) {
+      AddRef();
+    }
+    void Draw() override {
+      Event about_to(false);
+      remover = std::thread([&about_to, this] {
+        about_to.Signal();
+        context_->RemoveScene(this);
+        journal_->push_back("removed");
+      });
+      about_to.Wait();
+      for (int i = 0; i < 100; ++i) std::this_thread::yield();
+      journal_->push_back("drawn");
+    }
+    std::thread remover;
+
+   private:
+    GraphicsContextImpl* context_;
+    Journal* journal_;
+  };
+  BusyScene scene(&context_, &journal_);
+  context_.AddScene(&scene);
+  context_.DrawSceneOutput();
+  scene.remover.join();
+  EXPECT_THAT(journal_, ElementsAre("drawn", "removed"));
+}
+
+TEST_F(GraphicsContextImplTest, AddWaitsForTheLock) {
+  TestView view(&journal_, "view");
+  context_.Lock();
+  Event about_to(false);
+  std::thread adder([&] {
+    about_to.Signal();
+    context_.AddView(&view);
+    journal_.push_back("added");
+  });
+  about_to.Wait();
+  for (int i = 0; i < 100; ++i) std::this_thread::yield();
+  journal_.push_back("unlocked");
+  context_.Unlock();
+  adder.join();
+  EXPECT_THAT(journal_, ElementsAre("unlocked", "added"));
+}
+
+// Programs.
+
+TEST_F(GraphicsContextImplTest, TakenShaderNameKeepsItsProgramAndDestroysTheNewcomer) {
+  auto* a = new TestShader(&journal_, "a");
+  log_.Clear();
+  context_.AddShader("x", a);
+  context_.AddShader("x", new TestShader(&journal_, "b"));
+  EXPECT_THAT(journal_, ElementsAre("b"));
+  EXPECT_EQ(context_.GetShader("x"), a);
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(GraphicsContextImplTest, ShadersAreFoundByTheirExactName) {
+  auto* shader = new TestShader(&journal_, "a");
+  context_.AddShader("Name", shader);
+  EXPECT_EQ(context_.GetShader("Name"), shader);
+  EXPECT_EQ(context_.GetShader("name"), nullptr);
+  EXPECT_EQ(context_.GetShader("Name "), nullptr);
+  EXPECT_EQ(context_.GetShader(""), nullptr);
+}
+
+TEST_F(GraphicsContextImplTest, NullShaderIsIgnored) {
+  context_.AddShader("x", nullptr);
+  EXPECT_EQ(context_.GetShader("x"), nullptr);
+  auto* shader = new TestShader(&journal_, "a");
+  context_.AddShader("x", shader);
+  EXPECT_EQ(context_.GetShader("x"), shader);
+  context_.AddShader("x", nullptr);
+  EXPECT_EQ(context_.GetShader("x"), shader);
+}
+
+TEST_F(GraphicsContextImplTest, ReleaseShaderDestroysEveryProgram) {
+  context_.AddShader("x", new TestShader(&journal_, "a"));
+  context_.AddShader("y", new TestShader(&journal_, "b"));
+  context_.ReleaseShader();
+  EXPECT_THAT(journal_, UnorderedElementsAre("a", "b"));
+  EXPECT_EQ(context_.GetShader("x"), nullptr);
+  // The name is free again.
+  auto* again = new TestShader(&journal_, "c");
+  context_.AddShader("x", again);
+  EXPECT_EQ(context_.GetShader("x"), again);
+}
+
+TEST_F(GraphicsContextImplTest, DestructionDestroysProgramsAndLeavesTheRegisteredAlone) {
+  TestView view(&journal_, "view");
+  {
+    GraphicsContextImpl context;
+    context.AddShader("x", new TestShader(&journal_, "shader"));
+    context.AddView(&view);
+  }
+  EXPECT_THAT(journal_, ElementsAre("shader"));
+  view.Draw();
+  EXPECT_THAT(journal_, ElementsAre("shader", "view"));
+}
+
+// What the backend overrides.
+
+TEST_F(GraphicsContextImplTest, DrawingOperationsWarn) {
+  log_.Clear();
+  EXPECT_FALSE(context_.BindShader("x"));
+  context_.UnbindShader();
+  context_.SetViewPort(0, 0, 1, 1);
+  context_.DrawRect(internal_transform(internal_vec2(1.0f, 1.0f)), internal_vec2(1.0f, 1.0f));
+  context_.DrawVertexArray(nullptr, 0, nullptr, 0, internal_transform(internal_vec2(1.0f, 1.0f)),
+                           internal_vec2(1.0f, 1.0f));
+  context_.BuildShader();
+  using Line = LogCapture::Line;
+  constexpr auto kWarn = Logger::Level::Warn;
+  EXPECT_THAT(
+      log_.Lines(),
+      ElementsAre(Line{kWarn, "BindShader is unimplemented"}, Line{kWarn, "UnbindShader is unimplemented"},
+                  Line{kWarn, "SetViewPort is unimplemented"}, Line{kWarn, "DrawRect is unimplemented"},
+                  Line{kWarn, "DrawVertexArray is unimplemented"}, Line{kWarn, "BuildShader is unimplemented"}));
+}
+
+TEST_F(GraphicsContextImplTest, WinrtOperationsDoNothing) {
+  log_.Clear();
+  context_.InitWinrt();
+  context_.UninitWinrt();
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+// The matrices: limited range from code values 16 to 235 and 16 to 240, full range from 0 to 255.
+
+TEST_F(GraphicsContextImplTest, LimitedRangeMatrixIsBt709) {
+  const float* m = context_.matrix_limit();
+  EXPECT_EQ(m[0], 255.0f / 219.0f);
+  EXPECT_NEAR(m[0], 1.164383, 1e-6);
+  EXPECT_EQ(m[1], 0.0f);
+  EXPECT_EQ(m[2], 255.0f / 112.0f * (1.0f - 0.2126f));
+  EXPECT_NEAR(m[2], 1.792741, 1e-6);
+  EXPECT_EQ(m[4], m[0]);
+  EXPECT_NEAR(m[5], -0.213249, 1e-6);
+  EXPECT_NEAR(m[6], -0.532909, 1e-6);
+  EXPECT_EQ(m[8], m[0]);
+  EXPECT_EQ(m[9], 255.0f / 112.0f * (1.0f - 0.0722f));
+  EXPECT_NEAR(m[9], 2.112402, 1e-6);
+  EXPECT_EQ(m[10], 0.0f);
+  EXPECT_EQ(m[12], 0.0f);
+  EXPECT_EQ(m[13], 0.0f);
+  EXPECT_EQ(m[14], 0.0f);
+  EXPECT_EQ(m[15], 1.0f);
+}
+
+TEST_F(GraphicsContextImplTest, LimitedRangeMatrixMapsBlackAndWhite) {
+  const float* m = context_.matrix_limit();
+  for (int row = 0; row < 3; ++row) {
+    const float chroma = 128.0f / 255.0f * (m[row * 4 + 1] + m[row * 4 + 2]);
+    EXPECT_NEAR(m[row * 4] * 16.0f / 255.0f + chroma + m[row * 4 + 3], 0.0, 1e-6) << row;
+    EXPECT_NEAR(m[row * 4] * 235.0f / 255.0f + chroma + m[row * 4 + 3], 1.0, 1e-6) << row;
+  }
+}
+
+TEST_F(GraphicsContextImplTest, FullRangeMatrixHasUnitLumaAndChromaOffsets) {
+  const float* m = context_.matrix_full();
+  EXPECT_EQ(m[0], 1.0f);
+  EXPECT_EQ(m[4], 1.0f);
+  EXPECT_EQ(m[8], 1.0f);
+  EXPECT_EQ(m[2], 2.0f * (1.0f - 0.2126f));
+  EXPECT_EQ(m[9], 2.0f * (1.0f - 0.0722f));
+  EXPECT_NEAR(m[5], -0.187324, 1e-6);
+  EXPECT_NEAR(m[6], -0.468124, 1e-6);
+  // Luma black is 0, so the offsets are those of the chroma alone.
+  constexpr float kBlack = -128.0f / 255.0f;
+  EXPECT_EQ(m[3], kBlack * m[2]);
+  EXPECT_EQ(m[7], kBlack * m[5] + kBlack * m[6]);
+  EXPECT_EQ(m[11], kBlack * m[9]);
+  EXPECT_EQ(m[12], 0.0f);
+  EXPECT_EQ(m[13], 0.0f);
+  EXPECT_EQ(m[14], 0.0f);
+  EXPECT_EQ(m[15], 1.0f);
+}
+
+TEST(InitializeMatrixTest, FollowsItsStepsInSinglePrecision) {
+  constexpr float kMin[] = {1.0f, 2.0f, 3.0f};
+  constexpr float kMax[] = {9.0f, 12.0f, 43.0f};
+  constexpr float kBlack[] = {1.0f, 7.0f, 23.0f};
+  float m[16];
+  initialize_matrix(0.25f, 0.5f, 10.0f, kMin, kMax, kBlack, m);
+  // y_scale = 10/8, u_scale = 10/5, v_scale = 10/20, kg = 0.25.
+  EXPECT_THAT(m, ElementsAre(FloatEq(1.25f), FloatEq(0.0f), FloatEq(0.25f), FloatEq(-0.125f - 0.575f),  //
+                             FloatEq(1.25f), FloatEq(-1.5f), FloatEq(-0.5f), FloatEq(-0.125f + 1.05f + 1.15f),
+                             FloatEq(1.25f), FloatEq(1.5f), FloatEq(0.0f), FloatEq(-0.125f - 1.05f), FloatEq(0.0f),
+                             FloatEq(0.0f), FloatEq(0.0f), FloatEq(1.0f)));
+}
+
+TEST(InitializeMatrixTest, LogsTheRowsAtDebugLevel) {
+  constexpr float kMin[] = {0.0f, 0.0f, 0.0f};
+  constexpr float kMax[] = {8.0f, 8.0f, 8.0f};
+  constexpr float kBlack[] = {0.0f, 4.0f, 4.0f};
+  float m[16];
+  LogCapture log;
+  initialize_matrix(0.25f, 0.5f, 8.0f, kMin, kMax, kBlack, m);
+  EXPECT_THAT(log.Lines(), ElementsAre(LogCapture::Line{Logger::Level::Debug,
+                                                        "\n 1.000000,  0.000000,  1.000000, -0.500000"
+                                                        "\n 1.000000, -1.500000, -2.000000,  1.750000"
+                                                        "\n 1.000000,  1.500000,  0.000000, -0.750000"
+                                                        "\n 0.000000,  0.000000,  0.000000,  1.000000"}));
+}
+
+TEST(InitializeMatrixTest, ConstructionLogsTheFullRangeFirst) {
+  LogCapture log;
+  GraphicsContextImpl context;
+  const std::vector<LogCapture::Line> lines = log.Lines();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].level, Logger::Level::Debug);
+  EXPECT_EQ(lines[0].text.substr(0, 22), "\n 1.000000,  0.000000,");
+  EXPECT_EQ(lines[1].level, Logger::Level::Debug);
+  EXPECT_EQ(lines[1].text.substr(0, 22), "\n 1.164384,  0.000000,");
+}
