@@ -24,16 +24,17 @@ std::atomic<bool> watched_block_freed{false};
 
 }  // namespace
 
-// Memory as usual, but for the report that a watched object was destroyed.
-void* operator new(std::size_t size) {
+// Memory as usual, but for the report that a watched object was destroyed. Never inlined: the compiler would see malloc
+// and delete side by side and warn that they do not match.
+__attribute__((noinline)) void* operator new(std::size_t size) {
   if (void* const block = std::malloc(size)) return block;
   throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept {
+__attribute__((noinline)) void operator delete(void* block) noexcept {
   if (block && block == watched_block) watched_block_freed = true;
   std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
+__attribute__((noinline)) void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
 
 namespace {
 

@@ -169,9 +169,10 @@ TEST_F(GraphicsDeviceImplTest, RefusesARateThatHasNoInterval) {
   using Level = Logger::Level;
   EXPECT_THAT(
       log_.Lines(),
-      ElementsAre(LogCapture::Line{Level::Warn, "a frame rate of 0 is refused: it must be 1 to 1000000000; the rate stays 25"},
-                  LogCapture::Line{Level::Warn,
-                                   "a frame rate of 1000000001 is refused: it must be 1 to 1000000000; the rate stays 25"}));
+      ElementsAre(
+          LogCapture::Line{Level::Warn, "a frame rate of 0 is refused: it must be 1 to 1000000000; the rate stays 25"},
+          LogCapture::Line{Level::Warn,
+                           "a frame rate of 1000000001 is refused: it must be 1 to 1000000000; the rate stays 25"}));
 }
 
 TEST_F(GraphicsDeviceImplTest, RefusedRateLeavesARunningLoopAlone) {
@@ -197,9 +198,9 @@ TEST_F(GraphicsDeviceImplTest, OnTimeFramesKeepTheGrid) {
   device.RunFrames(4);
   EXPECT_THAT(device.FrameTimes(),
               ElementsAre(kStart, kStart + 33333333, kStart + 2 * 33333333, kStart + 3 * 33333333));
-  EXPECT_THAT(device.Outputs(), ElementsAre(std::make_pair(0ull, 0u), std::make_pair(kStart, 1u),
-                                            std::make_pair(kStart + 33333333, 1u),
-                                            std::make_pair(kStart + 2 * 33333333, 1u)));
+  EXPECT_THAT(device.Outputs(),
+              ElementsAre(std::make_pair(0ull, 0u), std::make_pair(kStart, 1u), std::make_pair(kStart + 33333333, 1u),
+                          std::make_pair(kStart + 2 * 33333333, 1u)));
   EXPECT_EQ(fake_clock::Now(), kStart + 4 * 33333333);
 }
 
@@ -232,10 +233,10 @@ TEST_F(GraphicsDeviceImplTest, TwoAndAHalfPeriodsSkipTwoAndThreeInTurn) {
   device.RunFrames(5);
   EXPECT_THAT(device.FrameTimes(), ElementsAre(kStart, kStart + 2 * kInterval, kStart + 5 * kInterval,
                                                kStart + 7 * kInterval, kStart + 10 * kInterval));
-  EXPECT_THAT(device.Outputs(), ElementsAre(std::make_pair(0ull, 0u), std::make_pair(kStart, 2u),
-                                            std::make_pair(kStart + 2 * kInterval, 3u),
-                                            std::make_pair(kStart + 5 * kInterval, 2u),
-                                            std::make_pair(kStart + 7 * kInterval, 3u)));
+  EXPECT_THAT(
+      device.Outputs(),
+      ElementsAre(std::make_pair(0ull, 0u), std::make_pair(kStart, 2u), std::make_pair(kStart + 2 * kInterval, 3u),
+                  std::make_pair(kStart + 5 * kInterval, 2u), std::make_pair(kStart + 7 * kInterval, 3u)));
   // Nothing was slept: the clock stands where the stages left it.
   EXPECT_EQ(fake_clock::Now(), kStart + 5 * (kInterval * 5 / 2));
 }
@@ -265,8 +266,7 @@ TEST_F(GraphicsDeviceImplTest, LongStallSkipsEveryMissedPoint) {
     if (frame == 1) fake_clock::Advance(60ull * 1000000000 + 1);
   };
   device.RunFrames(3);
-  EXPECT_THAT(device.FrameTimes(),
-              ElementsAre(kStart, kStart + 60000000000, kStart + 60025000000));
+  EXPECT_THAT(device.FrameTimes(), ElementsAre(kStart, kStart + 60000000000, kStart + 60025000000));
   EXPECT_EQ(device.frames[1].output_count, 2400u);
   EXPECT_EQ(device.frames[2].output_count, 1u);
 }
@@ -604,9 +604,7 @@ TEST_F(GraphicsDeviceImplTest, TaskMayQueueWithoutBeingHeldUpByTheQueuesLock) {
   device.QueueTask(
       [](void* param) {
         // From another thread: a lock held during the task would hang here.
-        std::thread([param] {
-          static_cast<GraphicsDeviceImpl*>(param)->QueueTask([](void*) {}, nullptr);
-        }).join();
+        std::thread([param] { static_cast<GraphicsDeviceImpl*>(param)->QueueTask([](void*) {}, nullptr); }).join();
       },
       &device);
   device.DoTask();
@@ -640,8 +638,7 @@ TEST_F(GraphicsDeviceImplTest, TaskWithoutAFunctionIsIgnored) {
   GraphicsDeviceImpl device;
   device.QueueTask(nullptr, nullptr);
   device.DoTask();
-  EXPECT_THAT(log_.Lines(),
-              ElementsAre(LogCapture::Line{Logger::Level::Warn, "a task without a function is ignored"}));
+  EXPECT_THAT(log_.Lines(), ElementsAre(LogCapture::Line{Logger::Level::Warn, "a task without a function is ignored"}));
 }
 
 // What a platform adds.

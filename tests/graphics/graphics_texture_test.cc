@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "graphics/graphics_constant_buffer_impl.h"

@@ -43,7 +43,7 @@ TEST(VtableSlotsTest, GraphicsDevice) {
   EXPECT_EQ(Slot(&D::AddShader), ++slot);
   EXPECT_EQ(Slot(&D::CreateView), ++slot);
   EXPECT_EQ(Slot(&D::CreateScene), ++slot);
-  EXPECT_EQ(Slot<GraphicsTexture* (D::*)(GraphicsFrame&&)>(&D::CreateTexture), ++slot);
+  EXPECT_EQ(Slot<GraphicsTexture* (D::*)(GraphicsFrame &&)>(&D::CreateTexture), ++slot);
   EXPECT_EQ((Slot<GraphicsTexture* (D::*)(GraphicsFormatInternal, unsigned int, unsigned int)>(&D::CreateTexture)),
             ++slot);
   EXPECT_EQ(Slot<GraphicsTexture* (D::*)(void*)>(&D::CreateTexture), ++slot);
@@ -106,7 +106,7 @@ TEST(VtableSlotsTest, GraphicsTexture) {
   EXPECT_EQ(Slot(&T::ReleaseShaderResource), ++slot);
   EXPECT_EQ(Slot(&T::BindRenderTarget), ++slot);
   EXPECT_EQ(Slot(&T::ReleaseRenderTarget), ++slot);
-  EXPECT_EQ(Slot<void (T::*)(GraphicsFrame&&)>(&T::Update), ++slot);
+  EXPECT_EQ(Slot<void (T::*)(GraphicsFrame &&)>(&T::Update), ++slot);
   EXPECT_EQ(Slot<void (T::*)(void*)>(&T::Update), ++slot);
   EXPECT_EQ(Slot(&T::width), ++slot);
   EXPECT_EQ(Slot(&T::height), ++slot);

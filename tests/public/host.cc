@@ -35,8 +35,8 @@ void Clear() {
 
 int Count(int level, const std::string& text) {
   std::lock_guard<std::mutex> lock(mutex);
-  return static_cast<int>(std::count_if(
-      lines.begin(), lines.end(), [&](const Line& line) { return line.level == level && line.text == text; }));
+  return static_cast<int>(std::count_if(lines.begin(), lines.end(),
+                                        [&](const Line& line) { return line.level == level && line.text == text; }));
 }
 
 int CountContaining(int level, const std::string& part) {
@@ -111,10 +111,8 @@ std::vector<test::Picture> CopyPlanes(const GsFrame& frame, GsFormat format) {
   switch (format) {
     case kGsFormatI420:
       return {plane(0, width, height, 1), plane(1, width / 2, height / 2, 1), plane(2, width / 2, height / 2, 1)};
-    case kGsFormatNV12:
-      return {plane(0, width, height, 1), plane(1, width / 2, height / 2, 2)};
-    default:
-      return {plane(0, width, height, 4)};
+    case kGsFormatNV12: return {plane(0, width, height, 1), plane(1, width / 2, height / 2, 2)};
+    default: return {plane(0, width, height, 4)};
   }
 }
 
@@ -253,7 +251,8 @@ void ThreadedTest::SetUp() {
   ASSERT_TRUE(GsDevice::CreateDefaultDevice(true));
   device = GsDevice::DefaultDevice();
   device->SetFps(100);
-  // The change comes after the frame in hand, which is output one frame later with the time that it has on the old grid.
+  // The change comes after the frame in hand, which is output one frame later with the time that it has on the old
+  // grid.
   ASSERT_TRUE(PassFrames(device, 3));
 }
 

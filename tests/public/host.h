@@ -1,5 +1,5 @@
-// What the tests of the public interface have in common: a log to look into, a device driven by hand, and the small items
-// and receivers of a typical host. Nothing here knows more of the library than its public headers.
+// What the tests of the public interface have in common: a log to look into, a device driven by hand, and the small
+// items and receivers of a typical host. Nothing here knows more of the library than its public headers.
 #ifndef QUARN_TESTS_PUBLIC_HOST_H_
 #define QUARN_TESTS_PUBLIC_HOST_H_
 
@@ -188,12 +188,14 @@ class ThreadedTest : public ::testing::Test {
   GsDevice* device = nullptr;
 };
 
-// Whether a picture makes its way through a scene, an item and an output of the device, which the caller's thread drives.
+// Whether a picture makes its way through a scene, an item and an output of the device, which the caller's thread
+// drives.
 ::testing::AssertionResult DrivenDeviceWorks(GsDevice* device);
 // The same for a device with a render thread.
 ::testing::AssertionResult ThreadedDeviceWorks(GsDevice* device);
 
-// Waits until a device with a render thread has made at least that many frames. Returns false when the patience ran out.
+// Waits until a device with a render thread has made at least that many frames. Returns false when the patience ran
+// out.
 bool PassFrames(GsDevice* device, int count);
 
 // Whether each timestamp is `interval` after the one before it.

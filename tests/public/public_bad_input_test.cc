@@ -19,9 +19,8 @@ struct Size {
   unsigned int width;
   unsigned int height;
 };
-constexpr Size kBadSizes[] = {{0, 0},       {0, 8},       {8, 0},           {kHuge, kHuge}, {kHuge, 1},
-                              {1, kHuge},   {kLargest, 1}, {1, kLargest},   {kLargest, kLargest},
-                              {65536, 65536}};
+constexpr Size kBadSizes[] = {{0, 0},     {0, 8},        {8, 0},        {kHuge, kHuge},       {kHuge, 1},
+                              {1, kHuge}, {kLargest, 1}, {1, kLargest}, {kLargest, kLargest}, {65536, 65536}};
 
 // How many messages of error level there are.
 int Errors() { return host::log::CountContaining(kQnLogError, ""); }

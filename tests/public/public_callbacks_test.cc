@@ -192,6 +192,34 @@ TEST_F(GsItemTest, TaskMayStartAndStopOutputs) {
   EXPECT_TRUE(host::ThreadedDeviceWorks(device));
 }
 
+// A host that forgets to put the context back spoils its own frame, and no other.
+TEST_F(GsItemTest, LosingTheContextInACallbackSpoilsOneFrame) {
+  const auto lose = [] { eglMakeCurrent(eglGetCurrentDisplay(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT); };
+  const auto scene = MakeScene(8, 8, device);
+  const auto ticked = MakeItem(gs_vec2(8, 8), device);
+  const auto drawn = MakeItem(gs_vec2(8, 8), device);
+  ticked->on_tick = lose;
+  drawn->on_draw = lose;
+  scene->AddItem(ticked);
+  scene->AddItem(drawn);
+  {
+    host::Receiver raw(scene, 8, 8, kGsFormatRGBA, device);
+    host::TextureReceiver texture(scene, 8, 8, device);
+    texture.on_texture = [&](GsTexture*, int) { lose(); };
+    ASSERT_TRUE(raw.Start());
+    ASSERT_TRUE(texture.Start());
+    EXPECT_EQ(texture.WaitFor(5).size(), 5u);
+    device->QueueTask(
+        [](void*) { eglMakeCurrent(eglGetCurrentDisplay(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT); }, nullptr);
+    ASSERT_TRUE(host::PassFrames(device, 2));
+    raw.Stop();
+    texture.Stop();
+  }
+  scene->RemoveItem(ticked);
+  scene->RemoveItem(drawn);
+  EXPECT_TRUE(host::ThreadedDeviceWorks(device));
+}
+
 TEST_F(GsOutputRawTest, StopInsideOnFrameEndsTheDeliveries) {
   host::Flag stopped;
   const auto scene = MakeScene(8, 8, device);

@@ -221,7 +221,8 @@ TEST_F(DrivenDeviceTest, RepeatsAFrameThatStandsForSeveralPeriods) {
   Frame(2000, 1);
   receiver.WaitFor(4);
   receiver.Stop();
-  EXPECT_EQ(receiver.timestamps(), (std::vector<std::uint64_t>{1000, 1000 + kInterval100, 1000 + 2 * kInterval100, 2000}));
+  EXPECT_EQ(receiver.timestamps(),
+            (std::vector<std::uint64_t>{1000, 1000 + kInterval100, 1000 + 2 * kInterval100, 2000}));
 }
 
 TEST_F(DrivenDeviceTest, ZeroPeriodsRenderAndDeliverNothing) {

@@ -140,8 +140,8 @@ class Composition {
   std::vector<scoped_refptr<host::Item>> items_;
 };
 
-// Interpolation and blending round a little differently. A pixel whose centre lies on a turned edge falls to one side or
-// the other.
+// Interpolation and blending round a little differently. A pixel whose centre lies on a turned edge falls to one side
+// or the other.
 constexpr test::Tolerance kTolerance = {2, 0.001};
 
 struct Sizes {
@@ -181,7 +181,8 @@ class OutputSizesTest : public host::DrivenTest, public ::testing::WithParamInte
 
 TEST_P(OutputSizesTest, RgbaMatchesTheReference) {
   const auto planes = Deliver(kGsFormatRGBA);
-  EXPECT_TRUE(test::PicturesMatch(planes[0], test::FitPicture(source, GetParam().width, GetParam().height), kTolerance));
+  EXPECT_TRUE(
+      test::PicturesMatch(planes[0], test::FitPicture(source, GetParam().width, GetParam().height), kTolerance));
 }
 
 TEST_P(OutputSizesTest, BgraMatchesTheReferenceWithTheProgram) {
@@ -215,11 +216,11 @@ TEST_P(OutputSizesTest, Nv12MatchesTheReference) {
 
 INSTANTIATE_TEST_SUITE_P(All, OutputSizesTest,
                          ::testing::Values(Sizes{"SameSize", 320, 180, 320, 180}, Sizes{"Halved", 320, 180, 160, 90},
-                                           Sizes{"Enlarged", 160, 90, 400, 225}, Sizes{"WiderOutput", 320, 180, 400, 150},
+                                           Sizes{"Enlarged", 160, 90, 400, 225},
+                                           Sizes{"WiderOutput", 320, 180, 400, 150},
                                            Sizes{"TallerOutput", 320, 180, 200, 300},
                                            Sizes{"OddSameSize", 161, 91, 161, 91}, Sizes{"OddWider", 161, 91, 253, 77},
-                                           Sizes{"OddTaller", 161, 91, 67, 131},
-                                           Sizes{"TallScene", 90, 160, 131, 75}),
+                                           Sizes{"OddTaller", 161, 91, 67, 131}, Sizes{"TallScene", 90, 160, 131, 75}),
                          [](const auto& sizes) { return std::string(sizes.param.name); });
 
 class GsOutputRawTest : public host::DrivenTest {};
@@ -385,8 +386,8 @@ TEST_F(GsConstantBufferTest, UpdateShowsInTheNextFrameAndUnbindGivesZeros) {
   Frame(3);
   const auto deliveries = receiver.WaitFor(3);
   ASSERT_EQ(deliveries.size(), 3u);
-  EXPECT_TRUE(test::PicturesMatch(deliveries[0].planes[0],
-                                  test::Canvas(4, 4, {0.5f, 0.5f, 0.5f, 1.0f}).picture(), {1}));
+  EXPECT_TRUE(
+      test::PicturesMatch(deliveries[0].planes[0], test::Canvas(4, 4, {0.5f, 0.5f, 0.5f, 1.0f}).picture(), {1}));
   EXPECT_TRUE(test::PicturesMatch(deliveries[1].planes[0], test::Canvas(4, 4, {0, 1, 0, 1}).picture(), {}));
   EXPECT_TRUE(test::PicturesMatch(deliveries[2].planes[0], test::Canvas(4, 4, test::kOpaqueBlack).picture(), {}));
 }

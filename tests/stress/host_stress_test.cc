@@ -58,8 +58,7 @@ constexpr char kTintName[] = "a tint with a long name";
 
 class DrawingFilter : public GsFilter {
  public:
-  DrawingFilter(GsTexture* source, GsDevice* device)
-      : GsFilter(16, 16, device), source_(source), device_(device) {}
+  DrawingFilter(GsTexture* source, GsDevice* device) : GsFilter(16, 16, device), source_(source), device_(device) {}
   ~DrawingFilter() override { Detach(); }
   void Draw() override {
     GsContext context(device_);
@@ -146,12 +145,8 @@ class HostStressTest : public host::ThreadedTest {
       GsScene* const scene = AnyScene(random);
       host::Item* const item = AnyItem(random);
       switch (random() % 6) {
-        case 0:
-          scene->AddItem(item);
-          break;
-        case 1:
-          scene->RemoveItem(item);
-          break;
+        case 0: scene->AddItem(item); break;
+        case 1: scene->RemoveItem(item); break;
         case 2:
           item->SetZ(static_cast<int>(random() % 10));
           scene->OrderItem();

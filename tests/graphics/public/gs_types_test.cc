@@ -71,43 +71,4 @@ TEST(GsTypesTest, TransformWithoutRotationConvertsToZero) {
   EXPECT_EQ(t.rotation, 0.0f);
 }
 
-TEST(InternalTypesTest, DefaultsAreZero) {
-  const internal_vec3 v3;
-  EXPECT_EQ(v3.x, 0.0f);
-  EXPECT_EQ(v3.y, 0.0f);
-  EXPECT_EQ(v3.z, 0.0f);
-  const internal_vec4 v4;
-  EXPECT_EQ(v4.x, 0.0f);
-  EXPECT_EQ(v4.y, 0.0f);
-  EXPECT_EQ(v4.z, 0.0f);
-  EXPECT_EQ(v4.w, 0.0f);
-}
-
-TEST(InternalTypesTest, DotSumsXAndYFirst) {
-  EXPECT_EQ(internal_vec3(1, 2, 3).dot(internal_vec3(4, 5, 6)), 32.0f);
-  // In single precision only this order leaves the one.
-  EXPECT_EQ(internal_vec3(1e8f, -1e8f, 1.0f).dot(internal_vec3(1, 1, 1)), 1.0f);
-}
-
-TEST(InternalTypesTest, XyzDropsW) {
-  internal_vec4 v;
-  v.x = 1;
-  v.y = 2;
-  v.z = 3;
-  v.w = 4;
-  const internal_vec3 xyz = v.xyz();
-  EXPECT_EQ(xyz.x, 1.0f);
-  EXPECT_EQ(xyz.y, 2.0f);
-  EXPECT_EQ(xyz.z, 3.0f);
-}
-
-TEST(InternalTypesTest, TransformOfASizeIsCentred) {
-  const internal_transform t(internal_vec2(640, 480));
-  EXPECT_EQ(t.pos.x, 0.0f);
-  EXPECT_EQ(t.pos.y, 0.0f);
-  EXPECT_EQ(t.size.x, 640.0f);
-  EXPECT_EQ(t.size.y, 480.0f);
-  EXPECT_EQ(t.rotation, 0.0f);
-}
-
 }  // namespace
