@@ -35,7 +35,7 @@ struct Layer {
   std::string file;  // Of a picture or a video.
   Color color;       // Of a colour.
   Vec pos;           // Centre, in canvas pixels from the canvas' centre, y downwards.
-  std::optional<Size> size;  // Canvas pixels; a side of 0 follows from the other. Unset: the media's own, or the canvas.
+  std::optional<Size> size;  // Canvas pixels; a side of 0 follows from the other. Unset: the media's own; the canvas.
   float rotation_deg = 0;    // Clockwise.
   int z = 0;                 // Lower ones are underneath; equals stay in the order in which they were given.
   float opacity = 1;         // 0 to 1.

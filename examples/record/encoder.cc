@@ -41,6 +41,10 @@ Encoder::Encoder(std::unique_ptr<FilmWriter> writer, StageTimes* times) : writer
 
 Encoder::~Encoder() {
   writer_->GiveUp(0);
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    queue_.clear();
+  }
   Stop();
 }
 

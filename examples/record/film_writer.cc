@@ -245,6 +245,7 @@ void FilmWriter::Finish() {
 }
 
 void FilmWriter::GiveUp(double seconds) {
+  if (!is_stream_) return;
   give_up_ns_ = static_cast<std::int64_t>(qn_os_gettime_ns()) + static_cast<std::int64_t>(seconds * 1e9);
 }
 

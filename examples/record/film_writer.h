@@ -30,7 +30,8 @@ class FilmWriter {
   void Write(AVFrame* frame, std::int64_t index);
   // Completes the film. Throws Error.
   void Finish();
-  // Makes a write that waits for a slow receiver fail, after `seconds`. Thread: any.
+  // Makes writes that wait for a slow receiver fail, from `seconds` from now on; files have all the time they need.
+  // Thread: any.
   void GiveUp(double seconds);
 
   const std::string& encoder_name() const { return encoder_name_; }

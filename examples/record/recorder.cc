@@ -82,6 +82,20 @@ class Rehearsal : public GsOutputRaw {
   int frames_ = 0;
 };
 
+// Makes the calling thread the render thread, for as long as this lives.
+class RenderThread {
+ public:
+  explicit RenderThread(GsDevice* device) : device_(device) {
+    if (!device_->InitThreadContext()) throw Error("cannot start the graphics engine");
+  }
+  ~RenderThread() { device_->UninitThreadContext(); }
+  RenderThread(const RenderThread&) = delete;
+  RenderThread& operator=(const RenderThread&) = delete;
+
+ private:
+  GsDevice* const device_;
+};
+
 double SecondsSince(std::uint64_t start_ns) { return static_cast<double>(qn_os_gettime_ns() - start_ns) * 1e-9; }
 
 // The device's own thread makes the frames: all there is to do is to wait.
@@ -107,7 +121,7 @@ void RunInRealTime(const Description& description, FilmClock* clock, FilmOutput*
 void RunOffline(const Description& description, FilmClock* clock, FilmOutput* output, Encoder* encoder,
                 const Progress& progress, GsDevice* device, StageTimes* times) {
   const std::uint64_t start_ns = qn_os_gettime_ns();
-  if (!device->InitThreadContext()) throw Error("cannot start the graphics engine");
+  const RenderThread render_thread(device);
   output->Start();
   const auto film_start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
   for (std::uint64_t n = 0; n < description.FrameCount() && !encoder->failed(); ++n) {
@@ -122,7 +136,6 @@ void RunOffline(const Description& description, FilmClock* clock, FilmOutput* ou
     if (!output->WaitDelivered(n + 1, kDeliveryTimeout)) throw Error("the graphics engine delivers no frames");
     if (!progress(output->counts(), SecondsSince(start_ns))) break;
   }
-  device->UninitThreadContext();
   times->output -= times->scene;  // OutputFrame renders the scenes first.
 }
 
@@ -145,6 +158,7 @@ Summary Record(const Description& description, const Progress& progress, StageTi
   scene->AddItem(clock);
   const Stage stage{device.get(), description.canvas, clock, times};
   for (LayerSource& source : sources) scene->AddItem(source.MakeItem(stage));
+  sources.clear();  // Their pictures are textures now.
   scene->OrderItem();
 
   {

@@ -1,4 +1,4 @@
-// The memory of a picture: how each layout cuts its one block into planes. Any thread; a frame is used by one at a time.
+// The memory of a picture: how each layout cuts its one block into planes. Any thread, one at a time for each frame.
 #include "graphics/output/graphics_frame.h"
 
 #include <cstddef>
@@ -15,19 +15,14 @@ namespace {
 std::uint32_t PixelSize(GraphicsFormatInternal format) {
   switch (format) {
     case kFormatRGBA:
-    case kFormatBGRA:
-      return 4;
-    case kFormatRG8:
-      return 2;
-    case kFormatRGBA16:
-      return 8;
+    case kFormatBGRA: return 4;
+    case kFormatRG8: return 2;
+    case kFormatRGBA16: return 8;
     case kFormatR8:
     case kFormatI420:
     case kFormatNV12:
-    case kFormatNV21:
-      return 1;
-    case kFormatUnknown:
-      break;
+    case kFormatNV21: return 1;
+    case kFormatUnknown: break;
   }
   return 0;
 }

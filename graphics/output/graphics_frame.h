@@ -22,8 +22,8 @@ class GraphicsFrame {
  public:
   // An empty frame: every field zero.
   GraphicsFrame();
-  // Allocates planes for a picture; the pixels are not initialised. An unknown format, a size of no bytes, one whose byte
-  // count does not fit 32 bits, and a failed allocation leave the frame empty.
+  // Allocates planes for a picture; the pixels are not initialised. An unknown format, a size of no bytes, one whose
+  // byte count does not fit 32 bits, and a failed allocation leave the frame empty.
   GraphicsFrame(GraphicsFormatInternal format, unsigned int width, unsigned int height);
   // The same, then Copy.
   GraphicsFrame(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal format,
@@ -35,13 +35,13 @@ class GraphicsFrame {
   GraphicsFrame(const GraphicsFrame&) = delete;
   GraphicsFrame& operator=(const GraphicsFrame&) = delete;
 
-  // Copies `height` rows of plane 0, of the frame's own pitch each, upside down: the first source row becomes the last of
-  // the frame. Copies RGBA, R8, RG8 and RGBA16 only; that BGRA is not among them must stay.
+  // Copies `height` rows of plane 0, of the frame's own pitch each, upside down: the first source row becomes the last
+  // of the frame. Copies RGBA, R8, RG8 and RGBA16 only; that BGRA is not among them must stay.
   void Copy(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal format,
             unsigned int width, unsigned int height);
 
-  unsigned char* data[4];      // The start of each plane; data[0] owns the block.
-  std::uint32_t linesize[4];   // Bytes from a row to the next, for each plane.
+  unsigned char* data[4];     // The start of each plane; data[0] owns the block.
+  std::uint32_t linesize[4];  // Bytes from a row to the next, for each plane.
   GraphicsFormatInternal format;
   std::uint32_t width;   // Pixels.
   std::uint32_t height;  // Pixels.

@@ -12,17 +12,12 @@ namespace {
 // The layout of the pool's frames; kFormatUnknown where no frames are pooled.
 GraphicsFormatInternal FrameFormat(GraphicsOutput::OutputFormat format) {
   switch (format) {
-    case GraphicsOutput::kOutputRGBA:
-      return kFormatRGBA;
-    case GraphicsOutput::kOutputBGRA:
-      return kFormatBGRA;
-    case GraphicsOutput::kOutputI420:
-      return kFormatI420;
-    case GraphicsOutput::kOutputNV12:
-      return kFormatNV12;
+    case GraphicsOutput::kOutputRGBA: return kFormatRGBA;
+    case GraphicsOutput::kOutputBGRA: return kFormatBGRA;
+    case GraphicsOutput::kOutputI420: return kFormatI420;
+    case GraphicsOutput::kOutputNV12: return kFormatNV12;
     case GraphicsOutput::kOutputNone:
-    case GraphicsOutput::kOutputTexture:
-      break;
+    case GraphicsOutput::kOutputTexture: break;
   }
   return kFormatUnknown;
 }
@@ -189,4 +184,6 @@ bool GraphicsOutputImpl::OutputCurrentFrame() {
   return false;
 }
 
-std::uint64_t GraphicsOutputImpl::NextIndex(std::uint64_t index) const { return index + 1 == capacity_ ? 0 : index + 1; }
+std::uint64_t GraphicsOutputImpl::NextIndex(std::uint64_t index) const {
+  return index + 1 == capacity_ ? 0 : index + 1;
+}

@@ -1,8 +1,8 @@
 // The output thread and its pool of frames.
 //
-// The render thread produces (LockFrame, fill, UnlockFrame), the output thread consumes (Run), the host's thread attaches
-// and detaches. `callback_mutex_` is held around every call of the host; `cache_mutex_` guards the pool's bookkeeping.
-// The output thread holds one at a time; an attach takes `cache_mutex_` second.
+// The render thread produces (LockFrame, fill, UnlockFrame), the output thread consumes (Run), the host's thread
+// attaches and detaches. `callback_mutex_` is held around every call of the host; `cache_mutex_` guards the pool's
+// bookkeeping. The output thread holds one at a time; an attach takes `cache_mutex_` second.
 #ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 #define QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 
@@ -37,9 +37,9 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // Starts the output thread. Returns false, with an error in the log, when there is none.
   bool Init() override;
   void Output(unsigned long long timestamp, int count) override;
-  // Sets the receiver and allocates the pool for its format. Frames still queued are discarded: nothing is delivered that
-  // was not rendered for this receiver. The caller keeps the render thread from producing meanwhile. Null only takes the
-  // receiver away.
+  // Sets the receiver and allocates the pool for its format. Frames still queued are discarded: nothing is delivered
+  // that was not rendered for this receiver. The caller keeps the render thread from producing meanwhile. Null only
+  // takes the receiver away.
   void Attach(OutputCallback* callback) override;
   // Ends the calls: none is running when it returns (but the one that it is called from).
   void Detach() override;
@@ -66,8 +66,8 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // The format of the attached receiver, or kNotAttached. What the render thread goes by: it must not wait for a
   // host's callback.
   OutputFormat attached_format() const { return attached_format_.load(std::memory_order_acquire); }
-  // Makes attached_format() answer kNotAttached until the next Attach: no delivery begins any more. A producer that must
-  // not be under way either is kept out by the context's lock, which the caller then holds.
+  // Makes attached_format() answer kNotAttached until the next Attach: no delivery begins any more. A producer that
+  // must not be under way either is kept out by the context's lock, which the caller then holds.
   void SuspendOutput() { attached_format_.store(kNotAttached, std::memory_order_release); }
 
   static constexpr int kCacheSlots = 16;

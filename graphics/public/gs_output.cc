@@ -1,5 +1,5 @@
-// The host's side of an output. The host's thread starts and stops; calls come through the bridges, on the output thread
-// for raw frames and on the render thread for textures.
+// The host's side of an output. The host's thread starts and stops; calls come through the bridges, on the output
+// thread for raw frames and on the render thread for textures.
 #include <quarn/gs_output.h>
 
 #include <algorithm>
@@ -21,17 +21,12 @@ namespace {
 // The engine's name of a layout; kOutputNone where no output produces it.
 GraphicsOutput::OutputFormat ToOutputFormat(GsFormat format) {
   switch (format) {
-    case kGsFormatRGBA:
-      return GraphicsOutput::kOutputRGBA;
-    case kGsFormatBGRA:
-      return GraphicsOutput::kOutputBGRA;
-    case kGsFormatI420:
-      return GraphicsOutput::kOutputI420;
-    case kGsFormatNV12:
-      return GraphicsOutput::kOutputNV12;
+    case kGsFormatRGBA: return GraphicsOutput::kOutputRGBA;
+    case kGsFormatBGRA: return GraphicsOutput::kOutputBGRA;
+    case kGsFormatI420: return GraphicsOutput::kOutputI420;
+    case kGsFormatNV12: return GraphicsOutput::kOutputNV12;
     case kGsFormatNone:
-    case kGsFormatReserved:
-      break;
+    case kGsFormatReserved: break;
   }
   return GraphicsOutput::kOutputNone;
 }
@@ -99,8 +94,8 @@ GsOutputRaw::GsOutputRaw(GsScene* scene, unsigned int width, unsigned int height
     : GsOutput(scene, width, height, device), format_(format) {}
 
 GsOutputRaw::~GsOutputRaw() {
-  // The bridge is Stop's to delete; without one it stays behind. Part of the interface, and must stay: a frame may be on
-  // its way through it until the engine's output is gone.
+  // The bridge is Stop's to delete, and without a stop it is left behind: part of the interface, and must stay. Frames
+  // may come through it until the engine's output is gone.
   if (on_output_) ReportNotStopped();
 }
 

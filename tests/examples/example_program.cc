@@ -39,7 +39,8 @@ std::vector<std::string> ExampleTest::Files() const {
 // The output goes to files: no pipe can fill up.
 pid_t ExampleTest::Start(const std::string& program, const std::vector<std::string>& arguments) {
   const std::string path = program[0] == '/' ? program : std::string(QUARN_BIN_DIR) + "/" + program;
-  std::vector<std::string> words = {"sh", "-c", "cd \"$0\" && exec \"$@\" >\".run-$$.out\" 2>\".run-$$.err\"", folder_, path};
+  std::vector<std::string> words = {"sh", "-c", "cd \"$0\" && exec \"$@\" >\".run-$$.out\" 2>\".run-$$.err\"", folder_,
+                                    path};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   for (std::string& word : words) argv.push_back(word.data());
@@ -79,15 +80,16 @@ void ExampleTest::Ffmpeg(const std::string& arguments) {
 
 std::string ExampleTest::Probe(const std::string& film) {
   const Ended ended = Run(FFPROBE, {"-v", "error", "-count_frames", "-show_entries",
-                                    "stream=codec_name,width,height,r_frame_rate,nb_read_frames", "-of", "csv=p=0", film});
+                                    "stream=codec_name,width,height,r_frame_rate,nb_read_frames", "-of", "csv=p=0",
+                                    film});
   EXPECT_EQ(ended.err, "");
   return ended.out.substr(0, ended.out.find('\n'));
 }
 
 std::vector<RgbFrame> ExampleTest::Decode(const std::string& film, int width, int height) {
   const bool is_rgb = film.find(".png") != std::string::npos;
-  const Ended ended = Run(FFMPEG, {"-v", "error", "-nostdin", "-y", "-i", film, "-vf",
-                                   is_rgb ? "null" : "scale=in_color_matrix=bt709:in_range=tv:flags=accurate_rnd+bitexact",
+  const char* const scale = "scale=in_color_matrix=bt709:in_range=tv:flags=accurate_rnd+bitexact";
+  const Ended ended = Run(FFMPEG, {"-v", "error", "-nostdin", "-y", "-i", film, "-vf", is_rgb ? "null" : scale,
                                    "-fps_mode", "passthrough", "-f", "rawvideo", "-pix_fmt", "rgb24", ".run-raw"});
   EXPECT_EQ(ended.exit_code, 0) << ended.err;
   const std::string raw = ReadFile(Path(".run-raw"));

@@ -27,8 +27,8 @@ struct RgbFrame {
   const std::uint8_t* At(int x, int y) const { return &rgb[(static_cast<std::size_t>(y) * width + x) * 3]; }
 };
 
-// A picture with a note of where it is flat: where all pixels within 3 of one have its colour. Chroma at half the size and
-// encoders blur edges.
+// A picture with a note of where it is flat: where all pixels within 3 of one have its colour. Chroma at half the size
+// and encoders blur edges.
 struct ReferenceFrame : RgbFrame {
   std::vector<bool> flat;
 };

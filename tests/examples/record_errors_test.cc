@@ -75,7 +75,8 @@ TEST_F(RecordErrorsTest, BadOptions) {
   EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
   ExpectError({"--color", "#000000"}, 2, "no output: name one with -o FILE or -o URL");
   ExpectError({"--color", "red", "-o", "film.mp4"}, 2, "\"red\" is not a colour such as #ff8000 or #ff800080");
-  ExpectError({"--format", "yuy2", "-o", "film.mp4"}, 2, "unknown format \"yuy2\": there are i420, nv12, rgba and bgra");
+  ExpectError({"--format", "yuy2", "-o", "film.mp4"}, 2,
+              "unknown format \"yuy2\": there are i420, nv12, rgba and bgra");
   ExpectError({"--color", "#000000,filter=blur", "-o", "film.mp4"}, 2,
               "unknown layer option \"filter\" (a comma in a file's name is written \\,)");
   ExpectError({"--picture", "a.png,filter=sepia", "-o", "film.mp4"}, 2,

@@ -40,7 +40,8 @@ class RecordTest : public ExampleTest {
   // A second of red, then a second of green, ten pictures a second, at an odd size.
   void MakeClip() {
     Ffmpeg("-f lavfi -i color=red:s=67x51:r=10:d=1 -f lavfi -i color=lime:s=67x51:r=10:d=1 -filter_complex "
-           "concat,scale=out_color_matrix=bt709,format=yuv444p -c:v libx264 -crf 10 -color_range tv -colorspace bt709 clip.mp4");
+           "concat,scale=out_color_matrix=bt709,format=yuv444p -c:v libx264 -crf 10 -color_range tv -colorspace bt709 "
+           "clip.mp4");
   }
 };
 
@@ -270,9 +271,8 @@ TEST_F(RecordTest, InterruptedFilmIsFinished) {
   const pid_t pid = Start("quarn-record", kScene + Arguments{"--duration", "600", "-o", "film.y4m"});
   // The file grows by a frame at a time.
   std::error_code error;
-  while (!(std::filesystem::file_size(Path("film.y4m.part"), error) > 100000 && !error)) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  const auto started = [&] { return std::filesystem::file_size(Path("film.y4m.part"), error) > 100000 && !error; };
+  for (int i = 0; i < 6000 && !started(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   kill(pid, SIGINT);
   const Ended ended = Wait(pid);
   EXPECT_EQ(ended.exit_code, 0);

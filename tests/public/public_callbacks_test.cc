@@ -18,6 +18,7 @@ constexpr std::uint64_t kInterval100 = 10000000;  // Of 100 frames per second, i
 class GsOutputRawTest : public host::ThreadedTest {};
 class GsOutputTexTest : public host::ThreadedTest {};
 class GsItemTest : public host::ThreadedTest {};
+class DrivenOutputTest : public host::DrivenTest {};
 
 // Everything that a callback may do, again and again.
 class Meddler {
@@ -262,6 +263,34 @@ TEST_F(GsOutputRawTest, RestartInsideOnFrameGoesOn) {
   ASSERT_TRUE(restarting.Start());
   EXPECT_TRUE(restarting.frames.WaitFor(10));
   restarting.Stop();
+}
+
+TEST_F(DrivenOutputTest, RestartInsideOnFrameDiscardsWhatIsQueued) {
+  host::Flag entered;
+  host::Flag queued;
+  host::Flag restarted;
+  const auto scene = MakeScene(8, 8, &device);
+  host::Receiver receiver(scene, 8, 8, kGsFormatRGBA, &device);
+  receiver.on_frame = [&](int count) {
+    if (count > 1) return;
+    entered.Set();
+    EXPECT_TRUE(queued.Wait());
+    receiver.Stop();
+    EXPECT_TRUE(receiver.Start());
+    restarted.Set();
+  };
+  ASSERT_TRUE(receiver.Start());
+  Frame(1);
+  ASSERT_TRUE(entered.Wait());
+  for (std::uint64_t timestamp = 2; timestamp <= 9; ++timestamp) Frame(timestamp);
+  queued.Set();
+  ASSERT_TRUE(restarted.Wait());
+  for (std::uint64_t timestamp = 10; timestamp <= 13; ++timestamp) {
+    Frame(timestamp);
+    ASSERT_EQ(receiver.WaitFor(timestamp - 8).size(), timestamp - 8);
+  }
+  receiver.Stop();
+  EXPECT_EQ(receiver.timestamps(), (std::vector<std::uint64_t>{1, 10, 11, 12, 13}));
 }
 
 TEST_F(GsOutputTexTest, StopInsideOnTextureEndsTheDeliveries) {

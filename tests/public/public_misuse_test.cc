@@ -165,6 +165,24 @@ TEST_F(GsSceneTest, KeepsAnItemOnceAndRemovesItOnce) {
   EXPECT_EQ(destroyed, 1);
 }
 
+TEST_F(GsSceneTest, RemovesAnItemThatNobodyElseHolds) {
+  std::atomic<int> destroyed{0};
+  const auto scene = MakeScene(8, 8, &device);
+  host::Receiver receiver(scene, 8, 8, kGsFormatRGBA, &device);
+  host::Item* held_by_scene = nullptr;
+  {
+    const auto item = MakeItem(gs_vec2(8, 8), &device);
+    item->destroyed = &destroyed;
+    held_by_scene = item;
+    scene->AddItem(item);
+  }
+  Frame(1);
+  EXPECT_EQ(destroyed, 0);
+  scene->RemoveItem(held_by_scene);
+  EXPECT_EQ(destroyed, 1);
+  Frame(2);
+}
+
 TEST_F(GsSceneTest, RemovingAnItemOfAnotherSceneStopsItsTicks) {
   const auto scene = MakeScene(8, 8, &device);
   const auto other = MakeScene(8, 8, &device);

@@ -159,11 +159,12 @@ TEST_F(GraphicsFrameTest, IsEmptyWithoutBytes) {
 }
 
 TEST_F(GraphicsFrameTest, IsEmptyWhenItsBytesDoNotFit32Bits) {
-  ExpectEmpty(GraphicsFrame(kFormatRGBA, 32768, 32768));             // Wraps to 0.
-  ExpectEmpty(GraphicsFrame(kFormatRGBA, 32768, 32769));             // Wraps to a short block.
-  ExpectEmpty(GraphicsFrame(kFormatR8, 0xFFFFFFFFu, 1));             // Rounding wraps.
-  ExpectEmpty(GraphicsFrame(kFormatRGBA, 0x40000001u, 1));           // The pitch wraps.
+  ExpectEmpty(GraphicsFrame(kFormatRGBA, 32768, 32768));                // Wraps to 0.
+  ExpectEmpty(GraphicsFrame(kFormatRGBA, 32768, 32769));                // Wraps to a short block.
+  ExpectEmpty(GraphicsFrame(kFormatR8, 0xFFFFFFFFu, 1));                // Rounding wraps.
+  ExpectEmpty(GraphicsFrame(kFormatRGBA, 0x40000001u, 1));              // The pitch wraps.
   ExpectEmpty(GraphicsFrame(kFormatRGBA16, 0xFFFFFFFFu, 0xFFFFFFFFu));  // Wraps in 64 bits too.
+  ExpectEmpty(GraphicsFrame(kFormatRGBA16, 0x7FFF56ABu, 0x400054ABu));  // Wraps in 64 bits to a short block.
   ExpectEmpty(GraphicsFrame(kFormatI420, 65536, 43691));
   EXPECT_THAT(asked, IsEmpty());
 }
@@ -286,7 +287,8 @@ TEST_F(GraphicsFrameTest, CopiesNothingThatItCannot) {
 
 TEST_F(GraphicsFrameTest, MovesAndDoesNotCopy) {
   static_assert(!std::is_copy_constructible_v<GraphicsFrame> && !std::is_copy_assignable_v<GraphicsFrame>);
-  static_assert(std::is_nothrow_move_constructible_v<GraphicsFrame> && std::is_nothrow_move_assignable_v<GraphicsFrame>);
+  static_assert(std::is_nothrow_move_constructible_v<GraphicsFrame> &&
+                std::is_nothrow_move_assignable_v<GraphicsFrame>);
   GraphicsFrame source(kFormatI420, 4, 2);
   const std::vector<unsigned char*> planes(source.data, source.data + 4);
   GraphicsFrame target(std::move(source));
@@ -349,13 +351,13 @@ TEST(FormatTest, ValuesArePartOfTheInterface) {
   EXPECT_THAT((std::vector<int>{kFormatUnknown, kFormatRGBA, kFormatBGRA, kFormatR8, kFormatRG8, kFormatRGBA16,
                                 kFormatI420, kFormatNV12, kFormatNV21}),
               ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8));
-  EXPECT_THAT((std::vector<int>{GraphicsOutput::kOutputNone, GraphicsOutput::kOutputTexture, GraphicsOutput::kOutputRGBA,
-                                GraphicsOutput::kOutputBGRA, GraphicsOutput::kOutputI420,
-                                GraphicsOutput::kOutputNV12}),
-              ElementsAre(0, 1, 2, 3, 4, 5));
-  EXPECT_THAT((std::vector<int>{kGsFormatNone, kGsFormatRGBA, kGsFormatBGRA, kGsFormatReserved, kGsFormatI420,
-                                kGsFormatNV12}),
-              ElementsAre(0, 1, 2, 3, 4, 5));
+  EXPECT_THAT(
+      (std::vector<int>{GraphicsOutput::kOutputNone, GraphicsOutput::kOutputTexture, GraphicsOutput::kOutputRGBA,
+                        GraphicsOutput::kOutputBGRA, GraphicsOutput::kOutputI420, GraphicsOutput::kOutputNV12}),
+      ElementsAre(0, 1, 2, 3, 4, 5));
+  EXPECT_THAT(
+      (std::vector<int>{kGsFormatNone, kGsFormatRGBA, kGsFormatBGRA, kGsFormatReserved, kGsFormatI420, kGsFormatNV12}),
+      ElementsAre(0, 1, 2, 3, 4, 5));
   EXPECT_THAT((std::vector<int>{GsTexture::kTextureRGBA, GsTexture::kTextureBGRA, GsTexture::kTextureR8,
                                 GsTexture::kTextureRG8, GsTexture::kTextureRGBA16}),
               ElementsAre(0, 1, 2, 3, 4));

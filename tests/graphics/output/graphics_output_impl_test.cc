@@ -116,6 +116,7 @@ class TestOutput : public GraphicsOutputImpl {
 
   using GraphicsOutputImpl::attached_format;
   using GraphicsOutputImpl::cache_;
+  using GraphicsOutputImpl::callback_mutex_;
   using GraphicsOutputImpl::frame_interval_;
   using GraphicsOutputImpl::kCacheSlots;
   using GraphicsOutputImpl::kNotAttached;
@@ -243,8 +244,9 @@ TEST_F(GraphicsOutputImplTest, PoolsNothingWithoutMemory) {
   TestOutput output(65536, 65536);  // Its bytes do not fit 32 bits.
   Receiver receiver;
   output.Attach(&receiver);
-  EXPECT_THAT(log_.Lines(), ElementsAre(LogCapture::Line{Logger::Level::Error,
-                                                         "[GraphicsOutput] no memory for frames of 65536 x 65536 pixels"}));
+  EXPECT_THAT(log_.Lines(),
+              ElementsAre(LogCapture::Line{Logger::Level::Error,
+                                           "[GraphicsOutput] no memory for frames of 65536 x 65536 pixels"}));
   EXPECT_FALSE(output.LockFrame(nullptr, 1, 1));
   EXPECT_TRUE(output.OutputCurrentFrame());
   EXPECT_THAT(receiver.deliveries, IsEmpty());
@@ -849,6 +851,30 @@ TEST_F(GraphicsOutputImplTest, ThreadDeliversNothingThatAnAttachDiscarded) {
   EXPECT_EQ(second.WaitForDeliveries(3).size(), 3u);
 }
 
+// Also when the thread has already taken the slot and waits to deliver it.
+TEST_F(GraphicsOutputImplTest, AttachDiscardsTheFrameAboutToBeDelivered) {
+  TestOutput output;
+  GatedReceiver first(true);
+  GatedReceiver second(true);
+  ASSERT_TRUE(output.Init());
+  std::vector<Delivery> expected;
+  for (std::uint32_t round = 1; round <= 50; ++round) {
+    {
+      MutexLocker<Mutex> lock(output.callback_mutex_);
+      output.Attach(&first);
+      ASSERT_TRUE(output.Produce(1, round, 1));
+      for (int i = 0; i < 100; ++i) std::this_thread::yield();
+      output.Attach(&second);
+    }
+    ASSERT_TRUE(output.Produce(2, round, 1));
+    expected.push_back({2, round});
+    ASSERT_EQ(second.WaitForDeliveries(round), expected);
+  }
+  output.StopThread();
+  EXPECT_THAT(first.WaitForDeliveries(0), IsEmpty());
+  EXPECT_EQ(second.WaitForDeliveries(0), expected);
+}
+
 TEST_F(GraphicsOutputImplTest, ThreadCountsNoWakeUpsForDiscardedFrames) {
   TestOutput output;
   GatedReceiver next(true);
@@ -924,8 +950,8 @@ TEST_F(GraphicsOutputImplTest, DestructorEndsTheThread) {
   }
 }
 
-// For the thread sanitizer: a producer, two threads that attach and detach, and the output thread. A mutex stands for the
-// context's lock, which keeps producing and attaching apart.
+// For the thread sanitizer: a producer, two threads that attach and detach, and the output thread. A mutex stands for
+// the context's lock, which keeps producing and attaching apart.
 TEST_F(GraphicsOutputImplTest, SurvivesAttachingWhileProducing) {
   constexpr int kPictures = 4000;
   TestOutput output;
@@ -936,7 +962,8 @@ TEST_F(GraphicsOutputImplTest, SurvivesAttachingWhileProducing) {
    public:
     explicit CheckingReceiver(OutputFormat format) : OutputCallback(format) {}
     void OnOutputRawData(const GraphicsFrame& frame, unsigned long long timestamp) override {
-      // A picture that was rendered, whole, and not before this receiver was there. Repeats come later than their stamp.
+      // A picture that was rendered, whole, and not before this receiver was there. Repeats come later than their
+      // stamp.
       ASSERT_NE(frame.data[0], nullptr);
       const std::uint32_t id = IdOf(frame.data[0]);
       EXPECT_GE(id, since);
