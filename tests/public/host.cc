@@ -15,13 +15,22 @@ struct Line {
 };
 
 std::mutex mutex;
+std::condition_variable added;
 std::vector<Line> lines;
 
 void Record(int level, const char* format, va_list args, void* /*user*/) {
   char text[4096];
   std::vsnprintf(text, sizeof(text), format, args);
-  std::lock_guard<std::mutex> lock(mutex);
-  lines.push_back({level, text});
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    lines.push_back({level, text});
+  }
+  added.notify_all();
+}
+
+int CountLocked(int level, const std::string& text) {
+  return static_cast<int>(std::count_if(lines.begin(), lines.end(),
+                                        [&](const Line& line) { return line.level == level && line.text == text; }));
 }
 
 }  // namespace
@@ -35,8 +44,12 @@ void Clear() {
 
 int Count(int level, const std::string& text) {
   std::lock_guard<std::mutex> lock(mutex);
-  return static_cast<int>(std::count_if(lines.begin(), lines.end(),
-                                        [&](const Line& line) { return line.level == level && line.text == text; }));
+  return CountLocked(level, text);
+}
+
+bool WaitFor(int level, const std::string& text) {
+  std::unique_lock<std::mutex> lock(mutex);
+  return added.wait_for(lock, std::chrono::milliseconds(kPatienceMs), [&] { return CountLocked(level, text) > 0; });
 }
 
 int CountContaining(int level, const std::string& part) {

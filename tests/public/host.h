@@ -21,20 +21,22 @@
 
 namespace host {
 
+// How long a test waits for another thread before it gives up: far beyond what a slow machine needs.
+constexpr int kPatienceMs = 60000;
+
 // Everything that the library logs, formatted. Any thread.
 namespace log {
 void Install();  // Once, before anything else.
 void Clear();
 // How often exactly this message came.
 int Count(int level, const std::string& text);
+// Waits until exactly this message has come. Returns false when the patience ran out.
+bool WaitFor(int level, const std::string& text);
 // How many messages hold `part`.
 int CountContaining(int level, const std::string& part);
 // All messages of warning and error level but "device create success", one a line.
 std::string Complaints();
 }  // namespace log
-
-// How long a test waits for another thread before it gives up: far beyond what a slow machine needs.
-constexpr int kPatienceMs = 60000;
 
 // A condition that threads wait for: unlike a plain event it stays, and the wait ends some time.
 class Flag {

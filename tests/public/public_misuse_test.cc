@@ -113,7 +113,7 @@ TEST_F(GsOutputRawTest, DefaultOnFrameLogsTheTimestamp) {
   PlainRaw output(scene, 8, 8, kGsFormatRGBA, &device);
   ASSERT_TRUE(output.Start());
   Frame(123);
-  while (host::log::Count(kQnLogDebug, "Output frame: 123") == 0) std::this_thread::yield();
+  EXPECT_TRUE(host::log::WaitFor(kQnLogDebug, "Output frame: 123"));
   output.Stop();
   EXPECT_EQ(host::log::Count(kQnLogDebug, "Output frame: 123"), 1);
 }
