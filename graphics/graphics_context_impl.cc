@@ -48,12 +48,12 @@ void GraphicsContextImpl::InitWinrt() {}
 void GraphicsContextImpl::UninitWinrt() {}
 
 void GraphicsContextImpl::AddItem(GraphicsItem* item) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   items_.Add(item);
 }
 
 void GraphicsContextImpl::RemoveItem(GraphicsItem* item) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   items_.Remove(item);
 }
 
@@ -79,75 +79,90 @@ void GraphicsContextImpl::DrawVertexArray(GraphicsVertex*, unsigned int, unsigne
 
 void GraphicsContextImpl::BuildShader() { Logger::default_logger()->Warn("BuildShader is unimplemented"); }
 
-// The context is the capability that callers see, so the analysis cannot follow it to the lock inside.
-void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS { lock_.Lock(); }
+// The context is the capability that callers see, so the analysis cannot follow it to the locks inside.
+void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
+  const std::thread::id self = std::this_thread::get_id();
+  if (owner_.load(std::memory_order_relaxed) == self) {
+    lock_.Lock();
+  } else {
+    // A render thread that is late takes the lock again as soon as it has given it back, for stage after stage. Whoever
+    // waits holds the turnstile, so that it stops there and cannot keep the waiter out.
+    MutexLocker<Mutex> turnstile(turnstile_);
+    lock_.Lock();
+    owner_.store(self, std::memory_order_relaxed);
+  }
+  ++lock_count_;
+}
 
-void GraphicsContextImpl::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS { lock_.Unlock(); }
+void GraphicsContextImpl::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
+  if (--lock_count_ == 0) owner_.store(std::thread::id(), std::memory_order_relaxed);
+  lock_.Unlock();
+}
 
 void GraphicsContextImpl::AddFilter(GraphicsFilter* filter) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   filters_.Add(filter);
 }
 
 void GraphicsContextImpl::RemoveFilter(GraphicsFilter* filter) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   filters_.Remove(filter);
 }
 
 void GraphicsContextImpl::AddScene(GraphicsScene* scene) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   scenes_.Add(scene);
 }
 
 void GraphicsContextImpl::RemoveScene(GraphicsScene* scene) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   scenes_.Remove(scene);
 }
 
 void GraphicsContextImpl::AddView(GraphicsView* view) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   views_.Add(view);
 }
 
 void GraphicsContextImpl::RemoveView(GraphicsView* view) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   views_.Remove(view);
 }
 
 void GraphicsContextImpl::AddOutput(GraphicsOutput* output) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   outputs_.Add(output);
 }
 
 void GraphicsContextImpl::RemoveOutput(GraphicsOutput* output) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   outputs_.Remove(output);
 }
 
 void GraphicsContextImpl::TickSource() {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   items_.Walk([](GraphicsItem* item) { item->Tick(); });
 }
 
 void GraphicsContextImpl::HandleFilters() {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   filters_.Walk([](GraphicsFilter* filter) { filter->Draw(); });
 }
 
 void GraphicsContextImpl::DrawSceneOutput() {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   scenes_.Walk([](GraphicsScene* scene) {
     if (scene->HasRef()) scene->Draw();
   });
 }
 
 void GraphicsContextImpl::DrawViews() {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   views_.Walk([](GraphicsView* view) { view->Draw(); });
 }
 
 void GraphicsContextImpl::DoOutput(unsigned long long timestamp, int count) {
-  MutexLocker<Mutex> lock(lock_);
+  MutexLocker<GraphicsContextImpl> lock(*this);
   outputs_.Walk([timestamp, count](GraphicsOutput* output) { output->Output(timestamp, count); });
 }
 

@@ -5,8 +5,10 @@
 #ifndef QUARN_GRAPHICS_GRAPHICS_CONTEXT_IMPL_H_
 #define QUARN_GRAPHICS_GRAPHICS_CONTEXT_IMPL_H_
 
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 #include <unordered_map>
 
 #include "foundation/mutex.h"
@@ -40,6 +42,7 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   // Builds the built-in programs.
   virtual void BuildShader();
 
+  // Recursive. A waiter gets the lock after one holder at the most, however often that one comes back for it.
   void Lock() QUARN_ACQUIRE();
   void Unlock() QUARN_RELEASE();
 
@@ -75,6 +78,9 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
 
  private:
   Mutex lock_;
+  Mutex turnstile_;                       // Held by the thread that waits for the lock.
+  std::atomic<std::thread::id> owner_{};  // Of the lock.
+  int lock_count_ = 0;                    // How often its owner holds it.
   std::unordered_map<std::string, std::unique_ptr<GraphicsShader>> shaders_;
   Registry<GraphicsItem> items_;
   Registry<GraphicsFilter> filters_;

@@ -8,7 +8,6 @@
 #include <quarn/gs_context.h>
 
 #include "error.h"
-#include "programs.h"
 
 namespace record {
 namespace {
@@ -57,11 +56,12 @@ void LayerItem::TickSource() {
   Advance(film_ns);
 }
 
-void LayerItem::DrawWith(const char* program, GsTexture* texture0, GsTexture* texture1) {
+void LayerItem::DrawWith(const LayerProgram& program, GsTexture* texture0, GsTexture* texture1) {
   GsContext context(stage_.device);
   context.SetViewport(0, 0, static_cast<unsigned int>(stage_.canvas.width),
                       static_cast<unsigned int>(stage_.canvas.height));
-  if (!context.BindShader(program)) return;
+  const bool turned = layer_.rotation_deg != 0 || layer_.spin_deg_s != 0;
+  if (!context.BindShader(turned ? program.turned : program.straight)) return;
   constants_.Bind(0);
   {
     const GsTextureBinder binder(texture0, texture1);
@@ -80,7 +80,8 @@ TextureLayer::TextureLayer(const Layer& layer, Size size, const Picture& picture
     : LayerItem(layer, size, stage),
       texture_(picture.pixels.data(), static_cast<unsigned int>(picture.stride), GsTexture::kTextureRGBA,
                static_cast<unsigned int>(picture.size.width), static_cast<unsigned int>(picture.size.height),
-               stage.device) {
+               stage.device),
+      opaque_(picture.opaque) {
   const auto add = [&](Size target, const char* program, const float (&constants)[4], GsTexture* input) {
     filters_.push_back(std::make_unique<ShaderFilter>(target, program, constants, input, stage.device, stage.times));
   };
@@ -97,10 +98,11 @@ TextureLayer::TextureLayer(const Layer& layer, Size size, const Picture& picture
 }
 
 void TextureLayer::Draw() {
-  if (filters_.empty()) {
-    DrawWith(kTextureProgram, &texture_, nullptr);
+  GsTexture* const seen = filters_.empty() ? &texture_ : filters_.back()->texture();
+  if (filters_.empty() || opaque_) {
+    DrawWith(kTextureProgram, seen, nullptr);
   } else {
-    DrawWith(kMaskedProgram, filters_.back()->texture(), &texture_);
+    DrawWith(kMaskedProgram, seen, &texture_);
   }
 }
 

@@ -13,6 +13,7 @@
 #include "description.h"
 #include "film_clock.h"
 #include "media_reader.h"
+#include "programs.h"
 #include "shader_filter.h"
 #include "stage_times.h"
 #include "video_player.h"
@@ -38,7 +39,7 @@ class LayerItem : public GsItem {
   // Moves the content on to the film's time.
   virtual void Advance(std::int64_t /*film_ns*/) {}
   // Draws the layer's rectangle with one of the programs.
-  void DrawWith(const char* program, GsTexture* texture0, GsTexture* texture1);
+  void DrawWith(const LayerProgram& program, GsTexture* texture0, GsTexture* texture1);
 
   const Stage stage_;
 
@@ -61,6 +62,7 @@ class TextureLayer : public LayerItem {
 
  protected:
   GsTexture texture_;
+  const bool opaque_;
   std::vector<std::unique_ptr<ShaderFilter>> filters_;  // Each reads the one before.
 };
 

@@ -62,6 +62,11 @@ int Coefficients(const AVFrame& frame) {
 
 int AlignedRow(int width) { return (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment; }
 
+bool HasAlpha(const AVFrame& frame) {
+  const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  return !layout || (layout->flags & (AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL)) != 0;
+}
+
 void Turn(const Picture& from, int quarter_turns, std::vector<std::uint8_t>* pixels, Size* size, int* stride) {
   *size = quarter_turns % 2 ? Size{from.size.height, from.size.width} : from.size;
   *stride = AlignedRow(size->width);
@@ -177,6 +182,7 @@ bool MediaReader::Convert(Picture* picture) {
                                      nullptr, nullptr));
   picture->size = picture_size_;
   picture->stride = AlignedRow(picture_size_.width);
+  picture->opaque = !HasAlpha(*frame_);
   picture->pixels.resize(static_cast<std::size_t>(picture->stride) * picture_size_.height + kRowAlignment);
   if (!scaler_) return false;
   const int* table = sws_getCoefficients(Coefficients(*frame_));

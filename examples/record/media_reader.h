@@ -16,6 +16,7 @@ struct Picture {
   Size size;
   int stride = 0;  // Bytes from a row to the next.
   std::vector<std::uint8_t> pixels;
+  bool opaque = false;       // Every alpha is 255.
   std::int64_t time_ns = 0;  // From the media's first picture.
 };
 

@@ -11,8 +11,14 @@ constexpr char kHead[] = R"(
 in vec2 v_tex_coord;
 out vec4 FragColor;
 layout(std140) uniform u_buf0 { vec4 constants; };
+)";
+
+constexpr char kStraightEdge[] = R"(
+float edge() { return 1.0; }
+)";
 
 // Covers a turned layer's stairs: pixels that its edge cuts are drawn in part.
+constexpr char kTurnedEdge[] = R"(
 float edge() {
   vec2 distance = min(v_tex_coord, 1.0 - v_tex_coord) / fwidth(v_tex_coord);
   return clamp(min(distance.x, distance.y) + 0.5, 0.0, 1.0);
@@ -69,10 +75,13 @@ void main() {
 
 bool AddPrograms(GsDevice* device) {
   const char* vertex = glsl_src[kGlslRgba + 1];
-  const auto add = [&](const char* name, const char* body) {
-    return device->AddShader(name, vertex, (std::string(kHead) + body).c_str());
+  const auto add = [&](const char* name, const std::string& body) {
+    return device->AddShader(name, vertex, (kHead + body).c_str());
   };
-  return add(kColorProgram, kColor) && add(kTextureProgram, kTexture) && add(kMaskedProgram, kMasked) &&
+  const auto add_layer = [&](const LayerProgram& program, const char* body) {
+    return add(program.straight, std::string(kStraightEdge) + body) && add(program.turned, std::string(kTurnedEdge) + body);
+  };
+  return add_layer(kColorProgram, kColor) && add_layer(kTextureProgram, kTexture) && add_layer(kMaskedProgram, kMasked) &&
          add(kGreyProgram, kGrey) && add(kBlurProgram, kBlur);
 }
 

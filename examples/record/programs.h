@@ -6,14 +6,25 @@
 
 namespace record {
 
-// Each reads one constant buffer, u_buf0, of four floats.
-constexpr char kColorProgram[] = "record_color";      // The constants are the colour.
-constexpr char kTextureProgram[] = "record_texture";  // A texture times the constants.
-constexpr char kMaskedProgram[] = "record_masked";    // The same with the alpha of a second texture: a filter's target
-                                                      // is opaque, the media behind it need not be.
-constexpr char kGreyProgram[] = "record_grey";        // A texture without its colours.
-constexpr char kBlurProgram[] = "record_blur";        // Blurred along one axis; constants: the step, in texture
-                                                      // coordinates.
+// A program that draws a layer, in two forms: a layer that lies straight has no stairs to smooth, and a software
+// rasteriser draws it faster without.
+struct LayerProgram {
+  const char* straight;
+  const char* turned;
+};
+
+// Each program reads one constant buffer, u_buf0, of four floats.
+//
+// Layers: the constants are the colour; a texture times the constants; and the same with the alpha of a second texture,
+// for a filter's target is opaque, and the media behind it need not be.
+constexpr LayerProgram kColorProgram = {"record_color", "record_color_turned"};
+constexpr LayerProgram kTextureProgram = {"record_texture", "record_texture_turned"};
+constexpr LayerProgram kMaskedProgram = {"record_masked", "record_masked_turned"};
+
+// Filters: a texture without its colours; and one blurred along an axis, the constants being the step in texture
+// coordinates.
+constexpr char kGreyProgram[] = "record_grey";
+constexpr char kBlurProgram[] = "record_blur";
 
 // Returns false when one cannot be built; the log says why.
 bool AddPrograms(GsDevice* device);
