@@ -8,11 +8,11 @@
 #include <cstring>
 #include <string>
 
+#include <quarn/glsl_src.h>
 #include <glm/glm.hpp>
 #include <glm/gtc/matrix_inverse.hpp>
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
-#include <quarn/glsl_src.h>
 
 #include "benchmarks/loops.h"
 
@@ -74,7 +74,8 @@ Target MakeTarget(GLenum format, GLsizei width, GLsizei height) {
   Target target;
   glGenTextures(1, &target.texture);
   glBindTexture(GL_TEXTURE_2D, target.texture);
-  for (const GLenum wrap : {GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T}) glTexParameteri(GL_TEXTURE_2D, wrap, GL_CLAMP_TO_EDGE);
+  for (const GLenum wrap : {GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T})
+    glTexParameteri(GL_TEXTURE_2D, wrap, GL_CLAMP_TO_EDGE);
   for (const GLenum filter : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER}) {
     glTexParameteri(GL_TEXTURE_2D, filter, GL_LINEAR);
   }
@@ -121,12 +122,8 @@ class BareLoop : public FrameLoop {
     }
     ComputeConstants();
     switch (workload.format) {
-      case kGsFormatRGBA:
-        AddPlane(kGlslRgba, GL_RGBA, w, h, w * 4, nullptr, 0);
-        break;
-      case kGsFormatBGRA:
-        AddPlane(kGlslToBgra, GL_RGBA, w, h, w * 4, nullptr, 0);
-        break;
+      case kGsFormatRGBA: AddPlane(kGlslRgba, GL_RGBA, w, h, w * 4, nullptr, 0); break;
+      case kGsFormatBGRA: AddPlane(kGlslToBgra, GL_RGBA, w, h, w * 4, nullptr, 0); break;
       case kGsFormatI420:
         AddPlane(kGlslToY, GL_RED, w, h, w, constants_, 16);
         AddPlane(kGlslToU, GL_RED, w / 2, h / 2, w / 2, constants_ + 4, 16);
@@ -171,14 +168,15 @@ class BareLoop : public FrameLoop {
 
  private:
   bool MakeContext() {
-    const auto get_display = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
-        eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    const auto get_display =
+        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
     if (!get_display) return false;
     display_ = get_display(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
     if (!eglInitialize(display_, nullptr, nullptr)) return false;
     eglBindAPI(EGL_OPENGL_API);
-    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION, 3, EGL_CONTEXT_MINOR_VERSION, 2,
-                                 EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT, EGL_NONE};
+    const EGLint attributes[] = {
+        EGL_CONTEXT_MAJOR_VERSION,           3,       EGL_CONTEXT_MINOR_VERSION, 2, EGL_CONTEXT_OPENGL_PROFILE_MASK,
+        EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT, EGL_NONE};
     context_ = eglCreateContext(display_, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
     return context_ != EGL_NO_CONTEXT;
   }
@@ -240,8 +238,16 @@ class BareLoop : public FrameLoop {
 
   void AddPlane(int row, GLenum format, GLsizei width, GLsizei height, GLsizei row_size, const float* constants,
                 GLsizeiptr constants_size) {
-    Plane plane = {row, format, width, height, row_size, constants, constants_size, Link(row),
-                   MakeTarget(format, width, height), 0,
+    Plane plane = {row,
+                   format,
+                   width,
+                   height,
+                   row_size,
+                   constants,
+                   constants_size,
+                   Link(row),
+                   MakeTarget(format, width, height),
+                   0,
                    MvpOf(gs_transform(gs_vec2(), gs_vec2(static_cast<float>(width), static_cast<float>(height))),
                          static_cast<float>(width), static_cast<float>(height)),
                    std::vector<unsigned char>(static_cast<std::size_t>(row_size * height))};

@@ -20,8 +20,7 @@ class ImageItem : public GsItem {
     if (!context.BindShader("rgba")) return;
     {
       GsTextureBinder binder(image_);
-      context.DrawRect(placement_,
-                       gs_vec2(static_cast<float>(workload_.width), static_cast<float>(workload_.height)));
+      context.DrawRect(placement_, gs_vec2(static_cast<float>(workload_.width), static_cast<float>(workload_.height)));
     }
     context.UnbindShader();
   }
@@ -56,10 +55,8 @@ class CountingOutput : public GsOutputRaw {
     const unsigned int h = workload_.height;
     switch (workload_.format) {
       case kGsFormatRGBA:
-      case kGsFormatBGRA:
-        return SumPlane(0, latest_.data[0], latest_.linesize[0], w * 4, h);
-      default:
-        break;
+      case kGsFormatBGRA: return SumPlane(0, latest_.data[0], latest_.linesize[0], w * 4, h);
+      default: break;
     }
     std::uint64_t sum = SumPlane(0, latest_.data[0], latest_.linesize[0], w, h);
     if (workload_.format == kGsFormatNV12) {

@@ -72,14 +72,10 @@ double Median(std::vector<double> values) {
 
 const char* Name(GsFormat format) {
   switch (format) {
-    case kGsFormatRGBA:
-      return "RGBA";
-    case kGsFormatBGRA:
-      return "BGRA";
-    case kGsFormatI420:
-      return "I420";
-    default:
-      return "NV12";
+    case kGsFormatRGBA: return "RGBA";
+    case kGsFormatBGRA: return "BGRA";
+    case kGsFormatI420: return "I420";
+    default: return "NV12";
   }
 }
 

@@ -11,7 +11,7 @@
 
 // What a frame consists of.
 struct Workload {
-  unsigned int width;   // Pixels, of the scene and of the output.
+  unsigned int width;  // Pixels, of the scene and of the output.
   unsigned int height;
   int items;
   GsFormat format;

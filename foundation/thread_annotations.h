@@ -11,7 +11,6 @@
 #define QUARN_CAPABILITY(x) QUARN_THREAD_ANNOTATION(capability(x))
 #define QUARN_SCOPED_CAPABILITY QUARN_THREAD_ANNOTATION(scoped_lockable)
 #define QUARN_GUARDED_BY(x) QUARN_THREAD_ANNOTATION(guarded_by(x))
-#define QUARN_PT_GUARDED_BY(x) QUARN_THREAD_ANNOTATION(pt_guarded_by(x))
 #define QUARN_REQUIRES(...) QUARN_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define QUARN_ACQUIRE(...) QUARN_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define QUARN_RELEASE(...) QUARN_THREAD_ANNOTATION(release_capability(__VA_ARGS__))

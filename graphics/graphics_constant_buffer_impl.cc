@@ -1,4 +1,4 @@
-// Defaults of a constant buffer; the GPU's part is the backend's.
+// Defaults of a constant buffer; the GPU's part is the backend's. Any thread updates; the render thread binds.
 #include "graphics/graphics_constant_buffer_impl.h"
 
 #include "foundation/logger.h"

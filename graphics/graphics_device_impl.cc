@@ -46,7 +46,7 @@ bool GraphicsDeviceImpl::Start() {
 
 void GraphicsDeviceImpl::Stop() {
   stop_.store(true, std::memory_order_relaxed);
-  if (render_thread_id_.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
+  if (OnOwnRenderThread()) {
     Logger::default_logger()->Error(
         "Stop was called on the graphics render thread, which cannot wait for itself: it ends after this frame; call "
         "Stop again from another thread");
@@ -58,6 +58,10 @@ void GraphicsDeviceImpl::Stop() {
   render_thread_id_.store(std::thread::id(), std::memory_order_relaxed);
   // The spelling is part of the interface and must stay.
   Logger::default_logger()->Info("graphics render thread stoped");
+}
+
+bool GraphicsDeviceImpl::OnOwnRenderThread() const {
+  return render_thread_id_.load(std::memory_order_relaxed) == std::this_thread::get_id();
 }
 
 bool GraphicsDeviceImpl::IsInternalRenderThread() const { return is_render_thread; }

@@ -69,6 +69,9 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   void OutputFrame(unsigned long long timestamp, unsigned int count) override;
   void DrawDisplay() override;
 
+  // Whether the caller is the device's own render thread, which can neither wait for itself nor outlive the device.
+  bool OnOwnRenderThread() const;
+
   // Runs one task of the queue.
   virtual void HandleTask(void (*func)(void*), void* param);
 

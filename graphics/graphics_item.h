@@ -2,6 +2,8 @@
 #ifndef QUARN_GRAPHICS_GRAPHICS_ITEM_H_
 #define QUARN_GRAPHICS_GRAPHICS_ITEM_H_
 
+#include <memory>
+
 #include "foundation/mutex.h"
 
 class GraphicsContext;
@@ -24,15 +26,15 @@ class GraphicsItem {
 
   void Attach(TickCallback* callback);
   void Detach();
-  // Render thread.
+  // Render thread. The item may be destroyed by its own callback.
   void Tick();
 
   GraphicsContext* context() const { return context_; }
 
  private:
   GraphicsContext* context_;
-  TickCallback* callback_ QUARN_GUARDED_BY(mutex_) = nullptr;
-  Mutex mutex_;
+  TickCallback* callback_ QUARN_GUARDED_BY(*mutex_) = nullptr;
+  const std::shared_ptr<Mutex> mutex_ = std::make_shared<Mutex>();  // Shared with a running tick.
 };
 
 #endif  // QUARN_GRAPHICS_GRAPHICS_ITEM_H_

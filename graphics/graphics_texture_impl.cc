@@ -1,4 +1,5 @@
-// What every texture shares; the GPU's part is the backend's.
+// What every texture shares; the GPU's part is the backend's. Any thread makes, updates and asks; the render thread
+// binds.
 #include "graphics/graphics_texture_impl.h"
 
 #include <cstdio>

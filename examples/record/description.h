@@ -32,9 +32,9 @@ enum class PixelLayout { kI420, kNv12, kRgba, kBgra };
 
 struct Layer {
   LayerKind kind = LayerKind::kColor;
-  std::string file;  // Of a picture or a video.
-  Color color;       // Of a colour.
-  Vec pos;           // Centre, in canvas pixels from the canvas' centre, y downwards.
+  std::string file;          // Of a picture or a video.
+  Color color;               // Of a colour.
+  Vec pos;                   // Centre, in canvas pixels from the canvas' centre, y downwards.
   std::optional<Size> size;  // Canvas pixels; a side of 0 follows from the other. Unset: the media's own; the canvas.
   float rotation_deg = 0;    // Clockwise.
   int z = 0;                 // Lower ones are underneath; equals stay in the order in which they were given.

@@ -60,7 +60,7 @@ class FilmWriter {
   AVFormatContext* format_ = nullptr;
   AvCodec codec_;
   AvPacket packet_;
-  AvScaler scaler_;    // From the frames' layout to the encoder's; null where they are the same.
+  AvScaler scaler_;  // From the frames' layout to the encoder's; null where they are the same.
   AvFrame converted_;
   std::string encoder_name_;
   std::int64_t next_index_ = 0;

@@ -9,10 +9,10 @@
 namespace record {
 
 // Each throws UsageError for anything else.
-Size ParseSize(const std::string& text);       // "640x360"
-Vec ParseVec(const std::string& text);         // "-20:35.5"
-double ParseNumber(const std::string& text);   // "0.5"
-Color ParseColor(const std::string& text);     // "#ff8000" or "#ff800080"; the '#' may be left out.
+Size ParseSize(const std::string& text);           // "640x360"
+Vec ParseVec(const std::string& text);             // "-20:35.5"
+double ParseNumber(const std::string& text);       // "0.5"
+Color ParseColor(const std::string& text);         // "#ff8000" or "#ff800080"; the '#' may be left out.
 LayerFilter ParseFilter(const std::string& text);  // "none", "blur" or "grey"
 PixelLayout ParseLayout(const std::string& text);  // "i420", "nv12", "rgba" or "bgra"
 

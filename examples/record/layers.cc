@@ -82,7 +82,7 @@ TextureLayer::TextureLayer(const Layer& layer, Size size, const Picture& picture
                static_cast<unsigned int>(picture.size.width), static_cast<unsigned int>(picture.size.height),
                stage.device),
       opaque_(picture.opaque) {
-  const auto add = [&](Size target, const char* program, const float (&constants)[4], GsTexture* input) {
+  const auto add = [&](Size target, const char* program, const float(&constants)[4], GsTexture* input) {
     filters_.push_back(std::make_unique<ShaderFilter>(target, program, constants, input, stage.device, stage.times));
   };
   if (layer.filter == LayerFilter::kGrey) {

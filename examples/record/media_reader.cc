@@ -13,7 +13,7 @@ extern "C" {
 namespace record {
 namespace {
 
-constexpr int kMaxSide = 8192;    // What hardware of the OpenGL 3.2 class takes as a texture.
+constexpr int kMaxSide = 8192;     // What hardware of the OpenGL 3.2 class takes as a texture.
 constexpr int kRowAlignment = 64;  // libswscale writes whole vectors.
 constexpr AVRational kNanoseconds = {1, 1000000000};
 

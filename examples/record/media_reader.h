@@ -45,7 +45,7 @@ class MediaReader {
 
   const std::string file_;
   Size size_;
-  Size picture_size_;   // What pictures are scaled to, before they are turned upright.
+  Size picture_size_;      // What pictures are scaled to, before they are turned upright.
   int quarter_turns_ = 0;  // Clockwise, to get upright.
 
   AvInput format_;

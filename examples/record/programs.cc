@@ -79,10 +79,11 @@ bool AddPrograms(GsDevice* device) {
     return device->AddShader(name, vertex, (kHead + body).c_str());
   };
   const auto add_layer = [&](const LayerProgram& program, const char* body) {
-    return add(program.straight, std::string(kStraightEdge) + body) && add(program.turned, std::string(kTurnedEdge) + body);
+    return add(program.straight, std::string(kStraightEdge) + body) &&
+           add(program.turned, std::string(kTurnedEdge) + body);
   };
-  return add_layer(kColorProgram, kColor) && add_layer(kTextureProgram, kTexture) && add_layer(kMaskedProgram, kMasked) &&
-         add(kGreyProgram, kGrey) && add(kBlurProgram, kBlur);
+  return add_layer(kColorProgram, kColor) && add_layer(kTextureProgram, kTexture) &&
+         add_layer(kMaskedProgram, kMasked) && add(kGreyProgram, kGrey) && add(kBlurProgram, kBlur);
 }
 
 bool AddBgraProgram(GsDevice* device) {

@@ -19,7 +19,8 @@ class GLObject {
   GraphicsContextGL* context_;
 };
 
-// Makes a context current for as long as it lives, and leaves it as it was found. The caller holds the context's lock.
+// Makes a context current for as long as it lives. If it was not current before, none is current afterwards. The caller
+// holds the context's lock.
 class ScopedBind {
  public:
   explicit ScopedBind(GraphicsContextGL* context) : context_(context), result_(context->BindContext()) {}

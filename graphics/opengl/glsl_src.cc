@@ -33,36 +33,36 @@ constexpr char kVertexSource[] =
     "    v_tex_coord = a_tex_coord;\n"
     "}\n";
 
-#define QUARN_FRAGMENT_SOURCE(constants, conversion)     \
-  "\n"                                                   \
-  "precision mediump float;\n"                           \
-  "#if __VERSION__ >= 300\n"                             \
-  "    layout (location = 0) out vec4 FragColor;\n"      \
-  "    in vec2 v_tex_coord;\n"                           \
-  "#elif __VERSION__ >= 150\n"                           \
-  "    out vec4 FragColor;\n"                            \
-  "    in vec2 v_tex_coord;\n"                           \
-  "#else\n"                                              \
-  "    varying vec2 v_tex_coord;\n"                      \
-  "#endif\n"                                             \
-  "\n"                                                   \
-  "uniform sampler2D u_tex0;\n"                          \
-  "\n" constants                                         \
-  "\n"                                                   \
-  "void main() {\n"                                      \
-  "    vec2 coord = v_tex_coord;\n"                      \
-  "\n"                                                   \
-  "#if __VERSION__ >= 150\n"                             \
-  "    vec4 rgba = texture(u_tex0, coord);\n"            \
-  "#else\n"                                              \
-  "    vec4 rgba = texture2D(u_tex0, coord);\n"          \
-  "#endif\n" conversion                                  \
-  "\n"                                                   \
-  "#if __VERSION__ >= 150\n"                             \
-  "    FragColor = rgba;\n"                              \
-  "#else\n"                                              \
-  "    gl_FragColor = rgba;\n"                           \
-  "#endif\n"                                             \
+#define QUARN_FRAGMENT_SOURCE(constants, conversion) \
+  "\n"                                               \
+  "precision mediump float;\n"                       \
+  "#if __VERSION__ >= 300\n"                         \
+  "    layout (location = 0) out vec4 FragColor;\n"  \
+  "    in vec2 v_tex_coord;\n"                       \
+  "#elif __VERSION__ >= 150\n"                       \
+  "    out vec4 FragColor;\n"                        \
+  "    in vec2 v_tex_coord;\n"                       \
+  "#else\n"                                          \
+  "    varying vec2 v_tex_coord;\n"                  \
+  "#endif\n"                                         \
+  "\n"                                               \
+  "uniform sampler2D u_tex0;\n"                      \
+  "\n" constants                                     \
+  "\n"                                               \
+  "void main() {\n"                                  \
+  "    vec2 coord = v_tex_coord;\n"                  \
+  "\n"                                               \
+  "#if __VERSION__ >= 150\n"                         \
+  "    vec4 rgba = texture(u_tex0, coord);\n"        \
+  "#else\n"                                          \
+  "    vec4 rgba = texture2D(u_tex0, coord);\n"      \
+  "#endif\n" conversion                              \
+  "\n"                                               \
+  "#if __VERSION__ >= 150\n"                         \
+  "    FragColor = rgba;\n"                          \
+  "#else\n"                                          \
+  "    gl_FragColor = rgba;\n"                       \
+  "#endif\n"                                         \
   "}\n"
 
 constexpr char kRgbaSource[] = QUARN_FRAGMENT_SOURCE("", "");

@@ -5,17 +5,20 @@
 #include <cstring>
 #include <memory>
 
+#include <quarn/glsl_src.h>
 #include <glm/glm.hpp>
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
-#include <quarn/glsl_src.h>
 
 #include "graphics/internal_types.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/graphics_shader_gl.h"
-#include "graphics/opengl/shader_prefix.h"
 
 namespace {
+
+// In front of every shader source. MACOSX selects the two-channel branch of "to_uv"; it is defined on every platform
+// and must stay.
+constexpr char kShaderPrefix[] = "#version 150\n#define MACOSX\n";
 
 // Position (x, y, z) and texture coordinate (u, v) of the unit quad's corners.
 constexpr float kVertices[] = {
@@ -54,14 +57,15 @@ GraphicsContextGL::GraphicsContextGL() = default;
 GraphicsContextGL::~GraphicsContextGL() = default;
 
 void GraphicsContextGL::BuildShader() {
+  for (int row = 0; row < kGlslSrcCount; row += 3) CompileShader(glsl_src[row], glsl_src[row + 1], glsl_src[row + 2]);
+}
+
+bool GraphicsContextGL::CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source) {
   const std::string prefix = kShaderPrefix;
-  for (int row = 0; row < kGlslSrcCount; row += 3) {
-    const std::string name = glsl_src[row];
-    const std::string vertex = prefix + glsl_src[row + 1];
-    const std::string fragment = prefix + glsl_src[row + 2];
-    auto shader = std::make_unique<GraphicsShaderGL>(name);
-    if (shader->Init(vertex.c_str(), fragment.c_str())) AddShader(name, shader.release());
-  }
+  auto shader = std::make_unique<GraphicsShaderGL>(name);
+  if (!shader->Init((prefix + vertex_source).c_str(), (prefix + fragment_source).c_str())) return false;
+  AddShader(name, shader.release());
+  return true;
 }
 
 void GraphicsContextGL::BuildVertexAttrBuffer() {

@@ -27,6 +27,10 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // Compiles the programs of glsl_src. A row that fails is left out and stops none of the others.
   void BuildShader() override;
 
+  // Compiles a program, its sources without a version line, and registers it under the name; a name that is taken keeps
+  // its program. Returns false, with the compiler's message in the log, when the program cannot be built.
+  bool CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source);
+
   // Makes the context current on the calling thread: -1 failure, 1 made current by this call, 0 was current already.
   virtual int BindContext() = 0;
   // Undoes a BindContext that returned 1.
@@ -47,8 +51,8 @@ class GraphicsContextGL : public GraphicsContextImpl {
   GLuint vertex_array_ = 0;
   GLuint default_uniform_buffer_ = 0;
   GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
-  std::vector<int> bound_uniform_indices_;      // Sorted, each once; keeps its memory, so that a draw allocates nothing.
-  std::string lookup_name_;                     // Of BindShader; keeps its memory too.
+  std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
+  std::string lookup_name_;                 // Of BindShader; keeps its memory too.
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_

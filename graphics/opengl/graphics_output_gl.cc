@@ -2,9 +2,9 @@
 #include "graphics/opengl/graphics_output_gl.h"
 
 #include <cstring>
+#include <limits>
 
 #include <glm/glm.hpp>
-#include <glm/gtc/matrix_inverse.hpp>
 #include <glm/gtc/type_ptr.hpp>
 
 #include "foundation/logger.h"
@@ -13,6 +13,7 @@
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
 #include "graphics/opengl/graphics_pack_buffer_gl.h"
 #include "graphics/opengl/graphics_texture_gl.h"
+#include "graphics/opengl/pixel_store.h"
 
 namespace {
 
@@ -45,14 +46,15 @@ GraphicsOutputGL::~GraphicsOutputGL() {
 GraphicsOutputGL::Planes GraphicsOutputGL::PlanesOf(OutputFormat format) const {
   const std::uint32_t w = width_;
   const std::uint32_t h = height_;
-  const Plane luma = {kFormatR8, w, h, w * h, GL_RED, 1};
-  const Plane chroma = {kFormatR8, w / 2, h / 2, (w * h) / 4, GL_RED, 1};
+  const std::uint64_t pixels = std::uint64_t{w} * h;
+  const Plane luma = {kFormatR8, w, h, pixels, GL_RED, 1};
+  const Plane chroma = {kFormatR8, w / 2, h / 2, pixels / 4, GL_RED, 1};
   Planes planes;
   switch (format) {
     case kOutputRGBA:
     case kOutputBGRA:
       planes.count = 1;
-      planes.plane[0] = {kFormatRGBA, w, h, w * h * 4, GL_RGBA, 4};
+      planes.plane[0] = {kFormatRGBA, w, h, pixels * 4, GL_RGBA, 4};
       break;
     case kOutputI420:
       planes.count = 3;
@@ -63,10 +65,9 @@ GraphicsOutputGL::Planes GraphicsOutputGL::PlanesOf(OutputFormat format) const {
     case kOutputNV12:
       planes.count = 2;
       planes.plane[0] = luma;
-      planes.plane[1] = {kFormatRG8, w / 2, h / 2, (w * h) / 2, GL_RG, 2};
+      planes.plane[1] = {kFormatRG8, w / 2, h / 2, pixels / 2, GL_RG, 2};
       break;
-    default:
-      break;
+    default: break;
   }
   return planes;
 }
@@ -78,9 +79,10 @@ void GraphicsOutputGL::CreateResources(OutputFormat format) {
     textures_[i].reset();
     pack_buffers_[i].reset();
     if (plane.width == 0 || plane.height == 0) continue;  // Chroma of a picture one pixel wide or high.
+    if (plane.buffer_size > std::numeric_limits<std::uint32_t>::max()) continue;
     textures_[i] = std::make_unique<GraphicsTextureGL>(context(), plane.target_format, plane.width, plane.height);
     if (!textures_[i]->Init(true)) textures_[i].reset();
-    pack_buffers_[i] = std::make_unique<GraphicsPackBufferGL>(context(), plane.buffer_size);
+    pack_buffers_[i] = std::make_unique<GraphicsPackBufferGL>(context(), static_cast<std::uint32_t>(plane.buffer_size));
     if (!pack_buffers_[i]->Init()) pack_buffers_[i].reset();
   }
   if (planes.count > 1) {
@@ -94,7 +96,7 @@ bool GraphicsOutputGL::HasResources(const Planes& planes) const {
     const Plane& plane = planes.plane[i];
     if (!textures_[i] || !pack_buffers_[i]) return false;
     if (textures_[i]->width() != plane.width || textures_[i]->height() != plane.height) return false;
-    if (pack_buffers_[i]->size() < plane.buffer_size) return false;
+    if (!pack_buffers_[i]->available() || pack_buffers_[i]->size() < plane.buffer_size) return false;
   }
   return planes.count == 1 || (planes.count > 1 && constant_buffer_);
 }
@@ -200,11 +202,9 @@ void GraphicsOutputGL::ConvertFormat(GraphicsTextureGL* source, OutputFormat for
     DrawPlane(0, "to_rgba", source, size, 1.0f, nullptr, 0);
     return;
   }
-  // The matrix of the context, YUV to RGB in rows, is read as columns; so the columns of the inverse are the rows of the
-  // way back: Y, U and V.
-  float matrix[16];
-  std::memcpy(matrix, context()->matrix_limit(), sizeof(matrix));
-  const glm::mat4 inverse = glm::inverse(glm::make_mat4(matrix));
+  // The matrix of the context, YUV to RGB in rows, is read as columns; so the columns of the inverse are the rows of
+  // the way back: Y, U and V.
+  const glm::mat4 inverse = glm::inverse(glm::make_mat4(context()->matrix_limit()));
   const float* const vectors = glm::value_ptr(inverse);
   const internal_vec2 half_size(size.x / 2.0f, size.y / 2.0f);
   DrawPlane(0, "to_y", source, size, 0.0f, vectors, kVec4Size);
@@ -224,7 +224,7 @@ void GraphicsOutputGL::ReadPixel(OutputFormat format) {
   if (!HasResources(planes)) return;
   CheckGLError(__FILE__, __LINE__);
   glFlush();
-  glPixelStorei(GL_PACK_ALIGNMENT, 1);  // The buffers are tightly packed.
+  ScopedPack pack;
   for (int i = 0; i < planes.count; ++i) {
     const Plane& plane = planes.plane[i];
     textures_[i]->BindReadFrameBuffer();
@@ -236,7 +236,6 @@ void GraphicsOutputGL::ReadPixel(OutputFormat format) {
     }
     textures_[i]->ReleaseReadFrameBuffer();
   }
-  glPixelStorei(GL_PACK_ALIGNMENT, 4);
 }
 
 void GraphicsOutputGL::OutputRawPixel(OutputFormat format, unsigned long long timestamp, int count) {

@@ -1,7 +1,7 @@
 // An output on OpenGL: conversion on the GPU, readback, and hand-over to the pool.
 //
-// Output and its stages run on the render thread with the context's lock held; Attach, Detach and destruction come from a
-// host's thread.
+// Output and its stages run on the render thread with the context's lock held; Attach, Detach and destruction come from
+// a host's thread.
 #ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_OUTPUT_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GRAPHICS_OUTPUT_GL_H_
 
@@ -25,22 +25,22 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
   void Attach(OutputCallback* callback) override;
   void Detach() override;
 
-  // The stages of a raw frame: draw the source into the planes' targets, read them into the pack buffers, copy those into
-  // a frame of the pool.
+  // The stages of a raw frame: draw the source into the planes' targets, read them into the pack buffers, copy those
+  // into a frame of the pool.
   void ConvertFormat(GraphicsTextureGL* source, OutputFormat format);
   void ReadPixel(OutputFormat format);
   void OutputRawPixel(OutputFormat format, unsigned long long timestamp, int count);
 
  private:
-  static constexpr int kSlots = 8;
+  static constexpr int kSlots = 8;  // Room for layouts of more planes than the present ones have.
   static constexpr int kMaxPlanes = 3;
 
   // A plane of a raw layout, as it is drawn and read back.
   struct Plane {
     GraphicsFormatInternal target_format;
-    std::uint32_t width;   // Pixels of the target.
+    std::uint32_t width;  // Pixels of the target.
     std::uint32_t height;
-    std::uint32_t buffer_size;  // Bytes of the pack buffer.
+    std::uint64_t buffer_size;  // Bytes of the pack buffer.
     GLenum read_format;
     std::uint32_t pixel_size;  // Bytes.
   };

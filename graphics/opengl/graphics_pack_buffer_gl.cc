@@ -1,4 +1,4 @@
-// Readback buffers.
+// Readback buffers. Made and destroyed by any thread, used by the render thread.
 #include "graphics/opengl/graphics_pack_buffer_gl.h"
 
 #include "graphics/opengl/gl_error.h"

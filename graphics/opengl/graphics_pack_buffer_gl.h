@@ -19,6 +19,8 @@ class GraphicsPackBufferGL : public GLObject {
   const unsigned char* Map();
   void Unmap();
 
+  // Whether there is a buffer to read into: Init succeeds without one, too.
+  bool available() const { return buffer_ != 0; }
   unsigned int size() const { return size_; }
 
  private:

@@ -36,7 +36,7 @@ void GraphicsSceneGL::Draw() {
   CheckGLError(__FILE__, __LINE__);
   glClear(GL_COLOR_BUFFER_BIT);
   CheckGLError(__FILE__, __LINE__);
-  CheckGLError(__FILE__, __LINE__);
+  CheckGLError(__FILE__, __LINE__);  // Each check takes one of the pending errors.
   glEnable(GL_BLEND);
   glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
   CheckGLError(__FILE__, __LINE__);

@@ -16,15 +16,14 @@ std::string InfoLog(GLuint object, GetParameter get_parameter, GetLog get_log) {
   return log;
 }
 
-// `kind` names the shader in the log.
-bool Compile(GLuint shader, const char* source, const char* kind) {
+// Returns whether the source compiles; if not, *log holds what the compiler says.
+bool Compile(GLuint shader, const char* source, std::string* log) {
   glShaderSource(shader, 1, &source, nullptr);
   glCompileShader(shader);
   GLint compiled = GL_FALSE;
   glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
   if (compiled) return true;
-  const std::string log = InfoLog(shader, glGetShaderiv, glGetShaderInfoLog);
-  if (!log.empty()) Logger::default_logger()->Error("Error compiling %s shader:%s\n", kind, log.c_str());
+  *log = InfoLog(shader, glGetShaderiv, glGetShaderInfoLog);
   return false;
 }
 
@@ -58,7 +57,12 @@ bool GraphicsShaderGL::Init(const char* vertex_source, const char* fragment_sour
   if (!vertex_source || !fragment_source) return false;
   const GLuint vertex = glCreateShader(GL_VERTEX_SHADER);
   const GLuint fragment = glCreateShader(GL_FRAGMENT_SHADER);
-  if (Compile(vertex, vertex_source, "vertex") && Compile(fragment, fragment_source, "fragment")) {
+  std::string log;
+  if (!Compile(vertex, vertex_source, &log)) {
+    if (!log.empty()) Logger::default_logger()->Error("Error compiling vertex shader:%s\n", log.c_str());
+  } else if (!Compile(fragment, fragment_source, &log)) {
+    if (!log.empty()) Logger::default_logger()->Error("Error compiling fragment shader:%s\n", log.c_str());
+  } else {
     program_ = Link(vertex, fragment);
   }
   glDeleteShader(vertex);

@@ -20,9 +20,9 @@ class GraphicsShaderGL : public GraphicsShader {
   // The names that drawing relies on, looked up once at link time. Numbered names count up to the first that the
   // program lacks.
   struct Bindings {
-    GLint textures[kMaxTextures];        // Locations of u_tex0 to u_tex3.
+    GLint textures[kMaxTextures];  // Locations of u_tex0 to u_tex3.
     int texture_count = 0;
-    GLuint buffer_blocks[kMaxBuffers];   // Indices of u_buf0 to u_buf9.
+    GLuint buffer_blocks[kMaxBuffers];  // Indices of u_buf0 to u_buf9.
     int buffer_count = 0;
     GLuint mvp_block = GL_INVALID_INDEX;
   };

@@ -5,17 +5,7 @@
 
 #include "foundation/logger.h"
 #include "graphics/opengl/gl_error.h"
-
-namespace {
-
-// Frames are tightly packed, which one- and two-byte layouts of odd width are not at the default alignment.
-class TightUnpack {
- public:
-  TightUnpack() { glPixelStorei(GL_UNPACK_ALIGNMENT, 1); }
-  ~TightUnpack() { glPixelStorei(GL_UNPACK_ALIGNMENT, 4); }
-};
-
-}  // namespace
+#include "graphics/opengl/pixel_store.h"
 
 GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, unsigned int width, unsigned int height)
     : GraphicsTextureGL(context, kFormatRGBA, width, height) {}
@@ -90,21 +80,16 @@ bool GraphicsTextureGL::Create(bool render_target) {
 bool GraphicsTextureGL::DefineStorage(bool render_target) {
   GLenum internal_format = 0;
   switch (frame_.format) {
-    case kFormatRGBA:
-      internal_format = GL_RGBA;
-      break;
+    case kFormatRGBA: internal_format = GL_RGBA; break;
     case kFormatR8:
       // A sampled image passes GL_R8 as its pixel format too, which GL refuses: such an image gets no storage. That is
       // part of the interface and must stay.
       internal_format = render_target ? GL_RED : GL_R8;
       break;
-    case kFormatRG8:
-      internal_format = GL_RG;
-      break;
-    default:
-      return false;
+    case kFormatRG8: internal_format = GL_RG; break;
+    default: return false;
   }
-  TightUnpack unpack;
+  ScopedUnpack unpack;
   glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(internal_format), static_cast<GLsizei>(width()),
                static_cast<GLsizei>(height()), 0, internal_format, GL_UNSIGNED_BYTE,
                render_target ? nullptr : frame_.data[0]);
@@ -173,14 +158,16 @@ void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
   glBindTexture(GL_TEXTURE_2D, texture_);
   // BGRA pixels go up as they are, without exchanging channels; other layouts are only kept. Both must stay.
   if (frame_.format == kFormatRGBA || frame_.format == kFormatBGRA) {
-    TightUnpack unpack;
+    ScopedUnpack unpack;
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, static_cast<GLsizei>(width()), static_cast<GLsizei>(height()), 0, GL_RGBA,
                  GL_UNSIGNED_BYTE, frame_.data[0]);
+    CheckGLError(__FILE__, __LINE__);
   }
   glBindTexture(GL_TEXTURE_2D, 0);
 }
 
 bool GraphicsTextureGL::Keep(GraphicsFrame&& frame) {
+  if (frame.format == kFormatUnknown) return false;  // An empty frame, as is the one held by some textures.
   // Compared with the frame held, not with the texture's size: a texture made without a frame refuses every update.
   if (frame.format != frame_.format || frame.width != frame_.width || frame.height != frame_.height) return false;
   frame_ = std::move(frame);

@@ -36,7 +36,8 @@ class GraphicsFrame {
   GraphicsFrame& operator=(const GraphicsFrame&) = delete;
 
   // Copies `height` rows of plane 0, of the frame's own pitch each, upside down: the first source row becomes the last
-  // of the frame. Copies RGBA, R8, RG8 and RGBA16 only; that BGRA is not among them must stay.
+  // of the frame. Copies RGBA, R8, RG8 and RGBA16 only; that BGRA is not among them must stay. More rows than the frame
+  // has are not copied at all.
   void Copy(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal format,
             unsigned int width, unsigned int height);
 

@@ -66,10 +66,17 @@ void GraphicsOutputImpl::Output(unsigned long long /*timestamp*/, int /*count*/)
 
 void GraphicsOutputImpl::Attach(OutputCallback* callback) {
   SuspendOutput();  // So that the wait below is for one running call, not for all that is queued.
-  MutexLocker<Mutex> lock(callback_mutex_);
-  callback_ = callback;
-  if (callback) ResetPool(FrameFormat(callback->format()));
-  attached_format_.store(callback ? callback->format() : kNotAttached, std::memory_order_release);
+  bool has_frames = true;
+  {
+    MutexLocker<Mutex> lock(callback_mutex_);
+    callback_ = callback;
+    if (callback) has_frames = ResetPool(FrameFormat(callback->format()));
+    attached_format_.store(callback ? callback->format() : kNotAttached, std::memory_order_release);
+  }
+  // Without the locks: a host's log handler may take its time.
+  if (!has_frames) {
+    Logger::default_logger()->Error("[GraphicsOutput] no memory for frames of %u x %u pixels", width_, height_);
+  }
 }
 
 void GraphicsOutputImpl::Detach() {
@@ -79,19 +86,16 @@ void GraphicsOutputImpl::Detach() {
   SuspendOutput();  // An Attach on another thread may have been before us.
 }
 
-void GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
+bool GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
   MutexLocker<Mutex> lock(cache_mutex_);
   ++generation_;
   pooled_ = false;
   free_count_ = 0;
   write_index_ = read_index_;
-  if (format == kFormatUnknown) return;
+  if (format == kFormatUnknown) return true;
   for (std::uint64_t i = 0; i < capacity_; ++i) {
     GraphicsFrame frame(format, width_, height_);
-    if (!frame.data[0]) {
-      Logger::default_logger()->Error("[GraphicsOutput] no memory for frames of %u x %u pixels", width_, height_);
-      return;
-    }
+    if (!frame.data[0]) return false;
     GraphicsFrame& pooled_frame = cache_[i].frame;
     if (&pooled_frame == delivering_) {
       // A receiver attaches from inside its call, whose planes stay valid until it ends.
@@ -102,6 +106,7 @@ void GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
   }
   pooled_ = true;
   free_count_ = capacity_;
+  return true;
 }
 
 bool GraphicsOutputImpl::LockFrame(GraphicsFrame** frame, unsigned long long timestamp, int count) {

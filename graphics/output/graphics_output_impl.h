@@ -1,8 +1,9 @@
 // The output thread and its pool of frames.
 //
-// The render thread produces (LockFrame, fill, UnlockFrame), the output thread consumes (Run), the host's thread
-// attaches and detaches. `callback_mutex_` is held around every call of the host; `cache_mutex_` guards the pool's
-// bookkeeping. The output thread holds one at a time; an attach takes `cache_mutex_` second.
+// The render thread produces (LockFrame, fill, UnlockFrame), the output thread consumes (Run), any thread attaches and
+// detaches, the output thread from inside its call too. `callback_mutex_` is held around every call into the host and
+// guards the receiver; `cache_mutex_` guards the pool. Who needs both, an attach, takes `cache_mutex_` second; the
+// output thread takes them in turn.
 #ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 #define QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 
@@ -96,8 +97,9 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   std::uint64_t generation_ = 0;
 
  private:
-  // Discards what is queued and makes the frames anew; none for kFormatUnknown.
-  void ResetPool(GraphicsFormatInternal format) QUARN_REQUIRES(callback_mutex_);
+  // Discards what is queued and makes the frames anew; none for kFormatUnknown. Returns false when memory is short: no
+  // frames are pooled then.
+  bool ResetPool(GraphicsFormatInternal format) QUARN_REQUIRES(callback_mutex_);
   bool HasQueuedFrame();
   std::uint64_t NextIndex(std::uint64_t index) const QUARN_REQUIRES(cache_mutex_);
 

@@ -12,8 +12,9 @@ inline GraphicsContextImpl* LockableContext(GraphicsContext* context) {
 // Holds the lock of a context, when there is one, for as long as it lives.
 //
 // Whoever attaches or detaches a scene, an item or a filter holds it throughout: so the render loop, and host threads
-// among themselves, see each step whole. It is taken before every other lock. Queued tasks and ticks run with it held;
-// were it taken second anywhere, one of them that attaches something could deadlock.
+// among themselves, see each step whole. It is taken before every other lock but the callback mutex of a raw output,
+// which is held when a host attaches or detaches something from inside OnFrame. Queued tasks and ticks run with it
+// held; were it taken after any other lock, one of them that attaches something could deadlock.
 class ContextLock {
  public:
   explicit ContextLock(GraphicsContextImpl* context) QUARN_NO_THREAD_SAFETY_ANALYSIS : context_(context) {

@@ -3,7 +3,7 @@
 #include <quarn/gs_device.h>
 
 #include "foundation/logger.h"
-#include "graphics/graphics_device.h"
+#include "graphics/graphics_device_impl.h"
 
 GsDevice* app_default_device = nullptr;
 
@@ -18,6 +18,12 @@ bool GsDevice::CreateDefaultDevice(bool start) {
 GsDevice* GsDevice::DefaultDevice() { return app_default_device; }
 
 void GsDevice::DestroyDefaultDevice() {
+  const auto* const engine =
+      app_default_device ? dynamic_cast<GraphicsDeviceImpl*>(app_default_device->impl_) : nullptr;
+  if (engine && engine->OnOwnRenderThread()) {
+    Logger::default_logger()->Error("[GsDevice] the default device stays: it cannot be destroyed on its render thread");
+    return;
+  }
   // The last frame may still ask for the default device, so the global outlasts the render thread.
   delete app_default_device;
   app_default_device = nullptr;
@@ -101,7 +107,7 @@ void GsDevice::LeaveThreadContext() {
 void* GsDevice::native_obj() { return impl_ ? impl_->native_obj() : nullptr; }
 
 void GsDevice::QueueTask(void (*func)(void*), void* param) {
-  if (impl_ && func) impl_->QueueTask(func, param);
+  if (impl_) impl_->QueueTask(func, param);
 }
 
 void GsDevice::DoTask() {

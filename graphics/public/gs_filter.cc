@@ -3,6 +3,7 @@
 
 #include <quarn/gs_texture.h>
 
+#include "foundation/logger.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_filter.h"
 #include "graphics/public/context_lock.h"
@@ -40,8 +41,11 @@ GsFilter::GsFilter(unsigned int width, unsigned int height, GsDevice* device) {
 }
 
 GsFilter::~GsFilter() {
-  // The host detaches first; a context that kept the pointer of one that did not would crash the next frame.
-  if (on_draw_) Detach();
+  // The context must not keep the filter: the next frame would draw it.
+  if (on_draw_) {
+    Logger::default_logger()->Error("[GsFilter] destroyed while attached: call Detach first");
+    Detach();
+  }
   delete impl_;
   delete texture_;
 }

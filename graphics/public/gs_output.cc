@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include <quarn/gs_scene.h>
 #include <quarn/gs_texture.h>
@@ -112,8 +113,7 @@ bool GsOutputRaw::Start() {
 
 void GsOutputRaw::Stop() {
   GsOutput::Stop();
-  if (on_output_) on_output_->Retire();
-  on_output_ = nullptr;
+  if (GsOnOutput* const bridge = std::exchange(on_output_, nullptr)) bridge->Retire();
 }
 
 void GsOutputRaw::OnFrame(const GsFrame& frame) {
@@ -136,8 +136,7 @@ bool GsOutputTex::Start() {
 
 void GsOutputTex::Stop() {
   GsOutput::Stop();
-  if (on_output_) on_output_->Retire();
-  on_output_ = nullptr;
+  if (GsOnOutput* const bridge = std::exchange(on_output_, nullptr)) bridge->Retire();
 }
 
 void GsOutputTex::OnTexture(GsTexture* /*texture*/, unsigned long long timestamp) {

@@ -44,7 +44,7 @@ GsScene::~GsScene() {
   items_->CopyTo(&items);
   for (const auto& item : items) {
     item->Detach();
-    // An item that went on to another scene keeps that one.
+    // An item that went on to another scene keeps that one as its scene(); its ticks have ended there too.
     if (item->scene() == this) item->SetScene(nullptr);
   }
 }

@@ -34,6 +34,20 @@ bool CopyPixels(const unsigned char* data, unsigned int stride, GraphicsFormatIn
   return true;
 }
 
+// What a texture of that layout and size is made with: the engine, and the engine's name of the layout. Returns null
+// when there can be no such texture, with an error line for a zero side.
+GraphicsDevice* FindEngine(GsDevice* device, GsTexture::Format format, unsigned int width, unsigned int height,
+                           GraphicsFormatInternal* internal_format) {
+  GraphicsDevice* const engine = ResolveDevice(device);
+  *internal_format = ToInternalFormat(format);
+  if (!engine || *internal_format == kFormatUnknown) return nullptr;
+  if (width == 0 || height == 0) {
+    Logger::default_logger()->Error("[GsTexture] no texture of %u x %u pixels", width, height);
+    return nullptr;
+  }
+  return engine;
+}
+
 GraphicsTexture* EngineTexture(GsTexture* texture) { return texture ? texture->impl() : nullptr; }
 
 }  // namespace
@@ -52,13 +66,9 @@ GraphicsFormatInternal ToInternalFormat(GsTexture::Format format) {
 GsTexture::GsTexture(const unsigned char* data, unsigned int stride, Format format, unsigned int width,
                      unsigned int height, GsDevice* device)
     : impl_(nullptr), owned_(true) {
-  GraphicsDevice* engine = ResolveDevice(device);
-  const GraphicsFormatInternal internal_format = ToInternalFormat(format);
-  if (!engine || internal_format == kFormatUnknown) return;
-  if (width == 0 || height == 0) {
-    Logger::default_logger()->Error("[GsTexture] no texture of %u x %u pixels", width, height);
-    return;
-  }
+  GraphicsFormatInternal internal_format = kFormatUnknown;
+  GraphicsDevice* const engine = FindEngine(device, format, width, height, &internal_format);
+  if (!engine) return;
   GraphicsFrame frame;
   if (!CopyPixels(data, stride, internal_format, width, height, &frame)) return;
   if (frame.format == kFormatUnknown) {
@@ -70,14 +80,9 @@ GsTexture::GsTexture(const unsigned char* data, unsigned int stride, Format form
 
 GsTexture::GsTexture(Format format, unsigned int width, unsigned int height, GsDevice* device)
     : impl_(nullptr), owned_(true) {
-  GraphicsDevice* engine = ResolveDevice(device);
-  const GraphicsFormatInternal internal_format = ToInternalFormat(format);
-  if (!engine || internal_format == kFormatUnknown) return;
-  if (width == 0 || height == 0) {
-    Logger::default_logger()->Error("[GsTexture] no texture of %u x %u pixels", width, height);
-    return;
-  }
-  impl_ = engine->CreateTexture(internal_format, width, height);
+  GraphicsFormatInternal internal_format = kFormatUnknown;
+  GraphicsDevice* const engine = FindEngine(device, format, width, height, &internal_format);
+  if (engine) impl_ = engine->CreateTexture(internal_format, width, height);
 }
 
 GsTexture::GsTexture(GraphicsFrame&& frame, GsDevice* device) : impl_(nullptr), owned_(true) {

@@ -6,12 +6,12 @@
 
 // Where each program starts in glsl_src: its name, then its vertex source (+ 1) and fragment source (+ 2).
 enum GlslSrcIndex : int {
-  kGlslRgba = 0,     // "rgba": the texture as it is.
-  kGlslToBgra = 3,   // "to_bgra": red and blue exchanged.
-  kGlslToY = 6,      // "to_y": the luma plane.
-  kGlslToUv = 9,     // "to_uv": the interleaved chroma plane.
-  kGlslToU = 12,     // "to_u": the U plane.
-  kGlslToV = 15,     // "to_v": the V plane.
+  kGlslRgba = 0,    // "rgba": the texture as it is.
+  kGlslToBgra = 3,  // "to_bgra": red and blue exchanged.
+  kGlslToY = 6,     // "to_y": the luma plane.
+  kGlslToUv = 9,    // "to_uv": the interleaved chroma plane.
+  kGlslToU = 12,    // "to_u": the U plane.
+  kGlslToV = 15,    // "to_v": the V plane.
   kGlslSrcCount = 18,
 };
 

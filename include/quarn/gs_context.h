@@ -23,7 +23,7 @@ struct GsVertex {
 //     context.UnbindShader();
 //   }
 //
-// Thread: render, inside a Draw, a TickSource or a queued task. Without a device nothing happens.
+// Thread: render, inside a Draw, TickSource, OnTexture or queued task. Without a device nothing happens.
 class QUARN_EXPORT GsContext {
  public:
   // Ownership: `device` stays the caller's; unlike elsewhere, null means none.

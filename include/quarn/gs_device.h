@@ -18,8 +18,9 @@ class GraphicsDevice;
 // A host that wants to drive the frames itself creates the device unstarted, calls InitThreadContext on its
 // thread, then TickSource, HandleFilter, OutputFrame and DrawDisplay for each frame, and DoTask when it likes.
 //
-// Shut down in this order: stop outputs, release scenes, items, filters, textures and constant buffers, then
-// destroy the device.
+// Shut down in this order: stop and destroy outputs, release scenes, items, filters, textures and constant
+// buffers, then destroy the device: every object goes before its device. Objects of different devices cannot be
+// mixed: a scene's items, outputs, textures and constant buffers belong to its device.
 //
 // GL work done on a host thread (creating and updating objects) leaves no GL context current on that thread.
 class QUARN_EXPORT GsDevice {
@@ -34,17 +35,25 @@ class QUARN_EXPORT GsDevice {
   static GsDevice* DefaultDevice();
   // Stops and destroys the default device, if there is one.
   //
-  // Blocks: until the render thread has finished its frame. Not on the render thread.
+  // Blocks: for the rest of the running frame, its sleep and the last drain of the task queue. On the render thread
+  // it does nothing but log an error.
   static void DestroyDefaultDevice();
 
+  // A device without an engine until Init.
+  //
+  // Thread: any.
   GsDevice();
   // Stops the render thread, then destroys the engine.
   //
-  // Blocks: until the render thread has finished its frame. Not on the render thread.
+  // Blocks: for the rest of the running frame, its sleep and the last drain of the task queue. Not on the render
+  // thread.
   virtual ~GsDevice();
 
   // Builds the engine. Returns true when it exists at the end. A machine without OpenGL 3.2 still gets an engine:
   // the log says what is missing, and objects that need a drawing context come out inert.
+  //
+  // Thread: any, before any other use of the device.
+  // Blocks: while the driver makes the drawing context and compiles the built-in programs.
   virtual bool Init();
   // Sets the frame rate in frames per second, 1 to 1,000,000,000 (30 until set). A running loop takes it after the
   // frame in hand; an output keeps the rate of its creation. Other values are refused with a warning in the log.
@@ -61,8 +70,10 @@ class QUARN_EXPORT GsDevice {
 
   // Returns whether the calling thread is a render thread: one between InitThreadContext and
   // UninitThreadContext, of whichever device.
+  //
+  // Thread: any.
   bool IsInternalRenderThread() const;
-  // Kept for hosts that call it; does nothing.
+  // Kept for hosts that call it; does nothing. Thread: any.
   void ClearFrameList();
   // Compiles a shader program under `name`, for GsContext::BindShader. Sources are GLSL 1.50 without a version
   // line; "#version 150" and a definition of MACOSX are put in front. Name samplers u_tex0 to u_tex3, uniform
@@ -77,7 +88,7 @@ class QUARN_EXPORT GsDevice {
   // For a host that drives the frames itself: makes the calling thread the render thread. Returns false without an
   // engine.
   bool InitThreadContext();
-  // The end of that.
+  // The end of that. Thread: the one that called InitThreadContext.
   void UninitThreadContext();
   // Ticks every item of the scenes in use. Thread: render.
   void TickSource();
@@ -91,14 +102,16 @@ class QUARN_EXPORT GsDevice {
   // Reserved: the device of this version only logs a warning.
   void EnterThreadContext();
   void LeaveThreadContext();
-  // Reserved: null in this version.
+  // Reserved: null in this version. Thread: any.
   void* native_obj();
 
   // Has the render thread call func(param) after its frame, with the GL context current. Tasks run in order; one
   // queued by a task runs after the next frame. A null `func` is ignored. Without an engine, or without a usable GL
-  // context, the task is dropped; tasks still queued when the device is destroyed are dropped too.
+  // context, the task is dropped. A render thread runs what is queued before it ends; what is queued later, or on a
+  // device that the host drives, is dropped with the device.
   //
   // Thread: any.
+  // Callback safety: as GsScene::Draw.
   // Ownership: `param` stays the caller's.
   void QueueTask(void (*func)(void*), void* param);
   // Runs the queued tasks now. Thread: render.

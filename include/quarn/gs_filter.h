@@ -17,15 +17,21 @@ class GsTexture;
 // Thread: Attach and Detach from any; the rest is caller-serialised with drawing.
 class QUARN_EXPORT GsFilter {
  public:
-  // A target of `width` x `height` pixels, each at least 1; otherwise, and without a device, the filter is inert. A
-  // null `device` means the default device.
+  // A target of `width` x `height` pixels, each at least 1 and at most the driver's longest texture side; otherwise,
+  // and without a device, the filter is inert. A null `device` means the default device.
+  //
+  // Blocks: for the running stage of a frame.
   GsFilter(unsigned int width, unsigned int height, GsDevice* device);
-  // Detach first.
+  // Detach first: destroying an attached filter is an error, which the log names.
+  //
+  // Blocks: for the running stage of a frame.
   virtual ~GsFilter();
 
-  // Draws into the target, which is cleared to opaque black, with blending on. Does nothing by default.
+  // Draws into the target, which is cleared to opaque black, with blending on; set the viewport first. Does nothing by
+  // default.
   //
   // Thread: render, with the GL context current and the target bound; called by the library.
+  // Callback safety: as GsScene::Draw.
   virtual void Draw();
 
   GsFilter(const GsFilter&) = delete;

@@ -22,7 +22,7 @@ struct GsFrame {
   const unsigned char* data[4];  // The planes, the top row first; null where the layout has none.
   std::uint32_t linesize[4];     // Bytes from a row to the next, for each plane.
   std::uint32_t format;          // Always 1, whatever the layout: go by the format given to the output.
-  std::uint64_t timestamp;       // Presentation time, nanoseconds of the monotonic clock.
+  std::uint64_t timestamp;       // Presentation time, nanoseconds of the monotonic clock; see GsOutput.
 };
 
 #endif  // QUARN_GS_FRAME_H_

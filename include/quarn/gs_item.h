@@ -29,25 +29,28 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   // Called once a frame for every item of a scene in use, hidden ones included. Does nothing by default.
   //
   // Thread: render, with the GL context current: textures may be updated here.
-  // Callback safety: may set values, queue tasks, update textures and constant buffers, add and remove items; an item
-  // added or removed here may miss or get one tick of the running frame. An item that removes itself needs a reference
-  // besides the scene's until its TickSource has returned.
+  // Callback safety: as GsScene::Draw; may set values, queue tasks, update textures and constant buffers, add and
+  // remove items, itself too. After that, an item may miss a tick of the running frame, or get one.
   virtual void TickSource();
   // Draws the item into its scene; called for visible items, in the scene's order. Does nothing by default. Blending
   // is on; set the viewport first.
   //
   // Thread: render, with the GL context current.
+  // Callback safety: as GsScene::Draw; may add and remove items, itself too.
   virtual void Draw();
 
   GsItem(const GsItem&) = delete;
   GsItem& operator=(const GsItem&) = delete;
 
-  // Starts and stops the ticks. The scene calls them; a host has no need to.
+  // Starts and stops the ticks; when Detach returns none is running (but the one that it is called from). The scene
+  // calls them; a host has no need to.
+  //
+  // Blocks: for the running stage of a frame.
   void Attach();
-  // Blocks: until a running TickSource has ended.
   void Detach();
 
-  // The scene of the item, not counted; null outside a scene. SetScene is the scene's to call.
+  // The scene of the item, not counted; null outside a scene. Of an item in two scenes it is the one added last, and
+  // null once the item has been removed from either. SetScene is the scene's to call.
   void SetScene(GsScene* scene);
   GsScene* scene() const;
 

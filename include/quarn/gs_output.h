@@ -14,25 +14,37 @@ class GsTexture;
 
 // What raw and texture outputs share. An output keeps its scene in use, and so rendered, for as long as it lives.
 //
-// Thread: caller-serialised.
+// A picture's timestamp, in nanoseconds of the monotonic clock, is the time of the frame before the one in which the
+// picture was drawn: the render loop hands on what it knows of the previous frame. A host that drives the frames itself
+// gives the timestamps to GsDevice::OutputFrame.
+//
+// Thread: caller-serialised. Not on the render thread (a Draw, TickSource, OnTexture or queued task) for a raw output
+// whose OnFrame calls into the engine: its Start, Stop and destructor would each wait for that call, and the call for
+// them.
 class QUARN_EXPORT GsOutput {
  public:
-  // An output of `scene` at `width` x `height` pixels, each at least 1; the picture is fitted, keeping its aspect ratio.
-  // A null scene, a zero side or no device make it inert. A null `device` means the default device.
+  // An output of `scene` at `width` x `height` pixels; the picture is fitted, keeping its aspect ratio. Each side is at
+  // least 1 (at least 2 for I420 and NV12: otherwise Start succeeds and nothing comes) and at most the driver's longest
+  // texture side. A null `device` means the default device; it must be the scene's. A null scene, a side out of range
+  // and a device other than the scene's make the output inert, with an error line in the log; without any device it is
+  // inert too.
   //
   // Blocks: for the running stage of a frame.
   // Ownership: takes a reference on the scene.
   GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device);
   // Stop first: destroying a started output is an error, which the log names.
+  //
+  // Blocks: for the running stage of a frame and a running OnFrame. Not on the render thread, as said above.
   virtual ~GsOutput();
 
-  // Starts the deliveries. Returns false when that is impossible; an inert output starts and delivers nothing.
+  // Starts the deliveries. Returns false only for a format that no output produces; other problems are logged, and
+  // nothing is delivered. An inert output starts and delivers nothing.
   //
-  // Blocks: for the running stage of a frame and a running callback.
+  // Blocks: for the running stage of a frame and a running callback. Not on the render thread, as said above.
   virtual bool Start() = 0;
   // Ends the deliveries: when it returns no callback runs any more (but the one that it is called from).
   //
-  // Blocks: for the running stage of a frame and a running callback.
+  // Blocks: for the running stage of a frame and a running callback. Not on the render thread, as said above.
   virtual void Stop();
 
   GsOutput(const GsOutput&) = delete;
@@ -48,9 +60,10 @@ class QUARN_EXPORT GsOutput {
 
 // Raw frames in memory. Derive and override OnFrame.
 //
-// Frames are stamped with the time of the frame that they show and delivered one per frame period, by a thread of the
-// output. Six are buffered: while the host is slower than that, the newest buffered picture is delivered again in place
-// of what was lost, so that the stream keeps one frame per period.
+// Frames are delivered one per frame period, by a thread of the output. Six are buffered: while the host is slower than
+// that, the newest buffered picture is delivered again in place of what was lost, so that the stream keeps one frame a
+// period. From one Start to the next, two different pictures are never handed out in a row from the same planes: a host
+// may recognise a repeat by GsFrame::data[0].
 //
 // BGRA pictures are opaque black until the host adds the program that makes them, in one line (glsl_src.h):
 //
@@ -60,15 +73,15 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
   GsOutputRaw(GsScene* scene, unsigned int width, unsigned int height, GsFormat format, GsDevice* device);
   ~GsOutputRaw() override;
 
-  // Returns false, and logs an error, for a format that no output produces.
+  // Returns false, with an error line in the log, for a format that no output produces.
   bool Start() override;
   void Stop() override;
 
   // Receives a frame. By default logs its timestamp at debug level.
   //
   // Thread: the output's own.
-  // Callback safety: may take its time, call Stop, update textures and constant buffers, add and remove items, and queue
-  // tasks; must not destroy the output.
+  // Callback safety: may take its time, start and stop its own output, update textures and constant buffers, add and
+  // remove items, and queue tasks; must not destroy the output, nor start, stop or destroy another one.
   virtual void OnFrame(const GsFrame& frame);
 
  private:
@@ -82,14 +95,17 @@ class QUARN_EXPORT GsOutputTex : public GsOutput {
   GsOutputTex(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device);
   ~GsOutputTex() override;
 
+  // Always returns true.
   bool Start() override;
   void Stop() override;
 
-  // Receives the scene's texture, of the scene's size, bottom row first; it belongs to the scene and is valid during the
-  // call. `timestamp` is the presentation time in nanoseconds. By default logs the timestamp at debug level.
+  // Receives the scene's texture once a frame, of the scene's size, bottom row first; it belongs to the scene and is
+  // valid during the call. `timestamp` is the picture's, as GsOutput has it: the time of the frame before. By default
+  // logs the timestamp at debug level.
   //
   // Thread: render, with the GL context current: a host may draw with the texture. It delays the frame.
-  // Callback safety: may call Stop, update textures and constant buffers, and queue tasks; must not destroy the output.
+  // Callback safety: as GsScene::Draw; may start and stop its own output, update textures and constant buffers, and
+  // queue tasks; must not destroy the output, nor start, stop or destroy another one.
   virtual void OnTexture(GsTexture* texture, unsigned long long timestamp);
 
  private:

@@ -18,20 +18,29 @@ class GsSceneUse;
 // A canvas of a fixed size with a list of items, the first at the bottom. It starts opaque black every frame and is
 // rendered only while an output or a view uses it. Counted by reference: see RefCounted.
 //
+// An item may be in two scenes: it is ticked once a frame and drawn in both. Removing it from either, and taking either
+// out of use, stops its ticks in both.
+//
 // Thread: any, also while the scene is rendered.
 class QUARN_EXPORT GsScene : public RefCountInterface {
  public:
-  // A canvas of `width` x `height` pixels, each at least 1; otherwise, and without a device, the scene is inert. A null
-  // `device` means the default device.
+  // A canvas of `width` x `height` pixels, each at least 1 and at most the driver's longest texture side; otherwise,
+  // and without a device, the scene is inert. A null `device` means the default device.
   //
   // Blocks: for the running stage of a frame.
   GsScene(unsigned int width, unsigned int height, GsDevice* device);
   // Destroy a scene only when no output or view uses it.
+  //
+  // Blocks: for the running stage of a frame.
   ~GsScene() override;
 
-  // Draws one frame: by default Draw of every visible item in order. An override may replace or extend it.
+  // Draws one frame: by default Draw of every visible item in order. An override may replace or extend it; blending is
+  // on; set the viewport first.
   //
   // Thread: render, with the GL context current and the canvas bound; called by the library.
+  // Callback safety: runs with the engine's lock held. It must not wait for a thread that creates, attaches or detaches
+  // objects, and must not destroy the scene, a filter or the device. GL of the host's own leaves the state as it found
+  // it: pixel store, bindings, current context.
   virtual void Draw();
 
   GsScene(const GsScene&) = delete;

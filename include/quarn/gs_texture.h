@@ -12,8 +12,8 @@ class GsDevice;
 // An image that shaders sample: made from pixels, from an external image, or wrapping a picture of the engine. When
 // it cannot be made it is inert: size 0, null native_obj, updates ignored.
 //
-// Thread: any for creating, updating and destroying (the GL work runs under the engine's lock); one object is
-// caller-serialised.
+// Thread: any. Update may run while frames draw with the texture (the GL work runs under the engine's lock);
+// SetRotation and destruction are caller-serialised with every other use.
 class QUARN_EXPORT GsTexture {
  public:
   enum Format : int {
@@ -25,8 +25,8 @@ class QUARN_EXPORT GsTexture {
   };
 
   // Copies `height` rows of `width` pixels, the top row first, from `data`; rows start `stride` bytes apart, at least a
-  // row's own bytes. A null `device` means the default device. Bad arguments give an inert texture and, where the host
-  // could not know, an error line.
+  // row's own bytes. Each side is at least 1 and at most the driver's longest texture side. A null `device` means the
+  // default device. Bad arguments give an inert texture and, where the host could not know, an error line.
   //
   // Blocks: for the running stage of a frame.
   // Ownership: `data` is copied.
@@ -37,7 +37,12 @@ class QUARN_EXPORT GsTexture {
   // From a frame of the engine. For the library's own use.
   GsTexture(GraphicsFrame&& frame, GsDevice* device);
   // From a QnExternalImage*, whose size it takes. It holds no pixels until Update(image), and is sampled through a
-  // sampler2DRect with coordinates in pixels.
+  // sampler2DRect with coordinates in pixels, y = 0 being the image's top row: with the v_tex_coord of glsl_src.h as
+  // `coord` and the image's `size`,
+  //
+  //   texture(u_tex0, vec2(coord.x, 1.0 - coord.y) * size)
+  //
+  // Blocks: for the running stage of a frame.
   GsTexture(void* external_image, GsDevice* device);
   // Wraps an engine texture without owning it. For the library's own use.
   explicit GsTexture(GraphicsTexture* texture);
@@ -77,9 +82,10 @@ class QUARN_EXPORT GsTexture {
 };
 
 // Binds up to four textures to the texture units 0 to 3 (u_tex0 to u_tex3) for as long as it lives. A null texture
-// leaves its unit alone. Make it on the stack inside a Draw.
+// leaves its unit alone. Make it on the stack; the textures must outlive it. Create and update textures before making
+// it: both leave no texture bound on the active unit.
 //
-// Thread: render, inside a Draw or TickSource.
+// Thread: render, inside a Draw, TickSource, OnTexture or queued task.
 class QUARN_EXPORT GsTextureBinder {
  public:
   GsTextureBinder();

@@ -27,7 +27,8 @@ class QUARN_EXPORT QNEvent {
   // Blocks: until signalled.
   bool Wait();
   // Waits up to `ms` milliseconds. Returns true when the time ran out (or the wait failed) and false when the
-  // event was signalled: the opposite sense to Wait, which is part of the interface.
+  // event was signalled: the opposite sense to Wait, which is part of the interface. The deadline is on the wall
+  // clock: a change of that clock shortens or lengthens the wait.
   //
   // Blocks: up to `ms` milliseconds.
   bool TimedWait(unsigned long ms);

@@ -20,15 +20,16 @@ class QUARN_EXPORT QnExternalImage {
 
   // Pixels at `base`, rows `bytes_per_row` apart (at least width * 4).
   //
-  // Ownership: `base` stays the host's, and must be readable during each use.
+  // Ownership: `base` stays the host's, and must be readable, to the last row, during each use.
   QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row,
                   const void* base);
   // Pixels in the file `fd`, from byte `offset` on. The file is mapped for each use only; one that is too short is
   // refused there.
   //
-  // Ownership: `fd` stays the host's, and must be open during each use.
-  QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row, int fd,
-                  std::size_t offset);
+  // Ownership: `fd` stays the host's, and must be open during each use; the file must not shrink meanwhile, which would
+  // end the process.
+  QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row,
+                  int fd, std::size_t offset);
 
   unsigned int width() const { return width_; }
   unsigned int height() const { return height_; }

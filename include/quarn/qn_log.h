@@ -1,7 +1,7 @@
 // Log messages of the library and of the host: one stream for both.
 //
 // Without a handler, lines go to standard output as a level prefix ("D:", "I:", "W:" or "E:"), "[Quarn] " and
-// the message, cut to 4,095 characters in all.
+// the message; tag and message together are cut to 4,095 characters, the level prefix comes besides.
 #ifndef QUARN_QN_LOG_H_
 #define QUARN_QN_LOG_H_
 
@@ -22,7 +22,9 @@ enum QnLogLevel : int {
 // first (va_copy).
 //
 // Thread: any, several at once: the library's threads and the host's log as they run, so a handler guards
-// its own state. A handler may log.
+// its own state.
+// Callback safety: messages come with locks of the library held. A handler takes no lock under which the host
+// calls the library, and calls nothing of the library but qn_log.
 typedef void (*QnLogHandler)(int level, const char* format, va_list args, void* user);
 
 extern "C" {

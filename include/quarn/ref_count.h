@@ -9,6 +9,7 @@
 #define QUARN_REF_COUNT_H_
 
 #include <atomic>
+#include <cstddef>
 #include <utility>
 
 #include <quarn/export.h>

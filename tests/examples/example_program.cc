@@ -79,9 +79,9 @@ void ExampleTest::Ffmpeg(const std::string& arguments) {
 }
 
 std::string ExampleTest::Probe(const std::string& film) {
-  const Ended ended = Run(FFPROBE, {"-v", "error", "-count_frames", "-show_entries",
-                                    "stream=codec_name,width,height,r_frame_rate,nb_read_frames", "-of", "csv=p=0",
-                                    film});
+  const Ended ended =
+      Run(FFPROBE, {"-v", "error", "-count_frames", "-show_entries",
+                    "stream=codec_name,width,height,r_frame_rate,nb_read_frames", "-of", "csv=p=0", film});
   EXPECT_EQ(ended.err, "");
   return ended.out.substr(0, ended.out.find('\n'));
 }
@@ -97,8 +97,10 @@ std::vector<RgbFrame> ExampleTest::Decode(const std::string& film, int width, in
   EXPECT_EQ(raw.size() % bytes, 0u);
   std::vector<RgbFrame> frames;
   for (std::size_t at = 0; at + bytes <= raw.size(); at += bytes) {
-    frames.push_back(RgbFrame{width, height, {raw.begin() + static_cast<std::ptrdiff_t>(at),
-                                              raw.begin() + static_cast<std::ptrdiff_t>(at + bytes)}});
+    frames.push_back(RgbFrame{
+        width,
+        height,
+        {raw.begin() + static_cast<std::ptrdiff_t>(at), raw.begin() + static_cast<std::ptrdiff_t>(at + bytes)}});
   }
   return frames;
 }
@@ -161,11 +163,11 @@ void ExpectNear(const RgbFrame& frame, const ReferenceFrame& reference, int tole
   }
   EXPECT_GT(compared, frame.width * frame.height * 7 / 10) << "the reference has too few flat places";
   EXPECT_LE(over, compared / 200);
-  EXPECT_LE(worst, tolerance * 3) << "at (" << worst_x << ", " << worst_y << "): is ("
-                                  << +frame.At(worst_x, worst_y)[0] << ", " << +frame.At(worst_x, worst_y)[1] << ", "
-                                  << +frame.At(worst_x, worst_y)[2] << "), should be ("
-                                  << +reference.At(worst_x, worst_y)[0] << ", " << +reference.At(worst_x, worst_y)[1]
-                                  << ", " << +reference.At(worst_x, worst_y)[2] << ")";
+  EXPECT_LE(worst, tolerance * 3) << "at (" << worst_x << ", " << worst_y << "): is (" << +frame.At(worst_x, worst_y)[0]
+                                  << ", " << +frame.At(worst_x, worst_y)[1] << ", " << +frame.At(worst_x, worst_y)[2]
+                                  << "), should be (" << +reference.At(worst_x, worst_y)[0] << ", "
+                                  << +reference.At(worst_x, worst_y)[1] << ", " << +reference.At(worst_x, worst_y)[2]
+                                  << ")";
 }
 
 void ExpectPixel(const RgbFrame& frame, int x, int y, int r, int g, int b) {

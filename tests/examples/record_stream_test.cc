@@ -52,8 +52,7 @@ class RecordStreamTest : public ExampleTest {
 
 TEST_F(RecordStreamTest, UdpReceiverGetsTheFilm) {
   const std::string url = "udp://127.0.0.1:" + std::to_string(Open(SOCK_DGRAM));
-  const pid_t pid =
-      Start("quarn-record", {"--canvas", "320x180", "--color", "#c03050", "--duration", "1", "-o", url});
+  const pid_t pid = Start("quarn-record", {"--canvas", "320x180", "--color", "#c03050", "--duration", "1", "-o", url});
   const Ended ended = Wait(pid);  // All of it fits into the receiver's buffer.
   EXPECT_EQ(ended.exit_code, 0);
   EXPECT_EQ(ended.err, "");
@@ -75,8 +74,8 @@ TEST_F(RecordStreamTest, UdpReceiverGetsTheFilm) {
 TEST_F(RecordStreamTest, UdpReceiverMayGoAway) {
   MakeNoise();
   const std::string url = "udp://127.0.0.1:" + std::to_string(Open(SOCK_DGRAM)) + "?connect=1";
-  const pid_t pid = Start("quarn-record", {"--canvas", "320x180", "--picture", "noise.png,spin=4000", "--duration", "1",
-                                           "-o", url});
+  const pid_t pid =
+      Start("quarn-record", {"--canvas", "320x180", "--picture", "noise.png,spin=4000", "--duration", "1", "-o", url});
   EXPECT_FALSE(Receive(60000).empty());
   Close();
   const Ended ended = Wait(pid);

@@ -18,16 +18,18 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 // A scene of overlapping, turned and half-transparent rectangles, and its reference.
-const Arguments kScene = {"--canvas", "320x180", "--color", "#204060",
-                          "--color", "#e0a020,size=120x80,pos=-70:-20,rotation=30",
-                          "--color", "#c03050,size=140x60,pos=20:25,opacity=0.5",
-                          "--color", "#20c080,size=60x120,pos=100:0,rotation=-10,opacity=0.75"};
+const Arguments kScene = {"--canvas", "320x180",
+                          "--color",  "#204060",
+                          "--color",  "#e0a020,size=120x80,pos=-70:-20,rotation=30",
+                          "--color",  "#c03050,size=140x60,pos=20:25,opacity=0.5",
+                          "--color",  "#20c080,size=60x120,pos=100:0,rotation=-10,opacity=0.75"};
 
 ReferenceFrame SceneReference() {
-  return Reference(320, 180, {{0, 0, 320, 180, 0, 0x20, 0x40, 0x60, 1},
-                              {-70, -20, 120, 80, 30, 0xe0, 0xa0, 0x20, 1},
-                              {20, 25, 140, 60, 0, 0xc0, 0x30, 0x50, 0.5},
-                              {100, 0, 60, 120, -10, 0x20, 0xc0, 0x80, 0.75}});
+  return Reference(320, 180,
+                   {{0, 0, 320, 180, 0, 0x20, 0x40, 0x60, 1},
+                    {-70, -20, 120, 80, 30, 0xe0, 0xa0, 0x20, 1},
+                    {20, 25, 140, 60, 0, 0xc0, 0x30, 0x50, 0.5},
+                    {100, 0, 60, 120, -10, 0x20, 0xc0, 0x80, 0.75}});
 }
 
 Arguments operator+(Arguments left, const Arguments& right) {
@@ -39,9 +41,10 @@ class RecordTest : public ExampleTest {
  protected:
   // A second of red, then a second of green, ten pictures a second, at an odd size.
   void MakeClip() {
-    Ffmpeg("-f lavfi -i color=red:s=67x51:r=10:d=1 -f lavfi -i color=lime:s=67x51:r=10:d=1 -filter_complex "
-           "concat,scale=out_color_matrix=bt709,format=yuv444p -c:v libx264 -crf 10 -color_range tv -colorspace bt709 "
-           "clip.mp4");
+    Ffmpeg(
+        "-f lavfi -i color=red:s=67x51:r=10:d=1 -f lavfi -i color=lime:s=67x51:r=10:d=1 -filter_complex "
+        "concat,scale=out_color_matrix=bt709,format=yuv444p -c:v libx264 -crf 10 -color_range tv -colorspace bt709 "
+        "clip.mp4");
   }
 };
 
@@ -95,10 +98,14 @@ TEST_F(RecordTest, OfflineFilmIsTheSameBytesOnEveryRun) {
   Ffmpeg("-f lavfi -i testsrc2=s=120x90 -frames:v 1 picture.png");
   for (const std::string film : {"film.y4m", "film.mp4"}) {
     SCOPED_TRACE(film);
-    const Arguments arguments = {"--canvas", "320x180", "--video", "clip.mp4,size=320x180,filter=blur,loop",
-                                 "--picture", "picture.png,spin=90,drift=30:0,filter=grey",
-                                 "--video", "clip.mp4,pos=100:40,spin=-45",
-                                 "--duration", "1", "--fps", "15", "--offline", "-o", film};
+    const Arguments arguments = {"--canvas",   "320x180",
+                                 "--video",    "clip.mp4,size=320x180,filter=blur,loop",
+                                 "--picture",  "picture.png,spin=90,drift=30:0,filter=grey",
+                                 "--video",    "clip.mp4,pos=100:40,spin=-45",
+                                 "--duration", "1",
+                                 "--fps",      "15",
+                                 "--offline",  "-o",
+                                 film};
     Record(arguments);
     const std::string first = ReadFile(Path(film));
     Record(arguments);
@@ -224,11 +231,12 @@ TEST_F(RecordTest, PhotosAreTakenAsTheyAre) {
 
 TEST_F(RecordTest, VideosHeldSidewaysStandUpright) {
   // Red above, blue below; shown turned by a quarter clockwise, red is on the right.
-  Ffmpeg("-f lavfi -i color=red:s=80x40:d=0.2 -f lavfi -i color=blue:s=80x40:d=0.2 -filter_complex vstack -c:v libx264 "
-         "-pix_fmt yuv420p flat.mp4");
+  Ffmpeg(
+      "-f lavfi -i color=red:s=80x40:d=0.2 -f lavfi -i color=blue:s=80x40:d=0.2 -filter_complex vstack -c:v libx264 "
+      "-pix_fmt yuv420p flat.mp4");
   Ffmpeg("-i flat.mp4 -c copy -metadata:s:v rotate=270 turned.mp4");
-  const Ended tags = Run(FFPROBE, {"-v", "error", "-show_entries", "stream_side_data=rotation", "-of", "csv=p=0",
-                                   "turned.mp4"});
+  const Ended tags =
+      Run(FFPROBE, {"-v", "error", "-show_entries", "stream_side_data=rotation", "-of", "csv=p=0", "turned.mp4"});
   if (tags.out.find("90") == std::string::npos) GTEST_SKIP() << "this ffmpeg does not write the tag";
   Record({"--canvas", "80x80", "--video", "turned.mp4", "-o", "still.png"});
   const RgbFrame frame = Decode("still.png", 80, 80)[0];
@@ -252,8 +260,8 @@ TEST_F(RecordTest, SceneFileDoesWhatTheOptionsDo) {
   Record({"--scene", "scene/scene.json", "--offline", "-o", "a.y4m"});
   Record({"--canvas", "160x90", "--output-size", "320x180", "--fps", "10", "--duration", "0.5", "--color", "#204060",
           "--picture",
-          "scene/picture.png,size=60x0,pos=-20:5,rotation=15,opacity=0.5,spin=10,drift=3:4,z=2,filter=grey",
-          "--color", "#ff8000,size=50x20,z=1", "--offline", "-o", "b.y4m"});
+          "scene/picture.png,size=60x0,pos=-20:5,rotation=15,opacity=0.5,spin=10,drift=3:4,z=2,filter=grey", "--color",
+          "#ff8000,size=50x20,z=1", "--offline", "-o", "b.y4m"});
   EXPECT_EQ(Probe("a.y4m"), "rawvideo,320,180,10/1,5");
   EXPECT_TRUE(ReadFile(Path("a.y4m")) == ReadFile(Path("b.y4m")));
   // Options win over the file.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -95,6 +96,24 @@ TEST(GraphicsItemTest, DoesWithoutAContext) {
   item.Detach();
   item.Tick();
   EXPECT_THAT(journal, ElementsAre("tick"));
+}
+
+TEST(GraphicsItemTest, MayBeDestroyedInItsTick) {
+  class EndingCallback : public GraphicsItem::TickCallback {
+   public:
+    void OnTick() override {
+      item->Detach();
+      item.reset();
+    }
+    std::unique_ptr<GraphicsItem> item;
+  };
+  GraphicsContextImpl context;
+  EndingCallback callback;
+  callback.item = std::make_unique<GraphicsItem>(&context);
+  callback.item->Attach(&callback);
+  context.TickSource();
+  EXPECT_EQ(callback.item, nullptr);
+  context.TickSource();
 }
 
 TEST(GraphicsItemTest, DetachWaitsForATickInProgress) {

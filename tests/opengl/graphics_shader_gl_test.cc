@@ -1,11 +1,11 @@
 #include "graphics/opengl/graphics_shader_gl.h"
 
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 
-#include "graphics/opengl/shader_prefix.h"
 #include "tests/support/gl_fixture.h"
 
 namespace {
@@ -53,8 +53,6 @@ class GraphicsShaderGLTest : public GlTest {
     return log;
   }
 };
-
-TEST_F(GraphicsShaderGLTest, ThePrefixNamesVersionAndPlatform) { EXPECT_STREQ(kShaderPrefix, kPrefix); }
 
 TEST_F(GraphicsShaderGLTest, LinksAProgram) {
   const test::CurrentContext current(context());
@@ -122,6 +120,27 @@ TEST_F(GraphicsShaderGLTest, ReportsAFragmentShaderThatDoesNotCompile) {
   ASSERT_NE(compiler, "");
   EXPECT_THAT(TakeLog(), ElementsAre("E: Error compiling fragment shader:" + compiler + "\n"));
   EXPECT_EQ(gl_spy::LiveObjects(), objects);
+}
+
+// A host's handler sees the format itself.
+TEST_F(GraphicsShaderGLTest, HandlersGetTheFormatsOfTheMessages) {
+  const test::CurrentContext current(context());
+  std::vector<std::string> formats;
+  LoggerHook hook(
+      "Quarn",
+      [](int, const char* format, va_list, void* user) {
+        static_cast<std::vector<std::string>*>(user)->push_back(format);
+      },
+      &formats);
+  Logger* const before = Logger::default_logger();
+  Logger::SetDefaultLogger(&hook);
+  GraphicsShaderGL shader("bad");
+  shader.Init(kBroken.c_str(), kFragment.c_str());
+  shader.Init(kVertex.c_str(), kBroken.c_str());
+  shader.Init(kVertex.c_str(), kUnlinkable.c_str());
+  Logger::SetDefaultLogger(before);
+  EXPECT_THAT(formats, ElementsAre("Error compiling vertex shader:%s\n", "Error compiling fragment shader:%s\n",
+                                   "CreateProgram linked error", "Error linking program:%s\n"));
 }
 
 TEST_F(GraphicsShaderGLTest, ReportsAProgramThatDoesNotLink) {

@@ -356,6 +356,7 @@ TEST_F(GsFilterTest, AttachAndDetachMayBeRepeated) {
     filter.Attach();
     // Destroyed while attached: it takes itself out.
   }
+  EXPECT_EQ(host::log::Count(kQnLogError, "[GsFilter] destroyed while attached: call Detach first"), 1);
   Frame(3);
   EXPECT_TRUE(host::DrivenDeviceWorks(&device));
 }

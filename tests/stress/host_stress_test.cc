@@ -318,6 +318,34 @@ TEST_F(HostStressTest, OutputsRestartThemselves) {
   RunTogether({restart_raw, restart_raw, restart_texture, restart_texture, ChangeItems()});
 }
 
+// A render thread that is always late never sleeps: it must not keep hosts out all the same. The margin is for a host's
+// thread that the system lets wait between two of its steps; without a turn of its own it waits for several frames at
+// each.
+TEST_F(HostStressTest, LateRenderThreadLetsHostsIn) {
+  constexpr int kSteps = 40;
+  device->SetFps(1000);
+  std::atomic<int> frames{0};
+  const auto slow = MakeItem(gs_vec2(16, 12), device);
+  slow->on_draw = [&frames] {
+    ++frames;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(5);
+    while (std::chrono::steady_clock::now() < end) {
+    }
+  };
+  scenes[0]->AddItem(slow);
+  host::Receiver output(scenes[0], 16, 16, kGsFormatRGBA, device);
+  output.Start();
+  EXPECT_TRUE(host::PassFrames(device, 2));
+  const int before = frames;
+  for (int i = 0; i < kSteps / 2; ++i) {
+    scenes[0]->AddItem(items[1]);
+    scenes[0]->RemoveItem(items[1]);
+  }
+  EXPECT_LE(frames - before, kSteps * 3 / 2);
+  output.Stop();
+  scenes[0]->RemoveItem(slow);
+}
+
 TEST(DeviceStressTest, DevicesComeAndGo) {
   const auto end = std::chrono::steady_clock::now() + kDuration;
   int rounds = 0;

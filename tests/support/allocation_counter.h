@@ -9,7 +9,8 @@
 
 #include <cstddef>
 
-// Counts the allocations of the thread that makes it, from then on. Counters on one thread may nest.
+// Counts the allocations of the thread that makes it, from then on. It must be destroyed on that thread too. Counters
+// on one thread may nest.
 class AllocationCounter {
  public:
   AllocationCounter();

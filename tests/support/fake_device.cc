@@ -181,7 +181,7 @@ void FakeOutput::Output(unsigned long long timestamp, int count) {
   if (format == kOutputTexture) {
     MutexLocker<Mutex> lock(callback_mutex_);
     if (callback_) callback_->OnOutputTexture(texture_.get(), timestamp);
-  } else if (format != kOutputNone) {
+  } else if (format != kNotAttached) {
     GraphicsFrame* frame = nullptr;
     if (LockFrame(&frame, timestamp, count)) UnlockFrame();
   }

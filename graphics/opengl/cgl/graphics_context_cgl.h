@@ -34,8 +34,8 @@ class GraphicsContextCGL : public GraphicsContextGL {
  private:
   std::unique_ptr<NativeContext> native_;
   unsigned int max_texture_size_ = 0;
-  // The thread between a BindContext that returned 1 and its UnbindContext, and how many such pairs are open on it: more
-  // than one only if a host's callback changed the current context.
+  // The thread between a BindContext that returned 1 and its UnbindContext, and how many such pairs are open on it:
+  // more than one only if a host's callback changed the current context.
   std::atomic<std::thread::id> bound_thread_{};
   int bound_count_ = 0;
 };

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <string>
 #include <utility>
 
 #include "foundation/logger.h"
@@ -13,9 +12,7 @@
 #include "graphics/opengl/graphics_filter_gl.h"
 #include "graphics/opengl/graphics_output_gl.h"
 #include "graphics/opengl/graphics_scene_gl.h"
-#include "graphics/opengl/graphics_shader_gl.h"
 #include "graphics/opengl/graphics_texture_gl.h"
-#include "graphics/opengl/shader_prefix.h"
 
 namespace {
 
@@ -56,14 +53,8 @@ bool GraphicsDeviceCGL::CheckSize(const char* what, unsigned int width, unsigned
 bool GraphicsDeviceCGL::AddShader(const char* name, const char* vs, const char* fs) {
   if (!context_ || !name || !vs || !fs) return false;
   MutexLocker<GraphicsContextGL> lock(*context_);
-  const std::string vertex = std::string(kShaderPrefix) + vs;
-  const std::string fragment = std::string(kShaderPrefix) + fs;
   ScopedBind bind(context_.get());
-  if (!bind.ok()) return false;
-  auto shader = std::make_unique<GraphicsShaderGL>(name);
-  if (!shader->Init(vertex.c_str(), fragment.c_str())) return false;
-  context_->AddShader(name, shader.release());
-  return true;
+  return bind.ok() && context_->CompileShader(name, vs, fs);
 }
 
 GraphicsScene* GraphicsDeviceCGL::CreateScene(unsigned int width, unsigned int height) {
@@ -99,6 +90,11 @@ GraphicsConstantBuffer* GraphicsDeviceCGL::CreateConstantBuffer(unsigned int siz
 
 GraphicsOutput* GraphicsDeviceCGL::CreateOutput(GraphicsScene* scene, unsigned int width, unsigned int height) {
   if (!available() || !CheckSize("An output", width, height)) return nullptr;
+  auto* const object = dynamic_cast<GLObject*>(scene);
+  if (scene && (!object || object->context() != context_.get())) {
+    Logger::default_logger()->Error("An output cannot be made for a scene of another device");
+    return nullptr;
+  }
   auto output = std::make_unique<GraphicsOutputGL>(context_.get(), scene, width, height, fps());
   const bool ready = output->Init();
   return ReadyOrNull(std::move(output), ready);
@@ -118,7 +114,8 @@ std::uint64_t GraphicsDeviceCGL::TickSource(unsigned long long frame_time, unsig
   if (!context_) return time;
   MutexLocker<GraphicsContextGL> lock(*context_);
   ScopedBind bind(context_.get());
-  if (bind.ok()) context_->TickSource();
+  // Without a native context there is nothing to bind, and items go on all the same.
+  if (bind.ok() || !available()) context_->TickSource();
   return time;
 }
 

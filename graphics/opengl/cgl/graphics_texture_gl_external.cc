@@ -1,4 +1,5 @@
-// Textures bound to external images: the part of GraphicsTextureGL that knows the platform.
+// The part of GraphicsTextureGL that takes external images, over the platform's seam for them. Any thread, under the
+// context's lock.
 #include "foundation/logger.h"
 #include "graphics/opengl/cgl/external_image.h"
 #include "graphics/opengl/gl_error.h"
@@ -11,12 +12,17 @@ GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, void* external_
 
 void GraphicsTextureGL::Update(void* external_image) {
   if (!context() || !external_image) return;
+  if (!external_image_) {
+    Logger::default_logger()->Error("Only a texture made from an external image can be updated from one");
+    return;
+  }
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
   if (!bind.ok()) return;
   CheckGLError(__FILE__, __LINE__);
   const std::uint32_t pixel_format = ExternalImagePixelFormat(external_image);
-  // An unknown layout is reported and bound all the same.
+  // An unknown layout is reported and bound all the same. The texts of the three errors are part of the interface and
+  // stay, whatever the platform's images are called.
   if (pixel_format == 0) {
     Logger::default_logger()->Error("Invalid IOSurface Buffer");
   } else if (pixel_format != kExternalImageBGRA && pixel_format != kExternalImageL10R) {

@@ -11,8 +11,8 @@ class NativeContext {
  public:
   enum class Error { kNone, kNoPixelFormat, kNoContext };
 
-  // Makes a context that shares textures and buffers with `share`, unless that is null. On failure returns null and says
-  // in *error what was missing: a display and configuration that offer OpenGL, or the context itself.
+  // Makes a context that shares textures and buffers with `share`, unless that is null. On failure returns null and
+  // says in *error what was missing: a display and configuration that offer OpenGL, or the context itself.
   static std::unique_ptr<NativeContext> Create(NativeContext* share, Error* error);
   // Frees what the platform keeps for the calling thread. For a thread of the library that ends.
   static void ReleaseThread();

@@ -1,4 +1,4 @@
-// OpenGL contexts on Linux, through EGL.
+// OpenGL contexts on Linux, through EGL. Entered by every thread that does GL work.
 //
 // One display serves the process, for contexts cannot share objects across displays: an X11 display where one can be
 // opened (through a connection of our own, so that nothing that the host does to its connection concerns us), else a
@@ -144,18 +144,16 @@ class DisplayChooser {
 
   std::unique_ptr<NativeContext> TryX11(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
     if (!HasExtension(client_extensions_, "EGL_EXT_platform_xcb")) return nullptr;
-    int screen = 0;
-    xcb_connection_t* const connection = xcb_connect(nullptr, &screen);
-    std::unique_ptr<NativeContext> context;
-    if (!xcb_connection_has_error(connection)) {
-      const EGLint attributes[] = {EGL_PLATFORM_XCB_SCREEN_EXT, screen, EGL_NONE};
-      context = TryDisplay(EGL_PLATFORM_XCB_EXT, connection, attributes, error);
-      // A display that was opened on the connection keeps using it, whether a context came of it or not.
+    if (!x11_connection_) {
+      xcb_connection_t* const connection = xcb_connect(nullptr, &x11_screen_);
+      if (xcb_connection_has_error(connection)) {
+        xcb_disconnect(connection);
+        return nullptr;
+      }
       x11_connection_ = connection;
-    } else {
-      xcb_disconnect(connection);
     }
-    return context;
+    const EGLint attributes[] = {EGL_PLATFORM_XCB_SCREEN_EXT, x11_screen_, EGL_NONE};
+    return TryDisplay(EGL_PLATFORM_XCB_EXT, x11_connection_, attributes, error);
   }
 
   std::unique_ptr<NativeContext> TrySurfaceless(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
@@ -179,7 +177,9 @@ class DisplayChooser {
   const PFNEGLQUERYDEVICESEXTPROC query_devices_;
   Mutex mutex_;
   Display chosen_ QUARN_GUARDED_BY(mutex_);
-  xcb_connection_t* x11_connection_ QUARN_GUARDED_BY(mutex_) = nullptr;  // Never closed, like its display.
+  // Never closed: an EGL display on it is for ever.
+  xcb_connection_t* x11_connection_ QUARN_GUARDED_BY(mutex_) = nullptr;
+  int x11_screen_ QUARN_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace

@@ -116,6 +116,7 @@ class TestOutput : public GraphicsOutputImpl {
 
   using GraphicsOutputImpl::attached_format;
   using GraphicsOutputImpl::cache_;
+  using GraphicsOutputImpl::cache_mutex_;
   using GraphicsOutputImpl::callback_mutex_;
   using GraphicsOutputImpl::frame_interval_;
   using GraphicsOutputImpl::kCacheSlots;
@@ -250,6 +251,39 @@ TEST_F(GraphicsOutputImplTest, PoolsNothingWithoutMemory) {
   EXPECT_FALSE(output.LockFrame(nullptr, 1, 1));
   EXPECT_TRUE(output.OutputCurrentFrame());
   EXPECT_THAT(receiver.deliveries, IsEmpty());
+}
+
+TEST_F(GraphicsOutputImplTest, ReportsMissingMemoryWithoutItsLocks) {
+  TestOutput output(65536, 65536);
+  // Another thread must get both locks while the message is being handled.
+  class ProbingLogger : public Logger {
+   public:
+    explicit ProbingLogger(TestOutput* output) : Logger(""), output_(output) {}
+    void Log(Level, const char*, va_list) override {
+      std::thread([this] {
+        callback_free = IsFree(output_->callback_mutex_);
+        pool_free = IsFree(output_->cache_mutex_);
+      }).join();
+    }
+    void Log(Level, const char*) override {}
+    bool callback_free = false;
+    bool pool_free = false;
+
+   private:
+    static bool IsFree(Mutex& mutex) {
+      if (mutex.TryLock()) return false;  // It answers true when the lock was not obtained.
+      mutex.Unlock();
+      return true;
+    }
+    TestOutput* output_;
+  } logger(&output);
+  Receiver receiver;
+  Logger* const previous = Logger::default_logger();
+  Logger::SetDefaultLogger(&logger);
+  output.Attach(&receiver);
+  Logger::SetDefaultLogger(previous);
+  EXPECT_TRUE(logger.callback_free);
+  EXPECT_TRUE(logger.pool_free);
 }
 
 TEST_F(GraphicsOutputImplTest, AttachOfNullTakesTheReceiverAway) {
@@ -598,13 +632,14 @@ TEST_P(GraphicsOutputImplModelTest, PoolDoesAsTheModel) {
     std::uint64_t timestamp;
     int count;
   };
-  std::optional<Picture> locked;
+  Picture locked = {};
+  bool is_locked = false;
 
   for (int step = 0; step < 20000; ++step) {
     SCOPED_TRACE(step);
     if (chance(200)) consumer_share = 10 + random() % 80;
     const unsigned int turn = random() % 100;
-    if (!locked && chance(150)) {
+    if (!is_locked && chance(150)) {
       switch (random() % 6) {
         case 0:
           output.Detach();
@@ -625,10 +660,10 @@ TEST_P(GraphicsOutputImplModelTest, PoolDoesAsTheModel) {
       }
     } else if (turn < consumer_share) {
       EXPECT_EQ(output.OutputCurrentFrame(), model.Deliver(&expected));
-    } else if (locked) {
+    } else if (is_locked) {
       output.UnlockFrame();
-      model.Commit(locked->id, locked->timestamp, locked->count);
-      locked.reset();
+      model.Commit(locked.id, locked.timestamp, locked.count);
+      is_locked = false;
     } else {
       const int unusual[] = {0, -1, -3, kIntMin, kIntMax, 1000};
       const int count = chance(100) ? unusual[random() % 6] : static_cast<int>(1 + (chance(4) ? random() % 4 : 0));
@@ -640,6 +675,7 @@ TEST_P(GraphicsOutputImplModelTest, PoolDoesAsTheModel) {
       if (room) {
         Stamp(frame, picture.id);
         locked = picture;
+        is_locked = true;
       } else {
         ++times_full;
         EXPECT_FALSE(output.LockFrame(nullptr, 0, 0));
@@ -649,7 +685,7 @@ TEST_P(GraphicsOutputImplModelTest, PoolDoesAsTheModel) {
     ASSERT_EQ(output.repeat_count_, model.repeat_count());
     ASSERT_LT(output.read_index(), 6u);
     ASSERT_LT(output.write_index(), 6u);
-    if (!locked) {
+    if (!is_locked) {
       const std::uint64_t distance = (output.write_index() + 6 - output.read_index()) % 6;
       ASSERT_EQ(distance, model.queued() > 0 ? model.queued() - 1 : 0);
     }

@@ -30,8 +30,8 @@ constexpr char kNotStopped[] = "[GsOutput] destroyed while started: call Stop fi
 
 class CountedScene : public RefCounted<GsScene> {
  public:
-  CountedScene(unsigned int width, unsigned int height, bool* gone)
-      : RefCounted<GsScene>(width, height, nullptr), gone_(gone) {}
+  CountedScene(unsigned int width, unsigned int height, bool* gone, GsDevice* device = nullptr)
+      : RefCounted<GsScene>(width, height, device), gone_(gone) {}
   ~CountedScene() override { *gone_ = true; }
 
  private:
@@ -151,7 +151,9 @@ TEST_F(GsOutputTest, UsesTheDeviceGiven) {
   GsDevice own;
   ASSERT_TRUE(own.Init());
   own.SetFps(60);
-  GsOutputRaw output(scene_, 8, 4, kGsFormatRGBA, &own);
+  bool gone = false;
+  const auto own_scene = MakeRef<CountedScene>(16u, 9u, &gone, &own);
+  GsOutputRaw output(own_scene, 8, 4, kGsFormatRGBA, &own);
   GsOutputRaw by_default(scene_, 8, 4, kGsFormatRGBA, nullptr);
   ASSERT_NE(output.impl(), nullptr);
   ASSERT_NE(by_default.impl(), nullptr);

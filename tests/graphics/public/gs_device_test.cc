@@ -1,11 +1,14 @@
 // The host's handle on the engine.
 #include <quarn/gs_device.h>
 
+#include <quarn/qn_event.h>
+
 #include "graphics/public/device_resolve.h"
 #include "tests/graphics/public/facade_test.h"
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -92,6 +95,24 @@ TEST_F(GsDeviceTest, DestroyDefaultDeviceEndsARunningRenderThread) {
   ASSERT_GE(calls.size(), 2u);
   EXPECT_EQ(calls[calls.size() - 2], "device.Stop");
   EXPECT_EQ(calls.back(), "device.~");
+}
+
+TEST_F(GsDeviceTest, DestroyDefaultDeviceOnTheRenderThreadIsRefused) {
+  fake::options().run_loop = true;
+  ASSERT_TRUE(GsDevice::CreateDefaultDevice(true));
+  QNEvent tried(false);
+  GsDevice::DefaultDevice()->QueueTask(
+      [](void* event) {
+        GsDevice::DestroyDefaultDevice();
+        static_cast<QNEvent*>(event)->Signal();
+      },
+      &tried);
+  ASSERT_TRUE(tried.Wait());
+  EXPECT_NE(GsDevice::DefaultDevice(), nullptr);
+  EXPECT_EQ(fake::Count("device.~"), 0);
+  EXPECT_THAT(errors(), Contains("[GsDevice] the default device stays: it cannot be destroyed on its render thread"));
+  GsDevice::DestroyDefaultDevice();
+  EXPECT_EQ(GsDevice::DefaultDevice(), nullptr);
 }
 
 TEST_F(GsDeviceTest, CreateAfterDestroyBuildsAFreshDevice) {
@@ -242,7 +263,9 @@ TEST_F(GsDeviceForwardTest, TasksRunInOrder) {
 
 TEST_F(GsDeviceForwardTest, QueueTaskIgnoresNull) {
   device()->QueueTask(nullptr, nullptr);
-  EXPECT_THAT(fake::Calls(), IsEmpty());
+  device()->DoTask();
+  EXPECT_EQ(fake::Count("device.HandleTask"), 0);
+  EXPECT_THAT(warnings(), Contains("a task without a function is ignored"));
 }
 
 TEST(GsDeviceSlotTest, VirtualOperationsKeepTheirOrder) {

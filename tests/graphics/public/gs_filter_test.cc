@@ -98,6 +98,7 @@ TEST_F(GsFilterTest, LeavesTheRegistryWhenDestroyedAttached) {
     DrawnFilter filter(4, 4, nullptr);
     filter.Attach();
   }
+  EXPECT_THAT(errors(), ElementsAre("[GsFilter] destroyed while attached: call Detach first"));
   EXPECT_EQ(fake::Count("filter.Detach"), 1);
   device()->HandleFilter();
 }

@@ -383,6 +383,29 @@ TEST_F(GsSceneTest, AnItemThatHoldsItselfMayRemoveItselfInItsTick) {
   scene.Detach();
 }
 
+TEST_F(GsSceneTest, AnItemMayLoseItsLastReferenceInItsTick) {
+  class Leaving : public RefCounted<GsItem> {
+   public:
+    Leaving() : RefCounted<GsItem>(nullptr) {}
+    ~Leaving() override { fake::Record("gone"); }
+    void TickSource() override {
+      fake::Record("left");
+      scene()->RemoveItem(this);
+      // Gone by now.
+    }
+  };
+  TestScene scene;
+  scene.Attach();
+  scene.AddItem(MakeRef<Leaving>());
+  fake::ClearCalls();
+  device()->TickSource();
+  EXPECT_THAT(fake::Calls(), ElementsAre("device.TickSource 0 0", "left", "gone"));
+  device()->TickSource();
+  EXPECT_EQ(fake::Count("left"), 1);
+  EXPECT_EQ(scene.item_count(), 0u);
+  scene.Detach();
+}
+
 TEST_F(GsSceneTest, AnItemMayDrawAnotherScene) {
   class Nested : public TestItem {
    public:

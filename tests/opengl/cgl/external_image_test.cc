@@ -241,6 +241,48 @@ TEST_F(ExternalImageTest, SmallerImageIsRefusedAndTheOldPictureStays) {
   EXPECT_TRUE(test::PicturesMatch(Drawn(&texture), card_, {1}));
 }
 
+TEST_F(ExternalImageTest, EmptyFrameLeavesTheTextureAsItIs) {
+  const std::vector<unsigned char> bytes = Pixels(card_, QnExternalImage::kPixelFormatBGRA, kWidth * 4);
+  QnExternalImage image(kWidth, kHeight, QnExternalImage::kPixelFormatBGRA, kWidth * 4, bytes.data());
+  GraphicsTextureGL texture(context(), static_cast<void*>(&image));
+  ASSERT_TRUE(texture.Init(false));
+  texture.Update(GraphicsFrame());
+  texture.Update(static_cast<void*>(&image));
+  EXPECT_TRUE(test::PicturesMatch(Drawn(&texture), card_, {1}));
+}
+
+TEST_F(ExternalImageTest, OtherTexturesTakeNone) {
+  const std::vector<unsigned char> bytes = Pixels(card_, QnExternalImage::kPixelFormatBGRA, kWidth * 4);
+  QnExternalImage image(kWidth, kHeight, QnExternalImage::kPixelFormatBGRA, kWidth * 4, bytes.data());
+  GraphicsTextureGL texture(context(), GraphicsFrame(kFormatRGBA, kWidth, kHeight));
+  ASSERT_TRUE(texture.Init(false));
+  texture.Update(static_cast<void*>(&image));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: Only a texture made from an external image can be updated from one"));
+}
+
+TEST_F(ExternalImageTest, FileKeepsItsOffset) {
+  const std::vector<unsigned char> bytes = Pixels(card_, QnExternalImage::kPixelFormatBGRA, kWidth * 4);
+  MemoryFile file(bytes, 0);
+  ASSERT_EQ(lseek(file.fd(), 5, SEEK_SET), 5);
+  QnExternalImage image(kWidth, kHeight, QnExternalImage::kPixelFormatBGRA, kWidth * 4, file.fd(), 0);
+  EXPECT_TRUE(test::PicturesMatch(Shown(&image), card_, {1}));
+  EXPECT_EQ(lseek(file.fd(), 0, SEEK_CUR), 5);
+}
+
+TEST_F(ExternalImageTest, PixelStoreStateOfAHostDoesNotMatter) {
+  const std::vector<unsigned char> bytes = Pixels(card_, QnExternalImage::kPixelFormatBGRA, kWidth * 4);
+  QnExternalImage image(kWidth, kHeight, QnExternalImage::kPixelFormatBGRA, kWidth * 4, bytes.data());
+  const test::CurrentContext current(context());
+  GLuint buffer = 0;
+  glGenBuffers(1, &buffer);
+  glBindBuffer(GL_PIXEL_UNPACK_BUFFER, buffer);
+  glPixelStorei(GL_UNPACK_ROW_LENGTH, 1 << 20);
+  glPixelStorei(GL_UNPACK_SKIP_ROWS, 100);
+  glPixelStorei(GL_UNPACK_SKIP_PIXELS, 100);
+  EXPECT_TRUE(test::PicturesMatch(Shown(&image), card_, {1}));
+  glDeleteBuffers(1, &buffer);
+}
+
 TEST_F(ExternalImageTest, NullImageIsIgnored) {
   const std::vector<unsigned char> bytes = Pixels(card_, QnExternalImage::kPixelFormatBGRA, kWidth * 4);
   QnExternalImage image(kWidth, kHeight, QnExternalImage::kPixelFormatBGRA, kWidth * 4, bytes.data());

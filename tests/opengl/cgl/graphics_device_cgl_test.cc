@@ -222,6 +222,20 @@ TEST_F(GraphicsDeviceCGLTest, AddShaderPrefixesAndRegisters) {
   context()->UnbindShader();
 }
 
+TEST_F(GraphicsDeviceCGLTest, AddShaderPutsVersionAndPlatformInFront) {
+  const std::string check = "#if __VERSION__ != 150 || !defined(MACOSX)\n#error\n#endif\n";
+  EXPECT_TRUE(device()->AddShader("checked", (check + glsl_src[1]).c_str(), (check + kGreen).c_str()));
+}
+
+TEST_F(GraphicsDeviceCGLTest, OutputsAreRefusedForTheScenesOfAnotherDevice) {
+  GraphicsDeviceCGL another;
+  ASSERT_TRUE(another.Init());
+  const std::unique_ptr<GraphicsScene> scene(another.CreateScene(4, 4));
+  ASSERT_NE(scene, nullptr);
+  EXPECT_EQ(device()->CreateOutput(scene.get(), 4, 4), nullptr);
+  EXPECT_THAT(TakeLog(), ElementsAre("E: An output cannot be made for a scene of another device"));
+}
+
 TEST_F(GraphicsDeviceCGLTest, AddShaderOfATakenNameSucceedsAndKeepsTheEarlierProgram) {
   ASSERT_TRUE(device()->AddShader("mine", glsl_src[1], kGreen));
   const int objects = gl_spy::LiveObjects();

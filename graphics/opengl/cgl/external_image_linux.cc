@@ -1,7 +1,8 @@
-// External images on Linux: pixels in memory, or in a file that can be mapped, are uploaded.
+// External images on Linux: pixels in memory, or in a file that can be mapped, are uploaded. Entered by any thread,
+// under the context's lock with the GL context current.
 //
-// A rectangle texture cannot be backed by an imported buffer here (drivers refuse the target), so the upload is the road
-// that works everywhere.
+// A rectangle texture cannot be backed by an imported buffer here (drivers refuse the target), so the upload is the
+// road that works everywhere.
 #include "graphics/opengl/cgl/external_image.h"
 
 #include <linux/dma-buf.h>
@@ -12,11 +13,17 @@
 
 #include <cerrno>
 #include <cstddef>
+
 #include <quarn/qn_external_image.h>
+
+#include "graphics/opengl/pixel_store.h"
 
 namespace {
 
 constexpr std::size_t kPixelSize = 4;
+
+static_assert(QnExternalImage::kPixelFormatBGRA == kExternalImageBGRA, "the engine's code for the layout");
+static_assert(QnExternalImage::kPixelFormatL10R == kExternalImageL10R, "the engine's code for the layout");
 
 const QnExternalImage& Image(const void* image) { return *static_cast<const QnExternalImage*>(image); }
 
@@ -25,7 +32,7 @@ class MappedFile {
  public:
   // The bytes from `offset` on, `size` of them.
   MappedFile(int fd, std::size_t offset, std::size_t size) : fd_(fd) {
-    const off_t end = lseek(fd, 0, SEEK_END);
+    const off_t end = FileSize(fd);
     // Reading past the end of a mapped file would end the process.
     if (end < 0 || static_cast<std::size_t>(end) < offset || static_cast<std::size_t>(end) - offset < size) return;
     const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -49,6 +56,14 @@ class MappedFile {
   const unsigned char* data() const { return data_; }
 
  private:
+  // Leaves the file offset, which is the host's, where it is. -1 when there is no size.
+  static off_t FileSize(int fd) {
+    struct stat status;
+    if (fstat(fd, &status) != 0) return -1;
+    if (S_ISREG(status.st_mode)) return status.st_size;
+    return lseek(fd, 0, SEEK_END);  // A dma-buf has no offset that anybody could miss.
+  }
+
   // Tells a dma-buf that the processor reads it; other files refuse the call, which is as well.
   void Sync(unsigned int phase) const {
     dma_buf_sync sync = {};
@@ -66,15 +81,16 @@ class MappedFile {
 void Upload(const unsigned char* pixels, std::size_t pitch, GLint internal_format, GLsizei width, GLsizei height,
             GLenum format, GLenum type) {
   if (pitch % kPixelSize == 0) {
-    glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(pitch / kPixelSize));
+    ScopedUnpack unpack(static_cast<GLint>(pitch / kPixelSize));
     glTexImage2D(GL_TEXTURE_RECTANGLE, 0, internal_format, width, height, 0, format, type, pixels);
-    glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
     return;
   }
   // A pitch that GL cannot express goes up row by row.
+  ScopedUnpack unpack;
   glTexImage2D(GL_TEXTURE_RECTANGLE, 0, internal_format, width, height, 0, format, type, nullptr);
   for (GLint y = 0; y < height; ++y) {
-    glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, y, width, 1, format, type, pixels + pitch * static_cast<std::size_t>(y));
+    glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, y, width, 1, format, type,
+                    pixels + pitch * static_cast<std::size_t>(y));
   }
 }
 
