@@ -4,12 +4,11 @@
 #include <quarn/quarn.h>
 
 struct Square : GsItem {
-  Square() : GsItem(gs_vec2(160, 160), nullptr) {}
+  using GsItem::GsItem;
   void Draw() override {  // On the render thread, every frame.
     GsTextureBinder binder(&picture);
     GsContextDefault::SetViewport(0, 0, 320, 240);
-    if (!GsContextDefault::BindShader("rgba")) return;
-    GsContextDefault::DrawRect(gs_transform(pos(), size()), gs_vec2(320, 240));
+    if (GsContextDefault::BindShader("rgba")) GsContextDefault::DrawRect({pos(), size()}, {320, 240});
     GsContextDefault::UnbindShader();
   }
   const unsigned char red[4] = {255, 0, 0, 255};
@@ -30,7 +29,7 @@ int main() {
   if (!GsDevice::CreateDefaultDevice(true)) return 1;
   {
     auto scene = MakeRef<RefCounted<GsScene>>(320u, 240u, nullptr);
-    scene->AddItem(MakeRef<RefCounted<Square>>());
+    scene->AddItem(MakeRef<RefCounted<Square>>(gs_vec2(160, 160), nullptr));
     Receiver receiver(scene, 320, 240, kGsFormatRGBA, nullptr);
     if (receiver.Start()) receiver.received.TimedWait(10000);
     receiver.Stop();
