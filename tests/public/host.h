@@ -157,6 +157,14 @@ class Item : public GsItem {
   GsDevice* device_;
 };
 
+// The fragment source of a program that multiplies a texture by a constant.
+inline constexpr char kTintSource[] =
+    "out vec4 FragColor;\n"
+    "in vec2 v_tex_coord;\n"
+    "uniform sampler2D u_tex0;\n"
+    "uniform u_buf0 { vec4 tint; };\n"
+    "void main() { FragColor = texture(u_tex0, v_tex_coord) * tint; }\n";
+
 scoped_refptr<Scene> MakeScene(unsigned int width, unsigned int height, GsDevice* device);
 scoped_refptr<Item> MakeItem(const gs_vec2& size, GsDevice* device);
 

@@ -57,12 +57,6 @@ class WatchedTexture : public GsOutputTex {
   std::atomic<unsigned int> width{0};
 };
 
-constexpr char kTintSource[] =
-    "out vec4 FragColor;\n"
-    "in vec2 v_tex_coord;\n"
-    "uniform sampler2D u_tex0;\n"
-    "uniform u_buf0 { vec4 tint; };\n"
-    "void main() { FragColor = texture(u_tex0, v_tex_coord) * tint; }\n";
 constexpr char kTintName[] = "the tint of a host that likes long names for its programs";
 
 // Draws with a named program, and changes its constants in every tick.
@@ -130,7 +124,7 @@ class World {
  public:
   explicit World(GsDevice* device)
       : picture_(host::MakeTexture(host::MakePattern(16, 16, 200), device)), filter_(picture_.get(), device) {
-    EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], kTintSource));
+    EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
     EXPECT_TRUE(device->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
     filter_.Attach();
     scene_ = MakeScene(64, 48, device);

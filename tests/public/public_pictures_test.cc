@@ -21,12 +21,6 @@ using host::MakeScene;
 using host::MakeTexture;
 using test::Picture;
 
-constexpr char kTintSource[] =
-    "out vec4 FragColor;\n"
-    "in vec2 v_tex_coord;\n"
-    "uniform sampler2D u_tex0;\n"
-    "uniform u_buf0 { vec4 tint; };\n"
-    "void main() { FragColor = texture(u_tex0, v_tex_coord) * tint; }\n";
 constexpr char kTintName[] = "a host's tint with a long name";
 constexpr float kTint[] = {1.0f, 0.5f, 0.25f, 0.6f};
 
@@ -66,7 +60,7 @@ class Composition {
         canvas_(width, height, test::kOpaqueBlack),
         tint_(kTint, sizeof(kTint), device),
         filter_(80, 40, device) {
-    EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], kTintSource));
+    EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
     const float w = static_cast<float>(width);
     const float h = static_cast<float>(height);
 
@@ -366,7 +360,7 @@ TEST_F(GsTextureTest, UpdateShowsInTheNextFrame) {
 class GsConstantBufferTest : public host::DrivenTest {};
 
 TEST_F(GsConstantBufferTest, UpdateShowsInTheNextFrameAndUnbindGivesZeros) {
-  ASSERT_TRUE(device.AddShader(kTintName, glsl_src[kGlslRgba + 1], kTintSource));
+  ASSERT_TRUE(device.AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
   const auto white = host::MakeColor(255, 255, 255, 255, &device);
   const float half[] = {0.5f, 0.5f, 0.5f, 1.0f};
   const float green[] = {0.0f, 1.0f, 0.0f, 1.0f};

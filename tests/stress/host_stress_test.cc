@@ -48,12 +48,6 @@ void RunTogether(const std::vector<Work>& works) {
 
 constexpr GsFormat kFormats[] = {kGsFormatRGBA, kGsFormatBGRA, kGsFormatI420, kGsFormatNV12};
 
-constexpr char kTintSource[] =
-    "out vec4 FragColor;\n"
-    "in vec2 v_tex_coord;\n"
-    "uniform sampler2D u_tex0;\n"
-    "uniform u_buf0 { vec4 tint; };\n"
-    "void main() { FragColor = texture(u_tex0, v_tex_coord) * tint; }\n";
 constexpr char kTintName[] = "a tint with a long name";
 
 class DrawingFilter : public GsFilter {
@@ -79,7 +73,7 @@ class HostStressTest : public host::ThreadedTest {
   void SetUp() override {
     ThreadedTest::SetUp();
     device->SetFps(500);
-    ASSERT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], kTintSource));
+    ASSERT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
     ASSERT_TRUE(device->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
     pattern = host::MakePattern(16, 16, 128);
     texture = host::MakeTexture(pattern, device);
