@@ -119,7 +119,7 @@ bool FilmWriter::TryEncoder(const AVCodec* codec, const Description& description
   codec_->bit_rate = std::max<std::int64_t>(200000, std::int64_t{size_.width} * size_.height * description.fps / 8);
   if (std::strcmp(codec->name, "libx264") == 0) {
     codec_->bit_rate = 0;
-    av_opt_set(codec_->priv_data, "preset", description.offline ? "medium" : "superfast", 0);
+    av_opt_set(codec_->priv_data, "preset", description.offline ? "medium" : "ultrafast", 0);
     av_opt_set(codec_->priv_data, "crf", "20", 0);
     if (is_stream_) av_opt_set(codec_->priv_data, "tune", "zerolatency", 0);
   }
