@@ -14,11 +14,11 @@
 
 #include <quarn/qn_log.h>
 
-#include "av.h"
-#include "description.h"
-#include "error.h"
-#include "options.h"
-#include "recorder.h"
+#include "record/options.h"
+#include "record/recorder.h"
+#include "studio/av.h"
+#include "studio/description.h"
+#include "studio/error.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ class ProgressBar {
     if (shown_) std::fprintf(stderr, "\r\033[K");
   }
 
-  void Show(const record::FilmCounts& counts, double seconds) {
+  void Show(const studio::FilmCounts& counts, double seconds) {
     if (!shown_ || seconds - last_s_ < 0.1) return;
     last_s_ = seconds;
     constexpr int kWidth = 40;
@@ -67,10 +67,10 @@ class ProgressBar {
   double last_s_ = -1;
 };
 
-void PrintSummary(const record::Description& description, const record::Summary& summary,
-                  const record::StageTimes& times) {
-  const record::FilmCounts& counts = summary.counts;
-  const record::Size size = description.OutputSize();
+void PrintSummary(const studio::Description& description, const studio::Summary& summary,
+                  const studio::StageTimes& times) {
+  const studio::FilmCounts& counts = summary.counts;
+  const studio::Size size = description.OutputSize();
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
   std::printf("%s: %dx%d, %u fps, %s%s\n", description.output.c_str(), size.width, size.height, description.fps,
               summary.encoder.c_str(), g_interrupted ? ", ended early" : "");
@@ -93,19 +93,19 @@ void PrintSummary(const record::Description& description, const record::Summary&
 }
 
 int Run(int argc, char** argv) {
-  const std::optional<record::Description> description = record::ParseCommandLine(argc, argv);
+  const std::optional<studio::Description> description = studio::ParseCommandLine(argc, argv);
   if (!description) return EXIT_SUCCESS;
   if (!description->verbose) av_log_set_level(AV_LOG_QUIET);
   qn_set_log_handle(description->verbose ? &PrintLog : nullptr, nullptr);
   HandleSignals();
 
-  record::StageTimes times;
-  record::Summary summary;
+  studio::StageTimes times;
+  studio::Summary summary;
   {
     ProgressBar bar(description->FrameCount());
-    summary = record::Record(
+    summary = studio::Record(
         *description,
-        [&bar](const record::FilmCounts& counts, double seconds) {
+        [&bar](const studio::FilmCounts& counts, double seconds) {
           bar.Show(counts, seconds);
           return g_interrupted == 0;
         },
@@ -120,7 +120,7 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
-  } catch (const record::UsageError& error) {
+  } catch (const studio::UsageError& error) {
     std::fprintf(stderr, "quarn-record: %s\n", error.what());
     return 2;
   } catch (const std::exception& error) {

@@ -1,61 +1,31 @@
-#include "options.h"
+#include "record/options.h"
 
-#include <map>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
-#include "error.h"
-#include "layer_text.h"
-#include "scene_file.h"
+#include "studio/error.h"
+#include "studio/layer_options.h"
+#include "studio/layer_text.h"
+#include "studio/scene_file.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 constexpr char kFooter[] = R"(
-Layers are given as SOURCE[,key=value]... and lie on one another in the order in which they are given:
-  pos=X:Y         the centre, in canvas pixels from the canvas' centre, y downwards (0:0)
-  size=WxH        canvas pixels; 0 for one side keeps the proportions (the media's own size; the canvas for colours)
-  rotation=DEG    clockwise (0)
-  z=N             the order: lower ones underneath, equals as given (0)
-  opacity=A       0 to 1 (1)
-  spin=DEG        degrees a second, clockwise (0)
-  drift=X:Y       canvas pixels a second (0:0)
-  filter=F        blur, grey or none; pictures and videos
-  loop            start again at the end; videos
-A comma in a file's name is written "\,".
-
   quarn-record --color '#203040' --video clip.mp4,size=640x0,loop --picture logo.png,pos=400:-250,spin=20 -o film.mp4
   quarn-record --scene examples/scenes/demo.json --offline -o film.mp4
 
 A film appears under its name once it is complete. Ctrl-C ends it early and keeps it.)";
 
-void AddLayers(const CLI::App& app, const std::map<const CLI::Option*, LayerKind>& kinds, Description* description) {
-  // One entry for each time that an option was given, so that layers of different kinds keep their order.
-  std::map<const CLI::Option*, std::size_t> used;
-  for (const CLI::Option* option : app.parse_order()) {
-    const auto kind = kinds.find(option);
-    if (kind == kinds.end()) continue;
-    description->layers.push_back(ParseLayer(kind->second, option->results().at(used[option]++)));
-  }
-}
-
 }  // namespace
 
 std::optional<Description> ParseCommandLine(int argc, char** argv) {
   CLI::App app("Composites pictures, videos and colours with Quarn, and records them as a film.", "quarn-record");
-  app.footer(kFooter);
+  app.footer(std::string(kLayerHelp) + kFooter);
   app.get_formatter()->column_width(30);
 
-  std::map<const CLI::Option*, LayerKind> kinds;
-  const auto add_layer_option = [&](const char* name, LayerKind kind, const char* type, const std::string& help) {
-    kinds[app.add_option(name, help)->type_name(type)->type_size(1)->expected(1, 1 << 16)->allow_extra_args(false)] =
-        kind;
-  };
-  add_layer_option("--picture", LayerKind::kPicture, "FILE[,...]", "A layer from a picture (PNG, JPEG, ...)");
-  add_layer_option("--video", LayerKind::kVideo, "FILE[,...]", "A layer from anything that FFmpeg decodes");
-  add_layer_option("--color", LayerKind::kColor, "#RRGGBB[AA][,...]", "A layer of one colour");
-
+  const LayerOptions layers(&app);
   std::string scene, canvas, output_size, format, output;
   unsigned int fps = 0;
   double duration_s = 0, start_s = 0;
@@ -89,7 +59,7 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
 
   Description description;
   if (!scene.empty()) ReadSceneFile(scene, &description);
-  AddLayers(app, kinds, &description);
+  layers.AppendTo(&description);
   if (*canvas_option) description.canvas = ParseSize(canvas);
   if (*output_size_option) description.output_size = ParseSize(output_size);
   if (*fps_option) description.fps = fps;
@@ -103,4 +73,4 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
   return description;
 }
 
-}  // namespace record
+}  // namespace studio

@@ -4,14 +4,14 @@
 
 #include <optional>
 
-#include "description.h"
+#include "studio/description.h"
 
-namespace record {
+namespace studio {
 
 // Reads and checks the command line, and the scene file that it names. Returns nothing when it asked for help only,
 // which is printed. Throws Error.
 std::optional<Description> ParseCommandLine(int argc, char** argv);
 
-}  // namespace record
+}  // namespace studio
 
 #endif  // QUARN_EXAMPLES_RECORD_OPTIONS_H_

@@ -1,4 +1,4 @@
-#include "recorder.h"
+#include "record/recorder.h"
 
 #include <chrono>
 #include <memory>
@@ -10,13 +10,13 @@
 #include <quarn/qn_event.h>
 #include <quarn/qn_os.h>
 
-#include "encoder.h"
-#include "error.h"
-#include "film_clock.h"
-#include "layers.h"
-#include "programs.h"
+#include "studio/encoder.h"
+#include "studio/error.h"
+#include "studio/film_clock.h"
+#include "studio/layers.h"
+#include "studio/programs.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 using std::chrono::milliseconds;
@@ -183,4 +183,4 @@ Summary Record(const Description& description, const Progress& progress, StageTi
   return summary;
 }
 
-}  // namespace record
+}  // namespace studio

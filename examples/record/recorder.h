@@ -7,11 +7,11 @@
 #include <functional>
 #include <string>
 
-#include "description.h"
-#include "film_output.h"
-#include "stage_times.h"
+#include "studio/description.h"
+#include "studio/film_output.h"
+#include "studio/stage_times.h"
 
-namespace record {
+namespace studio {
 
 // How a film went.
 struct Summary {
@@ -27,6 +27,6 @@ using Progress = std::function<bool(const FilmCounts& counts, double seconds)>;
 // Makes the film. Throws Error; then no film is left behind.
 Summary Record(const Description& description, const Progress& progress, StageTimes* times);
 
-}  // namespace record
+}  // namespace studio
 
 #endif  // QUARN_EXAMPLES_RECORD_RECORDER_H_

@@ -15,10 +15,14 @@
 #include <quarn/gs_screen_dup.h>
 #include <quarn/gs_texture.h>
 #include <quarn/gs_types.h>
+#include <quarn/gs_view.h>
+#include <quarn/qn_audio_input.h>
+#include <quarn/qn_audio_mixer.h>
 #include <quarn/qn_buffer.h>
 #include <quarn/qn_event.h>
 #include <quarn/qn_external_image.h>
 #include <quarn/qn_log.h>
+#include <quarn/qn_main_queue.h>
 #include <quarn/qn_mutex.h>
 #include <quarn/qn_os.h>
 #include <quarn/ref_count.h>

@@ -1,4 +1,4 @@
-#include "media_reader.h"
+#include "studio/media_reader.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,9 +8,9 @@ extern "C" {
 #include <libavutil/display.h>
 }
 
-#include "error.h"
+#include "studio/error.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 constexpr int kMaxSide = 8192;     // What hardware of the OpenGL 3.2 class takes as a texture.
@@ -202,4 +202,4 @@ bool MediaReader::Convert(Picture* picture) {
   return true;
 }
 
-}  // namespace record
+}  // namespace studio

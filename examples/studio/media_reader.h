@@ -1,15 +1,15 @@
 // Reads a picture or a video with FFmpeg, picture by picture, as RGBA.
-#ifndef QUARN_EXAMPLES_RECORD_MEDIA_READER_H_
-#define QUARN_EXAMPLES_RECORD_MEDIA_READER_H_
+#ifndef QUARN_EXAMPLES_STUDIO_MEDIA_READER_H_
+#define QUARN_EXAMPLES_STUDIO_MEDIA_READER_H_
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "av.h"
-#include "description.h"
+#include "studio/av.h"
+#include "studio/description.h"
 
-namespace record {
+namespace studio {
 
 // RGBA, not premultiplied, the top row first.
 struct Picture {
@@ -63,6 +63,6 @@ class MediaReader {
   std::vector<std::uint8_t> turned_;
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_MEDIA_READER_H_
+#endif  // QUARN_EXAMPLES_STUDIO_MEDIA_READER_H_

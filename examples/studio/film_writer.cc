@@ -1,4 +1,4 @@
-#include "film_writer.h"
+#include "studio/film_writer.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,9 +8,9 @@
 
 #include <quarn/qn_os.h>
 
-#include "error.h"
+#include "studio/error.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 AVPixelFormat AvLayout(PixelLayout layout) {
@@ -254,4 +254,4 @@ int FilmWriter::Interrupted(void* writer) {
   return deadline != 0 && static_cast<std::int64_t>(qn_os_gettime_ns()) >= deadline;
 }
 
-}  // namespace record
+}  // namespace studio

@@ -1,6 +1,6 @@
 // The time that a frame shows.
-#ifndef QUARN_EXAMPLES_RECORD_FILM_CLOCK_H_
-#define QUARN_EXAMPLES_RECORD_FILM_CLOCK_H_
+#ifndef QUARN_EXAMPLES_STUDIO_FILM_CLOCK_H_
+#define QUARN_EXAMPLES_STUDIO_FILM_CLOCK_H_
 
 #include <atomic>
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include <quarn/gs_item.h>
 #include <quarn/qn_os.h>
 
-namespace record {
+namespace studio {
 
 // An item that is never seen: hidden items are ticked like all others. Put into the scene before the layers, it reads
 // the clock once a frame, so that they all move to the same time. An offline film sets the time itself.
@@ -39,6 +39,6 @@ class FilmClock : public GsItem {
   std::int64_t epoch_ns_ = 0;  // The clock at the first frame. Render thread.
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_FILM_CLOCK_H_
+#endif  // QUARN_EXAMPLES_STUDIO_FILM_CLOCK_H_

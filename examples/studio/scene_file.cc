@@ -1,4 +1,4 @@
-#include "scene_file.h"
+#include "studio/scene_file.h"
 
 #include <cmath>
 #include <filesystem>
@@ -7,10 +7,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "error.h"
-#include "layer_text.h"
+#include "studio/error.h"
+#include "studio/layer_text.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 using Json = nlohmann::json;
@@ -45,13 +45,13 @@ struct Node {
     }
     return Vec{json[0].get<float>(), json[1].get<float>()};
   }
-  record::Size Size() const {
+  studio::Size Size() const {
     const Vec pair = Pair();
     if (pair.x != std::floor(pair.x) || pair.y != std::floor(pair.y) || !(std::fabs(pair.x) < 1e6f) ||
         !(std::fabs(pair.y) < 1e6f)) {
       Fail("must be a pair of whole numbers such as [640, 360]");
     }
-    return record::Size{static_cast<int>(pair.x), static_cast<int>(pair.y)};
+    return studio::Size{static_cast<int>(pair.x), static_cast<int>(pair.y)};
   }
   // Parses the text of the value; a complaint gets the place put in front.
   template <class Parse>
@@ -152,4 +152,4 @@ void ReadSceneFile(const std::string& path, Description* description) {
   }
 }
 
-}  // namespace record
+}  // namespace studio

@@ -1,6 +1,6 @@
-#include "film_output.h"
+#include "studio/film_output.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 constexpr std::uint64_t kSecondNs = 1000000000;
@@ -60,4 +60,4 @@ FilmCounts FilmOutput::counts() {
   return counts_;
 }
 
-}  // namespace record
+}  // namespace studio

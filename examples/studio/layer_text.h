@@ -1,12 +1,12 @@
 // Values as people write them: sizes, positions, colours, and the whole text of a layer.
-#ifndef QUARN_EXAMPLES_RECORD_LAYER_TEXT_H_
-#define QUARN_EXAMPLES_RECORD_LAYER_TEXT_H_
+#ifndef QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_
+#define QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_
 
 #include <string>
 
-#include "description.h"
+#include "studio/description.h"
 
-namespace record {
+namespace studio {
 
 // Each throws UsageError for anything else.
 Size ParseSize(const std::string& text);           // "640x360"
@@ -19,6 +19,6 @@ PixelLayout ParseLayout(const std::string& text);  // "i420", "nv12", "rgba" or 
 // "FILE[,key=value]...", with a colour in place of the file for colours; "\," is a comma of a file's name.
 Layer ParseLayer(LayerKind kind, const std::string& text);
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_LAYER_TEXT_H_
+#endif  // QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_

@@ -1,10 +1,10 @@
 // The shader programs of this host.
-#ifndef QUARN_EXAMPLES_RECORD_PROGRAMS_H_
-#define QUARN_EXAMPLES_RECORD_PROGRAMS_H_
+#ifndef QUARN_EXAMPLES_STUDIO_PROGRAMS_H_
+#define QUARN_EXAMPLES_STUDIO_PROGRAMS_H_
 
 #include <quarn/gs_device.h>
 
-namespace record {
+namespace studio {
 
 // A program that draws a layer, in two forms: a layer that lies straight has no stairs to smooth, and a software
 // rasteriser draws it faster without.
@@ -17,20 +17,20 @@ struct LayerProgram {
 //
 // Layers: the constants are the colour; a texture times the constants; and the same with the alpha of a second texture,
 // for a filter's target is opaque, and the media behind it need not be.
-constexpr LayerProgram kColorProgram = {"record_color", "record_color_turned"};
-constexpr LayerProgram kTextureProgram = {"record_texture", "record_texture_turned"};
-constexpr LayerProgram kMaskedProgram = {"record_masked", "record_masked_turned"};
+constexpr LayerProgram kColorProgram = {"studio_color", "studio_color_turned"};
+constexpr LayerProgram kTextureProgram = {"studio_texture", "studio_texture_turned"};
+constexpr LayerProgram kMaskedProgram = {"studio_masked", "studio_masked_turned"};
 
 // Filters: a texture without its colours; and one blurred along an axis, the constants being the step in texture
 // coordinates.
-constexpr char kGreyProgram[] = "record_grey";
-constexpr char kBlurProgram[] = "record_blur";
+constexpr char kGreyProgram[] = "studio_grey";
+constexpr char kBlurProgram[] = "studio_blur";
 
 // Returns false when one cannot be built; the log says why.
 bool AddPrograms(GsDevice* device);
 // What turns the engine's BGRA output from black into a picture.
 bool AddBgraProgram(GsDevice* device);
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_PROGRAMS_H_
+#endif  // QUARN_EXAMPLES_STUDIO_PROGRAMS_H_

@@ -1,12 +1,12 @@
-#include "encoder.h"
+#include "studio/encoder.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
-#include "error.h"
+#include "studio/error.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 constexpr std::int64_t kQueueBytes = 128 << 20;
@@ -111,4 +111,4 @@ void Encoder::Run() {
   }
 }
 
-}  // namespace record
+}  // namespace studio

@@ -1,6 +1,6 @@
 // The raw output that the film is made of.
-#ifndef QUARN_EXAMPLES_RECORD_FILM_OUTPUT_H_
-#define QUARN_EXAMPLES_RECORD_FILM_OUTPUT_H_
+#ifndef QUARN_EXAMPLES_STUDIO_FILM_OUTPUT_H_
+#define QUARN_EXAMPLES_STUDIO_FILM_OUTPUT_H_
 
 #include <chrono>
 #include <condition_variable>
@@ -9,11 +9,11 @@
 
 #include <quarn/gs_output.h>
 
-#include "description.h"
-#include "encoder.h"
-#include "stage_times.h"
+#include "studio/description.h"
+#include "studio/encoder.h"
+#include "studio/stage_times.h"
 
-namespace record {
+namespace studio {
 
 // The library's name of a layout.
 GsFormat ToGsFormat(PixelLayout layout);
@@ -53,6 +53,6 @@ class FilmOutput : public GsOutputRaw {
   FilmCounts counts_;
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_FILM_OUTPUT_H_
+#endif  // QUARN_EXAMPLES_STUDIO_FILM_OUTPUT_H_

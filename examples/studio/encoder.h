@@ -1,6 +1,6 @@
 // Encodes on a thread of its own, so that the host's callback only copies.
-#ifndef QUARN_EXAMPLES_RECORD_ENCODER_H_
-#define QUARN_EXAMPLES_RECORD_ENCODER_H_
+#ifndef QUARN_EXAMPLES_STUDIO_ENCODER_H_
+#define QUARN_EXAMPLES_STUDIO_ENCODER_H_
 
 #include <condition_variable>
 #include <cstdint>
@@ -13,10 +13,10 @@
 
 #include <quarn/gs_frame.h>
 
-#include "film_writer.h"
-#include "stage_times.h"
+#include "studio/film_writer.h"
+#include "studio/stage_times.h"
 
-namespace record {
+namespace studio {
 
 // A bounded queue of frames between OnFrame and the film: when the encoder, the disk or a receiver cannot keep up, the
 // queue fills, and further frames are dropped.
@@ -58,6 +58,6 @@ class Encoder {
   std::thread thread_;
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_ENCODER_H_
+#endif  // QUARN_EXAMPLES_STUDIO_ENCODER_H_

@@ -1,12 +1,12 @@
-#include "layer_text.h"
+#include "studio/layer_text.h"
 
 #include <cmath>
 #include <cstdlib>
 #include <vector>
 
-#include "error.h"
+#include "studio/error.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 // The fields between the commas, "\," taken as a comma.
@@ -131,4 +131,4 @@ Layer ParseLayer(LayerKind kind, const std::string& text) {
   return layer;
 }
 
-}  // namespace record
+}  // namespace studio

@@ -1,15 +1,15 @@
 // Encodes frames with FFmpeg into a file or a stream.
-#ifndef QUARN_EXAMPLES_RECORD_FILM_WRITER_H_
-#define QUARN_EXAMPLES_RECORD_FILM_WRITER_H_
+#ifndef QUARN_EXAMPLES_STUDIO_FILM_WRITER_H_
+#define QUARN_EXAMPLES_STUDIO_FILM_WRITER_H_
 
 #include <atomic>
 #include <cstdint>
 #include <string>
 
-#include "av.h"
-#include "description.h"
+#include "studio/av.h"
+#include "studio/description.h"
 
-namespace record {
+namespace studio {
 
 // A file is written under a name of its own and gets the film's name once it is complete, so that a failure leaves
 // nothing broken behind. A stream outlives its receiver: what cannot be sent is counted and forgotten.
@@ -68,6 +68,6 @@ class FilmWriter {
   std::atomic<std::int64_t> give_up_ns_{0};
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_FILM_WRITER_H_
+#endif  // QUARN_EXAMPLES_STUDIO_FILM_WRITER_H_

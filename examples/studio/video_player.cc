@@ -1,8 +1,8 @@
-#include "video_player.h"
+#include "studio/video_player.h"
 
 #include <utility>
 
-namespace record {
+namespace studio {
 namespace {
 
 constexpr int kPicturesAhead = 4;
@@ -82,4 +82,4 @@ void VideoPlayer::Run() {
   }
 }
 
-}  // namespace record
+}  // namespace studio

@@ -1,6 +1,6 @@
 // FFmpeg's objects with their ends attached, and its error texts.
-#ifndef QUARN_EXAMPLES_RECORD_AV_H_
-#define QUARN_EXAMPLES_RECORD_AV_H_
+#ifndef QUARN_EXAMPLES_STUDIO_AV_H_
+#define QUARN_EXAMPLES_STUDIO_AV_H_
 
 #include <memory>
 #include <string>
@@ -14,7 +14,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-namespace record {
+namespace studio {
 
 struct AvDeleter {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
@@ -44,6 +44,6 @@ inline std::string AvUrl(const std::string& name) {
   return name.find("://") == std::string::npos ? "file:" + name : name;
 }
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_AV_H_
+#endif  // QUARN_EXAMPLES_STUDIO_AV_H_

@@ -1,17 +1,17 @@
 // Scenes written down as JSON.
-#ifndef QUARN_EXAMPLES_RECORD_SCENE_FILE_H_
-#define QUARN_EXAMPLES_RECORD_SCENE_FILE_H_
+#ifndef QUARN_EXAMPLES_STUDIO_SCENE_FILE_H_
+#define QUARN_EXAMPLES_STUDIO_SCENE_FILE_H_
 
 #include <string>
 
-#include "description.h"
+#include "studio/description.h"
 
-namespace record {
+namespace studio {
 
 // Reads a scene file over `description`: what it sets replaces the defaults, its layers are appended. Media files are
 // looked for from the scene file's own folder. Throws Error, naming the file and the place in it.
 void ReadSceneFile(const std::string& path, Description* description);
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_SCENE_FILE_H_
+#endif  // QUARN_EXAMPLES_STUDIO_SCENE_FILE_H_

@@ -1,13 +1,14 @@
-// What is to be recorded: the one description that the command line and the scene file are both read into.
-#ifndef QUARN_EXAMPLES_RECORD_DESCRIPTION_H_
-#define QUARN_EXAMPLES_RECORD_DESCRIPTION_H_
+// What a program is asked to show and record: the one description that the command line and the scene file are both
+// read into.
+#ifndef QUARN_EXAMPLES_STUDIO_DESCRIPTION_H_
+#define QUARN_EXAMPLES_STUDIO_DESCRIPTION_H_
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace record {
+namespace studio {
 
 struct Size {
   int width = 0;
@@ -70,6 +71,6 @@ struct Description {
 // Checks every range; throws UsageError.
 void Validate(const Description& description);
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_DESCRIPTION_H_
+#endif  // QUARN_EXAMPLES_STUDIO_DESCRIPTION_H_

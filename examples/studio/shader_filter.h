@@ -1,15 +1,15 @@
 // A GsFilter that runs one shader program over a texture.
-#ifndef QUARN_EXAMPLES_RECORD_SHADER_FILTER_H_
-#define QUARN_EXAMPLES_RECORD_SHADER_FILTER_H_
+#ifndef QUARN_EXAMPLES_STUDIO_SHADER_FILTER_H_
+#define QUARN_EXAMPLES_STUDIO_SHADER_FILTER_H_
 
 #include <quarn/gs_constant_buffer.h>
 #include <quarn/gs_filter.h>
 #include <quarn/gs_texture.h>
 
-#include "description.h"
-#include "stage_times.h"
+#include "studio/description.h"
+#include "studio/stage_times.h"
 
-namespace record {
+namespace studio {
 
 // Attached from its construction to its destruction; it can be left out of the frames in between.
 class ShaderFilter : public GsFilter {
@@ -32,6 +32,6 @@ class ShaderFilter : public GsFilter {
   bool drawn_ = false;  // Render thread.
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_SHADER_FILTER_H_
+#endif  // QUARN_EXAMPLES_STUDIO_SHADER_FILTER_H_

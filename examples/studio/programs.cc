@@ -1,10 +1,10 @@
-#include "programs.h"
+#include "studio/programs.h"
 
 #include <string>
 
 #include <quarn/glsl_src.h>
 
-namespace record {
+namespace studio {
 namespace {
 
 constexpr char kHead[] = R"(
@@ -90,4 +90,4 @@ bool AddBgraProgram(GsDevice* device) {
   return device->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]);
 }
 
-}  // namespace record
+}  // namespace studio

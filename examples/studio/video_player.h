@@ -1,6 +1,6 @@
 // Plays a video: hands out the picture that is due.
-#ifndef QUARN_EXAMPLES_RECORD_VIDEO_PLAYER_H_
-#define QUARN_EXAMPLES_RECORD_VIDEO_PLAYER_H_
+#ifndef QUARN_EXAMPLES_STUDIO_VIDEO_PLAYER_H_
+#define QUARN_EXAMPLES_STUDIO_VIDEO_PLAYER_H_
 
 #include <condition_variable>
 #include <cstdint>
@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
-#include "media_reader.h"
+#include "studio/media_reader.h"
 
-namespace record {
+namespace studio {
 
 // In real time a thread of its own decodes a few pictures ahead, and Take never waits for it. Offline, Take itself
 // decodes up to the time asked for, so that a time always gives the same picture.
@@ -46,6 +46,6 @@ class VideoPlayer {
   std::thread thread_;
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_VIDEO_PLAYER_H_
+#endif  // QUARN_EXAMPLES_STUDIO_VIDEO_PLAYER_H_

@@ -1,6 +1,6 @@
 // The layers of a film: items that draw a colour, a picture or a video.
-#ifndef QUARN_EXAMPLES_RECORD_LAYERS_H_
-#define QUARN_EXAMPLES_RECORD_LAYERS_H_
+#ifndef QUARN_EXAMPLES_STUDIO_LAYERS_H_
+#define QUARN_EXAMPLES_STUDIO_LAYERS_H_
 
 #include <memory>
 #include <vector>
@@ -10,15 +10,15 @@
 #include <quarn/gs_item.h>
 #include <quarn/gs_texture.h>
 
-#include "description.h"
-#include "film_clock.h"
-#include "media_reader.h"
-#include "programs.h"
-#include "shader_filter.h"
-#include "stage_times.h"
-#include "video_player.h"
+#include "studio/description.h"
+#include "studio/film_clock.h"
+#include "studio/media_reader.h"
+#include "studio/programs.h"
+#include "studio/shader_filter.h"
+#include "studio/stage_times.h"
+#include "studio/video_player.h"
 
-namespace record {
+namespace studio {
 
 // What all layers of a film share.
 struct Stage {
@@ -102,6 +102,6 @@ class LayerSource {
   std::unique_ptr<VideoPlayer> player_;
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_LAYERS_H_
+#endif  // QUARN_EXAMPLES_STUDIO_LAYERS_H_

@@ -1,13 +1,13 @@
 // How long each stage of the film takes on the CPU.
-#ifndef QUARN_EXAMPLES_RECORD_STAGE_TIMES_H_
-#define QUARN_EXAMPLES_RECORD_STAGE_TIMES_H_
+#ifndef QUARN_EXAMPLES_STUDIO_STAGE_TIMES_H_
+#define QUARN_EXAMPLES_STUDIO_STAGE_TIMES_H_
 
 #include <atomic>
 #include <cstdint>
 
 #include <quarn/qn_os.h>
 
-namespace record {
+namespace studio {
 
 // Sums over the film, in nanoseconds; each stage belongs to one thread, the sums are read at the end.
 struct StageTimes {
@@ -34,6 +34,6 @@ class StageTimer {
   const std::uint64_t start_ns_;
 };
 
-}  // namespace record
+}  // namespace studio
 
-#endif  // QUARN_EXAMPLES_RECORD_STAGE_TIMES_H_
+#endif  // QUARN_EXAMPLES_STUDIO_STAGE_TIMES_H_

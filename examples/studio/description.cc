@@ -1,11 +1,11 @@
-#include "description.h"
+#include "studio/description.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "error.h"
+#include "studio/error.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class draws into.
@@ -75,4 +75,4 @@ void Validate(const Description& description) {
   }
 }
 
-}  // namespace record
+}  // namespace studio

@@ -1,4 +1,4 @@
-#include "layers.h"
+#include "studio/layers.h"
 
 #include <algorithm>
 #include <array>
@@ -7,9 +7,9 @@
 
 #include <quarn/gs_context.h>
 
-#include "error.h"
+#include "studio/error.h"
 
-namespace record {
+namespace studio {
 namespace {
 
 constexpr float kRadiansPerDegree = 3.14159265358979f / 180.0f;
@@ -147,4 +147,4 @@ scoped_refptr<LayerItem> LayerSource::MakeItem(const Stage& stage) {
   return MakeRef<RefCounted<VideoLayer>>(layer_, size_, picture_, std::move(player_), stage);
 }
 
-}  // namespace record
+}  // namespace studio

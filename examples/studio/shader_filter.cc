@@ -1,9 +1,9 @@
-#include "shader_filter.h"
+#include "studio/shader_filter.h"
 
 #include <quarn/gs_context.h>
 #include <quarn/gs_device.h>
 
-namespace record {
+namespace studio {
 
 ShaderFilter::ShaderFilter(Size size, const char* program, const float (&constants)[4], GsTexture* input,
                            GsDevice* device, StageTimes* times)
@@ -34,4 +34,4 @@ void ShaderFilter::Draw() {
   drawn_ = true;
 }
 
-}  // namespace record
+}  // namespace studio

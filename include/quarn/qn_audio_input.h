@@ -1,0 +1,55 @@
+// An input of the audio mixer.
+#ifndef QUARN_QN_AUDIO_INPUT_H_
+#define QUARN_QN_AUDIO_INPUT_H_
+
+#include <memory>
+
+#include <quarn/export.h>
+#include <quarn/ref_count.h>
+
+class AudioMixSource;
+class QnAudioInputPri;
+
+// The samples of inputs and mixers. Every value but kQnMixSampleFloat means signed 16-bit.
+enum QnMixSampleType {
+  kQnMixSampleFloat = 0,  // 32-bit float, planar; full scale is -1 to 1.
+  kQnMixSampleShort = 1,  // Signed 16-bit, planar.
+};
+
+// A stream of planar PCM, up to ten seconds of it buffered. Counted by reference: see RefCounted.
+//
+//   auto input = MakeRef<RefCounted<QnAudioInput>>(48000u, 2u, kQnMixSampleFloat);
+//   mixer.AddInput(input);
+//   input->PushBackSamples(planes, 480, 1);
+//
+// The mixer takes samples from an input once about 100 ms are buffered (what is missing of them is no more than the
+// latest push). An input that is not being mixed keeps its latest 100 ms or so. When it runs dry, its part of a block
+// is silence; when it overflows, the oldest samples go.
+class QUARN_EXPORT QnAudioInput : public RefCountInterface {
+ public:
+  // `sample_rate` in frames a second, 1 to 2^32-1 as far as memory goes; `channels` is 1 to 8. Both, and `type`, must
+  // be the mixer's: this is not checked. A rate of 0 and more than eight channels make the input inert, with an error
+  // line in the log.
+  QnAudioInput(unsigned int sample_rate, unsigned int channels, QnMixSampleType type);
+  // An input that is still added to a mixer holds a reference there, so it is not destroyed while it is.
+  ~QnAudioInput() override;
+  QnAudioInput(const QnAudioInput&) = delete;
+  QnAudioInput& operator=(const QnAudioInput&) = delete;
+
+  // Appends `frames` samples to each channel: planes[c] points to the samples of channel c, of the input's type. A null
+  // plane leaves its channel as it is. `sequence` names the continuous stream that the samples belong to, by any value:
+  // one that differs from the last push drops everything buffered and starts over, with a warning in the log; so does
+  // the first push.
+  //
+  // Thread: any.
+  // Blocks: while the mixer copies from this input; never for a callback.
+  void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);
+
+  // For the library's own use. The spelling is part of the interface and stays.
+  AudioMixSource* soruce();
+
+ private:
+  std::unique_ptr<QnAudioInputPri> pri_;
+};
+
+#endif  // QUARN_QN_AUDIO_INPUT_H_

@@ -1,0 +1,73 @@
+// The audio mixer.
+#ifndef QUARN_QN_AUDIO_MIXER_H_
+#define QUARN_QN_AUDIO_MIXER_H_
+
+#include <memory>
+
+#include <quarn/export.h>
+#include <quarn/qn_audio_input.h>
+
+class QnAudioMixerPri;
+
+// Mixes inputs, sample by sample with saturation, into blocks of 50 ms that it hands to the host at their time. A
+// thread of its own does so from Start to Stop; it has no output device.
+//
+// Thread: caller-serialised, callbacks excepted. PushBackSamples of an input may run on any thread meanwhile.
+class QUARN_EXPORT QnAudioMixer {
+ public:
+  // Receives what is mixed.
+  //
+  // Thread: the mixer's own.
+  // Callback safety: runs with the mixer's lock held. It must not call AddInput, RemoveInput or Start of its mixer; it
+  // may push into inputs. Stop called here ends the mixing after this block without waiting for it, and logs an error:
+  // call it again from another thread. A late return delays the blocks that follow, and loses none.
+  class Callback {
+   public:
+    virtual ~Callback() = default;
+    // A block of `frames` samples in each of the mixer's channels, of its sample type: a twentieth of a second. The
+    // planes are the mixer's and hold the block during the call only: copy them. `timestamp_ns` is the time of the
+    // block's first sample on the monotonic clock (qn_os_gettime_ns), which is 50 ms ago.
+    virtual void OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) = 0;
+    // The largest magnitude in that block, linear, 0 to 1. Called after each OnMixSamples.
+    virtual void OnMixPeak(float peak) = 0;
+  };
+
+  // `sample_rate` in frames a second: a twentieth of it, rounded down, is a block, so below 20 a started mixer calls
+  // back with empty blocks without a pause. `channels` is 1 to 8. A rate of 0 and more than eight channels make the
+  // mixer inert, with an error line in the log. `callback` may be null: then the blocks are discarded.
+  //
+  // Ownership: the host keeps the callback, which must outlive the mixing.
+  QnAudioMixer(unsigned int sample_rate, unsigned int channels, QnMixSampleType type, Callback* callback);
+  // Stop, and remove every input, first. A mixer that runs is stopped here; inputs that are still added keep the
+  // reference that the mixer took.
+  ~QnAudioMixer();
+  QnAudioMixer(const QnAudioMixer&) = delete;
+  QnAudioMixer& operator=(const QnAudioMixer&) = delete;
+
+  // Starts the mixing. Returns true also when it runs already; false, with an error line in the log, when its thread
+  // cannot be created, and on an inert mixer.
+  //
+  // Blocks: for a running block and its callbacks, when it runs already.
+  bool Start();
+  // Ends the mixing. Start may be called again.
+  //
+  // Blocks: until the block under way is done, at most about 50 ms and the callbacks.
+  void Stop();
+
+  // Adds an input; null and one that is already added are ignored. Blocks to come have its samples.
+  //
+  // Blocks: for a running block and its callbacks.
+  // Ownership: takes a reference on the input.
+  void AddInput(QnAudioInput* input);
+  // Takes an input out; null and one that was not added are ignored. When it returns, the mixer does not touch the
+  // input any more.
+  //
+  // Blocks: for a running block and its callbacks.
+  // Ownership: drops the reference that AddInput took, which may delete the input.
+  void RemoveInput(QnAudioInput* input);
+
+ private:
+  std::unique_ptr<QnAudioMixerPri> pri_;
+};
+
+#endif  // QUARN_QN_AUDIO_MIXER_H_

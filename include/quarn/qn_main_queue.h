@@ -1,0 +1,32 @@
+// The host's main thread, for the work that a window system wants done there.
+#ifndef QUARN_QN_MAIN_QUEUE_H_
+#define QUARN_QN_MAIN_QUEUE_H_
+
+#include <quarn/export.h>
+
+extern "C" {
+
+// Work of the library, to be run once: `function(argument)`.
+typedef void (*QnMainQueueFunction)(void* argument);
+
+// Queues work to the host's main loop and returns without running it: the main thread calls function(argument) once,
+// soon, holding no lock of the host's under which it calls the library. Works queued earlier run earlier. `user` is
+// what was given to qn_set_main_queue.
+//
+// Thread: any, several at once, also the render thread with locks of the library held: it must not call the library,
+// nor wait for the main thread. A host whose loop has ended may drop the work: views keep their last size.
+typedef void (*QnMainQueuePost)(QnMainQueueFunction function, void* argument, void* user);
+
+// Routes the main-thread work of views, the second stage of a resize, to the host's loop through `post`. A null `post`
+// goes back to the default: a thread of the library's own runs the work, in order.
+//
+// Work that was queued before stays where it was queued. When the call returns, the previous `post` is not running and
+// will not be called again. See examples/main-loop/ for GLib, Qt and SDL.
+//
+// Thread: any, but not inside a `post`.
+// Blocks: for a running `post`.
+QUARN_EXPORT void qn_set_main_queue(QnMainQueuePost post, void* user);
+
+}  // extern "C"
+
+#endif  // QUARN_QN_MAIN_QUEUE_H_
