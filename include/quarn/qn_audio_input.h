@@ -11,7 +11,7 @@ class AudioMixSource;
 class QnAudioInputPri;
 
 // The samples of inputs and mixers. Every value but kQnMixSampleFloat means signed 16-bit.
-enum QnMixSampleType {
+enum QnMixSampleType : int {
   kQnMixSampleFloat = 0,  // 32-bit float, planar; full scale is -1 to 1.
   kQnMixSampleShort = 1,  // Signed 16-bit, planar.
 };
@@ -23,13 +23,17 @@ enum QnMixSampleType {
 //   input->PushBackSamples(planes, 480, 1);
 //
 // The mixer takes samples from an input once about 100 ms are buffered (what is missing of them is no more than the
-// latest push). An input that is not being mixed keeps its latest 100 ms or so. When it runs dry, its part of a block
-// is silence; when it overflows, the oldest samples go.
+// latest push). An input that is not being mixed keeps its latest 100 ms or so, of pushes that are no longer than that.
+// When it overflows, the oldest samples go.
+//
+// An input that has run dry is silent. Where it runs dry within a block, the rest of its first channel is silence and
+// the other channels repeat older samples; so do the channels that an input lacks and its mixer has. That is part of
+// the interface: a host that cannot keep up pads its pushes itself.
 class QUARN_EXPORT QnAudioInput : public RefCountInterface {
  public:
-  // `sample_rate` in frames a second, 1 to 2^32-1 as far as memory goes; `channels` is 1 to 8. Both, and `type`, must
-  // be the mixer's: this is not checked. A rate of 0 and more than eight channels make the input inert, with an error
-  // line in the log.
+  // `sample_rate` in frames a second, 1 to 2^32-1 as far as memory goes; `channels` is 1 to 8. Both, and `type`, should
+  // be the mixer's: this is not checked, and where they are not it does no harm but to the sound. A rate of 0, more
+  // than eight channels and missing memory make the input inert, with an error line in the log: pushes are ignored.
   QnAudioInput(unsigned int sample_rate, unsigned int channels, QnMixSampleType type);
   // An input that is still added to a mixer holds a reference there, so it is not destroyed while it is.
   ~QnAudioInput() override;
@@ -37,12 +41,13 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   QnAudioInput& operator=(const QnAudioInput&) = delete;
 
   // Appends `frames` samples to each channel: planes[c] points to the samples of channel c, of the input's type. A null
-  // plane leaves its channel as it is. `sequence` names the continuous stream that the samples belong to, by any value:
-  // one that differs from the last push drops everything buffered and starts over, with a warning in the log; so does
-  // the first push.
+  // plane adds nothing to its channel, and null `planes` do nothing at all. `sequence` names the continuous stream that
+  // the samples belong to, by any value: one that differs from the last push drops everything buffered and starts over,
+  // with a warning in the log; so does the first push (without the warning where its value is 2^64-1, which stands for
+  // no stream yet).
   //
   // Thread: any.
-  // Blocks: while the mixer copies from this input; never for a callback.
+  // Blocks: while the mixer or another push copies; never for a callback.
   void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);
 
   // For the library's own use. The spelling is part of the interface and stays.

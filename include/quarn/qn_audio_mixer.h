@@ -18,23 +18,27 @@ class QUARN_EXPORT QnAudioMixer {
   // Receives what is mixed.
   //
   // Thread: the mixer's own.
-  // Callback safety: runs with the mixer's lock held. It must not call AddInput, RemoveInput or Start of its mixer; it
-  // may push into inputs. Stop called here ends the mixing after this block without waiting for it, and logs an error:
-  // call it again from another thread. A late return delays the blocks that follow, and loses none.
+  // Callback safety: runs with the mixer's lock held. It must not call AddInput, RemoveInput or Start of its mixer, nor
+  // destroy it (the mixer is then left behind, with an error line in the log, and never freed); it may push into
+  // inputs. Stop called here ends the mixing after this block without waiting for it, and logs an error: call it again
+  // from another thread. A late return delays the blocks that follow, and loses none: they come without a pause until
+  // the mixer has caught up, each with the time that it would have had. Inputs buffer ten seconds meanwhile.
   class Callback {
    public:
     virtual ~Callback() = default;
     // A block of `frames` samples in each of the mixer's channels, of its sample type: a twentieth of a second. The
     // planes are the mixer's and hold the block during the call only: copy them. `timestamp_ns` is the time of the
-    // block's first sample on the monotonic clock (qn_os_gettime_ns), which is 50 ms ago.
+    // block's first sample on the monotonic clock (qn_os_gettime_ns), which is 50 ms ago or, where the mixer is late,
+    // more. Each block begins where the one before it ended.
     virtual void OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) = 0;
     // The largest magnitude in that block, linear, 0 to 1. Called after each OnMixSamples.
     virtual void OnMixPeak(float peak) = 0;
   };
 
   // `sample_rate` in frames a second: a twentieth of it, rounded down, is a block, so below 20 a started mixer calls
-  // back with empty blocks without a pause. `channels` is 1 to 8. A rate of 0 and more than eight channels make the
-  // mixer inert, with an error line in the log. `callback` may be null: then the blocks are discarded.
+  // back with empty blocks without a pause. `channels` is 1 to 8. A rate of 0, more than eight channels and missing
+  // memory make the mixer inert, with an error line in the log: it does not start. `callback` may be null: then the
+  // blocks are discarded.
   //
   // Ownership: the host keeps the callback, which must outlive the mixing.
   QnAudioMixer(unsigned int sample_rate, unsigned int channels, QnMixSampleType type, Callback* callback);
@@ -45,16 +49,17 @@ class QUARN_EXPORT QnAudioMixer {
   QnAudioMixer& operator=(const QnAudioMixer&) = delete;
 
   // Starts the mixing. Returns true also when it runs already; false, with an error line in the log, when its thread
-  // cannot be created, and on an inert mixer.
+  // cannot be created, and on an inert mixer. A thread that finds no memory for its blocks ends with an error line.
   //
-  // Blocks: for a running block and its callbacks, when it runs already.
+  // Blocks: for the last block and its callbacks, after a Stop in a callback.
   bool Start();
   // Ends the mixing. Start may be called again.
   //
   // Blocks: until the block under way is done, at most about 50 ms and the callbacks.
   void Stop();
 
-  // Adds an input; null and one that is already added are ignored. Blocks to come have its samples.
+  // Adds an input; null and one that is already added are ignored. Blocks to come have its samples. Where memory is
+  // missing it is not added, with an error line in the log.
   //
   // Blocks: for a running block and its callbacks.
   // Ownership: takes a reference on the input.

@@ -7,6 +7,7 @@ TEST(UtilMulDiv64Test, TruncatesTheExactQuotient) {
   EXPECT_EQ(util_mul_div64(1, 1000000000, 3), 333333333u);
   EXPECT_EQ(util_mul_div64(44100, 1000000000, 44100), 1000000000u);
   EXPECT_EQ(util_mul_div64(44101, 1000000000, 44100), 1000022675u);
+  EXPECT_EQ(util_mul_div64(3, 1000000000, 2), 1500000000u);
 }
 
 TEST(UtilMulDiv64Test, KeepsProductsThatDoNotFit64Bits) {

@@ -1,0 +1,93 @@
+// Buffering between the host and the mixer. Any thread pushes, the mixer thread pops; each takes the source's lock for
+// all of it.
+#include "audio/audio_mix_source.h"
+
+#include <algorithm>
+
+#include "foundation/logger.h"
+
+namespace {
+
+constexpr std::size_t kRingSeconds = 10;
+
+}  // namespace
+
+AudioMixSource::AudioMixSource(unsigned int sample_rate, unsigned int channels, InternalSampleType type)
+    : sample_rate_(sample_rate), channels_(channels), type_(type) {
+  if (!IsMixable(sample_rate, channels)) {
+    inert_ = true;
+    Logger::default_logger()->Error("[AudioMixSource] no source of %u Hz and %u channels", sample_rate, channels);
+    return;
+  }
+  if (type_ == kInternalSampleFloat) {
+    inert_ = !MakeRings(&float_rings_);
+  } else if (type_ == kInternalSampleShort) {
+    inert_ = !MakeRings(&short_rings_);
+  }
+  if (inert_) {
+    Logger::default_logger()->Error("[AudioMixSource] no memory for ten seconds at %u Hz", sample_rate);
+  }
+}
+
+AudioMixSource::~AudioMixSource() = default;
+
+void AudioMixSource::PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence) {
+  if (inert_ || !planes) return;
+  MutexLocker<Mutex> lock(lock_);
+  if (sequence != sequence_) {
+    // The trailing blank is part of the interface and must stay.
+    Logger::default_logger()->Warn("audio mix source new sequence ");
+    ready_ = false;
+    ClearRings(float_rings_);
+    ClearRings(short_rings_);
+    sequence_ = sequence;
+  }
+  Push(float_rings_, planes, frames);
+  Push(short_rings_, planes, frames);
+}
+
+unsigned long AudioMixSource::PopFrontSamples(void** planes, unsigned int frames) {
+  MutexLocker<Mutex> lock(lock_);
+  if (!ready_) return 0;
+  return type_ == kInternalSampleFloat ? Pop(float_rings_, planes, frames) : Pop(short_rings_, planes, frames);
+}
+
+template <class T>
+bool AudioMixSource::MakeRings(Rings<T>* rings) const {
+  for (auto& ring : *rings) {
+    ring = std::make_unique<CircleBuffer<T>>(sample_rate_ * kRingSeconds);
+    if (!ring->valid()) return false;
+  }
+  return true;
+}
+
+template <class T>
+void AudioMixSource::ClearRings(const Rings<T>& rings) {
+  for (unsigned int c = 0; c < channels_; ++c) {
+    if (rings[c]) rings[c]->Clear();
+  }
+}
+
+template <class T>
+void AudioMixSource::Push(const Rings<T>& rings, const void** planes, unsigned int frames) {
+  // Asked once, so that all channels keep the same span.
+  const bool idle = !enabled();
+  for (unsigned int c = 0; c < channels_; ++c) {
+    CircleBuffer<T>* const ring = rings[c].get();
+    if (!ring) continue;
+    ring->PushBack(static_cast<const T*>(planes[c]), frames);
+    // Nobody takes from it: as much goes as came, so the ring stays at its latest 100 ms.
+    if (idle && ring->size() > limit()) ring->PopFront(nullptr, frames);
+  }
+  // The push counts twice, in the size and by itself: part of the interface, and must stay.
+  if (rings[0] && rings[0]->size() + frames >= limit()) ready_ = true;
+}
+
+template <class T>
+std::size_t AudioMixSource::Pop(const Rings<T>& rings, void** planes, unsigned int frames) {
+  std::size_t popped = 0;
+  for (unsigned int c = 0; c < channels_; ++c) {
+    popped = rings[c] ? rings[c]->PopFront(planes ? static_cast<T*>(planes[c]) : nullptr, frames) : 0;
+  }
+  return popped;
+}

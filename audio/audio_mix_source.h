@@ -1,0 +1,72 @@
+// One input of the mixer: a ring of ten seconds for each channel, filled by the host and emptied by the mixer thread.
+#ifndef QUARN_AUDIO_AUDIO_MIX_SOURCE_H_
+#define QUARN_AUDIO_AUDIO_MIX_SOURCE_H_
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "audio/circle_buffer.h"
+#include "audio/mix_format.h"
+#include "foundation/mutex.h"
+
+// A source turns ready to be mixed once it has about 100 ms, and starts over with every new sequence. While no mixer
+// takes from it, it keeps about its latest 100 ms.
+//
+// Its lock is taken under the mixer's, never the other way round.
+class AudioMixSource {
+ public:
+  // `sample_rate` in frames a second. At a rate of 0, with more than eight channels and where the memory is missing, it
+  // logs an error and stays inert: pushes are ignored. A type that is neither float nor short has no rings: pushes are
+  // accepted and yield nothing.
+  AudioMixSource(unsigned int sample_rate, unsigned int channels, InternalSampleType type);
+  // The source must have been removed from its mixer.
+  ~AudioMixSource();
+  AudioMixSource(const AudioMixSource&) = delete;
+  AudioMixSource& operator=(const AudioMixSource&) = delete;
+
+  // Appends `frames` samples of the source's type from planes[c] to channel c. Null `planes` do nothing; a null plane
+  // adds nothing to its channel. Any thread.
+  void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);
+  // Moves up to `frames` samples of each channel to planes[c] and returns how many came of the last one: 0 while not
+  // ready, with the planes untouched. Beyond what came, planes keep what they held. Where a plane, or `planes`, is
+  // null, the samples are dropped.
+  unsigned long PopFrontSamples(void** planes, unsigned int frames);
+
+  // A source is enabled while a running mixer takes its samples. The mixer sets it, under its own lock: none is taken
+  // here.
+  void Enable() { enabled_.store(true, std::memory_order_relaxed); }
+  void Disable() { enabled_.store(false, std::memory_order_relaxed); }
+  bool enabled() const { return enabled_.load(std::memory_order_relaxed); }
+
+ private:
+  template <class T>
+  using Rings = std::array<std::unique_ptr<CircleBuffer<T>>, kMaxMixChannels>;
+
+  template <class T>
+  bool MakeRings(Rings<T>* rings) const;
+  template <class T>
+  void ClearRings(const Rings<T>& rings) QUARN_REQUIRES(lock_);
+  template <class T>
+  void Push(const Rings<T>& rings, const void** planes, unsigned int frames) QUARN_REQUIRES(lock_);
+  template <class T>
+  std::size_t Pop(const Rings<T>& rings, void** planes, unsigned int frames) QUARN_REQUIRES(lock_);
+
+  // 100 ms of frames.
+  std::size_t limit() const { return sample_rate_ / 10; }
+
+  const unsigned int sample_rate_;
+  const unsigned int channels_;
+  const InternalSampleType type_;
+  bool inert_ = false;  // Settled by the constructor.
+  // Eight of the source's type, whatever its channels; none of the other.
+  Rings<short> short_rings_ QUARN_GUARDED_BY(lock_);
+  Rings<float> float_rings_ QUARN_GUARDED_BY(lock_);
+  Mutex lock_;
+  std::atomic<bool> enabled_{false};
+  bool ready_ QUARN_GUARDED_BY(lock_) = false;
+  std::uint64_t sequence_ QUARN_GUARDED_BY(lock_) = ~std::uint64_t{0};  // Of the last push.
+};
+
+#endif  // QUARN_AUDIO_AUDIO_MIX_SOURCE_H_

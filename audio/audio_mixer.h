@@ -1,0 +1,75 @@
+// Mixes sources into blocks of 50 ms, at their time, on a thread of its own.
+#ifndef QUARN_AUDIO_AUDIO_MIXER_H_
+#define QUARN_AUDIO_AUDIO_MIXER_H_
+
+#include <atomic>
+#include <deque>
+#include <memory>
+
+#include "audio/audio_mix_source.h"
+#include "audio/fair_mutex.h"
+#include "audio/mix_format.h"
+#include "foundation/mutex.h"
+#include "foundation/thread.h"
+
+// Any thread calls Start, Stop, AddSource and RemoveSource. Order of the locks: the one of starting and stopping, the
+// mixer's, a source's.
+class AudioMixer : public Runable {
+ public:
+  // Called on the mixer thread with the mixer's lock held: it must not call AddSource, RemoveSource or Start of its
+  // mixer, nor destroy it.
+  class Callback {
+   public:
+    virtual ~Callback() = default;
+    // The planes are the mixer's, and another block's after the call.
+    virtual void OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) = 0;
+    // The peak of the same block, 0 to 1.
+    virtual void OnMixPeak(float peak) = 0;
+  };
+
+  // A null callback discards the blocks. At a rate of 0 and with more than eight channels it logs an error and stays
+  // inert: it does not start.
+  AudioMixer(unsigned int sample_rate, unsigned int channels, InternalSampleType type, Callback* callback);
+  // Stops a running mixer.
+  ~AudioMixer() override;
+  AudioMixer(const AudioMixer&) = delete;
+  AudioMixer& operator=(const AudioMixer&) = delete;
+
+  // Returns true also when it runs already; false when there is no thread, with an error line, and when inert.
+  bool Start();
+  // Waits for the block under way. On the mixer thread itself, which cannot wait for itself, it ends the mixing after
+  // this block and logs an error; a later call from another thread, Start included, then does the waiting.
+  void Stop();
+  // Ends the mixing after the block under way, without waiting for it.
+  void RequestStop();
+  // Null and a source that is there already are ignored.
+  void AddSource(AudioMixSource* source);
+  // Null and an unknown source are ignored. The source is not touched any more once this has returned.
+  void RemoveSource(AudioMixSource* source);
+
+  // Whether the caller is the mixer's own thread, that is one of its callbacks.
+  bool OnOwnThread() const;
+
+  void Run() override;
+  // One block: adds every enabled source to the first planes of `mix_planes`, measures, and calls back. Both arguments
+  // have eight planes of `frames` floats; Run alone calls it.
+  void Mix(unsigned char** mix_planes, unsigned char** scratch_planes, unsigned long frames,
+           unsigned long long timestamp_ns);
+
+ private:
+  void StopThread() QUARN_REQUIRES(thread_lock_);
+  void SetRunning(bool running) QUARN_REQUIRES(lock_);
+
+  const unsigned int sample_rate_;
+  const unsigned int channels_;
+  const InternalSampleType type_;
+  Callback* const callback_;
+  std::atomic<bool> stop_{false};
+  Mutex thread_lock_;  // Held through Start and Stop; the mixer thread never takes it.
+  std::unique_ptr<Thread> thread_ QUARN_GUARDED_BY(thread_lock_);
+  bool running_ QUARN_GUARDED_BY(lock_) = false;  // The sources are enabled.
+  std::deque<AudioMixSource*> sources_ QUARN_GUARDED_BY(lock_);
+  FairMutex lock_;  // Held for a whole pass: a mixer that is late does not sleep between them.
+};
+
+#endif  // QUARN_AUDIO_AUDIO_MIXER_H_

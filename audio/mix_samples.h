@@ -1,0 +1,92 @@
+// The arithmetic of mixing: pure functions over planes of samples, float or 16-bit, apart from the thread that runs
+// them.
+//
+// Threads: any; what is shared is the caller's to guard. Nothing here allocates, logs or fails.
+#ifndef QUARN_AUDIO_MIX_SAMPLES_H_
+#define QUARN_AUDIO_MIX_SAMPLES_H_
+
+#include <algorithm>
+#include <cmath>
+
+#include "foundation/util_math.h"
+
+// a + b, saturated: to -1 ... 1 for float, to the range of the type for short. A NaN passes through, the one of `a`
+// where both are.
+template <typename T>
+T AddAndNormaliz(T a, T b);
+
+template <>
+inline float AddAndNormaliz<float>(float a, float b) {
+  // Which NaN the sum of two of them is depends on their order in the instruction, and the compiler may swap them. So b
+  // counts only where a is a number.
+  const float sum = a + (std::isnan(a) ? 0.0f : b);
+  if (sum < -1.0f) return -1.0f;
+  if (sum > 1.0f) return 1.0f;
+  return sum;
+}
+
+template <>
+inline short AddAndNormaliz<short>(short a, short b) {
+  return static_cast<short>(std::clamp(int{a} + int{b}, -32768, 32767));
+}
+
+// The larger magnitude. For float it is b's if that compares larger, else a's: so a NaN in `b` does not count, and one
+// in `a` stays, without its sign. For short it is at most 32767, which is what -32768 counts as.
+template <typename T>
+T AbsMax(T a, T b);
+
+template <>
+inline float AbsMax<float>(float a, float b) {
+  const float abs_a = std::fabs(a);
+  const float abs_b = std::fabs(b);
+  return abs_b > abs_a ? abs_b : abs_a;
+}
+
+template <>
+inline short AbsMax<short>(short a, short b) {
+  const int abs_a = a < 0 ? -int{a} : int{a};
+  const int abs_b = b < 0 ? -int{b} : int{b};
+  return static_cast<short>(std::min(std::max(abs_a, abs_b), 32767));
+}
+
+// dst[c][i] = AddAndNormaliz(dst[c][i], src[c][i]) for every frame of the first `channels` planes. It saturates at
+// every addition, so what several sources mix to depends on their order; that is part of the interface. A plane of
+// `src` is the same as that of `dst` or does not overlap it.
+template <typename T>
+void MixSample(T** dst, T** src, unsigned int frames, unsigned int channels);
+
+template <>
+void MixSample<float>(float** dst, float** src, unsigned int frames, unsigned int channels);
+template <>
+void MixSample<short>(short** dst, short** src, unsigned int frames, unsigned int channels);
+
+// AbsMax folded over every sample of the first `channels` planes, from 0. No sample that is NaN counts, so the peak is
+// never one.
+template <typename T>
+T CalcPeak(T** planes, unsigned int frames, unsigned int channels);
+
+template <>
+float CalcPeak<float>(float** planes, unsigned int frames, unsigned int channels);
+template <>
+short CalcPeak<short>(short** planes, unsigned int frames, unsigned int channels);
+
+// What CalcPeak gave as a linear level, 0 to 1.
+template <typename T>
+float AudioPeak(T peak);
+
+template <>
+inline float AudioPeak<float>(float peak) {
+  return std::min(peak, 1.0f);
+}
+
+template <>
+inline float AudioPeak<short>(short peak) {
+  return std::min(static_cast<float>(peak) / 32767.0f, 1.0f);
+}
+
+// How long that many frames last, in nanoseconds. A rate of 0 is a division fault.
+constexpr unsigned long long audio_frames_to_ns(unsigned long sample_rate, unsigned long long frames) {
+  return util_mul_div64(frames, 1000000000, sample_rate);
+}
+
+#endif  // QUARN_AUDIO_MIX_SAMPLES_H_

@@ -1,0 +1,89 @@
+// The loops of the mix arithmetic with SSE2, which every 64-bit x86 processor has.
+#include "audio/mix_samples_variants.h"
+
+#if defined(QUARN_MIX_SAMPLES_X86)
+
+#include <emmintrin.h>
+
+#include "audio/mix_samples.h"
+
+namespace {
+
+bool Always() { return true; }
+
+// As AddAndNormaliz. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
+__m128 Add(__m128 a, __m128 b) {
+  const __m128 b_where_a_is_number = _mm_and_ps(b, _mm_cmpord_ps(a, a));
+  const __m128 sum = _mm_add_ps(a, b_where_a_is_number);
+  return _mm_min_ps(_mm_set1_ps(1.0f), _mm_max_ps(_mm_set1_ps(-1.0f), sum));
+}
+
+// As AbsMax with `peak` first, where that is not NaN: a NaN among the samples leaves the peak as it is.
+__m128 Fold(__m128 peak, __m128 samples) { return _mm_max_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), samples), peak); }
+
+// As AbsMax: 0 - x saturates, which makes 32767 of -32768.
+__m128i Fold(__m128i peak, __m128i samples) {
+  return _mm_max_epi16(peak, _mm_max_epi16(samples, _mm_subs_epi16(_mm_setzero_si128(), samples)));
+}
+
+__m128i Load(const short* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+void Store(short* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+
+void MixFloat(float* dst, const float* src, std::size_t frames) {
+  constexpr std::size_t kWidth = 4;
+  std::size_t i = 0;
+  for (; i + kWidth <= frames; i += kWidth) _mm_storeu_ps(dst + i, Add(_mm_loadu_ps(dst + i), _mm_loadu_ps(src + i)));
+  for (; i < frames; ++i) dst[i] = AddAndNormaliz<float>(dst[i], src[i]);
+}
+
+void MixShort(short* dst, const short* src, std::size_t frames) {
+  constexpr std::size_t kWidth = 8;
+  std::size_t i = 0;
+  for (; i + kWidth <= frames; i += kWidth) Store(dst + i, _mm_adds_epi16(Load(dst + i), Load(src + i)));
+  for (; i < frames; ++i) dst[i] = AddAndNormaliz<short>(dst[i], src[i]);
+}
+
+float PeakFloat(const float* plane, std::size_t frames) {
+  constexpr std::size_t kWidth = 4;
+  // Several at a time, so that one need not wait for another's result.
+  __m128 peak0 = _mm_setzero_ps();
+  __m128 peak1 = peak0;
+  __m128 peak2 = peak0;
+  __m128 peak3 = peak0;
+  std::size_t i = 0;
+  for (; i + 4 * kWidth <= frames; i += 4 * kWidth) {
+    peak0 = Fold(peak0, _mm_loadu_ps(plane + i));
+    peak1 = Fold(peak1, _mm_loadu_ps(plane + i + kWidth));
+    peak2 = Fold(peak2, _mm_loadu_ps(plane + i + 2 * kWidth));
+    peak3 = Fold(peak3, _mm_loadu_ps(plane + i + 3 * kWidth));
+  }
+  float lanes[kWidth];
+  _mm_storeu_ps(lanes, Fold(Fold(peak0, peak1), Fold(peak2, peak3)));
+  float peak = 0.0f;
+  for (const float lane : lanes) peak = AbsMax<float>(peak, lane);
+  for (; i < frames; ++i) peak = AbsMax<float>(peak, plane[i]);
+  return peak;
+}
+
+short PeakShort(const short* plane, std::size_t frames) {
+  constexpr std::size_t kWidth = 8;
+  __m128i peak0 = _mm_setzero_si128();
+  __m128i peak1 = peak0;
+  std::size_t i = 0;
+  for (; i + 2 * kWidth <= frames; i += 2 * kWidth) {
+    peak0 = Fold(peak0, Load(plane + i));
+    peak1 = Fold(peak1, Load(plane + i + kWidth));
+  }
+  short lanes[kWidth];
+  Store(lanes, Fold(peak0, peak1));
+  short peak = 0;
+  for (const short lane : lanes) peak = AbsMax<short>(peak, lane);
+  for (; i < frames; ++i) peak = AbsMax<short>(peak, plane[i]);
+  return peak;
+}
+
+}  // namespace
+
+const MixSampleVariant kSse2MixSamples = {"sse2", Always, MixFloat, MixShort, PeakFloat, PeakShort};
+
+#endif  // QUARN_MIX_SAMPLES_X86

@@ -1,0 +1,36 @@
+// The loops of the mix arithmetic, one set for each kind of processor. Every set gives bit for bit what the plain one
+// gives, not-a-numbers, infinities, signed zeros and denormals included.
+#ifndef QUARN_AUDIO_MIX_SAMPLES_VARIANTS_H_
+#define QUARN_AUDIO_MIX_SAMPLES_VARIANTS_H_
+
+#include <cstddef>
+#include <vector>
+
+// Over one plane each. No alignment is asked for beyond that of the sample.
+struct MixSampleVariant {
+  const char* name;
+  // Whether this processor has the instructions. Nothing else of a variant may run where it has not.
+  bool (*runs_here)();
+  // dst[i] = AddAndNormaliz(dst[i], src[i]).
+  void (*mix_float)(float* dst, const float* src, std::size_t frames);
+  void (*mix_short)(short* dst, const short* src, std::size_t frames);
+  // AbsMax folded over the plane, from 0.
+  float (*peak_float)(const float* plane, std::size_t frames);
+  short (*peak_short)(const short* plane, std::size_t frames);
+};
+
+// The loops as they read, which are the definition.
+extern const MixSampleVariant kPlainMixSamples;
+#if defined(__SSE2__)
+#define QUARN_MIX_SAMPLES_X86
+extern const MixSampleVariant kSse2MixSamples;
+extern const MixSampleVariant kAvx2MixSamples;
+#endif
+
+// Those that this processor runs: the plain one first, the fastest last.
+std::vector<const MixSampleVariant*> RunnableMixSampleVariants();
+
+// The last of them, which MixSample and CalcPeak use.
+const MixSampleVariant& FastestMixSampleVariant();
+
+#endif  // QUARN_AUDIO_MIX_SAMPLES_VARIANTS_H_

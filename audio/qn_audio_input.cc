@@ -1,0 +1,35 @@
+// The public side of a source: checks and forwarding. Any thread pushes.
+#include <quarn/qn_audio_input.h>
+
+#include <new>
+
+#include "audio/audio_mix_source.h"
+#include "audio/mix_format.h"
+#include "foundation/logger.h"
+
+class QnAudioInputPri {
+ public:
+  QnAudioInputPri(unsigned int sample_rate, unsigned int channels, InternalSampleType type)
+      : source_(sample_rate, channels, type) {}
+
+  AudioMixSource* source() { return &source_; }
+
+ private:
+  AudioMixSource source_;
+};
+
+QnAudioInput::QnAudioInput(unsigned int sample_rate, unsigned int channels, QnMixSampleType type) {
+  try {
+    pri_ = std::make_unique<QnAudioInputPri>(sample_rate, channels, ToInternalType(type));
+  } catch (const std::bad_alloc&) {
+    Logger::default_logger()->Error("[QnAudioInput] no memory");
+  }
+}
+
+QnAudioInput::~QnAudioInput() = default;
+
+void QnAudioInput::PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence) {
+  if (AudioMixSource* source = soruce()) source->PushBackSamples(planes, frames, sequence);
+}
+
+AudioMixSource* QnAudioInput::soruce() { return pri_ ? pri_->source() : nullptr; }

@@ -1,0 +1,105 @@
+// The public side of the mixer: checks and forwarding. The host's calls take turns; the callbacks come on the mixer
+// thread.
+#include <quarn/qn_audio_mixer.h>
+
+#include <algorithm>
+#include <list>
+#include <new>
+
+#include "audio/audio_mixer.h"
+#include "audio/mix_format.h"
+#include "foundation/logger.h"
+
+// Leads the mixer's blocks to the host.
+class QnAudioMixerPri : private AudioMixer::Callback {
+ public:
+  QnAudioMixerPri(unsigned int sample_rate, unsigned int channels, InternalSampleType type,
+                  QnAudioMixer::Callback* callback)
+      : mixer_(new AudioMixer(sample_rate, channels, type, this)), callback_(callback) {}
+  // Before anything that the mixer thread uses goes.
+  ~QnAudioMixerPri() override { mixer_->Stop(); }
+
+  AudioMixer& mixer() { return *mixer_; }
+
+  void AddInput(QnAudioInput* input) {
+    if (std::find(inputs_.begin(), inputs_.end(), input) != inputs_.end()) return;
+    inputs_.push_back(input);
+    input->AddRef();
+    try {
+      mixer_->AddSource(input->soruce());
+    } catch (...) {
+      inputs_.pop_back();
+      input->Release();
+      throw;
+    }
+  }
+
+  void RemoveInput(QnAudioInput* input) {
+    const auto found = std::find(inputs_.begin(), inputs_.end(), input);
+    if (found == inputs_.end()) return;
+    mixer_->RemoveSource(input->soruce());
+    inputs_.erase(found);
+    // It may delete the input.
+    input->Release();
+  }
+
+  // On the mixer thread: no further call reaches the host, and the mixing ends.
+  void Abandon() {
+    callback_ = nullptr;
+    mixer_->RequestStop();
+  }
+
+ private:
+  void OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) override {
+    if (callback_) callback_->OnMixSamples(planes, frames, timestamp_ns);
+  }
+  void OnMixPeak(float peak) override {
+    if (callback_) callback_->OnMixPeak(peak);
+  }
+
+  std::unique_ptr<AudioMixer> mixer_;
+  std::list<QnAudioInput*> inputs_;  // Each holds one reference.
+  QnAudioMixer::Callback* callback_;
+};
+
+QnAudioMixer::QnAudioMixer(unsigned int sample_rate, unsigned int channels, QnMixSampleType type, Callback* callback) {
+  try {
+    pri_ = std::make_unique<QnAudioMixerPri>(sample_rate, channels, ToInternalType(type), callback);
+  } catch (const std::bad_alloc&) {
+    Logger::default_logger()->Error("[QnAudioMixer] no memory");
+  }
+}
+
+QnAudioMixer::~QnAudioMixer() {
+  if (!pri_ || !pri_->mixer().OnOwnThread()) return;
+  Logger::default_logger()->Error("[QnAudioMixer] destroyed in its own callback: it is left behind");
+  // The thread is still in there.
+  pri_.release()->Abandon();
+}
+
+bool QnAudioMixer::Start() {
+  if (!pri_) return false;
+  try {
+    return pri_->mixer().Start();
+  } catch (const std::bad_alloc&) {
+    Logger::default_logger()->Error("[QnAudioMixer] no memory for a thread");
+    return false;
+  }
+}
+
+void QnAudioMixer::Stop() {
+  if (pri_) pri_->mixer().Stop();
+}
+
+void QnAudioMixer::AddInput(QnAudioInput* input) {
+  if (!input || !pri_) return;
+  try {
+    pri_->AddInput(input);
+  } catch (const std::bad_alloc&) {
+    Logger::default_logger()->Error("[QnAudioMixer] no memory for an input: it is not added");
+  }
+}
+
+void QnAudioMixer::RemoveInput(QnAudioInput* input) {
+  if (input && pri_) pri_->RemoveInput(input);
+}

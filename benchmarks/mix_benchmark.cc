@@ -1,0 +1,256 @@
+// What mixing costs a sample of a source, beside a plain copy of the same bytes in the same process.
+//
+// The arithmetic, in every variant that this processor runs: the sources' planes added to the mix and its peak taken,
+// for blocks of 50 ms at 48 kHz. And the mixer's whole pass: the locks, the samples out of the rings, the arithmetic
+// and the callback. Both in processor time of the one thread that does it. At the end it prints a table of the
+// repetitions' medians, and of their minima in brackets; Google Benchmark's flags work as usual.
+#include <time.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include <quarn/qn_log.h>
+
+#include "audio/audio_mix_source.h"
+#include "audio/audio_mixer.h"
+#include "audio/mix_samples.h"
+#include "audio/mix_samples_variants.h"
+
+namespace {
+
+constexpr unsigned int kFrames = 2400;
+constexpr const char* kNanoseconds = "ns_per_sample";
+
+struct Workload {
+  unsigned int sources;
+  unsigned int channels;
+};
+
+const Workload kWorkloads[] = {{2, 2}, {16, 2}, {64, 2}, {256, 2}, {2, 8}, {16, 8}, {64, 8}, {256, 8}};
+
+template <typename T>
+constexpr InternalSampleType kType = kInternalSampleFloat;
+template <>
+constexpr InternalSampleType kType<short> = kInternalSampleShort;
+
+template <typename T>
+std::string Name(const std::string& what, const Workload& workload) {
+  return what + "/" + (kType<T> == kInternalSampleFloat ? "float" : "short") + "/" + std::to_string(workload.channels) +
+         "/" + std::to_string(workload.sources);
+}
+
+// Planes of one source or of the mix.
+template <typename T>
+class Planes {
+ public:
+  // A quiet wave; every other source has it upside down, so that the mix stays within its range.
+  Planes(unsigned int channels, unsigned int source) : Planes(channels) {
+    const int sign = source % 2 == 0 ? 1 : -1;
+    const T step = kType<T> == kInternalSampleFloat ? static_cast<T>(1.0 / 32768) : T{1};
+    for (std::vector<T>& plane : samples_) {
+      for (unsigned int i = 0; i < kFrames; ++i) {
+        plane[i] = static_cast<T>(step * static_cast<T>(sign * static_cast<int>(i * 37 % 1001 + source / 2)));
+      }
+    }
+  }
+  explicit Planes(unsigned int channels) : samples_(channels, std::vector<T>(kFrames)) {
+    for (unsigned int c = 0; c < channels; ++c) pointers_[c] = samples_[c].data();
+  }
+  T* operator[](unsigned int c) { return pointers_[c]; }
+  // For PushBackSamples and Mix.
+  const void** voids() {
+    std::copy(pointers_.begin(), pointers_.end(), voids_.begin());
+    return voids_.data();
+  }
+
+ private:
+  std::vector<std::vector<T>> samples_;
+  std::array<T*, kMaxMixChannels> pointers_{};
+  std::array<const void*, kMaxMixChannels> voids_{};
+};
+
+template <typename T>
+std::vector<std::unique_ptr<Planes<T>>> MakeSources(const Workload& workload) {
+  std::vector<std::unique_ptr<Planes<T>>> sources;
+  for (unsigned int i = 0; i < workload.sources; ++i) {
+    sources.push_back(std::make_unique<Planes<T>>(workload.channels, i));
+  }
+  return sources;
+}
+
+void CountSamples(benchmark::State& state, const Workload& workload, unsigned int blocks) {
+  const double samples = static_cast<double>(blocks) * kFrames * workload.sources * workload.channels;
+  state.counters[kNanoseconds] =
+      benchmark::Counter(samples * 1e-9, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+template <typename T>
+void Copy(benchmark::State& state, const Workload& workload) {
+  const auto sources = MakeSources<T>(workload);
+  Planes<T> mix(workload.channels);
+  for (auto _ : state) {
+    for (const auto& source : sources) {
+      for (unsigned int c = 0; c < workload.channels; ++c) std::memcpy(mix[c], (*source)[c], kFrames * sizeof(T));
+      benchmark::ClobberMemory();
+    }
+  }
+  CountSamples(state, workload, 1);
+}
+
+void Add(const MixSampleVariant& variant, float* dst, const float* src) { variant.mix_float(dst, src, kFrames); }
+void Add(const MixSampleVariant& variant, short* dst, const short* src) { variant.mix_short(dst, src, kFrames); }
+float Peak(const MixSampleVariant& variant, const float* plane) { return variant.peak_float(plane, kFrames); }
+short Peak(const MixSampleVariant& variant, const short* plane) { return variant.peak_short(plane, kFrames); }
+
+// As MixSample and CalcPeak do it with the variant that they have chosen.
+template <typename T>
+void Arithmetic(benchmark::State& state, const Workload& workload, const MixSampleVariant& variant) {
+  const auto sources = MakeSources<T>(workload);
+  Planes<T> mix(workload.channels);
+  for (auto _ : state) {
+    for (const auto& source : sources) {
+      for (unsigned int c = 0; c < workload.channels; ++c) Add(variant, mix[c], (*source)[c]);
+    }
+    T peak = 0;
+    for (unsigned int c = 0; c < workload.channels; ++c) peak = AbsMax<T>(peak, Peak(variant, mix[c]));
+    benchmark::DoNotOptimize(AudioPeak<T>(peak));
+  }
+  CountSamples(state, workload, 1);
+}
+
+class IgnoreBlocks : public AudioMixer::Callback {
+ public:
+  void OnMixSamples(void** planes, unsigned int, unsigned long long) override { benchmark::DoNotOptimize(planes[0]); }
+  void OnMixPeak(float peak) override { benchmark::DoNotOptimize(peak); }
+};
+
+double ThreadSeconds() {
+  timespec now;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+// Pushing is the hosts' work and not measured: several blocks are pushed, then as many passes measured, so that reading
+// the clock does not show.
+template <typename T>
+void Pass(benchmark::State& state, const Workload& workload) {
+  constexpr unsigned int kBlocks = 4;
+  // A ring is ten seconds: at this rate ten blocks, so that 256 sources of eight channels fit into the memory.
+  constexpr unsigned int kRate = kFrames;
+  const auto samples = MakeSources<T>(workload);
+  IgnoreBlocks callback;
+  AudioMixer mixer(kRate, workload.channels, kType<T>, &callback);
+  std::vector<std::unique_ptr<AudioMixSource>> sources;
+  for (unsigned int i = 0; i < workload.sources; ++i) {
+    sources.push_back(std::make_unique<AudioMixSource>(kRate, workload.channels, kType<T>));
+    sources.back()->Enable();
+    mixer.AddSource(sources.back().get());
+  }
+  std::vector<std::vector<unsigned char>> memory(2 * kMaxMixChannels,
+                                                 std::vector<unsigned char>(kFrames * sizeof(float)));
+  std::array<unsigned char*, 2 * kMaxMixChannels> planes;
+  for (unsigned int p = 0; p < planes.size(); ++p) planes[p] = memory[p].data();
+  for (auto _ : state) {
+    for (unsigned int block = 0; block < kBlocks; ++block) {
+      for (unsigned int i = 0; i < workload.sources; ++i) sources[i]->PushBackSamples(samples[i]->voids(), kFrames, 1);
+    }
+    const double start = ThreadSeconds();
+    for (unsigned int block = 0; block < kBlocks; ++block) {
+      mixer.Mix(planes.data(), planes.data() + kMaxMixChannels, kFrames, 0);
+    }
+    state.SetIterationTime(ThreadSeconds() - start);
+  }
+  for (const auto& source : sources) mixer.RemoveSource(source.get());
+  CountSamples(state, workload, kBlocks);
+}
+
+// Gathers the figures under the benchmarks' names, and prints the table.
+class Table : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context& context) override {
+    PrintBasicContext(&std::cerr, context);
+    return true;
+  }
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      const auto figure = run.counters.find(kNanoseconds);
+      if (run.run_type == Run::RT_Iteration && figure != run.counters.end()) {
+        figures_[run.run_name.function_name].push_back(figure->second.value);
+      }
+    }
+  }
+  void Finalize() override {
+    std::vector<std::string> columns = {"copy"};
+    for (const MixSampleVariant* variant : RunnableMixSampleVariants()) columns.push_back(variant->name);
+    columns.push_back("pass");
+    std::printf("| samples | channels | sources |");
+    for (const std::string& column : columns) std::printf(" %15s |", column.c_str());
+    std::printf("\n|---------|----------|---------|");
+    for (std::size_t i = 0; i < columns.size(); ++i) std::printf("-----------------|");
+    std::printf("\n");
+    PrintRows<float>("float", columns);
+    PrintRows<short>("short", columns);
+  }
+
+ private:
+  template <typename T>
+  void PrintRows(const char* samples, const std::vector<std::string>& columns) {
+    for (const Workload& workload : kWorkloads) {
+      std::printf("| %-7s | %8u | %7u |", samples, workload.channels, workload.sources);
+      for (const std::string& column : columns) {
+        std::vector<double>& figures = figures_[Name<T>(column, workload)];
+        std::sort(figures.begin(), figures.end());
+        if (figures.empty()) {
+          std::printf(" %15s |", "");
+        } else {
+          std::printf("   %.3f (%.3f) |", figures[figures.size() / 2], figures.front());
+        }
+      }
+      std::printf("\n");
+    }
+  }
+
+  std::map<std::string, std::vector<double>> figures_;
+};
+
+template <typename T>
+void Register(const Workload& workload) {
+  benchmark::RegisterBenchmark(Name<T>("copy", workload).c_str(), Copy<T>, workload);
+  for (const MixSampleVariant* variant : RunnableMixSampleVariants()) {
+    benchmark::RegisterBenchmark(Name<T>(variant->name, workload).c_str(),
+                                 [=](benchmark::State& state) { Arithmetic<T>(state, workload, *variant); });
+  }
+  benchmark::RegisterBenchmark(Name<T>("pass", workload).c_str(), Pass<T>, workload)->UseManualTime();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // The repetitions of all benchmarks are mingled, so that what else the machine does falls on all. Flags that are
+  // given come later and win.
+  std::string repetitions = "--benchmark_repetitions=11";
+  std::string mingled = "--benchmark_enable_random_interleaving=true";
+  std::string time = "--benchmark_min_time=0.02";
+  std::vector<char*> args(argv, argv + argc);
+  args.insert(args.begin() + 1, {repetitions.data(), mingled.data(), time.data()});
+  int count = static_cast<int>(args.size());
+  args.push_back(nullptr);
+  benchmark::Initialize(&count, args.data());
+  if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 2;
+  for (const Workload& workload : kWorkloads) {
+    Register<float>(workload);
+    Register<short>(workload);
+  }
+  qn_set_log_handle(nullptr, nullptr);
+  Table table;
+  benchmark::RunSpecifiedBenchmarks(&table);
+}

@@ -1,0 +1,35 @@
+// The order of the virtual operations of the audio interfaces: it is their binary interface and must stay.
+#include <gtest/gtest.h>
+#include <quarn/qn_audio_mixer.h>
+
+#include <cstddef>
+#include <cstring>
+
+#include "audio/audio_mixer.h"
+
+#if defined(__x86_64__)
+
+namespace {
+
+// The slot of a virtual operation. Pointers to virtual members hold 1 + the offset in the table (the Itanium C++ ABI);
+// a destructor has two entries there.
+template <class Method>
+std::ptrdiff_t Slot(Method method) {
+  std::ptrdiff_t offset_and_one = 0;
+  static_assert(sizeof(method) >= sizeof(offset_and_one), "not an Itanium member pointer");
+  std::memcpy(&offset_and_one, &method, sizeof(offset_and_one));
+  return (offset_and_one - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+}  // namespace
+
+TEST(AudioVtableSlotsTest, CallbacksHaveTheirDestructorFirst) {
+  EXPECT_EQ(Slot(&AudioMixer::Callback::OnMixSamples), 2);
+  EXPECT_EQ(Slot(&AudioMixer::Callback::OnMixPeak), 3);
+  EXPECT_EQ(Slot(&QnAudioMixer::Callback::OnMixSamples), 2);
+  EXPECT_EQ(Slot(&QnAudioMixer::Callback::OnMixPeak), 3);
+}
+
+TEST(AudioVtableSlotsTest, MixerIsARunable) { EXPECT_EQ(Slot(&AudioMixer::Run), 2); }
+
+#endif  // defined(__x86_64__)
