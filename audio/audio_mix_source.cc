@@ -2,8 +2,6 @@
 // all of it.
 #include "audio/audio_mix_source.h"
 
-#include <algorithm>
-
 #include "foundation/logger.h"
 
 namespace {

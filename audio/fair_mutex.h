@@ -8,7 +8,8 @@
 
 // Whoever gives a plain mutex back and takes it again at once keeps the waiters out, for as long as it likes. Here
 // those who come now and then wait in a turnstile, and the thread that comes back goes through it too when somebody is
-// there: then the waiter is next. While nobody waits, coming back costs the one mutex and nothing else. Not recursive.
+// there: then, as a rule, the waiter is next. While nobody waits, coming back costs the one mutex and nothing else. Not
+// recursive.
 class QUARN_CAPABILITY("mutex") FairMutex {
  public:
   // Now and then.

@@ -92,7 +92,7 @@ void QnAudioMixer::Stop() {
 }
 
 void QnAudioMixer::AddInput(QnAudioInput* input) {
-  if (!input || !pri_) return;
+  if (!input || !pri_ || RefusedInCallback("AddInput")) return;
   try {
     pri_->AddInput(input);
   } catch (const std::bad_alloc&) {
@@ -101,5 +101,11 @@ void QnAudioMixer::AddInput(QnAudioInput* input) {
 }
 
 void QnAudioMixer::RemoveInput(QnAudioInput* input) {
-  if (input && pri_) pri_->RemoveInput(input);
+  if (input && pri_ && !RefusedInCallback("RemoveInput")) pri_->RemoveInput(input);
+}
+
+bool QnAudioMixer::RefusedInCallback(const char* what) const {
+  if (!pri_->mixer().OnOwnThread()) return false;
+  Logger::default_logger()->Error("[QnAudioMixer] %s was called in a callback of its own mixer: it is ignored", what);
+  return true;
 }

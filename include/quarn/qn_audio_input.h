@@ -23,8 +23,9 @@ enum QnMixSampleType : int {
 //   input->PushBackSamples(planes, 480, 1);
 //
 // The mixer takes samples from an input once about 100 ms are buffered (what is missing of them is no more than the
-// latest push). An input that is not being mixed keeps its latest 100 ms or so, of pushes that are no longer than that.
-// When it overflows, the oldest samples go.
+// latest push). An input that is not being mixed keeps its latest 100 ms or so, of pushes that are no longer than that;
+// one that was mixed before keeps as much as it had, so push with a new sequence to start afresh. When it overflows,
+// the oldest samples go.
 //
 // An input that has run dry is silent. Where it runs dry within a block, the rest of its first channel is silence and
 // the other channels repeat older samples; so do the channels that an input lacks and its mixer has. That is part of
@@ -47,7 +48,8 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   // no stream yet).
   //
   // Thread: any.
-  // Blocks: while the mixer or another push copies; never for a callback.
+  // Blocks: while the mixer or another push copies, or the log writes the warning of a new sequence; never for a
+  // callback of the mixer.
   void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);
 
   // For the library's own use. The spelling is part of the interface and stays.

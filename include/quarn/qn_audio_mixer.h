@@ -18,11 +18,12 @@ class QUARN_EXPORT QnAudioMixer {
   // Receives what is mixed.
   //
   // Thread: the mixer's own.
-  // Callback safety: runs with the mixer's lock held. It must not call AddInput, RemoveInput or Start of its mixer, nor
-  // destroy it (the mixer is then left behind, with an error line in the log, and never freed); it may push into
-  // inputs. Stop called here ends the mixing after this block without waiting for it, and logs an error: call it again
-  // from another thread. A late return delays the blocks that follow, and loses none: they come without a pause until
-  // the mixer has caught up, each with the time that it would have had. Inputs buffer ten seconds meanwhile.
+  // Callback safety: runs with the mixer's lock held. It must not call AddInput or RemoveInput of its mixer (they are
+  // ignored then, with an error line in the log), nor Start, nor destroy it (the mixer is then left behind, with an
+  // error line, and never freed), nor wait for a thread that does one of these or Stop; it may push into inputs. Stop
+  // called here ends the mixing after this block without waiting for it, and logs an error: call it again from another
+  // thread. A late return delays the blocks that follow, and loses none: they come without a pause until the mixer has
+  // caught up, each with the time that it would have had. Inputs buffer ten seconds meanwhile.
   class Callback {
    public:
     virtual ~Callback() = default;
@@ -58,8 +59,8 @@ class QUARN_EXPORT QnAudioMixer {
   // Blocks: until the block under way is done, at most about 50 ms and the callbacks.
   void Stop();
 
-  // Adds an input; null and one that is already added are ignored. Blocks to come have its samples. Where memory is
-  // missing it is not added, with an error line in the log.
+  // Adds an input, which belongs to one mixer at a time; null and one that is already added are ignored. Blocks to come
+  // have its samples. Where memory is missing it is not added, with an error line in the log.
   //
   // Blocks: for a running block and its callbacks.
   // Ownership: takes a reference on the input.
@@ -72,6 +73,8 @@ class QUARN_EXPORT QnAudioMixer {
   void RemoveInput(QnAudioInput* input);
 
  private:
+  bool RefusedInCallback(const char* what) const;
+
   std::unique_ptr<QnAudioMixerPri> pri_;
 };
 

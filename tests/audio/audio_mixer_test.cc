@@ -364,6 +364,23 @@ TEST_F(AudioMixerTest, ShortReadRepeatsOldSamplesInAllChannelsButTheFirst) {
   EXPECT_THAT(recorder.blocks.at(2).peaks, ElementsAre(0.0f)) << "what gives no frame at all adds nothing";
 }
 
+TEST_F(AudioMixerTest, ShortReadOf16BitSamplesMixesTheFullBlockToo) {
+  ShortRecorder recorder(2);
+  AudioMixer mixer(48000, 2, kInternalSampleShort, &recorder);
+  AudioMixSource source(48000, 2, kInternalSampleShort);
+  Push<short>(&source, 2400, {100, 200});
+  Push<short>(&source, 400, {300, 400});
+  mixer.AddSource(&source);
+  RunBlocks(&mixer, 2);
+  const auto& block = recorder.blocks.at(1);
+  EXPECT_EQ(block.planes[0][399], 300);
+  EXPECT_EQ(block.planes[1][399], 400);
+  for (std::size_t i = 400; i < 2400; ++i) {
+    ASSERT_EQ(block.planes[0][i], 0);
+    ASSERT_EQ(block.planes[1][i], 200);
+  }
+}
+
 TEST_F(AudioMixerTest, ChannelsThatASourceLacksRepeatTheLastPopOfAnother) {
   FloatRecorder recorder(2);
   AudioMixer mixer(48000, 2, kInternalSampleFloat, &recorder);

@@ -2,9 +2,11 @@
 // that a test may count and refuse them, or see one wait. The clock is the test's own too, without any lock.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <pthread.h>
 #include <quarn/qn_audio_mixer.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
@@ -309,13 +311,15 @@ TEST_F(AudioMixerSystemTest, SteadyPassesTakeNoMemoryAndNoOtherLocksAndLogNothin
 
 TEST_F(AudioMixerSystemTest, TakesSixteenPlanesPerStart) {
   struct Watch : EmptyCallback {
-    void OnMixSamples(void**, unsigned int, unsigned long long) override {
+    void OnMixSamples(void** planes, unsigned int, unsigned long long) override {
       callocs = calls.callocs;
+      for (int c = 0; c < 8; ++c) smallest = std::min(smallest, malloc_usable_size(planes[c]));
       mixer->RequestStop();
       done.Signal();
     }
     AudioMixer* mixer = nullptr;
     int callocs = 0;
+    std::size_t smallest = SIZE_MAX;
     Event done{false};
   } watch;
   AudioMixer mixer(48000, 1, kInternalSampleShort, &watch);
@@ -325,6 +329,7 @@ TEST_F(AudioMixerSystemTest, TakesSixteenPlanesPerStart) {
     watch.done.Wait();
     mixer.Stop();
     EXPECT_EQ(watch.callocs, 16);
+    EXPECT_GE(watch.smallest, 2400 * sizeof(float)) << "as large as for floats";
   }
 }
 
@@ -438,15 +443,26 @@ TEST_F(AudioMixerSystemTest, HostThatWaitsComesBeforeTheNextPass) {
   EXPECT_THAT(watch.heard, ElementsAre(0.5f, 0.5f, 0.5f, 0.0f, 0.0f, 0.0f));
 }
 
-TEST_F(AudioMixerSystemTest, RemoveSourceWaitsForTheCallback) {
+class AudioMixerCallbacksTest : public AudioMixerSystemTest, public testing::WithParamInterface<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(Both, AudioMixerCallbacksTest, testing::Bool(),
+                         [](const auto& test) { return test.param ? "OnMixPeak" : "OnMixSamples"; });
+
+TEST_P(AudioMixerCallbacksTest, RemoveSourceWaitsForTheCallback) {
   auto source = std::make_unique<AudioMixSource>(48000, 1, kInternalSampleFloat);
   struct Watch : EmptyCallback {
     void OnMixSamples(void**, unsigned int, unsigned long long) override {
-      if (++blocks != 3) return;
+      if (++blocks == 3 && !in_peak) Stay();
+    }
+    void OnMixPeak(float) override {
+      if (blocks == 3 && in_peak) Stay();
+    }
+    void Stay() {
       in_callback.Signal();
       while (!waits) std::this_thread::yield();
       removed_early = removed;
     }
+    bool in_peak = GetParam();
     int blocks = 0;
     Event in_callback{true};
     std::atomic<bool> waits{false};

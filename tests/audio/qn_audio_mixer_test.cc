@@ -145,6 +145,8 @@ TEST_F(QnAudioMixerTest, ReleasesAnInputLast) {
   bool enabled = true;
   raw->on_release = [&] {
     enabled = raw->soruce()->enabled();
+    mixer.RemoveInput(raw);  // It is out of the list: its reference is not dropped twice.
+    EXPECT_EQ(raw->calls, "+-");
     const auto gone = std::move(input);  // Deleted here, as a count of zero would.
   };
   mixer.AddInput(raw);
@@ -237,6 +239,41 @@ TEST_F(QnAudioMixerTest, InputsThatDoNotMatchAreMixedWithoutHarm) {
   RunBlocks(&mixer, 3);
   EXPECT_EQ(recorder.blocks.at(0).planes[0][799], 0.25f);
   for (CountedInput* input : {&other_type, &other_rate, &more_channels, &inert}) mixer.RemoveInput(input);
+}
+
+TEST_F(QnAudioMixerTest, FloatsFitIntoAMixerOfShorts) {
+  ShortRecorder recorder(2);
+  QnAudioMixer mixer(48000, 2, kQnMixSampleShort, &recorder);
+  CountedInput floats(48000, 2, kQnMixSampleFloat);
+  Push<float>(&floats, 4800, 0, 0);
+  mixer.AddInput(&floats);
+  RunBlocks(&mixer, 2);
+  EXPECT_THAT(recorder.blocks.at(0).planes[0], testing::Each(0));
+  mixer.RemoveInput(&floats);
+}
+
+TEST_F(QnAudioMixerTest, InputsAreNeitherAddedNorRemovedInACallback) {
+  FloatRecorder recorder;
+  QnAudioMixer mixer(48000, 2, kQnMixSampleFloat, &recorder);
+  CountedInput added(48000, 2, kQnMixSampleFloat);
+  CountedInput refused(48000, 2, kQnMixSampleFloat);
+  mixer.AddInput(&added);
+  recorder.on_samples = [&](void**, std::size_t count) {
+    if (count != 1) return;
+    mixer.AddInput(&refused);
+    mixer.RemoveInput(&added);
+  };
+  RunBlocks(&mixer, 2);
+  EXPECT_EQ(added.calls, "+");
+  EXPECT_EQ(refused.calls, "");
+  EXPECT_THAT(log_.Lines(),
+              ElementsAre(LogCapture::Line{Logger::Level::Error,
+                                           "[QnAudioMixer] AddInput was called in a callback of its own mixer: it is "
+                                           "ignored"},
+                          LogCapture::Line{Logger::Level::Error,
+                                           "[QnAudioMixer] RemoveInput was called in a callback of its own mixer: it "
+                                           "is ignored"}));
+  mixer.RemoveInput(&added);
 }
 
 TEST_F(QnAudioMixerTest, IsInertWithoutARateAndWithTooManyChannels) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 #include "audio/audio_mixer.h"
 
@@ -29,6 +30,15 @@ TEST(AudioVtableSlotsTest, CallbacksHaveTheirDestructorFirst) {
   EXPECT_EQ(Slot(&QnAudioMixer::Callback::OnMixSamples), 2);
   EXPECT_EQ(Slot(&QnAudioMixer::Callback::OnMixPeak), 3);
 }
+
+TEST(AudioVtableSlotsTest, InputsAreCountedThroughTheirFirstTwo) {
+  EXPECT_EQ(Slot(&RefCountInterface::AddRef), 0);
+  EXPECT_EQ(Slot(&RefCountInterface::Release), 1);
+  EXPECT_EQ(Slot(&QnAudioInput::AddRef), 0);
+  EXPECT_EQ(Slot(&QnAudioInput::Release), 1);
+}
+
+static_assert(!std::is_polymorphic_v<QnAudioMixer>);
 
 TEST(AudioVtableSlotsTest, MixerIsARunable) { EXPECT_EQ(Slot(&AudioMixer::Run), 2); }
 
