@@ -31,7 +31,7 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN/${QUARN_RPATH}")
 
 # The programs are targets only once the folder of the examples has been read.
 function(quarn_install_examples)
-  foreach(program quarn-record hello-frame hello-texture)
+  foreach(program quarn-record quarn-preview hello-frame hello-mix hello-texture)
     if(TARGET ${program})
       install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     endif()

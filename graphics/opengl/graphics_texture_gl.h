@@ -21,6 +21,8 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   ~GraphicsTextureGL() override;
 
   bool Init(bool render_target);
+  // The texture's GL name; 0 before Init and after one that failed. Shared contexts know it too.
+  GLuint name() const { return texture_; }
 
   bool BindShaderResource(int slot) override;
   void ReleaseShaderResource() override;

@@ -2,7 +2,6 @@
 // bridge.
 #include <quarn/gs_scene.h>
 
-#include <utility>
 #include <vector>
 
 #include <quarn/gs_item.h>
@@ -50,16 +49,10 @@ GsScene::~GsScene() {
 }
 
 void GsScene::Draw() {
-  // The walk takes the thread's spare vector along, so that no frame allocates and an item that draws another scene
-  // finds no vector in use.
-  thread_local std::vector<scoped_refptr<GsItem>> spare;
-  std::vector<scoped_refptr<GsItem>> items = std::move(spare);
-  items_->CopyTo(&items);
+  const GsItemList::Walk items(items_.get());
   for (const auto& item : items) {
     if (item->visible()) item->Draw();
   }
-  items.clear();
-  spare = std::move(items);
 }
 
 void GsScene::Attach() {
@@ -103,8 +96,7 @@ unsigned int GsScene::item_count() const { return static_cast<unsigned int>(item
 
 void GsScene::EnumItems(bool (*fn)(GsItem* item, void* user), void* user) {
   if (!fn) return;
-  std::vector<scoped_refptr<GsItem>> items;
-  items_->CopyTo(&items);
+  const GsItemList::Walk items(items_.get());
   for (const auto& item : items) {
     if (!fn(item, user)) return;
   }

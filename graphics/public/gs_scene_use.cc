@@ -25,3 +25,5 @@ void GsSceneUse::Release(GsScene* scene) {
   }
   scene->Release();  // Perhaps the last reference, so not under the lock.
 }
+
+GraphicsContextImpl* GsSceneUse::Context(GsScene* scene) { return scene->context_; }

@@ -2,6 +2,7 @@
 #ifndef QUARN_GRAPHICS_PUBLIC_GS_SCENE_USE_H_
 #define QUARN_GRAPHICS_PUBLIC_GS_SCENE_USE_H_
 
+class GraphicsContextImpl;
 class GsScene;
 
 // A scene is attached, and so rendered, exactly while at least one viewer uses it. Each step runs under the context's
@@ -12,6 +13,8 @@ class GsSceneUse {
   static void Acquire(GsScene* scene);
   // Gives both back; detaches the scene after its last user.
   static void Release(GsScene* scene);
+  // The context of the scene's device; null without one.
+  static GraphicsContextImpl* Context(GsScene* scene);
 };
 
 #endif  // QUARN_GRAPHICS_PUBLIC_GS_SCENE_USE_H_

@@ -18,11 +18,12 @@ class GraphicsDevice;
 // A host that wants to drive the frames itself creates the device unstarted, calls InitThreadContext on its
 // thread, then TickSource, HandleFilter, OutputFrame and DrawDisplay for each frame, and DoTask when it likes.
 //
-// Shut down in this order: stop and destroy outputs, release scenes, items, filters, textures and constant
-// buffers, then destroy the device: every object goes before its device. Objects of different devices cannot be
-// mixed: a scene's items, outputs, textures and constant buffers belong to its device.
+// Shut down in this order: stop and destroy outputs, destroy views, release scenes, items, filters, textures and
+// constant buffers, then destroy the device: every object goes before its device. Objects of different devices cannot
+// be mixed: a scene's items, outputs, views, textures and constant buffers belong to its device.
 //
-// GL work done on a host thread (creating and updating objects) leaves no GL context current on that thread.
+// GL work done on a host thread (creating and updating objects) leaves current on that thread what was current before:
+// nothing, or a GL context of the host's own, made through EGL or GLX.
 class QUARN_EXPORT GsDevice {
  public:
   // Makes the process's default device, and starts its render thread when `start` is true. Returns true when a

@@ -39,8 +39,8 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   //
   // Thread: render, with the GL context current and the canvas bound; called by the library.
   // Callback safety: runs with the engine's lock held. It must not wait for a thread that creates, attaches or detaches
-  // objects, and must not destroy the scene, a filter or the device. GL of the host's own leaves the state as it found
-  // it: pixel store, bindings, current context.
+  // objects, and must not destroy a scene (by its last reference either), a filter, a view or the device. GL of the
+  // host's own leaves the state as it found it: pixel store, bindings, current context.
   virtual void Draw();
 
   GsScene(const GsScene&) = delete;
@@ -66,7 +66,7 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   // The number of items.
   unsigned int item_count() const;
   // Calls fn(item, user) for a copy of the list in order, until it returns false. Items removed meanwhile stay alive
-  // until the walk ends. A null `fn` is ignored.
+  // until the walk ends. `fn` may change the list and must not destroy the scene. A null `fn` is ignored.
   void EnumItems(bool (*fn)(GsItem* item, void* user), void* user);
 
   // Size in pixels; 0 for an inert scene.

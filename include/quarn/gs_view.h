@@ -2,11 +2,15 @@
 #ifndef QUARN_GS_VIEW_H_
 #define QUARN_GS_VIEW_H_
 
+#include <atomic>
+#include <limits>
+
 #include <quarn/export.h>
 #include <quarn/gs_types.h>
 #include <quarn/qn_mutex.h>
 #include <quarn/ref_count.h>
 
+class GraphicsContextImpl;
 class GraphicsTexture;
 class GraphicsView;
 class GsDevice;
@@ -27,89 +31,154 @@ struct GsWindowInfo {
 // A window that goes away, has no size or cannot be presented to costs the picture and one line in the log, nothing
 // else.
 //
-// Thread: caller-serialised, Draw excepted.
+// Thread: caller-serialised where nothing else is said; all of it may run while the view is drawn.
 class QUARN_EXPORT GsView {
  public:
-  // A view in `info.window`, `width` x `height` pixels large. A null `device` means the default device; without any the
-  // view is inert.
+  // A view in `info.window`, `width` x `height` pixels large, which shows nothing until Attch. A null `device` means
+  // the default device; without any the view is inert.
   //
   // Blocks: for the running stage of a frame.
   GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device);
-  // Detach first where Draw is overridden. Lets go of the scene.
+  // Detach first. Lets go of the scene.
   //
-  // Blocks: for the running stage of a frame.
+  // Blocks: for the running stage of a frame. Not from a Draw, of any object.
   virtual ~GsView();
   GsView(const GsView&) = delete;
   GsView& operator=(const GsView&) = delete;
+
+  // Shows `scene` from the next frame on and keeps it in use, and so rendered; null shows nothing but the background. A
+  // scene of another device than the view's is kept in use but its picture is not shown, and the log says so.
+  //
+  // Blocks: for the running stage of a frame. Not from a Draw, when it drops the last reference of the scene before.
+  // Ownership: takes a reference on the scene, and drops the one on the scene before.
+  virtual void SetScene(GsScene* scene);
+  // Tells the view that its window has another size, in pixels. A size of 0 stops the drawing. The picture follows
+  // within the next frames: see qn_main_queue.h.
+  //
+  // Thread: any.
+  // Blocks: while the view is drawn.
+  virtual void Resize(unsigned int width, unsigned int height);
+  // Draws a frame; nothing by default. Blending is on; set the viewport, (0, 0, width(), height()), first.
+  //
+  // Thread: render, with the GL context current and the view's picture bound; called by the library.
+  // Callback safety: as GsScene::Draw; may detach the view, and must not destroy it.
+  virtual void Draw();
 
   // Starts the drawing, once a frame, in the order in which views were attached. The spelling is part of the interface
   // and stays. Attaching twice changes nothing.
   //
   // Blocks: for the running stage of a frame.
   void Attch();
-  // Ends the drawing: when it returns, Draw does not run any more. The window keeps its last picture.
-  //
-  // Blocks: for the running stage of a frame. Not from Draw.
-  void Detach();
-
-  // Shows `scene` from the next frame on and keeps it in use, and so rendered; null shows nothing but the background.
+  // Ends the drawing: when it returns, Draw does not run any more (but the one that it is called from). The window
+  // keeps its last picture.
   //
   // Blocks: for the running stage of a frame.
-  // Ownership: takes a reference on the scene, and drops the one on the scene before.
-  virtual void SetScene(GsScene* scene);
-  // The scene shown, or null. Thread: any.
+  void Detach();
+
+  // The scene shown, or null.
+  //
+  // Thread: any.
+  // Blocks: while the view is drawn.
   GsScene* scene();
-  // The same with a reference of the caller's own. Not while another thread calls SetScene.
+  // The same with a reference of the caller's own, and without waiting; not while another thread calls SetScene.
   scoped_refptr<GsScene> scene_ptr();
 
-  // The size in pixels last asked for; 0 for an inert view.
-  unsigned int width();
-  unsigned int height();
-  // Tells the view that its window has another size, in pixels. A size of 0 stops the drawing. The picture follows
-  // within the next frames: see qn_main_queue.h. Thread: any.
-  virtual void Resize(unsigned int width, unsigned int height);
+  // The size in pixels last asked for; 0 for an inert view. Thread: any.
+  unsigned int width() const;
+  unsigned int height() const;
   // The colour behind and beside the scene, each part 0 to 1. Opaque black at first. Thread: any.
   void SetBackgroundColor(float r, float g, float b, float a);
-
-  // Draws a frame; nothing by default.
-  //
-  // Thread: render, with the GL context current and the view's picture bound; called by the library.
-  // Callback safety: as GsScene::Draw; must not detach or destroy the view.
-  virtual void Draw();
 
   // For the library's own use.
   GraphicsView* impl() const;
 
  protected:
-  // Guards the scene and serialises drawing. Recursive.
-  QNMutex mutex_;
+  // For the library's own use: puts in place a scene that is in use already, or null, and returns the one before.
+  GsScene* ExchangeScene(GsScene* scene);
+  // For the library's own use: what destruction must do while Draw is still that of the class.
+  void DetachForDestruction();
+  // For the library's own use: whether `scene` has a picture that can be drawn into this view.
+  bool CanShow(GsScene* scene) const;
 
  private:
   GraphicsView* impl_ = nullptr;
   GsScene* scene_ = nullptr;
+
+ protected:
+  // Guards the scene, which stays alive while it is held, and serialises the drawing. Recursive. A thread that holds it
+  // outside Draw must not attach, detach, create or destroy anything, nor walk the items of a scene.
+  QNMutex mutex_;
+
+ private:
   GsViewOnDraw* on_draw_ = nullptr;
+  GraphicsContextImpl* context_ = nullptr;  // Its lock orders attaching and detaching.
 };
 
 // A view that fits the scene, with a margin of five pixels on each side of the limiting direction, and draws the
-// editing overlay: a blue frame round each hovered item, a red one with eight handles round each selected one, and
-// green guide lines.
+// editing overlay over it: a blue frame round each hovered item, a red one with eight handles round each selected one,
+// hidden items left out, and green guide lines.
+//
+// It draws with the default device's context, so that device should be the view's as well. Where it is not, what is
+// shown is undefined, and drawing takes that context's lock last: no callback of the default device may then create,
+// attach, detach or destroy objects of the view's device.
 class QUARN_EXPORT GsViewImpl : public GsView {
  public:
+  // As GsView's.
   GsViewImpl(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device);
   ~GsViewImpl() override;
 
+  // As GsView's. The new scene, or size, is fitted at once.
+  //
+  // Blocks: also while the view is drawn.
   void SetScene(GsScene* scene) override;
   void Resize(unsigned int width, unsigned int height) override;
+  // DefaultDraw. An override may draw more, before or after.
   void Draw() override;
 
-  // Puts a vertical (X) or horizontal (Y) guide line at that many view pixels from the view's centre, x to the right
-  // and y downwards; NaN takes it away. Thread: any.
+  // Puts a vertical (X) or horizontal (Y) guide line, two pixels wide, at that many view pixels from the view's centre,
+  // x to the right and y downwards; NaN takes it away. Thread: any.
   void SetClampX(float x);
   void SetClampY(float y);
 
-  // View pixels per scene pixel; 0 without a scene and while anything has no size. Item positions are in scene pixels
-  // from the centre: times the scale, they are view pixels from the view's centre. Thread: any.
+  // View pixels per scene pixel; 0 without a scene, while anything has no size, and where the margin is all there is. A
+  // view under 10 pixels in the
+  // limiting direction, which has no room for the margin, has an enormous scale: part of the interface.
+  //
+  // A pointer at (x, y) pixels from the view's upper left corner is over the scene position
+  // (gs_vec2(x, y) + offset()) * (1 / scale()), counted as GsItem::pos is.
+  //
+  // Thread: any.
   float scale() const;
+  // Where the view's upper left corner lies, in view pixels from its centre: half its size, negated. (0, 0) without a
+  // scene; what it was before while anything has no size. Thread: any.
+  gs_vec2 offset() const;
+
+ protected:
+  // What Draw is made of.
+  //
+  // Thread: render, inside Draw.
+
+  // The scene, the frames of its items in their order, the guide lines.
+  void DefaultDraw();
+  // The scene's picture, `width` x `height` pixels large, in the middle of the view.
+  void DrawSceneTexture(unsigned int width, unsigned int height);
+  // The frame of `item`, with handles when it is selected; whether it is visible is not asked. Null is ignored.
+  void DrawEditingItem(GsItem* item);
+
+  // Works out scale() and offset() for the present scene and size. Thread: any.
+  //
+  // Blocks: while the view is drawn.
+  void ResizePreview();
+
+ private:
+  GraphicsTexture* hover_texture_ = nullptr;
+  GraphicsTexture* select_texture_ = nullptr;
+  GraphicsTexture* guide_texture_ = nullptr;
+  std::atomic<float> scale_{0.0f};
+  std::atomic<float> offset_x_{0.0f};
+  std::atomic<float> offset_y_{0.0f};
+  std::atomic<float> clamp_x_{std::numeric_limits<float>::quiet_NaN()};
+  std::atomic<float> clamp_y_{std::numeric_limits<float>::quiet_NaN()};
 };
 
 #endif  // QUARN_GS_VIEW_H_

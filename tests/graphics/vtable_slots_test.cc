@@ -13,6 +13,7 @@
 #include "graphics/graphics_scene.h"
 #include "graphics/graphics_shader.h"
 #include "graphics/graphics_texture.h"
+#include "graphics/graphics_view.h"
 
 namespace {
 
@@ -136,6 +137,23 @@ TEST(VtableSlotsTest, GraphicsFilterAndDuplicator) {
   EXPECT_EQ(Slot(&GraphicsDuplicator::Dup), 1);
   EXPECT_EQ(Slot(&GraphicsDuplicator::is_hdr), 2);
   EXPECT_EQ(Slot(&GraphicsDuplicator::sdr_white_level), 3);
+}
+
+TEST(VtableSlotsTest, GraphicsView) {
+  using V = GraphicsView;
+  int slot = 0;
+  EXPECT_EQ(Slot(&V::Attach), ++slot);
+  EXPECT_EQ(Slot(&V::Detach), ++slot);
+  EXPECT_EQ(Slot(&V::BindRenderTarget), ++slot);
+  EXPECT_EQ(Slot(&V::UnbindRenderTarget), ++slot);
+  EXPECT_EQ(Slot(&V::width), ++slot);
+  EXPECT_EQ(Slot(&V::height), ++slot);
+  EXPECT_EQ(Slot(&V::Resize), ++slot);
+  EXPECT_EQ(Slot(&V::SetBackgroundColor), ++slot);
+  EXPECT_EQ(Slot(&V::Draw), ++slot);
+  EXPECT_EQ(Slot(&V::SetPresentationTime), ++slot);
+  EXPECT_EQ(Slot(&V::frame_buffer_texture), ++slot);
+  EXPECT_EQ(Slot(&V::DrawCallback::Draw), 1);
 }
 
 #endif  // __x86_64__

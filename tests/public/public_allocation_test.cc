@@ -119,11 +119,23 @@ class CopyFilter : public GsFilter {
   GsDevice* device_;
 };
 
-// Items, a filter, and outputs of every kind.
+class CountedView : public GsViewImpl {
+ public:
+  using GsViewImpl::GsViewImpl;
+  void Draw() override {
+    DefaultDraw();
+    ++draws;
+  }
+  std::atomic<int> draws{0};
+};
+
+// Items, a filter, a view with everything that it can draw, and outputs of every kind.
 class World {
  public:
   explicit World(GsDevice* device)
-      : picture_(host::MakeTexture(host::MakePattern(16, 16, 200), device)), filter_(picture_.get(), device) {
+      : picture_(host::MakeTexture(host::MakePattern(16, 16, 200), device)),
+        filter_(picture_.get(), device),
+        view_({}, 80, 60, device) {
     EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
     EXPECT_TRUE(device->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
     filter_.Attach();
@@ -134,6 +146,12 @@ class World {
       scene_->AddItem(items_.back());
     }
     items_[0]->watch = &render;
+    items_[1]->SetHovered(true);
+    items_[2]->SetSelected(true);
+    view_.SetScene(scene_);
+    view_.SetClampX(1);
+    view_.SetClampY(1);
+    view_.Attch();
     for (const GsFormat format : {kGsFormatRGBA, kGsFormatBGRA, kGsFormatI420, kGsFormatNV12}) {
       raw.push_back(std::make_unique<WatchedRaw>(scene_, 64, 48, format, device));
       raw.push_back(std::make_unique<WatchedRaw>(scene_, 51, 33, format, device));
@@ -150,10 +168,12 @@ class World {
       output->Stop();
     }
     for (const auto& output : textures) output->Stop();
+    view_.Detach();
     for (const auto& item : items_) scene_->RemoveItem(item);
   }
 
   TintedItem* item() { return items_[0]; }
+  int view_draws() const { return view_.draws; }
 
   Watch render;
   std::vector<std::unique_ptr<WatchedRaw>> raw;
@@ -163,6 +183,7 @@ class World {
   std::unique_ptr<GsTexture> picture_;
   CopyFilter filter_;
   scoped_refptr<host::Scene> scene_;
+  CountedView view_;
   std::vector<scoped_refptr<TintedItem>> items_;
 };
 
@@ -190,6 +211,7 @@ TEST_F(AllocationTest, RenderThreadAndOutputThreadsAllocateNothing) {
     ASSERT_TRUE(world.render.done.Wait());
     EXPECT_EQ(world.render.allocations(), 0u);
     EXPECT_GT(world.item()->draws, kWarmUpFrames);
+    EXPECT_GT(world.view_draws(), kWarmUpFrames);
     EXPECT_EQ(world.textures[1]->width, 64u);
   }
   GsDevice::DestroyDefaultDevice();

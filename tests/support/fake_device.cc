@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/mutex.h"
+#include "graphics/internal_types.h"
 
 namespace fake {
 namespace {
@@ -53,6 +54,9 @@ std::string WithSize(const char* call, unsigned int width, unsigned int height) 
   return std::string(call) + " " + std::to_string(width) + " " + std::to_string(height);
 }
 
+constexpr int kUnits = 4;
+FakeTexture* bound_textures[kUnits] = {};
+
 std::string OrNull(const char* text) { return text ? text : "null"; }
 
 }  // namespace
@@ -60,7 +64,9 @@ std::string OrNull(const char* text) { return text ? text : "null"; }
 GraphicsDevice* GraphicsDevice::Create() { return fake::options().create ? new FakeDevice : nullptr; }
 
 FakeScene::FakeScene(GraphicsContextImpl* context, unsigned int width, unsigned int height)
-    : GraphicsSceneImpl(width, height), context_(context), texture_(std::make_unique<FakeTexture>(width, height)) {}
+    : GraphicsSceneImpl(width, height), context_(context) {
+  if (fake::options().scene_texture) texture_ = std::make_unique<FakeTexture>(width, height);
+}
 
 FakeScene::~FakeScene() { fake::Record("scene.~"); }
 
@@ -114,16 +120,56 @@ void FakeFilter::Resize(unsigned int width, unsigned int height) {
 
 GraphicsTexture* FakeFilter::texture() { return texture_.get(); }
 
+FakeView::FakeView(GraphicsContextImpl* context, const InternalWindowInfo& info, unsigned int width,
+                   unsigned int height)
+    : GraphicsViewImpl(width, height), window(info.window), context_(context) {}
+
+FakeView::~FakeView() { fake::Record("view.~"); }
+
+void FakeView::Attach(DrawCallback* callback) {
+  fake::Record("view.Attach");
+  if (context_) context_->AddView(this);
+  GraphicsViewImpl::Attach(callback);
+}
+
+void FakeView::Detach() {
+  fake::Record("view.Detach");
+  if (context_) context_->RemoveView(this);
+  GraphicsViewImpl::Detach();
+}
+
+void FakeView::Resize(unsigned int width, unsigned int height) {
+  fake::Record(WithSize("view.Resize", width, height));
+  GraphicsViewImpl::Resize(width, height);
+}
+
+void FakeView::SetBackgroundColor(float r, float g, float b, float a) {
+  fake::Record("view.SetBackgroundColor");
+  GraphicsViewImpl::SetBackgroundColor(r, g, b, a);
+}
+
+std::vector<float> FakeView::background() {
+  MutexLocker<Mutex> lock(background_mutex_);
+  return {background_.r, background_.g, background_.b, background_.a};
+}
+
 FakeTexture::FakeTexture(unsigned int width, unsigned int height) : GraphicsTextureImpl(width, height) {}
 
 FakeTexture::~FakeTexture() { fake::Record("texture.~"); }
 
 bool FakeTexture::BindShaderResource(int unit) {
-  fake::Record("texture.BindShaderResource " + std::to_string(unit));
+  if (fake::options().binds) fake::Record("texture.BindShaderResource " + std::to_string(unit));
+  unit_ = unit;
+  bound_textures[unit] = this;
   return true;
 }
 
-void FakeTexture::ReleaseShaderResource() { fake::Record("texture.ReleaseShaderResource"); }
+void FakeTexture::ReleaseShaderResource() {
+  if (fake::options().binds) fake::Record("texture.ReleaseShaderResource");
+  bound_textures[unit_] = nullptr;
+}
+
+FakeTexture* FakeTexture::Bound(int unit) { return bound_textures[unit]; }
 
 void FakeTexture::Update(GraphicsFrame&& new_frame) {
   fake::Record(WithSize("texture.Update(frame)", new_frame.width, new_frame.height));
@@ -231,6 +277,11 @@ bool FakeDevice::AddShader(const char* name, const char* vs, const char* fs) {
   return true;
 }
 
+GraphicsView* FakeDevice::CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) {
+  fake::Record(WithSize("device.CreateView", width, height));
+  return fake::options().objects ? new FakeView(context.get(), info, width, height) : nullptr;
+}
+
 GraphicsScene* FakeDevice::CreateScene(unsigned int width, unsigned int height) {
   fake::Record(WithSize("device.CreateScene", width, height));
   if (!fake::options().objects || width == 0 || height == 0) return nullptr;
@@ -239,6 +290,7 @@ GraphicsScene* FakeDevice::CreateScene(unsigned int width, unsigned int height) 
 
 GraphicsTexture* FakeDevice::CreateTexture(GraphicsFrame&& frame) {
   fake::Record(WithSize("device.CreateTexture(frame)", frame.width, frame.height));
+  if (fake::options().on_frame) fake::options().on_frame(frame);
   if (!fake::options().objects) return nullptr;
   auto* texture = new FakeTexture(frame.width, frame.height);
   texture->frame = std::move(frame);

@@ -23,6 +23,7 @@
 #include "graphics/graphics_filter_impl.h"
 #include "graphics/graphics_scene_impl.h"
 #include "graphics/graphics_texture_impl.h"
+#include "graphics/graphics_view_impl.h"
 #include "graphics/output/graphics_frame.h"
 #include "graphics/output/graphics_output_impl.h"
 
@@ -38,8 +39,12 @@ struct Options {
   bool context = true;         // Whether gs_context() answers a context.
   bool objects = true;         // Whether the factories serve; else they answer null.
   bool filter_texture = true;  // Whether filters have a target.
+  bool scene_texture = true;   // Whether scenes have one.
+  bool binds = true;           // Whether the binding of textures is recorded.
   bool duplicator = false;     // Whether CreateDuplicator serves; else the default answers.
   int dup_result = 0;          // What a duplicator's Dup answers.
+  // Called with every frame that a texture is to be made of.
+  std::function<void(const GraphicsFrame&)> on_frame;
   // Called with every entry of the journal, where it happens.
   std::function<void(const std::string&)> on_call;
 };
@@ -87,6 +92,24 @@ class FakeFilter : public GraphicsFilterImpl {
   std::unique_ptr<FakeTexture> texture_;
 };
 
+// Draws by its callback alone.
+class FakeView : public GraphicsViewImpl {
+ public:
+  FakeView(GraphicsContextImpl* context, const InternalWindowInfo& info, unsigned int width, unsigned int height);
+  ~FakeView() override;
+  void Attach(DrawCallback* callback) override;
+  void Detach() override;
+  void Resize(unsigned int width, unsigned int height) override;
+  void SetBackgroundColor(float r, float g, float b, float a) override;
+
+  void* const window;  // What the host gave.
+  // The colour in force.
+  std::vector<float> background();
+
+ private:
+  GraphicsContextImpl* context_;
+};
+
 class FakeTexture : public GraphicsTextureImpl {
  public:
   FakeTexture(unsigned int width, unsigned int height);
@@ -97,8 +120,14 @@ class FakeTexture : public GraphicsTextureImpl {
   void Update(void* external_image) override;
   void* native_obj() override;
 
+  // The texture on that unit; null when it has been released.
+  static FakeTexture* Bound(int unit);
+
   GraphicsFrame frame;    // The pixels of the last frame taken.
   int native_object = 0;  // native_obj() is its address.
+
+ private:
+  int unit_ = 0;
 };
 
 class FakeConstantBuffer : public GraphicsConstantBufferImpl {
@@ -149,6 +178,7 @@ class FakeDevice : public GraphicsDeviceImpl {
   void SetFps(unsigned int fps) override;
   void ClearFrameList() override;
   bool AddShader(const char* name, const char* vs, const char* fs) override;
+  GraphicsView* CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) override;
   GraphicsScene* CreateScene(unsigned int width, unsigned int height) override;
   GraphicsTexture* CreateTexture(GraphicsFrame&& frame) override;
   GraphicsTexture* CreateTexture(GraphicsFormatInternal format, unsigned int width, unsigned int height) override;

@@ -2,7 +2,11 @@
 
 #include <EGL/egl.h>
 
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
 #include <mutex>
+#include <utility>
 
 namespace gl_spy {
 namespace {
@@ -12,6 +16,19 @@ std::vector<Upload> uploads;
 std::vector<Read> reads;
 int draws = 0;
 int live_objects = 0;
+bool tracing = false;
+std::vector<std::string> trace;
+
+__attribute__((format(printf, 1, 2))) void Trace(const char* format, ...) {
+  std::lock_guard<std::mutex> lock(mutex);
+  if (!tracing) return;
+  char text[200];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof(text), format, arguments);
+  va_end(arguments);
+  trace.emplace_back(text);
+}
 
 void AddObjects(GLsizei n, const GLuint* names) {
   std::lock_guard<std::mutex> lock(mutex);
@@ -45,6 +62,18 @@ int Draws() {
   return draws;
 }
 
+void StartTrace() {
+  std::lock_guard<std::mutex> lock(mutex);
+  tracing = true;
+  trace.clear();
+}
+
+std::vector<std::string> TakeTrace() {
+  std::lock_guard<std::mutex> lock(mutex);
+  tracing = false;
+  return std::exchange(trace, {});
+}
+
 int LiveObjects() {
   std::lock_guard<std::mutex> lock(mutex);
   return live_objects;
@@ -70,6 +99,7 @@ extern "C" {
 GLenum __real_glGetError();
 GLenum __wrap_glGetError();
 GLenum __wrap_glGetError() {
+  gl_spy::Trace("check");
   if (faults().errors.empty()) return __real_glGetError();
   const GLenum error = faults().errors.front();
   faults().errors.pop_front();
@@ -175,6 +205,7 @@ void __wrap_glDrawElements(GLenum mode, GLsizei count, GLenum type, const void* 
     std::lock_guard<std::mutex> lock(gl_spy::mutex);
     ++gl_spy::draws;
   }
+  gl_spy::Trace("draw");
   __real_glDrawElements(mode, count, type, indices);
 }
 
@@ -187,8 +218,99 @@ void* __wrap_glMapBufferRange(GLenum target, GLintptr offset, GLsizeiptr length,
 EGLBoolean __real_eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context);
 EGLBoolean __wrap_eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context);
 EGLBoolean __wrap_eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context) {
+  gl_spy::Trace("%s", context == EGL_NO_CONTEXT ? "clear current" : "make current");
   if (faults().make_current && context != EGL_NO_CONTEXT) return EGL_FALSE;
   return __real_eglMakeCurrent(display, draw, read, context);
+}
+
+EGLContext __real_eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes);
+EGLContext __wrap_eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes);
+EGLContext __wrap_eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes) {
+  return faults().create_context ? EGL_NO_CONTEXT : __real_eglCreateContext(display, config, share, attributes);
+}
+
+using EglFunction = __eglMustCastToProperFunctionPointerType;
+EglFunction __real_eglGetProcAddress(const char* name);
+EglFunction __wrap_eglGetProcAddress(const char* name);
+EglFunction __wrap_eglGetProcAddress(const char* name) {
+  if (faults().window_surface && std::strstr(name, "WindowSurface")) return nullptr;
+  return __real_eglGetProcAddress(name);
+}
+
+EGLBoolean __real_eglSwapInterval(EGLDisplay display, EGLint interval);
+EGLBoolean __wrap_eglSwapInterval(EGLDisplay display, EGLint interval);
+EGLBoolean __wrap_eglSwapInterval(EGLDisplay display, EGLint interval) {
+  gl_spy::Trace("swap interval %d", interval);
+  return __real_eglSwapInterval(display, interval);
+}
+
+EGLBoolean __real_eglSwapBuffers(EGLDisplay display, EGLSurface surface);
+EGLBoolean __wrap_eglSwapBuffers(EGLDisplay display, EGLSurface surface);
+EGLBoolean __wrap_eglSwapBuffers(EGLDisplay display, EGLSurface surface) {
+  gl_spy::Trace("present");
+  if (faults().present) return EGL_FALSE;
+  return __real_eglSwapBuffers(display, surface);
+}
+
+GLenum __real_glCheckFramebufferStatus(GLenum target);
+GLenum __wrap_glCheckFramebufferStatus(GLenum target);
+GLenum __wrap_glCheckFramebufferStatus(GLenum target) {
+  return faults().incomplete ? static_cast<GLenum>(GL_FRAMEBUFFER_UNSUPPORTED)
+                             : __real_glCheckFramebufferStatus(target);
+}
+
+void __real_glClearColor(GLfloat r, GLfloat g, GLfloat b, GLfloat a);
+void __wrap_glClearColor(GLfloat r, GLfloat g, GLfloat b, GLfloat a);
+void __wrap_glClearColor(GLfloat r, GLfloat g, GLfloat b, GLfloat a) {
+  gl_spy::Trace("clear colour %g %g %g %g", static_cast<double>(r), static_cast<double>(g), static_cast<double>(b),
+                static_cast<double>(a));
+  __real_glClearColor(r, g, b, a);
+}
+
+void __real_glClear(GLbitfield mask);
+void __wrap_glClear(GLbitfield mask);
+void __wrap_glClear(GLbitfield mask) {
+  gl_spy::Trace("clear 0x%x", mask);
+  __real_glClear(mask);
+}
+
+void __real_glEnable(GLenum what);
+void __wrap_glEnable(GLenum what);
+void __wrap_glEnable(GLenum what) {
+  gl_spy::Trace("enable 0x%x", what);
+  __real_glEnable(what);
+}
+
+void __real_glDisable(GLenum what);
+void __wrap_glDisable(GLenum what);
+void __wrap_glDisable(GLenum what) {
+  gl_spy::Trace("disable 0x%x", what);
+  __real_glDisable(what);
+}
+
+void __real_glBlendFunc(GLenum source, GLenum destination);
+void __wrap_glBlendFunc(GLenum source, GLenum destination);
+void __wrap_glBlendFunc(GLenum source, GLenum destination) {
+  gl_spy::Trace("blend 0x%x 0x%x", source, destination);
+  __real_glBlendFunc(source, destination);
+}
+
+void __real_glFlush();
+void __wrap_glFlush();
+void __wrap_glFlush() {
+  gl_spy::Trace("flush");
+  __real_glFlush();
+}
+
+void __real_glBlitFramebuffer(GLint x0, GLint y0, GLint x1, GLint y1, GLint to_x0, GLint to_y0, GLint to_x1,
+                              GLint to_y1, GLbitfield mask, GLenum filter);
+void __wrap_glBlitFramebuffer(GLint x0, GLint y0, GLint x1, GLint y1, GLint to_x0, GLint to_y0, GLint to_x1,
+                              GLint to_y1, GLbitfield mask, GLenum filter);
+void __wrap_glBlitFramebuffer(GLint x0, GLint y0, GLint x1, GLint y1, GLint to_x0, GLint to_y0, GLint to_x1,
+                              GLint to_y1, GLbitfield mask, GLenum filter) {
+  gl_spy::Trace("blit %d %d %d %d to %d %d %d %d, 0x%x, 0x%x", x0, y0, x1, y1, to_x0, to_y0, to_x1, to_y1, mask,
+                filter);
+  __real_glBlitFramebuffer(x0, y0, x1, y1, to_x0, to_y0, to_x1, to_y1, mask, filter);
 }
 
 // NOLINTEND(bugprone-reserved-identifier)

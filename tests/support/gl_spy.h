@@ -6,6 +6,7 @@
 #define QUARN_TESTS_SUPPORT_GL_SPY_H_
 
 #include <deque>
+#include <string>
 #include <vector>
 
 #include "graphics/opengl/gl.h"
@@ -18,6 +19,10 @@ struct Faults {
   bool gen_buffers = false;       // glGenBuffers yields 0.
   bool map_buffer = false;        // glMapBufferRange yields null.
   bool make_current = false;      // eglMakeCurrent refuses every context.
+  bool create_context = false;    // eglCreateContext yields none.
+  bool present = false;           // eglSwapBuffers fails.
+  bool window_surface = false;    // No surface can be made for a window.
+  bool incomplete = false;        // glCheckFramebufferStatus finds every framebuffer unsupported.
   bool empty_logs = false;        // Compiler and linker have nothing to say.
   std::deque<GLenum> errors;      // What glGetError answers next, one a call, before the real errors.
 };
@@ -42,6 +47,12 @@ std::vector<Read> Reads();
 
 // glDrawElements calls.
 int Draws();
+
+// From here on the calls that make up a frame of a view are kept, each with its arguments where they
+// matter: error checks, the clear, blending, flushes, blits, draws, changes of the current context, and presentation.
+void StartTrace();
+// The calls since then, in their order.
+std::vector<std::string> TakeTrace();
 
 // Textures, buffers, framebuffers, vertex arrays, shaders and programs, of all contexts.
 int LiveObjects();

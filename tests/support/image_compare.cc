@@ -56,6 +56,31 @@ Picture Difference(const Picture& a, const Picture& b) {
   return result;
 }
 
+bool HaveOneShape(const Picture& a, const Picture& b) {
+  return a.width == b.width && a.height == b.height && a.channels == b.channels;
+}
+
+struct Comparison {
+  std::vector<Deviation> over;  // What is off by more than the tolerance.
+  int largest = 0;
+  double share = 0.0;  // Of the pixels, that of those over.
+};
+
+// Of pictures of one shape.
+Comparison Compare(const Picture& actual, const Picture& expected, const Tolerance& tolerance) {
+  Comparison result;
+  for (int y = 0; y < actual.height; ++y) {
+    for (int x = 0; x < actual.width; ++x) {
+      const int difference = PixelDifference(actual, expected, x, y);
+      result.largest = std::max(result.largest, difference);
+      if (difference > tolerance.difference) result.over.push_back({x, y, difference});
+    }
+  }
+  const double total = std::max(1.0, static_cast<double>(actual.width) * actual.height);
+  result.share = static_cast<double>(result.over.size()) / total;
+  return result;
+}
+
 std::string TestName() {
   const ::testing::TestInfo* const info = ::testing::UnitTest::GetInstance()->current_test_info();
   if (!info) return "picture";
@@ -104,22 +129,19 @@ Picture Picture::Channel(int channel) const {
   return result;
 }
 
+bool AreAlike(const Picture& actual, const Picture& expected, const Tolerance& tolerance) {
+  return HaveOneShape(actual, expected) && Compare(actual, expected, tolerance).share <= tolerance.share;
+}
+
 ::testing::AssertionResult PicturesMatch(const Picture& actual, const Picture& expected, const Tolerance& tolerance) {
-  if (actual.width != expected.width || actual.height != expected.height || actual.channels != expected.channels) {
+  if (!HaveOneShape(actual, expected)) {
     return ::testing::AssertionFailure() << "the picture is " << Describe(actual) << ", expected "
                                          << Describe(expected);
   }
-  std::vector<Deviation> over;
-  int largest = 0;
-  for (int y = 0; y < actual.height; ++y) {
-    for (int x = 0; x < actual.width; ++x) {
-      const int difference = PixelDifference(actual, expected, x, y);
-      largest = std::max(largest, difference);
-      if (difference > tolerance.difference) over.push_back({x, y, difference});
-    }
-  }
-  const double total = std::max(1.0, static_cast<double>(actual.width) * actual.height);
-  const double share = static_cast<double>(over.size()) / total;
+  Comparison comparison = Compare(actual, expected, tolerance);
+  std::vector<Deviation>& over = comparison.over;
+  const int largest = comparison.largest;
+  const double share = comparison.share;
   char verdict[200];
   std::snprintf(verdict, sizeof(verdict),
                 "largest difference %d; %.4f %% of the pixels are off by more than %d, and %.4f %% may be", largest,

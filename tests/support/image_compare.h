@@ -51,6 +51,9 @@ struct Tolerance {
   double share = 0.0;  // The share of the picture's pixels that may be over, 0 to 1.
 };
 
+// The same judgement, and silent: for those who look again and again.
+bool AreAlike(const Picture& actual, const Picture& expected, const Tolerance& tolerance);
+
 ::testing::AssertionResult PicturesMatch(const Picture& actual, const Picture& expected, const Tolerance& tolerance);
 
 // Writes a PNG file. Returns false when that fails.

@@ -6,12 +6,17 @@
 
 #include <string>
 
+struct xcb_connection_t;
+
 namespace test {
 
-// Runs Xvfb on a display that is free, for as long as it lives.
+// Runs an X server on a display that is free, for as long as it lives: Xvfb, or the server that a Wayland compositor
+// (cage, without a screen) runs for programs of X.
 class XServer {
  public:
-  XServer();
+  enum Kind { kXvfb, kXWayland };
+
+  explicit XServer(Kind kind = kXvfb);
   ~XServer();
   XServer(const XServer&) = delete;
   XServer& operator=(const XServer&) = delete;
@@ -20,9 +25,15 @@ class XServer {
   const std::string& display() const { return display_; }
   // Ends the server as a crash would, and waits for its end.
   void Kill();
+  // Makes it do nothing, as a machine that is out of memory would, and go on. For Xvfb.
+  void Stall();
+  void GoOn();
 
  private:
   pid_t process_ = -1;
+  int life_ = -1;       // Closed at the end.
+  std::string folder_;  // The compositor's.
+  xcb_connection_t* connection_ = nullptr;
   std::string display_;
 };
 

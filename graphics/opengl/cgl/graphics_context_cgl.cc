@@ -3,9 +3,10 @@
 
 #include "foundation/logger.h"
 
-GraphicsContextCGL::GraphicsContextCGL() = default;
+GraphicsContextCGL::GraphicsContextCGL() : handle_(std::make_shared<ContextHandle>(this)) {}
 
 GraphicsContextCGL::~GraphicsContextCGL() {
+  handle_->Close();
   const int bound = BindContext();
   if (bound != -1) {
     ReleaseShader();
@@ -41,20 +42,9 @@ bool GraphicsContextCGL::Build() {
 int GraphicsContextCGL::BindContext() {
   if (!native_) return -1;
   if (native_->IsCurrent()) return 0;
-  native_->Lock();
-  if (!native_->MakeCurrent()) {
-    native_->Unlock();
-    return -1;
-  }
-  bound_thread_.store(std::this_thread::get_id(), std::memory_order_relaxed);
-  ++bound_count_;
-  return 1;
+  return native_->Bind() ? 1 : -1;
 }
 
 void GraphicsContextCGL::UnbindContext() {
-  // Only the thread that holds the native lock may give it back.
-  if (!native_ || bound_thread_.load(std::memory_order_relaxed) != std::this_thread::get_id()) return;
-  NativeContext::ClearCurrent();
-  if (--bound_count_ == 0) bound_thread_.store(std::thread::id(), std::memory_order_relaxed);
-  native_->Unlock();
+  if (native_) native_->Unbind();
 }

@@ -4,12 +4,41 @@
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_CONTEXT_CGL_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_CONTEXT_CGL_H_
 
-#include <atomic>
 #include <memory>
-#include <thread>
 
+#include "foundation/rw_mutex.h"
 #include "graphics/opengl/cgl/native_context.h"
 #include "graphics/opengl/graphics_context_gl.h"
+
+class GraphicsContextCGL;
+
+// Leads work that may come late, or on a thread of the host's, to a context that may be gone by then.
+class ContextHandle {
+ public:
+  explicit ContextHandle(GraphicsContextCGL* context) : context_(context) {}
+  ContextHandle(const ContextHandle&) = delete;
+  ContextHandle& operator=(const ContextHandle&) = delete;
+
+  // Calls use(context), or nothing when the context is gone. The context lives at least as long as that call.
+  template <class Use>
+  void With(Use use) {
+    mutex_.ReadLock();
+    if (context_) use(context_);
+    mutex_.ReadUnlock();
+  }
+  // Nothing reaches the context from here on.
+  //
+  // Blocks: for uses in progress.
+  void Close() {
+    mutex_.WriteLock();
+    context_ = nullptr;
+    mutex_.WriteUnlock();
+  }
+
+ private:
+  RWMutex mutex_;
+  GraphicsContextCGL* context_ QUARN_GUARDED_BY(mutex_);
+};
 
 class GraphicsContextCGL : public GraphicsContextGL {
  public:
@@ -31,13 +60,14 @@ class GraphicsContextCGL : public GraphicsContextGL {
   // The longest side of a texture in pixels; 0 without a native context.
   unsigned int max_texture_size() const { return max_texture_size_; }
 
+  // Null where there is none.
+  NativeContext* native() const { return native_.get(); }
+  std::shared_ptr<ContextHandle> handle() const { return handle_; }
+
  private:
   std::unique_ptr<NativeContext> native_;
   unsigned int max_texture_size_ = 0;
-  // The thread between a BindContext that returned 1 and its UnbindContext, and how many such pairs are open on it:
-  // more than one only if a host's callback changed the current context.
-  std::atomic<std::thread::id> bound_thread_{};
-  int bound_count_ = 0;
+  const std::shared_ptr<ContextHandle> handle_;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_CONTEXT_CGL_H_

@@ -8,6 +8,7 @@
 #include "foundation/logger.h"
 #include "graphics/opengl/cgl/external_image.h"
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
+#include "graphics/opengl/cgl/graphics_view_cgl.h"
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
 #include "graphics/opengl/graphics_filter_gl.h"
 #include "graphics/opengl/graphics_output_gl.h"
@@ -55,6 +56,13 @@ bool GraphicsDeviceCGL::AddShader(const char* name, const char* vs, const char* 
   MutexLocker<GraphicsContextGL> lock(*context_);
   ScopedBind bind(context_.get());
   return bind.ok() && context_->CompileShader(name, vs, fs);
+}
+
+GraphicsView* GraphicsDeviceCGL::CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) {
+  if (!available()) return nullptr;
+  auto view = std::make_unique<GraphicsViewCGL>(context_.get(), info, width, height);
+  const bool ready = view->Init();
+  return ReadyOrNull(std::move(view), ready);
 }
 
 GraphicsScene* GraphicsDeviceCGL::CreateScene(unsigned int width, unsigned int height) {

@@ -18,6 +18,7 @@ class GraphicsDeviceCGL : public GraphicsDeviceImpl {
   bool AddShader(const char* name, const char* vs, const char* fs) override;
   // Factories: null without a usable context, for a size that cannot be (with an error line), and when the object's own
   // Init fails.
+  GraphicsView* CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) override;
   GraphicsScene* CreateScene(unsigned int width, unsigned int height) override;
   using GraphicsDeviceImpl::CreateTexture;
   GraphicsTexture* CreateTexture(GraphicsFrame&& frame) override;

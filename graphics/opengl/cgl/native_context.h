@@ -3,13 +3,28 @@
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_NATIVE_CONTEXT_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_NATIVE_CONTEXT_H_
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
+#include <thread>
+#include <vector>
 
-// One OpenGL 3.2 core context without a drawable. A context is used by one thread at a time: whoever makes it current
-// holds its lock.
+// One OpenGL 3.2 core context, without a drawable or with a host's window for one. A context is used by one thread at a
+// time: whoever makes it current holds its lock.
 class NativeContext {
  public:
   enum class Error { kNone, kNoPixelFormat, kNoContext };
+
+  // What a thread has current: a context of the library's or of the host's own, by whichever interface. Only the
+  // platform's file looks inside.
+  struct Current {
+    void* display = nullptr;
+    void* context = nullptr;
+    std::uintptr_t draw = 0;
+    std::uintptr_t read = 0;
+    unsigned int api = 0;
+    bool foreign = false;  // Not of the interface that the library uses.
+  };
 
   // Makes a context that shares textures and buffers with `share`, unless that is null. On failure returns null and
   // says in *error what was missing: a display and configuration that offer OpenGL, or the context itself.
@@ -18,15 +33,54 @@ class NativeContext {
   static void ReleaseThread();
   // Leaves no context current on the calling thread.
   static void ClearCurrent();
+  // Makes current on the calling thread what was so before: none, mostly.
+  static void Restore(const Current& previous);
 
+  NativeContext() = default;
   virtual ~NativeContext() = default;
+  NativeContext(const NativeContext&) = delete;
+  NativeContext& operator=(const NativeContext&) = delete;
 
-  // The context's own lock, which is recursive.
+  // The context's own lock, which is recursive. Another thread than the one that holds it may unlock it, when it knows
+  // that the holder has done with the context.
   virtual void Lock() = 0;
   virtual void Unlock() = 0;
-  // Makes the context current on the calling thread; returns false, with a line in the log, when that fails.
-  virtual bool MakeCurrent() = 0;
+  // Makes the context current on the calling thread; returns false, with a line in the log, when that fails, and then
+  // the thread has what it had. *previous is what Restore wants later.
+  virtual bool MakeCurrent(Current* previous) = 0;
   virtual bool IsCurrent() const = 0;
+
+  // Lock and MakeCurrent in one; holds nothing when it returns false.
+  bool Bind();
+  // Takes back the thread's last Bind: what was current then is so again. Does nothing on a thread that has bound
+  // nothing.
+  void Unbind();
+
+  // Whether there is a window system to present with.
+  virtual bool HasWindows() const = 0;
+  // What follows belongs on the window thread (window_thread.h).
+  //
+  // Makes a place of `width` x `height` pixels for pictures in the upper left corner of a window of the host's: from
+  // the next MakeCurrent on it is the default framebuffer. Returns false, with a line in the log, when there is none to
+  // be had. Once in the life of a context.
+  virtual bool AttachWindow(void* window, unsigned int width, unsigned int height) = 0;
+  // Takes that place out of the window again. The context is current nowhere.
+  virtual void DetachWindow() = 0;
+  // Whether a picture can be presented now. False for ever once the window has gone; the log has said so then.
+  virtual bool CanPresent() = 0;
+  // Gives the place another size, which holds from the next MakeCurrent on. Does nothing without one.
+  virtual void UpdateWindow(unsigned int width, unsigned int height) = 0;
+  // With the context current: how many refreshes of the screen lie between two pictures; with 0 presenting waits for
+  // none. Does nothing without a window.
+  virtual void SetSwapInterval(int interval) = 0;
+  // With the context current: shows what the default framebuffer holds, which is undefined afterwards.
+  virtual void Present() = 0;
+
+ private:
+  // The thread that has the context bound, and what Restore wants for each Bind that is open: more than one only if a
+  // callback of the host's changed the current context.
+  std::atomic<std::thread::id> bound_thread_{};
+  std::vector<Current> previous_;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_NATIVE_CONTEXT_H_

@@ -451,6 +451,32 @@ TEST_F(GsSceneTest, DrawAllocatesNothingInSteadyState) {
   EXPECT_EQ(counter.count(), 0u);
 }
 
+TEST_F(GsSceneTest, EnumItemsAllocatesNothingInSteadyState) {
+  TestItem items[20];
+  TestScene scene;
+  for (TestItem& item : items) scene.AddItem(&item);
+  const auto enumerate = [&scene] {
+    int visited = 0;
+    const auto count = [](GsItem*, void* user) { return ++*static_cast<int*>(user) < 15; };
+    scene.EnumItems(count, &visited);
+    return visited;
+  };
+  enumerate();
+  AllocationCounter counter;
+  EXPECT_EQ(enumerate(), 15);
+  EXPECT_EQ(enumerate(), 15);
+  EXPECT_EQ(counter.count(), 0u);
+}
+
+TEST_F(GsSceneTest, AWalkKeepsNoReferencesBehind) {
+  TestItem item;
+  TestScene scene;
+  scene.AddItem(&item);
+  scene.Draw();
+  scene.EnumItems([](GsItem*, void*) { return false; }, nullptr);
+  EXPECT_EQ(item.references, 1);
+}
+
 TEST_F(GsSceneTest, DestructionDetachesAndReleasesItsItems) {
   class ToldContext : public GraphicsContextImpl {
    public:

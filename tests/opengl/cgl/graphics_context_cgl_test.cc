@@ -1,6 +1,7 @@
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 
 #include <EGL/egl.h>
+#include <EGL/eglext.h>
 
 #include <string>
 #include <thread>
@@ -113,6 +114,72 @@ TEST_F(GraphicsContextCGLTest, HostThatTakesTheContextAwayLeavesTheLockInOrder) 
   other.join();
 }
 
+// A context of a host's own, for another API than the library's, current on this thread.
+class HostContext {
+ public:
+  HostContext() {
+    const auto get = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    display_ = get(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
+    eglInitialize(display_, nullptr, nullptr);
+    eglBindAPI(EGL_OPENGL_ES_API);
+    const EGLint attributes[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
+    context_ = eglCreateContext(display_, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
+    EXPECT_TRUE(eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_));
+  }
+  ~HostContext() {
+    eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    Destroy();
+    eglReleaseThread();
+  }
+  void Destroy() {
+    if (context_ != EGL_NO_CONTEXT) eglDestroyContext(display_, context_);
+    context_ = EGL_NO_CONTEXT;
+  }
+  bool IsCurrent() const { return eglGetCurrentContext() == context_ && eglQueryAPI() == EGL_OPENGL_ES_API; }
+
+ private:
+  EGLDisplay display_;
+  EGLContext context_;
+};
+
+TEST_F(GraphicsContextCGLTest, UnbindPutsBackTheHostsOwnContext) {
+  const HostContext host;
+  ASSERT_TRUE(host.IsCurrent());
+  ASSERT_EQ(context()->BindContext(), 1);
+  EXPECT_FALSE(host.IsCurrent());
+  context()->UnbindContext();
+  EXPECT_TRUE(host.IsCurrent());
+}
+
+TEST_F(GraphicsContextCGLTest, FailedBindLeavesTheHostsOwnContext) {
+  const HostContext host;
+  gl_spy::faults().make_current = true;
+  EXPECT_EQ(context()->BindContext(), -1);
+  gl_spy::faults().make_current = false;
+  EXPECT_TRUE(host.IsCurrent());
+  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
+}
+
+TEST_F(GraphicsContextCGLTest, BuildAndDestructionLeaveTheHostsOwnContext) {
+  const HostContext host;
+  {
+    GraphicsContextCGL other;
+    EXPECT_TRUE(other.Build());
+    EXPECT_TRUE(other.available());
+    EXPECT_TRUE(host.IsCurrent());
+  }
+  EXPECT_TRUE(host.IsCurrent());
+}
+
+TEST_F(GraphicsContextCGLTest, HostsContextThatIsGoneMeanwhileIsSaid) {
+  HostContext host;
+  ASSERT_EQ(context()->BindContext(), 1);
+  host.Destroy();
+  context()->UnbindContext();
+  EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
+  EXPECT_THAT(TakeLog(), ElementsAre("E: The host's GL context could not be made current again"));
+}
+
 TEST_F(GraphicsContextCGLTest, SharedContextSeesTexturesOfTheOther) {
   NativeContext::Error error = NativeContext::Error::kNoContext;
   const std::unique_ptr<NativeContext> first = NativeContext::Create(nullptr, &error);
@@ -120,18 +187,20 @@ TEST_F(GraphicsContextCGLTest, SharedContextSeesTexturesOfTheOther) {
   EXPECT_EQ(error, NativeContext::Error::kNone);
   const std::unique_ptr<NativeContext> second = GraphicsContextCGL::CreateContext(first.get());
   ASSERT_NE(second, nullptr);
-  ASSERT_TRUE(first->MakeCurrent());
+  ASSERT_TRUE(first->Bind());
   GLuint texture = 0;
   glGenTextures(1, &texture);
   glBindTexture(GL_TEXTURE_2D, texture);
   glFinish();
-  ASSERT_TRUE(second->MakeCurrent());
+  ASSERT_TRUE(second->Bind());
   EXPECT_FALSE(first->IsCurrent());
   EXPECT_TRUE(second->IsCurrent());
   EXPECT_TRUE(glIsTexture(texture));
   glDeleteTextures(1, &texture);
-  NativeContext::ClearCurrent();
-  EXPECT_FALSE(second->IsCurrent());
+  second->Unbind();
+  EXPECT_TRUE(first->IsCurrent());
+  first->Unbind();
+  EXPECT_FALSE(first->IsCurrent());
 }
 
 TEST_F(GraphicsContextCGLTest, DestructionDeletesItsObjects) {

@@ -13,6 +13,7 @@
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_output.h"
 #include "graphics/graphics_scene.h"
+#include "graphics/internal_types.h"
 #include "graphics/opengl/graphics_filter_gl.h"
 #include "tests/support/gl_fixture.h"
 
@@ -41,6 +42,7 @@ TEST_F(UnavailableDeviceTest, InitSucceedsAndSaysWhatIsMissing) {
 }
 
 TEST_F(UnavailableDeviceTest, FactoriesAnswerNullSilently) {
+  EXPECT_EQ(unavailable_.CreateView(InternalWindowInfo{}, 4, 4), nullptr);
   EXPECT_EQ(unavailable_.CreateScene(4, 4), nullptr);
   EXPECT_EQ(unavailable_.CreateTexture(GraphicsFrame(kFormatRGBA, 4, 4)), nullptr);
   EXPECT_EQ(unavailable_.CreateTexture(static_cast<void*>(nullptr)), nullptr);

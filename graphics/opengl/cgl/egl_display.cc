@@ -1,0 +1,200 @@
+// The choice of the display, and what is made on it. Entered by every thread that makes a context or a window surface.
+#include "graphics/opengl/cgl/egl_display.h"
+
+#include <cstring>
+
+#include "foundation/mutex.h"
+
+#ifndef EGL_PLATFORM_XCB_EXT
+#define EGL_PLATFORM_XCB_EXT 0x31DC
+#define EGL_PLATFORM_XCB_SCREEN_EXT 0x31DE
+#endif
+
+namespace {
+
+bool HasExtension(const char* extensions, const char* name) {
+  if (!extensions) return false;
+  const std::size_t length = std::strlen(name);
+  for (const char* found = std::strstr(extensions, name); found; found = std::strstr(found + length, name)) {
+    const bool starts = found == extensions || found[-1] == ' ';
+    const bool ends = found[length] == ' ' || found[length] == '\0';
+    if (starts && ends) return true;
+  }
+  return false;
+}
+
+// Finds a configuration for windows, of the screen's own visual where there is one, so that a picture on its way to the
+// screen changes its format as rarely as can be.
+void ChooseWindowConfig(X11Connection* x11, EglDisplay* display) {
+  const EGLint attributes[] = {EGL_SURFACE_TYPE,
+                               EGL_WINDOW_BIT,
+                               EGL_RENDERABLE_TYPE,
+                               EGL_OPENGL_BIT,
+                               EGL_RED_SIZE,
+                               8,
+                               EGL_GREEN_SIZE,
+                               8,
+                               EGL_BLUE_SIZE,
+                               8,
+                               EGL_NONE};
+  constexpr EGLint kMaxConfigs = 256;
+  EGLConfig configs[kMaxConfigs];
+  EGLint count = 0;
+  if (!eglChooseConfig(display->display, attributes, configs, kMaxConfigs, &count)) return;
+  for (EGLint i = 0; i < count; ++i) {
+    EGLint visual = 0;
+    if (!eglGetConfigAttrib(display->display, configs[i], EGL_NATIVE_VISUAL_ID, &visual) || visual == 0) continue;
+    const bool own = static_cast<xcb_visualid_t>(visual) == x11->screen()->root_visual;
+    if (display->x11 && !own) continue;
+    display->x11 = x11;
+    display->window_config = configs[i];
+    display->window_visual = static_cast<xcb_visualid_t>(visual);
+    if (own) return;
+  }
+}
+
+// Fills *result from an EGL display when contexts without a drawable can be made on it.
+bool OpenDisplay(EGLDisplay display, X11Connection* x11, EglDisplay* result) {
+  if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr)) return false;
+  const char* const extensions = eglQueryString(display, EGL_EXTENSIONS);
+  if (!HasExtension(extensions, "EGL_KHR_surfaceless_context")) return false;
+  if (!eglBindAPI(EGL_OPENGL_API)) return false;
+  *result = EglDisplay();
+  result->display = display;
+  result->flush_control = HasExtension(extensions, "EGL_KHR_context_flush_control");
+  if (x11) ChooseWindowConfig(x11, result);
+  if (HasExtension(extensions, "EGL_KHR_no_config_context")) return true;
+  if (result->x11) {
+    result->config = result->window_config;
+    return true;
+  }
+  const EGLint attributes[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_SURFACE_TYPE, EGL_DONT_CARE, EGL_NONE};
+  EGLint count = 0;
+  return eglChooseConfig(display, attributes, &result->config, 1, &count) && count > 0;
+}
+
+EGLContext MakeContext(const EglDisplay& display, EGLContext share) {
+  EGLint attributes[16];
+  int n = 0;
+  const auto add = [&](EGLint name, EGLint value) {
+    attributes[n++] = name;
+    attributes[n++] = value;
+  };
+  add(EGL_CONTEXT_MAJOR_VERSION, 3);
+  add(EGL_CONTEXT_MINOR_VERSION, 2);
+  add(EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT);
+  // The engine flushes where it means to.
+  if (display.flush_control) add(EGL_CONTEXT_RELEASE_BEHAVIOR_KHR, EGL_CONTEXT_RELEASE_BEHAVIOR_NONE_KHR);
+  attributes[n] = EGL_NONE;
+  return eglCreateContext(display.display, display.config, share, attributes);
+}
+
+// The API that the calling thread has chosen, and that the host may count on, comes back at the end.
+class ScopedOpenGlApi {
+ public:
+  ScopedOpenGlApi() : previous_(eglQueryAPI()) { eglBindAPI(EGL_OPENGL_API); }
+  ~ScopedOpenGlApi() { eglBindAPI(previous_); }
+  ScopedOpenGlApi(const ScopedOpenGlApi&) = delete;
+  ScopedOpenGlApi& operator=(const ScopedOpenGlApi&) = delete;
+
+ private:
+  const EGLenum previous_;
+};
+
+// The process's display, and the EGL functions that reach one.
+class DisplayChooser {
+ public:
+  static DisplayChooser& Get() {
+    static DisplayChooser* const chooser = new DisplayChooser;  // Outlives everything that might still draw at exit.
+    return *chooser;
+  }
+
+  EGLContext CreateContext(EGLContext share, EglDisplay* display, NativeContext::Error* error) {
+    MutexLocker<Mutex> lock(mutex_);
+    const ScopedOpenGlApi api;
+    *error = NativeContext::Error::kNoPixelFormat;
+    const EGLContext context = CreateOnSomeDisplay(share, error);
+    *display = chosen_;
+    return context;
+  }
+
+ private:
+  DisplayChooser()
+      : client_extensions_(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS)),
+        get_platform_display_(
+            reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"))),
+        query_devices_(reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"))) {}
+
+  EGLContext CreateOnSomeDisplay(EGLContext share, NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    if (chosen_.display != EGL_NO_DISPLAY) return Try(chosen_, share, error);
+    // The first display on which a context can really be made is the process's from then on.
+    if (const EGLContext context = TryX11(error)) return context;
+    if (const EGLContext context = TrySurfaceless(error)) return context;
+    return TryDevices(error);
+  }
+
+  EGLContext Try(const EglDisplay& display, EGLContext share, NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    const EGLContext context = MakeContext(display, share);
+    if (context == EGL_NO_CONTEXT) {
+      *error = NativeContext::Error::kNoContext;
+      return EGL_NO_CONTEXT;
+    }
+    chosen_ = display;
+    *error = NativeContext::Error::kNone;
+    return context;
+  }
+
+  EGLContext TryDisplay(EGLenum platform, void* native, const EGLint* attributes, X11Connection* x11,
+                        NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    EglDisplay display;
+    if (!get_platform_display_ || !OpenDisplay(get_platform_display_(platform, native, attributes), x11, &display)) {
+      return EGL_NO_CONTEXT;
+    }
+    return Try(display, EGL_NO_CONTEXT, error);
+  }
+
+  EGLContext TryX11(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    if (!HasExtension(client_extensions_, "EGL_EXT_platform_xcb")) return EGL_NO_CONTEXT;
+    X11Connection* const x11 = X11Connection::Get();
+    if (!x11) return EGL_NO_CONTEXT;
+    const EGLint attributes[] = {EGL_PLATFORM_XCB_SCREEN_EXT, x11->screen_number(), EGL_NONE};
+    return TryDisplay(EGL_PLATFORM_XCB_EXT, x11->xcb(), attributes, x11, error);
+  }
+
+  EGLContext TrySurfaceless(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    if (!HasExtension(client_extensions_, "EGL_MESA_platform_surfaceless")) return EGL_NO_CONTEXT;
+    return TryDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr, nullptr, error);
+  }
+
+  EGLContext TryDevices(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    constexpr EGLint kMaxDevices = 16;
+    EGLDeviceEXT devices[kMaxDevices];
+    EGLint count = 0;
+    if (!query_devices_ || !query_devices_(kMaxDevices, devices, &count)) return EGL_NO_CONTEXT;
+    for (EGLint i = 0; i < count; ++i) {
+      if (const EGLContext context = TryDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr, nullptr, error)) {
+        return context;
+      }
+    }
+    return EGL_NO_CONTEXT;
+  }
+
+  const char* const client_extensions_;
+  const PFNEGLGETPLATFORMDISPLAYEXTPROC get_platform_display_;
+  const PFNEGLQUERYDEVICESEXTPROC query_devices_;
+  Mutex mutex_;
+  EglDisplay chosen_ QUARN_GUARDED_BY(mutex_);
+};
+
+}  // namespace
+
+EGLContext CreateEglContext(EGLContext share, EglDisplay* display, NativeContext::Error* error) {
+  return DisplayChooser::Get().CreateContext(share, display, error);
+}
+
+EGLSurface CreateEglSurface(const EglDisplay& display, xcb_window_t window) {
+  // The interface that takes a platform's window wants a pointer to the id.
+  const auto create = reinterpret_cast<PFNEGLCREATEPLATFORMWINDOWSURFACEEXTPROC>(
+      eglGetProcAddress("eglCreatePlatformWindowSurfaceEXT"));
+  return create ? create(display.display, display.window_config, &window, nullptr) : EGL_NO_SURFACE;
+}

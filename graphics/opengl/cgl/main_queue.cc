@@ -1,0 +1,86 @@
+// The main queue: the host's, or a thread of the library's own. Render threads post, hosts name their queue.
+#include "graphics/opengl/cgl/main_queue.h"
+
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+
+#include <quarn/qn_main_queue.h>
+
+#include "foundation/mutex.h"
+#include "graphics/opengl/cgl/work_thread.h"
+
+namespace {
+
+// Works that a host has been given. One that it never runs stays here.
+class HandedOut {
+ public:
+  // What the host passes to Run.
+  void* Add(std::function<void()> work) {
+    MutexLocker<Mutex> lock(mutex_);
+    void* const ticket = reinterpret_cast<void*>(++last_ticket_);
+    works_.emplace(ticket, std::move(work));
+    return ticket;
+  }
+
+  // A ticket counts once.
+  void Run(void* ticket) {
+    std::function<void()> work;
+    {
+      MutexLocker<Mutex> lock(mutex_);
+      const auto found = works_.find(ticket);
+      if (found == works_.end()) return;
+      work = std::move(found->second);
+      works_.erase(found);
+    }
+    work();
+  }
+
+ private:
+  Mutex mutex_;
+  std::unordered_map<void*, std::function<void()>> works_ QUARN_GUARDED_BY(mutex_);
+  std::uintptr_t last_ticket_ QUARN_GUARDED_BY(mutex_) = 0;
+};
+
+class MainQueue {
+ public:
+  // Outlives everything that might still draw at exit; only its thread ends then.
+  static MainQueue& Get() {
+    static MainQueue* const queue = new MainQueue;
+    struct AtExit {
+      ~AtExit() { queue->thread_.Stop(); }
+    };
+    static const AtExit at_exit;
+    return *queue;
+  }
+
+  void Post(std::function<void()> work) {
+    MutexLocker<Mutex> lock(mutex_);
+    if (post_) {
+      post_(&MainQueue::RunHandedOut, handed_out_.Add(std::move(work)), user_);
+    } else {
+      thread_.Post(std::move(work));
+    }
+  }
+
+  void Set(QnMainQueuePost post, void* user) {
+    MutexLocker<Mutex> lock(mutex_);
+    post_ = post;
+    user_ = user;
+  }
+
+ private:
+  static void RunHandedOut(void* ticket) { Get().handed_out_.Run(ticket); }
+
+  Mutex mutex_;  // Held while the host's post runs, so that Set waits for it.
+  QnMainQueuePost post_ QUARN_GUARDED_BY(mutex_) = nullptr;
+  void* user_ QUARN_GUARDED_BY(mutex_) = nullptr;
+  WorkThread thread_;  // The default.
+  HandedOut handed_out_;
+};
+
+}  // namespace
+
+void PostToMainQueue(std::function<void()> work) { MainQueue::Get().Post(std::move(work)); }
+
+void qn_set_main_queue(QnMainQueuePost post, void* user) { MainQueue::Get().Set(post, user); }

@@ -1,0 +1,34 @@
+// The thread for windows. Entered by render threads and by the host's.
+#include "graphics/opengl/cgl/window_thread.h"
+
+#include <chrono>
+#include <utility>
+
+#include "graphics/opengl/cgl/work_thread.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kPatience(250);
+
+// Outlives everything that might still draw at exit.
+WorkThread& TheThread() {
+  static WorkThread* const thread = new WorkThread;
+  struct AtExit {
+    ~AtExit() {
+      // One that hangs in the window system is left there.
+      const std::uint64_t last = thread->Post([] {});
+      if (thread->WaitFor(last, kPatience)) thread->Stop();
+    }
+  };
+  static const AtExit at_exit;
+  return *thread;
+}
+
+}  // namespace
+
+bool RunOnWindowThread(std::function<void()> work) {
+  WorkThread& thread = TheThread();
+  return thread.WaitFor(thread.Post(std::move(work)), kPatience);
+}
+
+bool WindowThreadLags() { return TheThread().lags(); }

@@ -1,0 +1,72 @@
+// Works in order, on a thread of their own; see the header for who enters.
+#include "graphics/opengl/cgl/work_thread.h"
+
+#include <utility>
+
+#include "foundation/logger.h"
+#include "graphics/opengl/cgl/native_context.h"
+
+std::uint64_t WorkThread::Post(std::function<void()> work) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (stopped_) return 0;
+  if (!thread_) {
+    thread_.reset(Thread::Create());
+    thread_->Start(this);
+    if (!thread_->started()) {
+      thread_.reset();
+      Logger::default_logger()->Error(
+          "the thread for windows could not be created: a view is not shown, or not resized");
+      return 0;
+    }
+  }
+  queue_.push_back(std::move(work));
+  posted_.notify_one();
+  return ++last_number_;
+}
+
+bool WorkThread::WaitFor(std::uint64_t number, std::chrono::milliseconds patience) {
+  if (number == 0) return false;
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (lags_) return false;
+  if (done_.wait_for(lock, patience, [&] { return done_number_ >= number; })) return true;
+  lags_ = true;
+  return false;
+}
+
+bool WorkThread::lags() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return lags_;
+}
+
+void WorkThread::Stop() {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    stopped_ = true;
+    if (!thread_) return;
+    posted_.notify_one();
+  }
+  thread_->Join();
+}
+
+void WorkThread::Run() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  while (!stopped_) {
+    if (queue_.empty()) {
+      posted_.wait(lock);
+      continue;
+    }
+    batch_.swap(queue_);
+    for (std::function<void()>& work : batch_) {
+      if (stopped_) break;
+      lock.unlock();
+      work();
+      work = nullptr;  // What it holds goes with it.
+      lock.lock();
+      if (++done_number_ == last_number_) lags_ = false;
+      done_.notify_all();
+    }
+    batch_.clear();
+  }
+  lock.unlock();
+  NativeContext::ReleaseThread();
+}

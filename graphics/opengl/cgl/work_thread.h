@@ -1,0 +1,45 @@
+// A thread that does one work after the other.
+#ifndef QUARN_GRAPHICS_OPENGL_CGL_WORK_THREAD_H_
+#define QUARN_GRAPHICS_OPENGL_CGL_WORK_THREAD_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "foundation/thread.h"
+
+// The thread starts with the first work. Any thread may call; a work may post another.
+class WorkThread : public Runable {
+ public:
+  // Queues `work` behind what is queued already. Returns its number, counted from 1; 0, with a line in the log, when
+  // there is no thread to do it: it is dropped then.
+  std::uint64_t Post(std::function<void()> work);
+  // Waits for a work, and for no longer than `patience`. Returns whether it is done. When it is not, nobody is waited
+  // for any more, until all that is queued is done.
+  bool WaitFor(std::uint64_t number, std::chrono::milliseconds patience);
+  // Whether somebody has waited in vain and not everything is done yet.
+  bool lags() const;
+  // Drops what is queued, waits for the work in hand and ends the thread, for good.
+  void Stop();
+
+  void Run() override;
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable posted_;
+  std::condition_variable done_;
+  // Two vectors take turns, so that a steady load takes nothing from the heap.
+  std::vector<std::function<void()>> queue_;
+  std::vector<std::function<void()>> batch_;
+  std::uint64_t last_number_ = 0;
+  std::uint64_t done_number_ = 0;
+  bool lags_ = false;
+  bool stopped_ = false;
+  std::unique_ptr<Thread> thread_;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_CGL_WORK_THREAD_H_

@@ -1,0 +1,77 @@
+// Windows in an X11 window of the host's.
+#ifndef QUARN_GRAPHICS_OPENGL_CGL_X11_WINDOW_H_
+#define QUARN_GRAPHICS_OPENGL_CGL_X11_WINDOW_H_
+
+#include <xcb/xcb.h>
+
+#include <memory>
+#include <vector>
+
+class X11Window;
+
+// The library's own connection to the X server, so that nothing that the host does to its connection concerns us, and
+// an error is an answer instead of the end of the process. The GL driver sends its requests on it too.
+//
+// Thread: what windows do belongs to the window thread, the rest to any.
+class X11Connection {
+ public:
+  // The process's connection to the server that DISPLAY names, made by the first call that finds one; null without.
+  // Never closed, for an EGL display on it is for ever.
+  static X11Connection* Get();
+
+  xcb_connection_t* xcb() const { return connection_; }
+  int screen_number() const { return screen_number_; }
+  const xcb_screen_t* screen() const { return screen_; }
+
+  // Takes in what the server has sent, answers to unchecked requests of the driver included. Returns whether the server
+  // is still there; when it is not, the log says so, once.
+  bool Poll();
+
+ private:
+  friend class X11Window;
+
+  X11Connection(xcb_connection_t* connection, int screen_number);
+  void Add(X11Window* window);
+  void Remove(X11Window* window);
+  void Dispatch(const xcb_generic_event_t& event);
+
+  xcb_connection_t* const connection_;
+  const int screen_number_;
+  const xcb_screen_t* screen_ = nullptr;
+  std::vector<X11Window*> windows_;
+  bool lost_ = false;
+};
+
+// A window inside one of the host's, at its upper left corner, of a visual of our own choice: the host's toolkit may
+// have a drawable on its window, and another visual. It asks for no input, so that every event goes on to the host's.
+class X11Window {
+ public:
+  // Null, with a line in the log, when there is no such window or it takes none inside.
+  //
+  // Blocks: until the server has answered.
+  static std::unique_ptr<X11Window> Create(X11Connection* connection, void* host_window, xcb_visualid_t visual,
+                                           unsigned int width, unsigned int height);
+  ~X11Window();
+  X11Window(const X11Window&) = delete;
+  X11Window& operator=(const X11Window&) = delete;
+
+  xcb_window_t id() const { return id_; }
+  // Whether the window exists. When the host's has gone, and this one with it, the log says so, once.
+  bool Alive();
+  // Does not wait for the server.
+  void Resize(unsigned int width, unsigned int height);
+
+ private:
+  friend class X11Connection;
+
+  X11Window(X11Connection* connection, xcb_window_t host_window);
+
+  X11Connection* const connection_;
+  const xcb_window_t host_window_;
+  const xcb_window_t id_;
+  xcb_colormap_t colormap_ = XCB_NONE;
+  bool destroyed_ = false;  // Written by the connection.
+  bool reported_ = false;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_CGL_X11_WINDOW_H_

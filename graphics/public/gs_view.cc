@@ -1,0 +1,113 @@
+// The host's side of a view. Host threads attach, resize and set scenes; the render thread draws, through the bridge.
+//
+// The context's lock comes before the view's mutex: the render thread holds it when it draws. So scenes are taken into
+// use and let go of without the mutex.
+#include <quarn/gs_view.h>
+
+#include <utility>
+
+#include <quarn/gs_scene.h>
+
+#include "foundation/logger.h"
+#include "graphics/graphics_device.h"
+#include "graphics/graphics_scene.h"
+#include "graphics/graphics_view.h"
+#include "graphics/internal_types.h"
+#include "graphics/public/context_lock.h"
+#include "graphics/public/device_resolve.h"
+#include "graphics/public/gs_scene_use.h"
+#include "graphics/public/gs_window_info.h"
+
+// Leads the engine view's draw to the host's; lives from attach to detach.
+class GsViewOnDraw : public GraphicsView::DrawCallback {
+ public:
+  explicit GsViewOnDraw(GsView* view) : view_(view) {}
+  void Draw() override {
+    if (view_) view_->Draw();
+    // A host may have detached the view, so this object may be gone.
+  }
+
+ private:
+  GsView* view_;
+};
+
+void GsWindowInfoToInternalWindowInfo(const GsWindowInfo& info, InternalWindowInfo& internal_info) {
+  internal_info.window = info.window;
+}
+
+GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device) {
+  GraphicsDevice* engine = ResolveDevice(device);
+  if (!engine) return;
+  context_ = LockableContext(engine->gs_context());
+  InternalWindowInfo internal_info = {};
+  GsWindowInfoToInternalWindowInfo(info, internal_info);
+  impl_ = engine->CreateView(internal_info, width, height);
+}
+
+GsView::~GsView() {
+  DetachForDestruction();
+  delete impl_;
+  GsSceneUse::Release(scene_);
+}
+
+void GsView::SetScene(GsScene* scene) {
+  GsSceneUse::Acquire(scene);
+  GsSceneUse::Release(ExchangeScene(scene));
+}
+
+void GsView::Resize(unsigned int width, unsigned int height) {
+  if (impl_) impl_->Resize(width, height);
+}
+
+void GsView::Draw() {}
+
+void GsView::Attch() {
+  ContextLock lock(context_);
+  if (on_draw_) return;
+  on_draw_ = new GsViewOnDraw(this);
+  if (impl_) impl_->Attach(on_draw_);
+}
+
+void GsView::Detach() {
+  ContextLock lock(context_);
+  if (impl_) impl_->Detach();
+  delete on_draw_;
+  on_draw_ = nullptr;
+}
+
+GsScene* GsView::scene() {
+  QNMutexLocker lock(mutex_);
+  return scene_;
+}
+
+scoped_refptr<GsScene> GsView::scene_ptr() { return scoped_refptr<GsScene>(scene_); }
+
+unsigned int GsView::width() const { return impl_ ? impl_->width() : 0; }
+
+unsigned int GsView::height() const { return impl_ ? impl_->height() : 0; }
+
+void GsView::SetBackgroundColor(float r, float g, float b, float a) {
+  if (impl_) impl_->SetBackgroundColor(r, g, b, a);
+}
+
+GraphicsView* GsView::impl() const { return impl_; }
+
+GsScene* GsView::ExchangeScene(GsScene* scene) {
+  if (impl_ && scene && scene->impl() && GsSceneUse::Context(scene) != context_) {
+    Logger::default_logger()->Error("[GsView] the scene is of another device: it is not shown");
+  }
+  QNMutexLocker lock(mutex_);
+  return std::exchange(scene_, scene);
+}
+
+void GsView::DetachForDestruction() {
+  // The context must not keep the view: the next frame would draw it.
+  ContextLock lock(context_);
+  if (!on_draw_) return;
+  Logger::default_logger()->Error("[GsView] destroyed while attached: call Detach first");
+  Detach();
+}
+
+bool GsView::CanShow(GsScene* scene) const {
+  return scene->impl() && scene->impl()->texture() && GsSceneUse::Context(scene) == context_;
+}

@@ -1,0 +1,437 @@
+// The engine's view in X11 windows, from the inside: what it asks of GL and of the window system, in which order. A
+// process keeps the display that it once chose, so one X server serves all of it.
+#include "graphics/opengl/cgl/graphics_view_cgl.h"
+
+#include <EGL/egl.h>
+#include <quarn/qn_main_queue.h>
+#include <signal.h>
+#include <sys/socket.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "graphics/internal_types.h"
+#include "graphics/opengl/cgl/window_thread.h"
+#include "tests/support/gl_fixture.h"
+#include "tests/support/x_server.h"
+#include "tests/support/x_window.h"
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+using ::testing::SizeIs;
+
+test::XServer& TheXServer() {
+  static test::XServer server;
+  return server;
+}
+
+// A host's main loop, which runs when the test says so.
+class HostLoop {
+ public:
+  HostLoop() { qn_set_main_queue(&HostLoop::Post, this); }
+  ~HostLoop() { qn_set_main_queue(nullptr, nullptr); }
+  HostLoop(const HostLoop&) = delete;
+  HostLoop& operator=(const HostLoop&) = delete;
+
+  void Run() {
+    while (!works_.empty()) {
+      const auto work = works_.front();
+      works_.pop_front();
+      work.first(work.second);
+    }
+  }
+
+ private:
+  static void Post(QnMainQueueFunction function, void* argument, void* user) {
+    static_cast<HostLoop*>(user)->works_.emplace_back(function, argument);
+  }
+
+  std::deque<std::pair<QnMainQueueFunction, void*>> works_;
+};
+
+// Fills the view with a picture, pixel for pixel.
+class Painter : public GraphicsView::DrawCallback {
+ public:
+  Painter(GraphicsContextCGL* context, const test::Picture& picture)
+      : context_(context),
+        size_(static_cast<float>(picture.width), static_cast<float>(picture.height)),
+        texture_(test::MakeTexture(context, picture)) {}
+
+  void Draw() override {
+    ++draws;
+    context_->SetViewPort(0, 0, texture_->width(), texture_->height());
+    EXPECT_TRUE(context_->BindShader("rgba"));
+    EXPECT_TRUE(texture_->BindShaderResource(0));
+    context_->DrawRect(internal_transform(size_), size_);
+    texture_->ReleaseShaderResource();
+    context_->UnbindShader();
+  }
+
+  int draws = 0;
+
+ private:
+  GraphicsContextCGL* const context_;
+  const internal_vec2 size_;
+  const std::unique_ptr<GraphicsTextureGL> texture_;
+};
+
+class GraphicsViewX11Test : public GlTest {
+ protected:
+  GraphicsViewX11Test() {
+    EXPECT_NE(TheXServer().display(), "") << "Xvfb did not start";
+    setenv("DISPLAY", TheXServer().display().c_str(), 1);
+  }
+
+  std::unique_ptr<GraphicsView> MakeView(void* window, unsigned int width, unsigned int height) {
+    return std::unique_ptr<GraphicsView>(device()->CreateView(InternalWindowInfo{window}, width, height));
+  }
+  // One that can be shown.
+  std::unique_ptr<GraphicsView> MakeView(const test::XWindow& window, unsigned int width, unsigned int height) {
+    auto view = MakeView(window.handle(), width, height);
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    return view;
+  }
+  void Frames(int count) {
+    for (int i = 0; i < count; ++i) device()->DrawDisplay();
+  }
+
+  // After the display is set.
+  test::XConnection& x11() {
+    if (!x11_) x11_ = std::make_unique<test::XConnection>(TheXServer().display());
+    return *x11_;
+  }
+
+ private:
+  std::unique_ptr<test::XConnection> x11_;
+};
+
+TEST_F(GraphicsViewX11Test, ShowsThePictureUprightAndPixelForPixel) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  Painter painter(context(), test::TestCard(120, 90));
+  view->Attach(&painter);
+  Frames(1);
+  EXPECT_TRUE(window.ComesToShow(test::TestCard(120, 90), {}));
+  view->Detach();
+}
+
+TEST_F(GraphicsViewX11Test, InitTakesTheWindowAndWaitsForNoRefresh) {
+  const test::XWindow window(x11(), 120, 90);
+  gl_spy::StartTrace();
+  const auto view = MakeView(window.handle(), 120, 90);
+  EXPECT_THAT(gl_spy::TakeTrace(), ElementsAre("make current", "check", "flush", "check", "make current",
+                                               "swap interval 0", "flush", "check", "clear current", "clear current"));
+  EXPECT_EQ(window.ChildCount(), 1);
+}
+
+TEST_F(GraphicsViewX11Test, FrameIsDrawnCopiedAndPresentedInTheStatedOrder) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  gl_spy::StartTrace();
+  view->Draw();
+  std::vector<std::string> trace = gl_spy::TakeTrace();
+  ASSERT_GE(trace.size(), 10u);
+  // Off-screen, as without a window.
+  EXPECT_THAT(std::vector<std::string>(trace.begin(), trace.begin() + 3),
+              ElementsAre("check", "make current", "clear colour 0 0 0 1"));
+  EXPECT_THAT(std::vector<std::string>(trace.end() - 10, trace.end()),
+              ElementsAre("clear current", "make current", "check", "blit 0 0 120 90 to 0 0 120 90, 0x4000, 0x2600",
+                          "check", "present", "flush", "check", "check", "clear current"));
+}
+
+TEST_F(GraphicsViewX11Test, EveryStepOfTheCopyIsChecked) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  gl_spy::faults().errors = std::deque<GLenum>(8, GL_NO_ERROR);  // What is drawn off-screen.
+  gl_spy::faults().errors.insert(gl_spy::faults().errors.end(), 4, GL_INVALID_ENUM);
+  view->Draw();
+  EXPECT_THAT(gl_spy::faults().errors, IsEmpty());
+  EXPECT_THAT(TakeLog(),
+              AllOf(SizeIs(4),
+                    Each(MatchesRegex("W: INVALID_ENUM \\| .*graphics/opengl/cgl/graphics_view_cgl.cc \\([0-9]+\\)"))));
+}
+
+TEST_F(GraphicsViewX11Test, CopiesTheNewSizeFromTheOldImageUntilTheMainQueueHasRun) {
+  const test::XWindow window(x11(), 200, 160);
+  HostLoop loop;
+  const auto view = MakeView(window, 120, 90);
+  view->Resize(200, 160);
+  gl_spy::StartTrace();
+  view->Draw();
+  EXPECT_THAT(gl_spy::TakeTrace(), ::testing::Contains("blit 0 0 200 160 to 0 0 200 160, 0x4000, 0x2600"));
+  gl_spy::StartTrace();
+  loop.Run();
+  EXPECT_THAT(gl_spy::TakeTrace(), ElementsAre("make current", "check", "flush", "clear current",  // The image.
+                                               "make current", "flush", "clear current"));         // The window.
+  Painter painter(context(), test::TestCard(200, 160));
+  view->Attach(&painter);
+  Frames(1);
+  EXPECT_TRUE(window.ComesToShow(test::TestCard(200, 160), {}));
+  view->Detach();
+}
+
+TEST_F(GraphicsViewX11Test, WindowKeepsItsPictureWhileTheSizeIsZero) {
+  const test::XWindow window(x11(), 120, 90);
+  HostLoop loop;
+  const auto view = MakeView(window, 120, 90);
+  Painter painter(context(), test::TestCard(120, 90));
+  view->Attach(&painter);
+  Frames(1);
+  EXPECT_TRUE(window.ComesToShow(test::TestCard(120, 90), {}));
+  view->Resize(121, 90);
+  Frames(1);
+  view->Resize(0, 0);
+  loop.Run();
+  Frames(3);
+  EXPECT_EQ(painter.draws, 2);
+  EXPECT_TRUE(window.ComesToShow(test::TestCard(120, 90), {}));
+  view->Detach();
+}
+
+TEST_F(GraphicsViewX11Test, BindRenderTargetDrawsIntoTheWindow) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  ASSERT_TRUE(view->BindRenderTarget());
+  GLint viewport[4] = {};
+  glGetIntegerv(GL_VIEWPORT, viewport);
+  EXPECT_THAT(viewport, ElementsAre(0, 0, 120, 90));
+  GLint buffer = 0;
+  glGetIntegerv(GL_DRAW_BUFFER, &buffer);
+  EXPECT_EQ(buffer, GL_BACK);
+  glClearColor(0, 1, 0, 1);
+  glClear(GL_COLOR_BUFFER_BIT);
+  eglSwapBuffers(eglGetCurrentDisplay(), eglGetCurrentSurface(EGL_DRAW));
+  view->UnbindRenderTarget();
+  EXPECT_TRUE(window.ComesToShow(test::Flat(120, 90, 0x00ff00), {}));
+}
+
+TEST_F(GraphicsViewX11Test, FramesGoOnInsideATaskThatHasTheContextCurrent) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  Painter painter(context(), test::TestCard(120, 90));
+  view->Attach(&painter);
+  {
+    const test::CurrentContext current(context());
+    const EGLContext before = eglGetCurrentContext();
+    Frames(1);
+    EXPECT_EQ(eglGetCurrentContext(), before);
+  }
+  EXPECT_TRUE(window.ComesToShow(test::TestCard(120, 90), {}));
+  view->Detach();
+}
+
+// What is no window, or takes none inside.
+
+TEST_F(GraphicsViewX11Test, NoWindowIsSaidOnceAndTheViewDrawsAllTheSame) {
+  const auto input_only = [&] {
+    const xcb_window_t id = xcb_generate_id(x11().get());
+    xcb_create_window(x11().get(), 0, id, x11().screen()->root, 0, 0, 9, 9, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    x11().Sync();
+    return id;
+  }();
+  const std::pair<std::uintptr_t, const char*> cases[] = {
+      {0, "W: A view cannot be shown: it was given no window"},
+      {std::uintptr_t{1} << 40, "W: A view cannot be shown in window 0x10000000000: there is no such window"},
+      {0x1fffffff, "W: A view cannot be shown in window 0x1fffffff: there is no such window"},
+      {0xffffffff, "W: A view cannot be shown in window 0xffffffff: there is no such window"},
+      {x11().MakePixmap(9, 9), "there is no such window"},
+      {input_only, "it takes no pictures, or is on another screen"}};
+  for (const auto& [handle, message] : cases) {
+    const auto view = MakeView(reinterpret_cast<void*>(handle), 16, 16);
+    ASSERT_NE(view, nullptr);
+    Painter painter(context(), test::TestCard(16, 16));
+    view->Attach(&painter);
+    Frames(3);
+    EXPECT_EQ(painter.draws, 3);
+    EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr(message)));
+    view->Detach();
+  }
+  xcb_destroy_window(x11().get(), input_only);
+}
+
+// A window's end.
+
+TEST_F(GraphicsViewX11Test, WindowThatGoesAwayIsSaidOnceAndFramesGoOn) {
+  auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
+  const test::XWindow other(x11(), 40, 30, {200, 0});
+  HostLoop loop;
+  const auto view = MakeView(*window, 120, 90);
+  const auto second = MakeView(other, 40, 30);
+  Painter painter(context(), test::TestCard(120, 90));
+  Painter other_painter(context(), test::TestCard(40, 30));
+  view->Attach(&painter);
+  second->Attach(&other_painter);
+  Frames(1);
+  EXPECT_TRUE(window->ComesToShow(test::TestCard(120, 90), {}));
+  const std::string id = [&] {
+    char text[20];
+    std::snprintf(text, sizeof(text), "0x%x", window->id());
+    return std::string(text);
+  }();
+  window.reset();
+  Frames(5);
+  EXPECT_EQ(painter.draws, 6);
+  EXPECT_THAT(TakeLog(), ElementsAre("W: A view shows nothing any more: its window " + id + " is gone"));
+  view->Resize(60, 50);
+  Frames(1);
+  loop.Run();
+  Frames(2);
+  EXPECT_EQ(painter.draws, 9);
+  EXPECT_TRUE(other.ComesToShow(test::TestCard(40, 30), {}));
+  view->Detach();
+  second->Detach();
+}
+
+TEST_F(GraphicsViewX11Test, HostThatDestroysWhatIsInItsWindowHarmsNothing) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  view->Draw();
+  xcb_destroy_subwindows(x11().get(), window.id());
+  x11().Sync();
+  for (int i = 0; i < 3; ++i) view->Draw();
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
+}
+
+TEST_F(GraphicsViewX11Test, WindowThatGoesAwayBeforeTheFirstFrameHarmsNothing) {
+  auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
+  const auto view = MakeView(*window, 120, 90);
+  window.reset();
+  for (int i = 0; i < 3; ++i) view->Draw();
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
+}
+
+TEST_F(GraphicsViewX11Test, WindowThatIsGoneAtTheViewsEndHarmsNothing) {
+  auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
+  auto view = MakeView(*window, 120, 90);
+  view->Draw();
+  window.reset();
+  view.reset();
+  EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(GraphicsViewX11Test, WindowThatGoesAwayBeforeTheResizeWorkHarmsNothing) {
+  auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
+  HostLoop loop;
+  const auto view = MakeView(*window, 120, 90);
+  view->Resize(60, 50);
+  view->Draw();
+  window.reset();
+  loop.Run();
+  view->Draw();
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
+}
+
+TEST_F(GraphicsViewX11Test, LeavesTheWindowWhenDestroyed) {
+  const test::XWindow window(x11(), 120, 90);
+  auto view = MakeView(window, 120, 90);
+  const auto second = MakeView(window, 60, 50);
+  EXPECT_EQ(window.ChildCount(), 2);
+  view->Draw();
+  view.reset();
+  EXPECT_EQ(window.ChildCount(), 1);
+}
+
+TEST_F(GraphicsViewX11Test, LaterViewOfAWindowLiesOnTop) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto below = MakeView(window, 120, 90);
+  const auto above = MakeView(window, 60, 45);
+  below->SetBackgroundColor(1, 0, 0, 1);
+  above->SetBackgroundColor(0, 1, 0, 1);
+  above->Draw();
+  below->Draw();
+  test::Picture expected = test::Flat(120, 90, 0xff0000);
+  for (int y = 0; y < 45; ++y) {
+    for (int x = 0; x < 60; ++x) {
+      expected.at(x, y)[0] = 0;
+      expected.at(x, y)[1] = 255;
+    }
+  }
+  EXPECT_TRUE(window.ComesToShow(expected, {}));
+}
+
+// A server that does not answer.
+
+TEST_F(GraphicsViewX11Test, ServerThatStallsDoesNotStallTheFrames) {
+  const test::XWindow window(x11(), 120, 90);
+  HostLoop loop;
+  const auto view = MakeView(window, 120, 90);
+  Painter painter(context(), test::TestCard(120, 90));
+  view->Attach(&painter);
+  Frames(1);
+  EXPECT_TRUE(window.ComesToShow(test::TestCard(120, 90), {}));
+
+  ucred server = {};
+  socklen_t size = sizeof(server);
+  ASSERT_EQ(getsockopt(xcb_get_file_descriptor(x11().get()), SOL_SOCKET, SO_PEERCRED, &server, &size), 0);
+  ASSERT_GT(server.pid, 1);
+  ASSERT_EQ(kill(server.pid, SIGSTOP), 0);
+  // Each of these would wait for the server for ever.
+  Frames(20);
+  view->Resize(200, 160);
+  Frames(2);
+  loop.Run();
+  Frames(2);
+  EXPECT_EQ(painter.draws, 25);
+  ASSERT_EQ(kill(server.pid, SIGCONT), 0);
+  view->SetBackgroundColor(0, 0, 1, 1);
+  view->Detach();
+  EXPECT_TRUE(window.ComesToShow(test::Flat(120, 90, 0x0000ff), {}, [&] { view->Draw(); }));
+}
+
+TEST_F(GraphicsViewX11Test, ServerThatStallsDoesNotKeepAViewFromItsEnd) {
+  const test::XWindow window(x11(), 120, 90);
+  auto view = MakeView(window, 120, 90);
+  view->Draw();
+  x11().Sync();
+  ucred server = {};
+  socklen_t size = sizeof(server);
+  ASSERT_EQ(getsockopt(xcb_get_file_descriptor(x11().get()), SOL_SOCKET, SO_PEERCRED, &server, &size), 0);
+  ASSERT_GT(server.pid, 1);
+  ASSERT_EQ(kill(server.pid, SIGSTOP), 0);
+  view->Draw();
+  view.reset();
+  ASSERT_EQ(kill(server.pid, SIGCONT), 0);
+  while (!RunOnWindowThread([] {})) {
+  }
+  EXPECT_EQ(window.ChildCount(), 0);
+}
+
+TEST_F(GraphicsViewX11Test, PresentationThatFailsIsSaidOnce) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  gl_spy::faults().present = true;
+  for (int i = 0; i < 3; ++i) view->Draw();
+  gl_spy::faults().present = false;
+  EXPECT_THAT(TakeLog(), ElementsAre("W: A view's picture could not be presented (EGL error 0x3000)"));
+}
+
+TEST_F(GraphicsViewX11Test, DrawsOffScreenWhenItsContextCannotBeMadeCurrentInTheWindow) {
+  const test::XWindow window(x11(), 120, 90);
+  gl_spy::faults().window_surface = true;
+  const auto view = MakeView(window.handle(), 120, 90);
+  gl_spy::faults().window_surface = false;
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("A view cannot be shown: no surface for its window")));
+  EXPECT_EQ(window.ChildCount(), 0);
+  Painter painter(context(), test::TestCard(120, 90));
+  view->Attach(&painter);
+  Frames(2);
+  EXPECT_EQ(painter.draws, 2);
+  view->Detach();
+}
+
+}  // namespace

@@ -1,0 +1,116 @@
+#include "tests/x11/view_host.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace host {
+
+Fit::Fit(int scene_width, int scene_height, int view_width, int view_height) {
+  const auto sw = static_cast<float>(scene_width);
+  const auto sh = static_cast<float>(scene_height);
+  const auto vw = static_cast<float>(view_width);
+  const auto vh = static_cast<float>(view_height);
+  scale = sw / sh >= vw / vh ? (vw - 10) / sw : (vh - 10) / sh;
+  width = std::round(sw * scale);
+  height = std::round(sh * scale);
+}
+
+test::Canvas ViewOf(const test::Picture& scene, int width, int height, const test::Color& background) {
+  const Fit fit(scene.width, scene.height, width, height);
+  test::Canvas canvas(width, height, background);
+  canvas.DrawPicture({0, 0, fit.width, fit.height}, scene);
+  return canvas;
+}
+
+PatternScene::PatternScene(int width, int height, GsDevice* device)
+    : picture_(MakePattern(width, height, 255)),
+      texture_(MakeTexture(picture_, device)),
+      scene_(MakeScene(static_cast<unsigned int>(width), static_cast<unsigned int>(height), device)),
+      item_(MakeItem(gs_vec2(static_cast<float>(width), static_cast<float>(height)), device)) {
+  item_->texture = texture_.get();
+  scene_->AddItem(item_);
+}
+
+View::View(void* window, int width, int height, GsScene* scene)
+    : GsViewImpl({window}, static_cast<unsigned int>(width), static_cast<unsigned int>(height), nullptr) {
+  SetBackgroundColor(kBackdrop.r, kBackdrop.g, kBackdrop.b, kBackdrop.a);
+  SetScene(scene);
+  Attch();
+}
+
+std::size_t HeldQueue::size() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return works_.size();
+}
+
+std::size_t HeldQueue::Run() {
+  for (std::size_t count = 0;; ++count) {
+    std::pair<QnMainQueueFunction, void*> work;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (works_.empty()) return count;
+      work = works_.front();
+      works_.pop_front();
+    }
+    work.first(work.second);
+  }
+}
+
+void HeldQueue::Post(QnMainQueueFunction function, void* argument, void* user) {
+  auto* const queue = static_cast<HeldQueue*>(user);
+  std::lock_guard<std::mutex> lock(queue->mutex_);
+  queue->works_.emplace_back(function, argument);
+}
+
+void ViewTest::SetUp() {
+  log::Clear();
+  ASSERT_TRUE(x11.ok());
+  ASSERT_TRUE(GsDevice::CreateDefaultDevice(false));
+  device = GsDevice::DefaultDevice();
+  ASSERT_TRUE(device->InitThreadContext());
+}
+
+void ViewTest::TearDown() {
+  if (device) device->UninitThreadContext();
+  GsDevice::DestroyDefaultDevice();
+  EXPECT_EQ(log::Complaints(), "");
+}
+
+void ViewTest::Frame() {
+  device->TickSource();
+  device->HandleFilter();
+  device->OutputFrame(++timestamp_, 1);
+  device->DrawDisplay();
+  device->DoTask();
+}
+
+void ViewTest::Frames(int count) {
+  for (int i = 0; i < count; ++i) Frame();
+}
+
+::testing::AssertionResult ViewTest::Shows(const test::XWindow& window, const test::Picture& expected,
+                                           const test::Tolerance& tolerance) {
+  return window.ComesToShow(expected, tolerance, [this] { Frame(); });
+}
+
+int ViewTest::TakeComplaints(std::string* text) {
+  *text = log::Complaints();
+  log::Clear();
+  return static_cast<int>(std::count(text->begin(), text->end(), '\n'));
+}
+
+void LiveViewTest::SetUp() {
+  log::Clear();
+  ASSERT_TRUE(x11.ok());
+  ASSERT_TRUE(GsDevice::CreateDefaultDevice(true));
+  device = GsDevice::DefaultDevice();
+  device->SetFps(100);
+  ASSERT_TRUE(PassFrames(device, 3));
+}
+
+void LiveViewTest::TearDown() {
+  GsDevice::DestroyDefaultDevice();
+  EXPECT_EQ(log::Complaints(), "");
+}
+
+}  // namespace host
