@@ -1,24 +1,24 @@
 // quarn-record: a host program of Quarn that records a film.
 //
 // Threads: main (command line, and with --offline the frames), the device's render thread, the output's own thread
-// (FilmOutput::OnFrame), the encoder's, and one for each video.
+// (FilmOutput::OnFrame), the mixer's (SoundMix::OnMixSamples), the encoder's, and one for each video and each sound.
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
 
-#include <quarn/qn_log.h>
-
 #include "record/options.h"
 #include "record/recorder.h"
-#include "studio/av.h"
 #include "studio/description.h"
 #include "studio/error.h"
+#include "studio/log.h"
+#include "studio/sound_format.h"
 
 namespace {
 
@@ -36,11 +36,18 @@ void HandleSignals() {
   std::signal(SIGPIPE, SIG_IGN);
 }
 
-void PrintLog(int level, const char* format, va_list args, void* /*user*/) {
-  char text[1024];
-  std::vsnprintf(text, sizeof(text), format, args);
-  const char tag = level == kQnLogError ? 'E' : level == kQnLogWarning ? 'W' : level == kQnLogInfo ? 'I' : 'D';
-  std::fprintf(stderr, "%c: %s\n", tag, text);
+double Decibels(float level) { return 20 * std::log10(static_cast<double>(level)); }
+
+std::string Bar(int done, int width) { return "[" + std::string(done, '#') + std::string(width - done, '.') + "]"; }
+
+// The level of the sound on a scale of decibels.
+std::string Meter(float level) {
+  constexpr int kWidth = 10;
+  constexpr double kLowest = -40;
+  const double share = level > 0 ? 1 - Decibels(level) / kLowest : 0;
+  char text[16];
+  std::snprintf(text, sizeof(text), " %.2f", static_cast<double>(level));
+  return ", sound " + Bar(static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * kWidth)), kWidth) + text;
 }
 
 // On terminals only; cleared at the end.
@@ -51,21 +58,49 @@ class ProgressBar {
     if (shown_) std::fprintf(stderr, "\r\033[K");
   }
 
-  void Show(const studio::FilmCounts& counts, double seconds) {
-    if (!shown_ || seconds - last_s_ < 0.1) return;
-    last_s_ = seconds;
-    constexpr int kWidth = 40;
-    const int done = static_cast<int>(counts.delivered * kWidth / frames_);
-    std::fprintf(stderr, "\r[%s%s] %llu of %llu frames, %.1f fps", std::string(done, '#').c_str(),
-                 std::string(kWidth - done, '.').c_str(), static_cast<unsigned long long>(counts.delivered),
-                 static_cast<unsigned long long>(frames_), static_cast<double>(counts.delivered) / seconds);
+  void Show(const studio::Status& status) {
+    if (!shown_) return;
+    if (status.level) level_ = std::max(level_, *status.level);
+    if (status.seconds - last_s_ < 0.1) return;
+    last_s_ = status.seconds;
+    char counts[80];
+    std::snprintf(counts, sizeof(counts), " %llu of %llu frames, %.1f fps",
+                  static_cast<unsigned long long>(status.counts.delivered), static_cast<unsigned long long>(frames_),
+                  static_cast<double>(status.counts.delivered) / status.seconds);
+    const std::string text = counts + (status.level ? Meter(level_) : std::string());
+    level_ = 0;
+    // The whole of it fits a terminal's line.
+    const int width = std::clamp(kLine - 2 - static_cast<int>(text.size()), 10, 40);
+    const int done = static_cast<int>(status.counts.delivered * width / frames_);
+    std::fprintf(stderr, "\r%s%s\033[K", Bar(done, width).c_str(), text.c_str());
   }
 
  private:
+  static constexpr int kLine = 79;
+
   const std::uint64_t frames_;
   const bool shown_;
   double last_s_ = -1;
+  float level_ = 0;  // Since it was shown last.
 };
+
+void PrintSound(const studio::Summary::Sound& sound) {
+  const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
+  std::printf("  sound: %s, peak %.2f", sound.encoder.c_str(), static_cast<double>(sound.mix.peak));
+  if (sound.mix.peak > 0) std::printf(" (%.1f dB)", Decibels(sound.mix.peak));
+  std::printf(", %s\n", sound.mix.underruns.empty() ? "no underrun" : "underruns:");
+  const auto seconds = [](std::uint64_t blocks) {
+    return static_cast<double>(blocks) * studio::kSoundBlock / studio::kSoundRate;
+  };
+  for (const studio::MixReport::Underruns& underruns : sound.mix.underruns) {
+    std::printf("    %s: %llu blocks (%.2f s) came late\n", underruns.file.c_str(), number(underruns.blocks),
+                seconds(underruns.blocks));
+  }
+  if (sound.dropped_blocks > 0) {
+    std::printf("  sound dropped by the host: %llu blocks (%.2f s)\n", number(sound.dropped_blocks),
+                seconds(sound.dropped_blocks));
+  }
+}
 
 void PrintSummary(const studio::Description& description, const studio::Summary& summary,
                   const studio::StageTimes& times) {
@@ -79,6 +114,7 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
   if (summary.lost_packets > 0) {
     std::printf("  packets that no receiver took: %llu\n", number(summary.lost_packets));
   }
+  if (summary.sound) PrintSound(*summary.sound);
   std::printf("  measured: %.2f fps (%llu different pictures in %.2f s)\n",
               static_cast<double>(counts.delivered - counts.repeated) / summary.seconds,
               number(counts.delivered - counts.repeated), summary.seconds);
@@ -95,8 +131,7 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
 int Run(int argc, char** argv) {
   const std::optional<studio::Description> description = studio::ParseCommandLine(argc, argv);
   if (!description) return EXIT_SUCCESS;
-  if (!description->verbose) av_log_set_level(AV_LOG_QUIET);
-  qn_set_log_handle(description->verbose ? &PrintLog : nullptr, nullptr);
+  studio::ShowLog(description->verbose ? studio::LogShown::kEverything : studio::LogShown::kNothing);
   HandleSignals();
 
   studio::StageTimes times;
@@ -105,8 +140,8 @@ int Run(int argc, char** argv) {
     ProgressBar bar(description->FrameCount());
     summary = studio::Record(
         *description,
-        [&bar](const studio::FilmCounts& counts, double seconds) {
-          bar.Show(counts, seconds);
+        [&bar](const studio::Status& status) {
+          bar.Show(status);
           return g_interrupted == 0;
         },
         &times);

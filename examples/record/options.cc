@@ -1,6 +1,7 @@
 #include "record/options.h"
 
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -15,6 +16,10 @@ namespace {
 constexpr char kFooter[] = R"(
   quarn-record --color '#203040' --video clip.mp4,size=640x0,loop --picture logo.png,pos=400:-250,spin=20 -o film.mp4
   quarn-record --scene examples/scenes/demo.json --offline -o film.mp4
+
+A sound is given as FILE[@GAIN[,START]]: GAIN is a factor (1), START the time at which it begins, in seconds (0). An @ in a
+file's name is written "\@". Videos bring their own. Films made offline and stills have no sound, nor has every kind of
+film.
 
 A film appears under its name once it is complete. Ctrl-C ends it early and keeps it.)";
 
@@ -32,6 +37,12 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
   bool offline = false, verbose = false;
   app.add_option("--scene", scene, "A scene file; options given beside it win, layers are added on top")
       ->type_name("FILE.json");
+  std::vector<std::string> sounds;
+  app.add_option("--audio", sounds, "A sound from anything that FFmpeg decodes; in the film from START on")
+      ->type_name("FILE[@GAIN[,START]]")
+      ->type_size(1)
+      ->expected(1, 1 << 16)
+      ->allow_extra_args(false);
   CLI::Option* canvas_option = app.add_option("--canvas", canvas, "The scene's size (1280x720)")->type_name("WxH");
   CLI::Option* fps_option = app.add_option("--fps", fps, "Frames a second (30)")->type_name("N");
   CLI::Option* duration_option =
@@ -60,6 +71,8 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
   Description description;
   if (!scene.empty()) ReadSceneFile(scene, &description);
   layers.AppendTo(&description);
+  for (const std::string& sound : sounds) description.sounds.push_back(ParseSound(sound));
+  description.needs_sound = !sounds.empty();
   if (*canvas_option) description.canvas = ParseSize(canvas);
   if (*output_size_option) description.output_size = ParseSize(output_size);
   if (*fps_option) description.fps = fps;

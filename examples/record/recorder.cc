@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <quarn/gs_device.h>
@@ -10,11 +11,14 @@
 #include <quarn/qn_event.h>
 #include <quarn/qn_os.h>
 
+#include "studio/device.h"
 #include "studio/encoder.h"
 #include "studio/error.h"
 #include "studio/film_clock.h"
+#include "studio/film_sound.h"
 #include "studio/layers.h"
 #include "studio/programs.h"
+#include "studio/sound_mix.h"
 
 namespace studio {
 namespace {
@@ -23,6 +27,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kProgressPeriod(100);
 constexpr milliseconds kDeliveryTimeout(60000);  // A frame that takes longer never comes.
+constexpr double kSoundTimeoutSeconds = 10;
 
 class FilmScene : public GsScene {
  public:
@@ -36,26 +41,6 @@ class FilmScene : public GsScene {
 
  private:
   StageTimes* const times_;
-};
-
-// The default device, for as long as this lives.
-class Device {
- public:
-  explicit Device(const Description& description) {
-    if (!GsDevice::CreateDefaultDevice(!description.offline)) throw Error("cannot start the graphics engine");
-    get()->SetFps(description.fps);
-    // Built in place of an exception from the constructor: the device must go again.
-    usable_ = AddPrograms(get()) && (description.Format() != PixelLayout::kBgra || AddBgraProgram(get()));
-  }
-  ~Device() { GsDevice::DestroyDefaultDevice(); }
-  Device(const Device&) = delete;
-  Device& operator=(const Device&) = delete;
-
-  bool usable() const { return usable_; }
-  GsDevice* get() const { return GsDevice::DefaultDevice(); }
-
- private:
-  bool usable_ = false;
 };
 
 // Takes some frames that are not part of the film: drivers finish shader programs when these are first used, and the
@@ -72,14 +57,19 @@ class Rehearsal : public GsOutputRaw {
     Stop();
   }
 
-  void OnFrame(const GsFrame& /*frame*/) override {
+  void OnFrame(const GsFrame& frame) override {
+    timestamp_ns_ = frame.timestamp;
     if (++frames_ == kFrames) done_.Signal();
   }
+
+  // Of the last of them; 0 when there was none.
+  std::uint64_t timestamp_ns() const { return timestamp_ns_; }
 
  private:
   static constexpr int kFrames = 3;
   QNEvent done_{true};
   int frames_ = 0;
+  std::uint64_t timestamp_ns_ = 0;
 };
 
 // Makes the calling thread the render thread, for as long as this lives.
@@ -98,63 +88,102 @@ class RenderThread {
 
 double SecondsSince(std::uint64_t start_ns) { return static_cast<double>(qn_os_gettime_ns() - start_ns) * 1e-9; }
 
-// The device's own thread makes the frames: all there is to do is to wait.
-void RunInRealTime(const Description& description, FilmClock* clock, FilmOutput* output, Encoder* encoder,
-                   const Progress& progress) {
+// What makes a film, once it is set up.
+struct Set {
+  const Description& description;
+  GsDevice* device;
+  FilmClock* clock;
+  FilmOutput* output;
+  FilmSound* sound;
+  SoundMix* mix;  // Null for a film without sound.
+  Encoder* encoder;
+  const Progress& progress;
+  StageTimes* times;
+
+  // Returns whether the film goes on.
+  bool Report(std::uint64_t start_ns) const {
+    return progress({output->counts(), SecondsSince(start_ns), mix ? std::optional(mix->TakeLevel()) : std::nullopt}) &&
+           !encoder->failed();
+  }
+};
+
+// Waits for senders, but not for long. Returns whether the film goes on.
+bool WaitForSounds(const Set& set) {
   const std::uint64_t start_ns = qn_os_gettime_ns();
-  std::uint64_t last_delivery_ns = start_ns;
+  while (!set.mix->WaitRead(kProgressPeriod) && SecondsSince(start_ns) < kSoundTimeoutSeconds) {
+    if (!set.Report(start_ns)) return false;
+  }
+  return true;
+}
+
+// The device's own thread makes the frames, one of them at `frame_ns`: all there is to do is to wait.
+std::uint64_t RunInRealTime(const Set& set, std::uint64_t frame_ns) {
+  const bool goes_on = !set.mix || WaitForSounds(set);
+  const std::uint64_t start_ns = qn_os_gettime_ns();
+  if (!goes_on) return start_ns;
+  const std::uint64_t sound_ns = set.mix ? set.mix->Start() : start_ns;
+  // The next frame: the film shows the scene at whole frame periods, and not at times in between.
+  const std::uint64_t period_ns = 1000000000 / set.description.fps;
+  const std::uint64_t begin_ns = frame_ns + (sound_ns - frame_ns + period_ns - 1) / period_ns * period_ns;
+  set.sound->Align(sound_ns, begin_ns);
+  set.clock->RunFrom(static_cast<std::int64_t>(begin_ns), static_cast<std::int64_t>(period_ns));
+  set.output->BeginAt(begin_ns);
+  set.output->Start();
+  std::uint64_t last_delivery_ns = begin_ns;
   FilmCounts last;
-  clock->Run();
-  output->Start();
-  while (!output->WaitDelivered(description.FrameCount(), kProgressPeriod)) {
-    const FilmCounts counts = output->counts();
-    if (!progress(counts, SecondsSince(start_ns)) || encoder->failed()) break;
+  while (!set.output->WaitDelivered(set.description.FrameCount(), kProgressPeriod) && set.Report(start_ns)) {
+    const FilmCounts counts = set.output->counts();
     if (counts.delivered != last.delivered) last_delivery_ns = qn_os_gettime_ns();
-    if (SecondsSince(last_delivery_ns) * 1000 > static_cast<double>(kDeliveryTimeout.count())) {
+    if (qn_os_gettime_ns() > last_delivery_ns + kDeliveryTimeout.count() * 1000000) {
       throw Error("the graphics engine delivers no frames");
     }
     last = counts;
   }
+  return start_ns;
 }
 
 // This thread is the render thread: it drives every stage of every frame, and waits for each delivery.
-void RunOffline(const Description& description, FilmClock* clock, FilmOutput* output, Encoder* encoder,
-                const Progress& progress, GsDevice* device, StageTimes* times) {
+std::uint64_t RunOffline(const Set& set) {
   const std::uint64_t start_ns = qn_os_gettime_ns();
-  const RenderThread render_thread(device);
-  output->Start();
-  const auto film_start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
-  for (std::uint64_t n = 0; n < description.FrameCount() && !encoder->failed(); ++n) {
-    const std::uint64_t timestamp_ns = n * 1000000000 / description.fps;
-    clock->Set(film_start_ns + static_cast<std::int64_t>(timestamp_ns));
-    device->TickSource();
-    device->HandleFilter();
+  const RenderThread render_thread(set.device);
+  set.output->Start();
+  const std::int64_t film_start_ns = set.clock->now_ns();
+  for (std::uint64_t n = 0; n < set.description.FrameCount(); ++n) {
+    const std::uint64_t timestamp_ns = n * 1000000000 / set.description.fps;
+    set.clock->Set(film_start_ns + static_cast<std::int64_t>(timestamp_ns));
+    set.device->TickSource();
+    set.device->HandleFilter();
     {
-      const StageTimer timer(&times->output);
-      device->OutputFrame(timestamp_ns, 1);
+      const StageTimer timer(&set.times->output);
+      set.device->OutputFrame(timestamp_ns, 1);
     }
-    if (!output->WaitDelivered(n + 1, kDeliveryTimeout)) throw Error("the graphics engine delivers no frames");
-    if (!progress(output->counts(), SecondsSince(start_ns))) break;
+    if (!set.output->WaitDelivered(n + 1, kDeliveryTimeout)) throw Error("the graphics engine delivers no frames");
+    if (!set.Report(start_ns)) break;
   }
-  times->output -= times->scene;  // OutputFrame renders the scenes first.
+  set.times->output -= set.times->scene;  // OutputFrame renders the scenes first.
+  return start_ns;
 }
 
 }  // namespace
 
 Summary Record(const Description& description, const Progress& progress, StageTimes* times) {
   // The media and the film first: most of what can be wrong is wrong there.
+  const auto start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
   std::vector<LayerSource> sources;
   for (const Layer& layer : description.layers) sources.emplace_back(layer, description);
-  Encoder encoder(std::make_unique<FilmWriter>(description), times);
+  std::vector<std::unique_ptr<SoundReader>> sounds;
+  if (!description.offline) sounds = OpenSounds(description, start_ns);
+  Encoder encoder(std::make_unique<FilmWriter>(description, !sounds.empty()), times);
+  const FilmWriter& writer = encoder.writer();
   Summary summary;
-  summary.encoder = encoder.writer().encoder_name();
+  summary.encoder = writer.encoder_name();
 
-  const Device device(description);
+  const Device device(description.fps, !description.offline);
   const auto scene = MakeRef<RefCounted<FilmScene>>(description.canvas, device.get(), times);
-  if (!device.usable() || scene->width() == 0) {
-    throw Error("the graphics engine does not work here: OpenGL 3.2 is needed (--verbose tells more)");
+  if (scene->width() == 0 || (description.Format() == PixelLayout::kBgra && !AddBgraProgram(device.get()))) {
+    throw Error(kNoGraphics);
   }
-  const auto clock = MakeRef<RefCounted<FilmClock>>(static_cast<std::int64_t>(description.start_s * 1e9), device.get());
+  const auto clock = MakeRef<RefCounted<FilmClock>>(start_ns, device.get());
   scene->AddItem(clock);
   const Stage stage{device.get(), description.canvas, clock, times};
   for (LayerSource& source : sources) scene->AddItem(source.MakeItem(stage));
@@ -163,23 +192,28 @@ Summary Record(const Description& description, const Progress& progress, StageTi
 
   {
     FilmOutput output(scene, description, &encoder, device.get(), times);
-    if (!description.offline) Rehearsal(scene, description, device.get());
+    FilmSound sound(&output, &encoder);
+    std::unique_ptr<SoundMix> mix;
+    if (writer.has_sound()) mix = std::make_unique<SoundMix>(&sound, std::move(sounds));
+    std::uint64_t frame_ns = 0;
+    if (!description.offline) frame_ns = Rehearsal(scene, description, device.get()).timestamp_ns();
     times->Clear();
-    const std::uint64_t start_ns = qn_os_gettime_ns();
-    if (description.offline) {
-      RunOffline(description, clock, &output, &encoder, progress, device.get(), times);
-    } else {
-      RunInRealTime(description, clock, &output, &encoder, progress);
-    }
+    const Set set{description, device.get(), clock, &output, &sound, mix.get(), &encoder, progress, times};
+    const std::uint64_t set_off_ns = description.offline ? RunOffline(set) : RunInRealTime(set, frame_ns);
     output.Stop();
-    summary.seconds = SecondsSince(start_ns);
+    summary.seconds = SecondsSince(set_off_ns);
     summary.counts = output.counts();
+    if (mix && summary.counts.delivered > 0 && !encoder.failed()) {
+      const std::uint64_t length_ns = summary.counts.delivered * 1000000000 / description.fps;
+      summary.sound =
+          Summary::Sound{writer.sound_encoder_name(), mix->Finish(sound.EndAfter(length_ns)), encoder.dropped_blocks()};
+    }
   }
   if (summary.counts.delivered == summary.counts.dropped && !encoder.failed()) {
     throw Error("stopped before the first frame: no film");
   }
   encoder.Finish();
-  summary.lost_packets = encoder.writer().lost_packets();
+  summary.lost_packets = writer.lost_packets();
   return summary;
 }
 

@@ -2,13 +2,14 @@
 #ifndef QUARN_EXAMPLES_RECORD_RECORDER_H_
 #define QUARN_EXAMPLES_RECORD_RECORDER_H_
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "studio/description.h"
 #include "studio/film_output.h"
+#include "studio/sound_mix.h"
 #include "studio/stage_times.h"
 
 namespace studio {
@@ -19,10 +20,25 @@ struct Summary {
   std::uint64_t lost_packets = 0;
   double seconds = 0;  // That it took.
   std::string encoder;
+
+  // Of a film with sound.
+  struct Sound {
+    std::string encoder;
+    MixReport mix;
+    std::uint64_t dropped_blocks = 0;
+  };
+  std::optional<Sound> sound;
 };
 
-// Called now and then with the counts so far and the seconds since the start; returns false to end the film early.
-using Progress = std::function<bool(const FilmCounts& counts, double seconds)>;
+// How far a film is.
+struct Status {
+  FilmCounts counts;
+  double seconds = 0;          // Since the start.
+  std::optional<float> level;  // Of a film with sound: the largest magnitude since the last status, 0 to 1.
+};
+
+// Called now and then; returns false to end the film early.
+using Progress = std::function<bool(const Status& status)>;
 
 // Makes the film. Throws Error; then no film is left behind.
 Summary Record(const Description& description, const Progress& progress, StageTimes* times);

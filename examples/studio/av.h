@@ -8,9 +8,12 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
+#include <libavutil/channel_layout.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -21,6 +24,8 @@ struct AvDeleter {
   void operator()(AVPacket* packet) const { av_packet_free(&packet); }
   void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
   void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+  void operator()(SwrContext* resampler) const { swr_free(&resampler); }
+  void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
 };
 // For files that are read; one that is written also needs its I/O closed, see FilmWriter.
 struct AvInputDeleter {
@@ -31,6 +36,8 @@ using AvFrame = std::unique_ptr<AVFrame, AvDeleter>;
 using AvPacket = std::unique_ptr<AVPacket, AvDeleter>;
 using AvCodec = std::unique_ptr<AVCodecContext, AvDeleter>;
 using AvScaler = std::unique_ptr<SwsContext, AvDeleter>;
+using AvResampler = std::unique_ptr<SwrContext, AvDeleter>;
+using AvSoundFifo = std::unique_ptr<AVAudioFifo, AvDeleter>;
 using AvInput = std::unique_ptr<AVFormatContext, AvInputDeleter>;
 
 inline std::string AvErrorText(int error) {

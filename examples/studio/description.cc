@@ -10,7 +10,7 @@ namespace {
 
 constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class draws into.
 constexpr unsigned int kMaxFps = 1000;
-constexpr double kMaxSeconds = 24 * 3600;
+constexpr float kMaxGain = 100;
 
 std::string Text(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
@@ -18,6 +18,10 @@ void CheckSize(const char* what, Size size) {
   if (size.width < 1 || size.height < 1 || size.width > kMaxSide || size.height > kMaxSide) {
     throw UsageError(std::string(what) + " " + Text(size) + ": each side must be 1 to " + std::to_string(kMaxSide));
   }
+}
+
+void CheckFactor(const char* what, float factor) {
+  if (!(factor >= 0 && factor <= kMaxGain)) throw UsageError(std::string(what) + ": must be 0 to 100");
 }
 
 bool Is420(PixelLayout format) { return format == PixelLayout::kI420 || format == PixelLayout::kNv12; }
@@ -45,7 +49,7 @@ PixelLayout Description::Format() const {
 
 void Validate(const Description& description) {
   if (description.output.empty()) throw UsageError("no output: name one with -o FILE or -o URL");
-  CheckSize("canvas", description.canvas);
+  ValidateScene(description);
   const Size size = description.OutputSize();
   CheckSize("output size", size);
   if ((!description.IsStill() || Is420(description.Format())) && (size.width % 2 != 0 || size.height % 2 != 0)) {
@@ -54,23 +58,38 @@ void Validate(const Description& description) {
   if (description.HasBars() && Is420(description.Format())) {
     throw UsageError("i420 and nv12 have green bars around a canvas of another shape: take rgba, or another size");
   }
+  if (!(description.duration_s > 0 && description.duration_s <= kMaxFilmSeconds)) {
+    throw UsageError("duration: must be above 0 and at most 86400 seconds");
+  }
+  if (!(description.start_s >= 0 && description.start_s <= kMaxFilmSeconds)) {
+    throw UsageError("start: must be 0 to 86400 seconds");
+  }
+  if (description.needs_sound && description.IsStill()) throw UsageError("a still has no sound: leave out --audio");
+  if (description.needs_sound && description.offline) {
+    throw UsageError("films made offline have no sound: leave out --audio or --offline");
+  }
+}
+
+void ValidateScene(const Description& description) {
+  CheckSize("canvas", description.canvas);
   if (description.fps < 1 || description.fps > kMaxFps) {
     throw UsageError("fps " + std::to_string(description.fps) + ": must be 1 to " + std::to_string(kMaxFps));
   }
-  if (!(description.duration_s > 0 && description.duration_s <= kMaxSeconds)) {
-    throw UsageError("duration: must be above 0 and at most 86400 seconds");
-  }
-  if (!(description.start_s >= 0 && description.start_s <= kMaxSeconds)) {
-    throw UsageError("start: must be 0 to 86400 seconds");
-  }
   for (const Layer& layer : description.layers) {
     if (!(layer.opacity >= 0 && layer.opacity <= 1)) throw UsageError("layer opacity: must be 0 to 1");
+    CheckFactor("layer volume", layer.volume);
     if (!layer.size) continue;
     const Size side = *layer.size;
     if (side.width < 0 || side.height < 0 || side.width > kMaxSide || side.height > kMaxSide ||
         (side.width == 0 && side.height == 0)) {
       throw UsageError("layer size " + Text(side) + ": each side must be 1 to " + std::to_string(kMaxSide) +
                        ", or one of them 0 to follow from the other");
+    }
+  }
+  for (const Sound& sound : description.sounds) {
+    CheckFactor("audio gain", sound.gain);
+    if (!(sound.start_s >= 0 && sound.start_s <= kMaxFilmSeconds)) {
+      throw UsageError("audio start: must be 0 to 86400 seconds");
     }
   }
 }

@@ -40,10 +40,19 @@ struct Layer {
   float rotation_deg = 0;    // Clockwise.
   int z = 0;                 // Lower ones are underneath; equals stay in the order in which they were given.
   float opacity = 1;         // 0 to 1.
-  float spin_deg_s = 0;      // Degrees a second, clockwise.
-  Vec drift_px_s;            // Canvas pixels a second.
-  bool loop = false;         // A video starts again at its end instead of keeping its last picture.
+  bool visible = true;
+  float spin_deg_s = 0;  // Degrees a second, clockwise.
+  Vec drift_px_s;        // Canvas pixels a second.
+  bool loop = false;     // A video starts again at its end instead of keeping its last picture.
   LayerFilter filter = LayerFilter::kNone;
+  float volume = 1;  // Of a video's sound: a factor, 0 for none.
+};
+
+// A sound that is heard, not seen.
+struct Sound {
+  std::string file;
+  float gain = 1;      // A factor.
+  double start_s = 0;  // The film time at which it begins.
 };
 
 struct Description {
@@ -57,6 +66,8 @@ struct Description {
   bool offline = false;
   bool verbose = false;
   std::vector<Layer> layers;
+  std::vector<Sound> sounds;
+  bool needs_sound = false;  // A film without its sound is not what was asked for.
 
   Size OutputSize() const { return output_size.value_or(canvas); }
   // A still picture rather than a film.
@@ -68,8 +79,12 @@ struct Description {
   PixelLayout Format() const;
 };
 
+constexpr double kMaxFilmSeconds = 24 * 3600;
+
 // Checks every range; throws UsageError.
 void Validate(const Description& description);
+// The same for what is seen: all but the film.
+void ValidateScene(const Description& description);
 
 }  // namespace studio
 

@@ -12,6 +12,7 @@ namespace {
 constexpr std::int64_t kQueueBytes = 128 << 20;
 constexpr std::int64_t kMinDepth = 4;
 constexpr std::int64_t kMaxDepth = 32;
+constexpr int kMaxBlocks = 40;        // Of sound: two seconds.
 constexpr double kFinishSeconds = 5;  // What a receiver that lags gets to take the rest.
 
 // Row by row: the pitches differ.
@@ -68,6 +69,20 @@ bool Encoder::Submit(const GsFrame& frame, std::int64_t index, bool wait) {
   return true;
 }
 
+void Encoder::SubmitSound(AvFrame block, std::int64_t index) {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!error_.empty()) return;
+    if (queued_blocks_ == kMaxBlocks) {
+      ++dropped_blocks_;
+      return;
+    }
+    ++queued_blocks_;
+    queue_.push_back(Job{std::move(block), index});
+  }
+  changed_.notify_all();
+}
+
 void Encoder::Finish() {
   writer_->GiveUp(kFinishSeconds);
   Stop();
@@ -78,6 +93,11 @@ void Encoder::Finish() {
 bool Encoder::failed() {
   std::lock_guard<std::mutex> lock(mutex_);
   return !error_.empty();
+}
+
+std::uint64_t Encoder::dropped_blocks() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return dropped_blocks_;
 }
 
 void Encoder::Stop() {
@@ -96,17 +116,22 @@ void Encoder::Run() {
     if (queue_.empty()) return;
     Job job = std::move(queue_.front());
     queue_.pop_front();
+    const bool is_sound = job.frame->nb_samples > 0;
     lock.unlock();
     std::string error;
     try {
       const StageTimer timer(&times_->encode);
-      writer_->Write(job.frame.get(), job.index);
+      is_sound ? writer_->WriteSound(job.frame.get(), job.index) : writer_->Write(job.frame.get(), job.index);
     } catch (const Error& failure) {
       error = failure.what();
     }
     lock.lock();
     error_ = error;
-    free_.push_back(std::move(job.frame));
+    if (is_sound) {
+      --queued_blocks_;
+    } else {
+      free_.push_back(std::move(job.frame));
+    }
     changed_.notify_all();
   }
 }

@@ -1,4 +1,4 @@
-// Encodes on a thread of its own, so that the host's callback only copies.
+// Encodes on a thread of its own, so that the host's callbacks only copy.
 #ifndef QUARN_EXAMPLES_STUDIO_ENCODER_H_
 #define QUARN_EXAMPLES_STUDIO_ENCODER_H_
 
@@ -18,8 +18,8 @@
 
 namespace studio {
 
-// A bounded queue of frames between OnFrame and the film: when the encoder, the disk or a receiver cannot keep up, the
-// queue fills, and further frames are dropped.
+// A bounded queue between the library's callbacks and the film: when the encoder, the disk or a receiver cannot keep
+// up, the queue fills, and further frames and blocks of sound are dropped.
 class Encoder {
  public:
   Encoder(std::unique_ptr<FilmWriter> writer, StageTimes* times);
@@ -30,14 +30,20 @@ class Encoder {
   // Copies a frame into the queue; `index` is its place in the film. When the queue is full, waits for a place if
   // `wait`, else drops the frame and returns false. Thread: one, any.
   bool Submit(const GsFrame& frame, std::int64_t index, bool wait);
+  // Queues a block of sound, as NewSoundBlock makes it, for a film that has sound; `index` is its place in the film, in
+  // sound frames. A block that finds some seconds queued is dropped: the film is silent there. Thread: one, any.
+  void SubmitSound(AvFrame block, std::int64_t index);
   // Encodes what is queued and completes the film. Throws Error.
   void Finish();
   // Whether encoding has ended with an error, which Finish throws. Thread: any.
   bool failed();
+  // Blocks of sound that were dropped. Thread: any.
+  std::uint64_t dropped_blocks();
 
   const FilmWriter& writer() const { return *writer_; }
 
  private:
+  // A picture or a block of sound.
   struct Job {
     AvFrame frame;
     std::int64_t index = 0;
@@ -53,6 +59,8 @@ class Encoder {
   std::condition_variable changed_;
   std::deque<Job> queue_;
   std::vector<AvFrame> free_;
+  int queued_blocks_ = 0;
+  std::uint64_t dropped_blocks_ = 0;
   bool stop_ = false;
   std::string error_;
   std::thread thread_;

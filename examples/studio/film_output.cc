@@ -31,14 +31,14 @@ FilmOutput::~FilmOutput() { Stop(); }
 
 void FilmOutput::OnFrame(const GsFrame& frame) {
   const StageTimer timer(&times_->delivery);
-  if (counts().delivered == frame_count_) return;
+  if (counts().delivered == frame_count_ || frame.timestamp + kSecondNs / fps_ / 2 < earliest_ns_) return;
 
   // The library delivers a frame again from the same memory, and never two different ones in a row.
   const bool repeated = frame.data[0] == last_picture_;
-  if (!last_picture_) first_ns_ = frame.timestamp;
+  if (!last_picture_) begin_ns_ = frame.timestamp;
   last_picture_ = frame.data[0];
   // Rounded: the library's frame period is cut to whole nanoseconds.
-  const std::uint64_t index = ((frame.timestamp - first_ns_) * fps_ + kSecondNs / 2) / kSecondNs;
+  const std::uint64_t index = ((frame.timestamp - begin_ns_) * fps_ + kSecondNs / 2) / kSecondNs;
   const bool taken = encoder_->Submit(frame, static_cast<std::int64_t>(index), offline_);
 
   {

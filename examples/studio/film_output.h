@@ -2,6 +2,7 @@
 #ifndef QUARN_EXAMPLES_STUDIO_FILM_OUTPUT_H_
 #define QUARN_EXAMPLES_STUDIO_FILM_OUTPUT_H_
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -31,7 +32,13 @@ class FilmOutput : public GsOutputRaw {
   FilmOutput(GsScene* scene, const Description& description, Encoder* encoder, GsDevice* device, StageTimes* times);
   ~FilmOutput() override;
 
+  // The film begins with the picture of this time of the monotonic clock, or the next one. Before Start.
+  void BeginAt(std::uint64_t clock_ns) { earliest_ns_ = clock_ns; }
+
   void OnFrame(const GsFrame& frame) override;
+
+  // The film's first picture has this time of the monotonic clock; 0 until there is one. Thread: any.
+  std::uint64_t begin_ns() const { return begin_ns_; }
 
   // Waits until `count` frames were delivered. Returns whether they were within `timeout`.
   bool WaitDelivered(std::uint64_t count, std::chrono::milliseconds timeout);
@@ -44,8 +51,10 @@ class FilmOutput : public GsOutputRaw {
   Encoder* const encoder_;
   StageTimes* const times_;
 
+  std::uint64_t earliest_ns_ = 0;
+  std::atomic<std::uint64_t> begin_ns_{0};
+
   // Of the output's thread.
-  std::uint64_t first_ns_ = 0;
   const unsigned char* last_picture_ = nullptr;
 
   std::mutex counts_mutex_;

@@ -31,12 +31,13 @@ bool IsRgb(AVPixelFormat format) { return (av_pix_fmt_desc_get(format)->flags & 
 struct FilmWriter::Container {
   std::string name;  // FFmpeg's.
   std::vector<const AVCodec*> codecs;
+  std::vector<const AVCodec*> sound_codecs;
 
   explicit Container(const Description& description) {
     const std::string& output = description.output;
     if (description.IsStill()) {
       name = "image2pipe";
-      AddCodec(avcodec_find_encoder(AV_CODEC_ID_PNG));
+      Add(&codecs, avcodec_find_encoder(AV_CODEC_ID_PNG));
       return;
     }
     const AVOutputFormat* guess = av_guess_format(nullptr, output.c_str(), nullptr);
@@ -46,7 +47,7 @@ struct FilmWriter::Container {
     }
     name = guess->name;
     if (guess->video_codec == AV_CODEC_ID_WRAPPED_AVFRAME) {
-      AddCodec(avcodec_find_encoder(AV_CODEC_ID_WRAPPED_AVFRAME));
+      Add(&codecs, avcodec_find_encoder(AV_CODEC_ID_WRAPPED_AVFRAME));
       return;
     }
     // MPEG-TS takes both, but has no list that could be asked.
@@ -54,19 +55,26 @@ struct FilmWriter::Container {
       return name == "mpegts" || avformat_query_codec(guess, id, FF_COMPLIANCE_NORMAL) == 1;
     };
     if (takes(AV_CODEC_ID_H264)) {
-      AddCodec(avcodec_find_encoder_by_name("libx264"));
-      AddCodec(avcodec_find_encoder_by_name("libopenh264"));
+      Add(&codecs, avcodec_find_encoder_by_name("libx264"));
+      Add(&codecs, avcodec_find_encoder_by_name("libopenh264"));
     }
-    if (takes(AV_CODEC_ID_MPEG4)) AddCodec(avcodec_find_encoder(AV_CODEC_ID_MPEG4));
-    AddCodec(avcodec_find_encoder(guess->video_codec));
+    if (takes(AV_CODEC_ID_MPEG4)) Add(&codecs, avcodec_find_encoder(AV_CODEC_ID_MPEG4));
+    Add(&codecs, avcodec_find_encoder(guess->video_codec));
+
+    if (guess->audio_codec == AV_CODEC_ID_NONE) return;
+    if (takes(AV_CODEC_ID_AAC)) Add(&sound_codecs, avcodec_find_encoder(AV_CODEC_ID_AAC));
+    Add(&sound_codecs, avcodec_find_encoder(guess->audio_codec));
+    for (const AVCodecID id : {AV_CODEC_ID_OPUS, AV_CODEC_ID_VORBIS, AV_CODEC_ID_AC3, AV_CODEC_ID_PCM_S16LE}) {
+      if (takes(id)) Add(&sound_codecs, avcodec_find_encoder(id));
+    }
   }
 
-  void AddCodec(const AVCodec* codec) {
-    if (codec) codecs.push_back(codec);
+  static void Add(std::vector<const AVCodec*>* list, const AVCodec* codec) {
+    if (codec && !(codec->capabilities & AV_CODEC_CAP_EXPERIMENTAL)) list->push_back(codec);
   }
 };
 
-FilmWriter::FilmWriter(const Description& description)
+FilmWriter::FilmWriter(const Description& description, bool with_sound)
     : target_(description.output),
       is_stream_(target_.find("://") != std::string::npos),
       frame_format_(AvLayout(description.Format())),
@@ -77,6 +85,7 @@ FilmWriter::FilmWriter(const Description& description)
   if (!format_) throw Error("cannot write " + target_ + ": FFmpeg has no " + container.name);
   try {
     OpenEncoder(description, container);
+    if (with_sound) OpenSound(description, container);
     OpenFile();
   } catch (...) {
     avformat_free_context(format_);
@@ -145,11 +154,28 @@ void FilmWriter::OpenEncoder(const Description& description, const Container& co
   }
 }
 
-void FilmWriter::OpenFile() {
+void FilmWriter::OpenSound(const Description& description, const Container& container) {
+  const auto length = static_cast<std::int64_t>(description.FrameCount()) * kSoundRate / description.fps;
+  const bool global_header = (format_->oformat->flags & AVFMT_GLOBALHEADER) != 0;
+  sound_ = std::make_unique<SoundEncoder>(container.sound_codecs, global_header, length);
+  if (sound_->codec()) return;
+  sound_.reset();
+  if (!description.needs_sound) return;
+  const char* const why = container.sound_codecs.empty() ? "this kind of film has no sound: leave out --audio"
+                                                         : "FFmpeg has no encoder for its sound";
+  throw UsageError("cannot write " + target_ + ": " + why);
+}
+
+AVStream* FilmWriter::AddStream(const AVCodecContext* codec) {
   AVStream* stream = avformat_new_stream(format_, nullptr);
-  stream->time_base = codec_->time_base;
-  stream->avg_frame_rate = codec_->framerate;
-  avcodec_parameters_from_context(stream->codecpar, codec_.get());
+  stream->time_base = codec->time_base;
+  avcodec_parameters_from_context(stream->codecpar, codec);
+  return stream;
+}
+
+void FilmWriter::OpenFile() {
+  AddStream(codec_.get())->avg_frame_rate = codec_->framerate;
+  if (sound_) AddStream(sound_->codec());
   format_->flags |= AVFMT_FLAG_BITEXACT;
   format_->interrupt_callback = {&FilmWriter::Interrupted, this};
 
@@ -201,23 +227,33 @@ void FilmWriter::Write(AVFrame* frame, std::int64_t index) {
   }
 }
 
+void FilmWriter::WriteSound(const AVFrame* block, std::int64_t index) {
+  CheckEncoded(sound_->Write(block, index, SoundSink()));
+}
+
 void FilmWriter::Encode(const AVFrame* frame) {
-  const int sent = avcodec_send_frame(codec_.get(), frame);
-  if (sent < 0) throw Error("cannot encode " + target_ + ": " + AvErrorText(sent));
+  CheckEncoded(avcodec_send_frame(codec_.get(), frame));
   for (;;) {
     const int received = avcodec_receive_packet(codec_.get(), packet_.get());
     if (received == AVERROR(EAGAIN) || received == AVERROR_EOF) return;
-    if (received < 0) throw Error("cannot encode " + target_ + ": " + AvErrorText(received));
-    WritePacket();
+    CheckEncoded(received);
+    packet_->duration = 1;
+    WritePacket(packet_.get(), format_->streams[0], codec_->time_base);
   }
 }
 
-void FilmWriter::WritePacket() {
-  AVStream* stream = format_->streams[0];
-  packet_->stream_index = 0;
-  packet_->duration = 1;
-  av_packet_rescale_ts(packet_.get(), codec_->time_base, stream->time_base);
-  CheckWritten(av_interleaved_write_frame(format_, packet_.get()));
+SoundEncoder::Sink FilmWriter::SoundSink() {
+  return [this](AVPacket* packet) { WritePacket(packet, format_->streams[1], sound_->codec()->time_base); };
+}
+
+void FilmWriter::WritePacket(AVPacket* packet, AVStream* stream, AVRational time_base) {
+  packet->stream_index = stream->index;
+  av_packet_rescale_ts(packet, time_base, stream->time_base);
+  CheckWritten(av_interleaved_write_frame(format_, packet));
+}
+
+void FilmWriter::CheckEncoded(int result) const {
+  if (result < 0) throw Error("cannot encode " + target_ + ": " + AvErrorText(result));
 }
 
 void FilmWriter::CheckWritten(int result) {
@@ -230,6 +266,7 @@ void FilmWriter::CheckWritten(int result) {
 
 void FilmWriter::Finish() {
   Encode(nullptr);
+  if (sound_) CheckEncoded(sound_->Finish(SoundSink()));
   const int result = av_write_trailer(format_);
   avio_flush(format_->pb);
   CheckWritten(result);

@@ -1,13 +1,15 @@
-// Encodes frames with FFmpeg into a file or a stream.
+// Encodes pictures and sound with FFmpeg into a file or a stream.
 #ifndef QUARN_EXAMPLES_STUDIO_FILM_WRITER_H_
 #define QUARN_EXAMPLES_STUDIO_FILM_WRITER_H_
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "studio/av.h"
 #include "studio/description.h"
+#include "studio/sound_encoder.h"
 
 namespace studio {
 
@@ -17,8 +19,9 @@ namespace studio {
 // One thread at a time, except GiveUp.
 class FilmWriter {
  public:
-  // Throws Error.
-  explicit FilmWriter(const Description& description);
+  // The film has sound if it is told to and its kind takes some. Throws Error; also where the description needs the
+  // sound.
+  explicit FilmWriter(const Description& description, bool with_sound = false);
   // Discards a file that was not finished.
   ~FilmWriter();
   FilmWriter(const FilmWriter&) = delete;
@@ -28,6 +31,9 @@ class FilmWriter {
   AvFrame NewFrame() const { return NewFrame(frame_format_); }
   // Encodes a frame; `index` is its place in the film, in frame periods. Throws Error.
   void Write(AVFrame* frame, std::int64_t index);
+  // Encodes a block of sound, as NewSoundBlock makes it; `index` is its place in the film, in sound frames. The film
+  // has sound. Throws Error.
+  void WriteSound(const AVFrame* block, std::int64_t index);
   // Completes the film. Throws Error.
   void Finish();
   // Makes writes that wait for a slow receiver fail, from `seconds` from now on; files have all the time they need.
@@ -35,6 +41,9 @@ class FilmWriter {
   void GiveUp(double seconds);
 
   const std::string& encoder_name() const { return encoder_name_; }
+  bool has_sound() const { return sound_ != nullptr; }
+  // Of a film with sound.
+  std::string sound_encoder_name() const { return sound_->codec()->codec->name; }
   // Packets that no receiver took.
   std::uint64_t lost_packets() const { return lost_packets_; }
 
@@ -43,10 +52,14 @@ class FilmWriter {
 
   void OpenEncoder(const Description& description, const Container& container);
   bool TryEncoder(const AVCodec* codec, const Description& description);
+  void OpenSound(const Description& description, const Container& container);
+  AVStream* AddStream(const AVCodecContext* codec);
   void OpenFile();
   AvFrame NewFrame(AVPixelFormat format) const;
   void Encode(const AVFrame* frame);
-  void WritePacket();
+  SoundEncoder::Sink SoundSink();
+  void WritePacket(AVPacket* packet, AVStream* stream, AVRational time_base);
+  void CheckEncoded(int result) const;
   void CheckWritten(int result);
   static int Interrupted(void* writer);
 
@@ -62,6 +75,7 @@ class FilmWriter {
   AvPacket packet_;
   AvScaler scaler_;  // From the frames' layout to the encoder's; null where they are the same.
   AvFrame converted_;
+  std::unique_ptr<SoundEncoder> sound_;  // Null for a film without.
   std::string encoder_name_;
   std::int64_t next_index_ = 0;
   std::uint64_t lost_packets_ = 0;

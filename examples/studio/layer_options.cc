@@ -17,6 +17,8 @@ Layers are given as SOURCE[,key=value]... and lie on one another in the order in
   drift=X:Y       canvas pixels a second (0:0)
   filter=F        blur, grey or none; pictures and videos
   loop            start again at the end; videos
+  volume=V        a factor of the sound, 0 for none (1); videos from files
+  hidden          not shown
 A comma in a file's name is written "\,".
 )";
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <utility>
 
 #include <quarn/gs_context.h>
 
 #include "studio/error.h"
+#include "studio/placement.h"
 
 namespace studio {
 namespace {
@@ -22,46 +22,47 @@ std::array<float, 4> Constants(const Layer& layer) {
 
 gs_vec2 ToVec2(Size size) { return gs_vec2(static_cast<float>(size.width), static_cast<float>(size.height)); }
 
-Size DrawnSize(const Layer& layer, Size natural) {
-  if (!layer.size) return natural;
-  Size size = *layer.size;
-  const auto follow = [](int side, int of, int to) {
-    return std::max(1, static_cast<int>(std::lround(static_cast<double>(side) * to / of)));
-  };
-  if (size.width == 0) size.width = follow(size.height, natural.height, natural.width);
-  if (size.height == 0) size.height = follow(size.width, natural.width, natural.height);
-  return size;
-}
-
 }  // namespace
 
 LayerItem::LayerItem(const Layer& layer, Size size, const Stage& stage)
     : GsItem(ToVec2(size), stage.device),
       stage_(stage),
       layer_(layer),
+      drawn_size_(size),
       constants_(Constants(layer).data(), sizeof(float) * 4, stage.device) {
-  MoveTo(gs_vec2(layer.pos.x, layer.pos.y));
-  SetRotation(layer.rotation_deg * kRadiansPerDegree);
   SetZ(layer.z);
+  SetVisible(layer.visible);
+  PlaceAt(stage.clock->now_ns());
+}
+
+void LayerItem::Place(const Layer& layer, Size size) {
+  const QNMutexLocker lock(mutex_);
+  layer_ = layer;
+  drawn_size_ = size;
 }
 
 void LayerItem::TickSource() {
   const StageTimer timer(&stage_.times->tick);
   const std::int64_t film_ns = stage_.clock->now_ns();
-  const double seconds = static_cast<double>(film_ns) * 1e-9;
-  MoveTo(gs_vec2(static_cast<float>(layer_.pos.x + layer_.drift_px_s.x * seconds),
-                 static_cast<float>(layer_.pos.y + layer_.drift_px_s.y * seconds)));
-  SetRotation(static_cast<float>(std::fmod(layer_.rotation_deg + layer_.spin_deg_s * seconds, 360.0)) *
-              kRadiansPerDegree);
+  PlaceAt(film_ns);
   Advance(film_ns);
+}
+
+void LayerItem::PlaceAt(std::int64_t film_ns) {
+  const double seconds = static_cast<double>(film_ns) * 1e-9;
+  const QNMutexLocker lock(mutex_);
+  const Vec pos = PosAt(layer_, seconds);
+  MoveTo(gs_vec2(pos.x, pos.y));
+  SetRotation(RotationAt(layer_, seconds) * kRadiansPerDegree);
+  Resize(ToVec2(drawn_size_));
+  turned_ = layer_.rotation_deg != 0 || layer_.spin_deg_s != 0;
 }
 
 void LayerItem::DrawWith(const LayerProgram& program, GsTexture* texture0, GsTexture* texture1) {
   GsContext context(stage_.device);
   context.SetViewport(0, 0, static_cast<unsigned int>(stage_.canvas.width),
                       static_cast<unsigned int>(stage_.canvas.height));
-  const bool turned = layer_.rotation_deg != 0 || layer_.spin_deg_s != 0;
-  if (!context.BindShader(turned ? program.turned : program.straight)) return;
+  if (!context.BindShader(turned_ ? program.turned : program.straight)) return;
   constants_.Bind(0);
   {
     const GsTextureBinder binder(texture0, texture1);
@@ -113,20 +114,22 @@ void PictureLayer::Advance(std::int64_t /*film_ns*/) {
 }
 
 VideoLayer::VideoLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<VideoPlayer> player,
-                       const Stage& stage)
-    : TextureLayer(layer, size, picture, stage), player_(std::move(player)) {}
+                       const Stage& stage, std::int64_t begin_ns)
+    : TextureLayer(layer, size, picture, stage), player_(std::move(player)), begin_ns_(begin_ns) {}
 
 void VideoLayer::Advance(std::int64_t film_ns) {
-  const Picture* picture = player_->Take(film_ns);
+  const Picture* picture = player_->Take(film_ns - begin_ns_);
   if (!picture) return;
   texture_.Update(picture->pixels.data(), static_cast<unsigned int>(picture->stride), GsTexture::kTextureRGBA,
                   static_cast<unsigned int>(picture->size.width), static_cast<unsigned int>(picture->size.height));
 }
 
-LayerSource::LayerSource(const Layer& layer, const Description& description) : layer_(layer) {
+LayerSource::LayerSource(const Layer& layer, const Description& description)
+    : layer_(layer), natural_size_(description.canvas) {
   if (layer_.kind == LayerKind::kColor) return;
   auto reader = std::make_unique<MediaReader>(layer_.file);
-  size_ = DrawnSize(layer_, reader->size());
+  natural_size_ = reader->size();
+  size_ = DrawnSize(layer_, natural_size_);
   reader->ShrinkTo(size_);
   if (layer_.kind == LayerKind::kPicture) {
     if (!reader->Next(&picture_)) throw Error("cannot decode " + layer_.file + ": unknown pixel layout");
@@ -138,13 +141,13 @@ LayerSource::LayerSource(const Layer& layer, const Description& description) : l
   if (picture_.pixels.empty()) throw Error("cannot decode " + layer_.file + ": no picture in it");
 }
 
-scoped_refptr<LayerItem> LayerSource::MakeItem(const Stage& stage) {
+scoped_refptr<LayerItem> LayerSource::MakeItem(const Stage& stage, std::int64_t begin_ns) {
   switch (layer_.kind) {
     case LayerKind::kColor: return MakeRef<RefCounted<ColorLayer>>(layer_, stage);
     case LayerKind::kPicture: return MakeRef<RefCounted<PictureLayer>>(layer_, size_, picture_, stage);
     case LayerKind::kVideo: break;
   }
-  return MakeRef<RefCounted<VideoLayer>>(layer_, size_, picture_, std::move(player_), stage);
+  return MakeRef<RefCounted<VideoLayer>>(layer_, size_, picture_, std::move(player_), stage, begin_ns);
 }
 
 }  // namespace studio

@@ -28,10 +28,15 @@ struct Stage {
   StageTimes* times = nullptr;
 };
 
-// Places, moves and blends; what is drawn is up to the kind. Made on the host's thread, then the render thread's alone.
+// Places, moves and blends; what is drawn is up to the kind. Made on the host's thread, then the render thread's, Place
+// excepted.
 class LayerItem : public GsItem {
  public:
   LayerItem(const Layer& layer, Size size, const Stage& stage);
+
+  // Puts the layer elsewhere from the next frame on: takes the position, rotation, drift and spin of `layer`, and a
+  // size. Thread: any.
+  void Place(const Layer& layer, Size size);
 
   void TickSource() final;
 
@@ -44,7 +49,11 @@ class LayerItem : public GsItem {
   const Stage stage_;
 
  private:
-  const Layer layer_;
+  void PlaceAt(std::int64_t film_ns);
+
+  Layer layer_;  // Under mutex_.
+  Size drawn_size_;
+  bool turned_ = false;  // Render thread.
   GsConstantBuffer constants_;
 };
 
@@ -78,13 +87,14 @@ class PictureLayer : public TextureLayer {
 class VideoLayer : public TextureLayer {
  public:
   VideoLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<VideoPlayer> player,
-             const Stage& stage);
+             const Stage& stage, std::int64_t begin_ns);
 
  protected:
   void Advance(std::int64_t film_ns) override;
 
  private:
   const std::unique_ptr<VideoPlayer> player_;
+  const std::int64_t begin_ns_;
 };
 
 // A layer whose media has been opened and found good; it needs no device yet.
@@ -92,11 +102,14 @@ class LayerSource {
  public:
   // Throws Error.
   LayerSource(const Layer& layer, const Description& description);
-  // Call once.
-  scoped_refptr<LayerItem> MakeItem(const Stage& stage);
+  // The size of a layer that has none of its own.
+  Size natural_size() const { return natural_size_; }
+  // Call once. A video shows its start at the film time `begin_ns`.
+  scoped_refptr<LayerItem> MakeItem(const Stage& stage, std::int64_t begin_ns = 0);
 
  private:
   Layer layer_;
+  Size natural_size_;
   Size size_;
   Picture picture_;  // The first one.
   std::unique_ptr<VideoPlayer> player_;

@@ -9,13 +9,13 @@ extern "C" {
 }
 
 #include "studio/error.h"
+#include "studio/media_file.h"
 
 namespace studio {
 namespace {
 
 constexpr int kMaxSide = 8192;     // What hardware of the OpenGL 3.2 class takes as a texture.
 constexpr int kRowAlignment = 64;  // libswscale writes whole vectors.
-constexpr AVRational kNanoseconds = {1, 1000000000};
 
 int QuarterTurns(const std::int32_t* matrix) {
   const double counterclockwise = av_display_rotation_get(matrix);
@@ -98,27 +98,11 @@ MediaReader::MediaReader(const std::string& file) : file_(file), packet_(av_pack
 }
 
 void MediaReader::Open() {
-  AVFormatContext* format = nullptr;
-  int result = avformat_open_input(&format, AvUrl(file_).c_str(), nullptr, nullptr);
-  if (result < 0) throw Error("cannot open " + file_ + ": " + AvErrorText(result));
-  format_.reset(format);
-  result = avformat_find_stream_info(format, nullptr);
-  if (result >= 0) result = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-  if (result < 0) throw Error("cannot decode " + file_ + ": no picture in it");
-  stream_ = result;
-
-  const AVStream* stream = format_->streams[stream_];
-  const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
-  if (!decoder) throw Error("cannot decode " + file_ + ": no decoder for it");
-  codec_.reset(avcodec_alloc_context3(decoder));
-  avcodec_parameters_to_context(codec_.get(), stream->codecpar);
-  codec_->pkt_timebase = stream->time_base;
-  codec_->thread_count = 2;
-  result = avcodec_open2(codec_.get(), decoder, nullptr);
-  if (result < 0) throw Error("cannot decode " + file_ + ": " + AvErrorText(result));
-
-  const AVRational rate = av_guess_frame_rate(format_.get(), format_->streams[stream_], nullptr);
-  frame_duration_ns_ = rate.num > 0 && rate.den > 0 ? av_rescale_q(1, av_inv_q(rate), kNanoseconds) : 40000000;
+  format_ = OpenMedia(file_);
+  stream_ = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (stream_ < 0) throw Error("cannot decode " + file_ + ": no picture in it");
+  codec_ = OpenDecoder(file_, format_.get(), stream_);
+  frame_duration_ns_ = PictureDurationNs(format_.get(), stream_);
   draining_ = false;
   first_pts_ = AV_NOPTS_VALUE;
 }

@@ -1,9 +1,12 @@
 #include "studio/scene_file.h"
 
+#include <cerrno>
+#include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <initializer_list>
+#include <system_error>
 
 #include <nlohmann/json.hpp>
 
@@ -95,6 +98,8 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       layer.z = value.Whole();
     } else if (key == "opacity") {
       layer.opacity = static_cast<float>(value.Number());
+    } else if (key == "visible") {
+      layer.visible = value.Flag();
     } else if (key == "spin") {
       layer.spin_deg_s = static_cast<float>(value.Number());
     } else if (key == "drift") {
@@ -103,6 +108,8 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       layer.loop = value.Flag();
     } else if (key == "filter") {
       layer.filter = value.Parsed(ParseFilter);
+    } else if (key == "volume") {
+      layer.volume = static_cast<float>(value.Number());
     } else {
       value.Fail("unknown key");
     }
@@ -110,7 +117,27 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
   if (sources != 1) node.Fail("must have one of \"color\", \"picture\" and \"video\"");
   if (layer.kind == LayerKind::kColor && layer.filter != LayerFilter::kNone) node.Fail("a colour takes no filter");
   if (layer.kind != LayerKind::kVideo && layer.loop) node.Fail("only a video loops");
+  if (layer.kind != LayerKind::kVideo && layer.volume != 1) node.Fail("only a video has a volume");
   return layer;
+}
+
+Sound ReadSound(const Node& node, const std::filesystem::path& folder) {
+  if (!node.json.is_object()) node.Fail("must be an object");
+  Sound sound;
+  for (const auto& [key, json] : node.json.items()) {
+    const Node value{json, node.where + "." + key};
+    if (key == "file") {
+      sound.file = MediaPath(value, folder);
+    } else if (key == "gain") {
+      sound.gain = static_cast<float>(value.Number());
+    } else if (key == "start") {
+      sound.start_s = value.Number();
+    } else {
+      value.Fail("unknown key");
+    }
+  }
+  if (sound.file.empty()) node.Fail("must have a \"file\"");
+  return sound;
 }
 
 void ReadScene(const Json& root, const std::filesystem::path& folder, Description* description) {
@@ -127,6 +154,11 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
       description->fps = static_cast<unsigned int>(fps);
     } else if (key == "duration") {
       description->duration_s = value.Number();
+    } else if (key == "audio") {
+      if (!json.is_array()) value.Fail("must be a list");
+      for (std::size_t i = 0; i < json.size(); ++i) {
+        description->sounds.push_back(ReadSound(Node{json[i], "audio[" + std::to_string(i) + "]"}, folder));
+      }
     } else if (key == "layers") {
       if (!json.is_array()) value.Fail("must be a list");
       for (std::size_t i = 0; i < json.size(); ++i) {
@@ -136,6 +168,99 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
       value.Fail("unknown key");
     }
   }
+}
+
+// The shortest text that reads back as the same value.
+template <class T>
+std::string Number(T value) {
+  char text[64];
+  return {text, std::to_chars(text, text + sizeof(text), value).ptr};
+}
+
+template <class T>
+std::string Pair(T first, T second) {
+  return "[" + Number(first) + ", " + Number(second) + "]";
+}
+
+std::string Quoted(const std::string& text) { return Json(text).dump(); }
+
+std::string ColorText(const Color& color) {
+  const auto channel = [](float value) { return static_cast<int>(std::lround(value * 255)); };
+  char text[16];
+  std::snprintf(text, sizeof(text), "\"#%02x%02x%02x", channel(color.r), channel(color.g), channel(color.b));
+  std::string quoted = text;
+  if (channel(color.a) != 255) {
+    std::snprintf(text, sizeof(text), "%02x", channel(color.a));
+    quoted += text;
+  }
+  return quoted + '"';
+}
+
+// How a file is named in a scene file of `folder`.
+std::string NameFrom(const std::filesystem::path& folder, const std::string& file) {
+  if (file.find("://") != std::string::npos) return file;
+  namespace fs = std::filesystem;
+  const fs::path path(file);
+  // Links to folders are followed, so that ".." leads where it seems to; a file that is a link keeps its name.
+  const fs::path parent = fs::weakly_canonical(fs::absolute(path).parent_path());
+  return (parent / path.filename()).lexically_proximate(fs::weakly_canonical(folder)).string();
+}
+
+std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
+  const Layer defaults;
+  std::string text;
+  const auto add = [&text](const char* key, const std::string& value) {
+    text += (text.empty() ? "" : ", ") + Quoted(key) + ": " + value;
+  };
+  switch (layer.kind) {
+    case LayerKind::kColor: add("color", ColorText(layer.color)); break;
+    case LayerKind::kPicture: add("picture", Quoted(NameFrom(folder, layer.file))); break;
+    case LayerKind::kVideo: add("video", Quoted(NameFrom(folder, layer.file))); break;
+  }
+  const auto has = [](const Vec& pair) { return pair.x != 0 || pair.y != 0; };
+  if (layer.size) add("size", Pair(layer.size->width, layer.size->height));
+  if (has(layer.pos)) add("pos", Pair(layer.pos.x, layer.pos.y));
+  if (layer.rotation_deg != defaults.rotation_deg) add("rotation", Number(layer.rotation_deg));
+  if (layer.z != defaults.z) add("z", Number(layer.z));
+  if (layer.opacity != defaults.opacity) add("opacity", Number(layer.opacity));
+  if (!layer.visible) add("visible", "false");
+  if (layer.spin_deg_s != defaults.spin_deg_s) add("spin", Number(layer.spin_deg_s));
+  if (has(layer.drift_px_s)) add("drift", Pair(layer.drift_px_s.x, layer.drift_px_s.y));
+  if (layer.loop) add("loop", "true");
+  if (layer.volume != defaults.volume) add("volume", Number(layer.volume));
+  if (layer.filter != LayerFilter::kNone) add("filter", layer.filter == LayerFilter::kBlur ? "\"blur\"" : "\"grey\"");
+  return "{" + text + "}";
+}
+
+std::string SoundText(const Sound& sound, const std::filesystem::path& folder) {
+  const Sound defaults;
+  std::string text = "{\"file\": " + Quoted(NameFrom(folder, sound.file));
+  if (sound.gain != defaults.gain) text += ", \"gain\": " + Number(sound.gain);
+  if (sound.start_s != defaults.start_s) text += ", \"start\": " + Number(sound.start_s);
+  return text + "}";
+}
+
+// A list with an element a line.
+template <class T, class ToText>
+std::string List(const std::vector<T>& elements, ToText to_text) {
+  std::string text;
+  for (const T& element : elements) text += (text.empty() ? "[\n    " : ",\n    ") + to_text(element);
+  return elements.empty() ? "[]" : text + "\n  ]";
+}
+
+std::string SceneText(const Description& description, const std::filesystem::path& folder) {
+  const auto size = [](Size value) { return Pair(value.width, value.height); };
+  std::string text = "{\n  \"canvas\": " + size(description.canvas) + ",\n";
+  if (description.output_size) text += "  \"output_size\": " + size(*description.output_size) + ",\n";
+  text += "  \"fps\": " + Number(description.fps) + ",\n";
+  text += "  \"duration\": " + Number(description.duration_s) + ",\n";
+  if (!description.sounds.empty()) {
+    text += "  \"audio\": " + List(description.sounds, [&](const Sound& sound) { return SoundText(sound, folder); }) +
+            ",\n";
+  }
+  return text +
+         "  \"layers\": " + List(description.layers, [&](const Layer& layer) { return LayerText(layer, folder); }) +
+         "\n}\n";
 }
 
 }  // namespace
@@ -149,6 +274,38 @@ void ReadSceneFile(const std::string& path, Description* description) {
     throw UsageError("scene " + path + ": " + error.what());
   } catch (const UsageError& error) {
     throw UsageError("scene " + path + ": " + error.what());
+  }
+}
+
+void WriteSceneFile(const std::string& path, const Description& description) {
+  namespace fs = std::filesystem;
+  const auto fail = [&path](const std::string& why) { throw Error("cannot write scene " + path + ": " + why); };
+  std::error_code error;
+  if (fs::exists(path, error) && !fs::is_regular_file(path, error)) fail("it is not a plain file");
+  const fs::path target = fs::is_symlink(path, error) ? fs::canonical(path, error) : fs::path(path);
+  std::string text;
+  try {
+    text = SceneText(description, fs::absolute(path).parent_path());
+  } catch (const Json::exception&) {
+    fail("the name of a media file is not UTF-8");
+  } catch (const fs::filesystem_error& failure) {
+    fail(failure.code().message());
+  }
+
+  const fs::path part = target.string() + ".part";
+  errno = 0;
+  std::ofstream file(part, std::ios::binary);
+  file << text;
+  file.close();
+  if (file) {
+    fs::rename(part, target, error);
+  } else {
+    error = std::error_code(errno != 0 ? errno : EIO, std::generic_category());
+  }
+  if (error) {
+    std::error_code ignored;
+    fs::remove(part, ignored);
+    fail(error.message());
   }
 }
 

@@ -12,6 +12,10 @@ namespace studio {
 // looked for from the scene file's own folder. Throws Error, naming the file and the place in it.
 void ReadSceneFile(const std::string& path, Description* description);
 
+// Writes what ReadSceneFile reads: reading it back gives the same scene. Media files are named as seen from the scene
+// file's folder. The file gets its name once it is complete: a failure leaves an older one as it was. Throws Error.
+void WriteSceneFile(const std::string& path, const Description& description);
+
 }  // namespace studio
 
 #endif  // QUARN_EXAMPLES_STUDIO_SCENE_FILE_H_

@@ -6,12 +6,13 @@ namespace studio {
 namespace {
 
 constexpr int kPicturesAhead = 4;
+constexpr std::int64_t kRoundingNs = 1000000;  // Containers round times to milliseconds.
 
 }  // namespace
 
 VideoPlayer::VideoPlayer(std::unique_ptr<MediaReader> reader, bool loop, bool offline, std::int64_t start_ns)
     : reader_(std::move(reader)), loop_(loop), free_(kPicturesAhead) {
-  DecodeUntil(start_ns);
+  DecodeUntil(start_ns + kRoundingNs);
   if (!offline) thread_ = std::thread(&VideoPlayer::Run, this);
 }
 
@@ -25,6 +26,7 @@ VideoPlayer::~VideoPlayer() {
 }
 
 const Picture* VideoPlayer::Take(std::int64_t film_ns) {
+  film_ns += kRoundingNs;
   if (!thread_.joinable()) DecodeUntil(film_ns);
   bool taken = false;
   {

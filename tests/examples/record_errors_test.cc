@@ -109,6 +109,41 @@ TEST_F(RecordErrorsTest, FullDiskLeavesNoFilm) {
   EXPECT_TRUE(Files().empty());
 }
 
+TEST_F(RecordErrorsTest, BadSounds) {
+  std::ofstream(Path("text.wav")) << "this is no sound";
+  Ffmpeg("-f lavfi -i sine=d=0.1 sound.wav");
+  Ffmpeg("-f lavfi -i color=red:s=8x8 -frames:v 1 picture.png");
+  ExpectError({"--audio", "none.wav", "-o", "film.mp4"}, 1, "cannot open none.wav: No such file or directory");
+  ExpectError({"--audio", "text.wav", "-o", "film.mp4"}, 1,
+              "cannot open text.wav: Invalid data found when processing input");
+  ExpectError({"--audio", "picture.png", "-o", "film.mp4"}, 1, "cannot decode picture.png: no sound in it");
+  ExpectError({"--audio", "", "-o", "film.mp4"}, 2, "audio \"\": no file is named");
+  ExpectError({"--audio", "@0.5", "-o", "film.mp4"}, 2, "audio \"@0.5\": no file is named");
+  ExpectError({"--audio", "a.wav@loud", "-o", "film.mp4"}, 2,
+              "audio \"a.wav@loud\": \"loud\" is not a number (an @ in a file's name is written \\@)");
+  ExpectError({"--audio", "a.wav@", "-o", "film.mp4"}, 2,
+              "audio \"a.wav@\": \"\" is not a number (an @ in a file's name is written \\@)");
+  ExpectError({"--audio", "a.wav@1,soon", "-o", "film.mp4"}, 2,
+              "audio \"a.wav@1,soon\": \"soon\" is not a number (an @ in a file's name is written \\@)");
+  ExpectError({"--audio", "me@home.wav@1", "-o", "film.mp4"}, 2,
+              "audio \"me@home.wav@1\": \"home.wav@1\" is not a number (an @ in a file's name is written \\@)");
+  ExpectError({"--audio", "a.wav@-1", "-o", "film.mp4"}, 2, "audio gain: must be 0 to 100");
+  ExpectError({"--audio", "a.wav@101", "-o", "film.mp4"}, 2, "audio gain: must be 0 to 100");
+  ExpectError({"--audio", "a.wav@1,-1", "-o", "film.mp4"}, 2, "audio start: must be 0 to 86400 seconds");
+  ExpectError({"--video", "a.mp4,volume=-1", "-o", "film.mp4"}, 2, "layer volume: must be 0 to 100");
+  ExpectError({"--picture", "a.png,volume=1", "-o", "film.mp4"}, 2,
+              "unknown layer option \"volume\" (a comma in a file's name is written \\,)");
+}
+
+TEST_F(RecordErrorsTest, SoundsOfFilmsThatHaveNone) {
+  Ffmpeg("-f lavfi -i sine=d=0.1 sound.wav");
+  ExpectError({"--audio", "sound.wav", "--offline", "-o", "film.mp4"}, 2,
+              "films made offline have no sound: leave out --audio or --offline");
+  ExpectError({"--audio", "sound.wav", "-o", "still.png"}, 2, "a still has no sound: leave out --audio");
+  ExpectError({"--audio", "sound.wav", "-o", "film.y4m"}, 2,
+              "cannot write film.y4m: this kind of film has no sound: leave out --audio");
+}
+
 TEST_F(RecordErrorsTest, BadSceneFiles) {
   ExpectError({"--scene", "none.json", "-o", "film.mp4"}, 1, "cannot read scene none.json");
   ExpectSceneError("[]", "must hold an object");
@@ -129,6 +164,15 @@ TEST_F(RecordErrorsTest, BadSceneFiles) {
   ExpectSceneError(R"({"layers": [{"color": "#000000", "filter": "blur"}]})", "layers[0]: a colour takes no filter");
   ExpectSceneError(R"({"layers": [{"color": "#000000", "loop": true}]})", "layers[0]: only a video loops");
   ExpectSceneError(R"({"layers": [{"video": "a.mp4", "loop": 1}]})", "layers[0].loop: must be true or false");
+
+  ExpectSceneError(R"({"layers": [{"color": "#000000", "volume": 0.5}]})", "layers[0]: only a video has a volume");
+  ExpectSceneError(R"({"layers": [{"video": "a.mp4", "volume": "low"}]})", "layers[0].volume: must be a number");
+  ExpectSceneError(R"({"audio": {}})", "audio: must be a list");
+  ExpectSceneError(R"({"audio": ["a.wav"]})", "audio[0]: must be an object");
+  ExpectSceneError(R"({"audio": [{"gain": 1}]})", "audio[0]: must have a \"file\"");
+  ExpectSceneError(R"({"audio": [{"file": ""}]})", "audio[0].file: no file is named");
+  ExpectSceneError(R"({"audio": [{"file": "a.wav", "gain": "loud"}]})", "audio[0].gain: must be a number");
+  ExpectSceneError(R"({"audio": [{"file": "a.wav", "pan": 1}]})", "audio[0].pan: unknown key");
 
   std::ofstream(Path("scene.json")) << "{\"fps\": 30,\n  oops}";
   const Ended ended = Run("quarn-record", {"--scene", "scene.json", "-o", "film.mp4"});

@@ -103,6 +103,18 @@ TEST_F(RecordStreamTest, LaggingReceiverStallsNothing) {
   EXPECT_EQ(ended.out.find(" 0 dropped by the host"), std::string::npos) << ended.out;
 }
 
+TEST_F(RecordStreamTest, LaggingReceiverStallsNoSound) {
+  MakeNoise();
+  Ffmpeg("-f lavfi -i sine=d=6 sound.wav");
+  const int port = Open(SOCK_STREAM);
+  ASSERT_EQ(listen(receiver_, 1), 0);
+  const Ended ended =
+      Record({"--canvas", "320x180", "--picture", "noise.png,spin=4000", "--fps", "60", "--duration", "5", "--audio",
+              "sound.wav", "-o", "tcp://127.0.0.1:" + std::to_string(port) + "/film.ts"});
+  EXPECT_NE(ended.out.find("frames: 300 delivered, "), std::string::npos) << ended.out;
+  EXPECT_NE(ended.out.find("no underrun\n  sound dropped by the host: "), std::string::npos) << ended.out;
+}
+
 TEST_F(RecordStreamTest, ConnectionRefusedIsOneLine) {
   const std::string url = "tcp://127.0.0.1:" + std::to_string(Open(SOCK_STREAM));
   Close();

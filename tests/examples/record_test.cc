@@ -143,6 +143,15 @@ TEST_F(RecordTest, LayersLieInTheOrderGivenUnlessZSaysOtherwise) {
   ExpectPixel(Decode("c.png", 64, 64)[0], 32, 32, 255, 0, 0);
 }
 
+TEST_F(RecordTest, HiddenLayersAreNotShown) {
+  Record({"--canvas", "64x32", "--color", "#204060", "--color", "#ff0000,hidden", "-o", "still.png"});
+  ExpectNear(Decode("still.png", 64, 32).at(0), Reference(64, 32, {{0, 0, 64, 32, 0, 0x20, 0x40, 0x60, 1}}), 1);
+  std::ofstream(Path("scene.json")) << R"({"canvas": [64, 32], "layers": [
+    {"color": "#204060", "visible": true}, {"color": "#ff0000", "visible": false}]})";
+  Record({"--scene", "scene.json", "-o", "other.png"});
+  EXPECT_TRUE(ReadFile(Path("other.png")) == ReadFile(Path("still.png")));
+}
+
 TEST_F(RecordTest, VideoKeepsItsOwnTime) {
   MakeClip();
   const Arguments head = {"--canvas", "80x60", "--fps", "20", "--duration", "3", "--offline"};

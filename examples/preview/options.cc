@@ -1,0 +1,77 @@
+#include "preview/options.h"
+
+#include <CLI/CLI.hpp>
+
+#include "preview/keys.h"
+#include "preview/recording.h"
+#include "studio/error.h"
+#include "studio/layer_options.h"
+#include "studio/layer_text.h"
+#include "studio/scene_file.h"
+
+namespace preview {
+namespace {
+
+constexpr char kFooter[] = R"(
+  quarn-preview --scene examples/scenes/demo.json --play
+  quarn-preview --color '#203040' --picture logo.png,size=320x0 --add photo.jpg title.png --save scene.json
+
+The film stands still until it is played. A layer that drifts or spins moves on from where it is put.)";
+
+}  // namespace
+
+std::optional<Options> ParseCommandLine(int argc, char** argv) {
+  CLI::App app("Shows a scene in a window, edits it with the pointer and keys, and records it.", "quarn-preview");
+  app.footer(std::string(studio::kLayerHelp) + "\nIn the window:\n" + KeyHelp() + kFooter);
+  app.get_formatter()->column_width(30);
+
+  Options options;
+  const studio::LayerOptions layers(&app);
+  std::string canvas, output_size, window;
+  unsigned int fps = 0;
+  app.add_option("--scene", options.scene, "A scene file; options given beside it win, layers are added on top")
+      ->type_name("FILE.json");
+  CLI::Option* canvas_option = app.add_option("--canvas", canvas, "The scene's size (1280x720)")->type_name("WxH");
+  CLI::Option* fps_option = app.add_option("--fps", fps, "Frames a second (30)")->type_name("N");
+  app.add_option("--add", options.add, "Pictures and videos for the key A, one after the other")->type_name("FILE");
+  app.add_option("--save", options.save, "Where the scene is saved (the scene file, else scene.json or scene-N.json)")
+      ->type_name("FILE.json");
+  app.add_option("-o,--output", options.description.output,
+                 "Where R records to: film.mp4, then film-2.mp4, ..., or a URL (film-N.mp4)")
+      ->type_name("FILE");
+  CLI::Option* output_size_option =
+      app.add_option("--output-size", output_size, "The film's size; the scene is fitted into it (the canvas)")
+          ->type_name("WxH");
+  CLI::Option* window_option =
+      app.add_option("--window", window, "The window's size in pixels (the canvas' and a margin)")->type_name("WxH");
+  app.add_flag("--play", options.play, "Start playing at once");
+  app.add_flag("--verbose", options.description.verbose, "Show the messages of Quarn and FFmpeg");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    app.exit(help);
+    return std::nullopt;
+  } catch (const CLI::ParseError& error) {
+    throw studio::UsageError(error.what());
+  }
+
+  studio::Description& description = options.description;
+  if (!options.scene.empty()) studio::ReadSceneFile(options.scene, &description);
+  layers.AppendTo(&description);
+  if (*canvas_option) description.canvas = studio::ParseSize(canvas);
+  if (*output_size_option) description.output_size = studio::ParseSize(output_size);
+  if (*fps_option) description.fps = fps;
+  if (*window_option) {
+    options.window = studio::ParseSize(window);
+    if (options.window->width < 1 || options.window->height < 1) {
+      throw studio::UsageError("window " + window + ": each side must be at least 1");
+    }
+  }
+  if (options.save.empty()) options.save = options.scene;
+  ValidateScene(description);
+  if (!description.output.empty()) ValidateRecording(description);
+  return options;
+}
+
+}  // namespace preview

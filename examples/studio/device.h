@@ -1,0 +1,26 @@
+// The graphics engine of a program.
+#ifndef QUARN_EXAMPLES_STUDIO_DEVICE_H_
+#define QUARN_EXAMPLES_STUDIO_DEVICE_H_
+
+#include <quarn/gs_device.h>
+
+namespace studio {
+
+// The default device with the programs of the layers, for as long as this lives.
+class Device {
+ public:
+  // Throws Error.
+  Device(unsigned int fps, bool start);
+  ~Device();
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  GsDevice* get() const { return GsDevice::DefaultDevice(); }
+};
+
+// Why a device or a scene cannot be had.
+extern const char kNoGraphics[];
+
+}  // namespace studio
+
+#endif  // QUARN_EXAMPLES_STUDIO_DEVICE_H_

@@ -1,0 +1,34 @@
+#include "studio/log.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+#include <quarn/qn_log.h>
+
+#include "studio/av.h"
+
+namespace studio {
+namespace {
+
+void PrintLog(int level, const char* format, va_list args, void* /*user*/) {
+  char text[1024];
+  std::vsnprintf(text, sizeof(text), format, args);
+  const char tag = level == kQnLogError ? 'E' : level == kQnLogWarning ? 'W' : level == kQnLogInfo ? 'I' : 'D';
+  std::fprintf(stderr, "%c: %s\n", tag, text);
+}
+
+void PrintProblems(int level, const char* format, va_list args, void* user) {
+  if (level <= kQnLogWarning) PrintLog(level, format, args, user);
+}
+
+}  // namespace
+
+void ShowLog(LogShown shown) {
+  if (shown != LogShown::kEverything) av_log_set_level(AV_LOG_QUIET);
+  qn_set_log_handle(shown == LogShown::kNothing    ? nullptr
+                    : shown == LogShown::kProblems ? PrintProblems
+                                                   : PrintLog,
+                    nullptr);
+}
+
+}  // namespace studio

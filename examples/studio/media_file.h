@@ -1,0 +1,25 @@
+// Opens files and streams with FFmpeg.
+#ifndef QUARN_EXAMPLES_STUDIO_MEDIA_FILE_H_
+#define QUARN_EXAMPLES_STUDIO_MEDIA_FILE_H_
+
+#include <cstdint>
+#include <string>
+
+#include "studio/av.h"
+
+namespace studio {
+
+constexpr AVRational kNanoseconds = {1, 1000000000};
+
+// Finds out what is in a file. Reads end early once `interrupt` says so. Throws Error.
+AvInput OpenMedia(const std::string& file, AVIOInterruptCB interrupt = {nullptr, nullptr});
+
+// The decoder of a stream of `format`. Throws Error.
+AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream);
+
+// How long a picture of a stream of pictures is seen.
+std::int64_t PictureDurationNs(AVFormatContext* format, int stream);
+
+}  // namespace studio
+
+#endif  // QUARN_EXAMPLES_STUDIO_MEDIA_FILE_H_

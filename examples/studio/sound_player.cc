@@ -1,0 +1,103 @@
+#include "studio/sound_player.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
+
+namespace studio {
+namespace {
+
+constexpr int kFirstRead = kSoundRate / 2;
+constexpr std::int64_t kAhead = kSoundRate * 2;
+constexpr unsigned long long kSequence = 1;  // The stream never starts over.
+
+}  // namespace
+
+SoundPlayer::SoundPlayer(std::unique_ptr<SoundReader> reader)
+    : reader_(std::move(reader)),
+      input_(MakeRef<RefCounted<QnAudioInput>>(static_cast<unsigned int>(kSoundRate),
+                                               static_cast<unsigned int>(kSoundChannels), kQnMixSampleFloat)) {
+  Push(nullptr, kLeadIn);
+  thread_ = std::thread(&SoundPlayer::Run, this);
+}
+
+SoundPlayer::~SoundPlayer() {
+  reader_->Interrupt();
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    stop_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+bool SoundPlayer::WaitRead(std::chrono::milliseconds timeout) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_for(lock, timeout, [this] { return read_; });
+}
+
+void SoundPlayer::Start() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    started_ = true;
+  }
+  changed_.notify_all();
+}
+
+void SoundPlayer::BlockTaken() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    buffered_ = std::max(buffered_ - kSoundBlock, std::int64_t{0});
+    if (!ended_ && buffered_ < kSoundBlock) {
+      const auto missing = static_cast<int>(kSoundBlock - buffered_);
+      Push(nullptr, missing);
+      missed_ += missing;
+      ++underruns_;
+    }
+  }
+  changed_.notify_all();
+}
+
+std::uint64_t SoundPlayer::underruns() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return underruns_;
+}
+
+// Without planes, silence; no more than kLeadIn of it.
+void SoundPlayer::Push(float* const* planes, int frames) {
+  static const std::array<float, kLeadIn> silence = {};
+  const void* from[kSoundChannels];
+  for (int c = 0; c < kSoundChannels; ++c) from[c] = planes ? planes[c] : silence.data();
+  input_->PushBackSamples(from, static_cast<unsigned int>(frames), kSequence);
+  buffered_ += frames;
+}
+
+void SoundPlayer::Run() {
+  std::array<std::vector<float>, kSoundChannels> samples;
+  for (int wanted = kFirstRead;; wanted = kSoundBlock) {
+    float* planes[kSoundChannels];
+    for (int c = 0; c < kSoundChannels; ++c) {
+      samples[c].resize(static_cast<std::size_t>(wanted));
+      planes[c] = samples[c].data();
+    }
+    const int count = reader_->Read(planes, wanted);
+
+    std::unique_lock<std::mutex> lock(mutex_);
+    read_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [&] { return stop_ || (started_ && buffered_ + count <= kAhead); });
+    if (stop_) return;
+    const auto skipped = static_cast<int>(std::min<std::int64_t>(missed_, count));
+    missed_ -= skipped;
+    for (float*& plane : planes) plane += skipped;
+    Push(planes, count - skipped);
+    if (count == wanted) continue;
+    // A last block that is not whole would end in what the mixer had before.
+    Push(nullptr, static_cast<int>((kSoundBlock - buffered_ % kSoundBlock) % kSoundBlock));
+    ended_ = true;
+    return;
+  }
+}
+
+}  // namespace studio

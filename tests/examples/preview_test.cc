@@ -1,0 +1,727 @@
+// quarn-preview from outside: somebody at an X server points, clicks and types; what the window shows, what is saved
+// and what is recorded is the judge. Every wait is for something to be seen.
+#include <X11/keysym.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "tests/examples/example_program.h"
+#include "tests/support/image_compare.h"
+#include "tests/support/x_server.h"
+#include "tests/support/x_user.h"
+#include "tests/support/x_window.h"
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+// A layer as it lies on the canvas.
+struct Box {
+  double x, y, width, height, rotation_deg;
+  int r, g, b;
+};
+
+// What the window should show: the layers in the order of drawing, and what is drawn over them.
+struct Sight {
+  std::vector<Box> boxes;
+  int hovered = -1;  // Of the boxes.
+  int selected = -1;
+  bool vertical_guide = false;
+  bool horizontal_guide = false;
+};
+
+constexpr int kCanvasWidth = 200, kCanvasHeight = 120;
+constexpr int kMargin = 5;
+
+// Two layers, of which the second lies on top where they meet.
+constexpr Box kOrange{-50, -20, 60, 40, 0, 192, 128, 64};
+constexpr Box kBlue{-10, 10, 50, 50, 0, 64, 160, 192};
+constexpr char kScene[] = R"({"canvas": [200, 120], "layers": [
+  {"color": "#c08040", "size": [60, 40], "pos": [-50, -20]},
+  {"color": "#40a0c0", "size": [50, 50], "pos": [-10, 10]}]})";
+
+// With patience for a program that sanitizers and other tests slow down.
+bool ComesTrue(const std::function<bool()>& condition) {
+  for (int i = 0; i < 4; ++i) {
+    if (test::ComesTrue(condition)) return true;
+  }
+  return false;
+}
+
+Box At(Box box, double x, double y) {
+  box.x = x, box.y = y;
+  return box;
+}
+
+Box Sized(Box box, double width, double height) {
+  box.width = width, box.height = height;
+  return box;
+}
+
+Box Turned(Box box, double degrees) {
+  box.rotation_deg = degrees;
+  return box;
+}
+
+// The frame of a box in view pixels, four bars of two pixels, and its eight handles when it is selected.
+std::vector<Rect> Overlay(const Box& box, double scale, bool selected) {
+  const double angle = box.rotation_deg * std::acos(-1.0) / 180;
+  const double w = box.width * scale, h = box.height * scale;
+  std::vector<Rect> rects;
+  const auto add = [&](double x, double y, double width, double height) {
+    rects.push_back(Rect{box.x * scale + x * std::cos(angle) - y * std::sin(angle),
+                         box.y * scale + x * std::sin(angle) + y * std::cos(angle), width, height, box.rotation_deg,
+                         selected ? 255 : 0, 0, selected ? 0 : 255, 1});
+  };
+  for (const int side : {-1, 1}) {
+    add(side * w / 2, 0, 2, h + 2);
+    add(0, side * h / 2, w + 2, 2);
+  }
+  for (int i = 0; i < 9 && selected; ++i) {
+    if (i != 4) add((i % 3 - 1) * w / 2, (i / 3 - 1) * h / 2, 8, 8);
+  }
+  return rects;
+}
+
+class PreviewTest : public ExampleTest {
+ protected:
+  PreviewTest() {
+    if (server_.display().empty()) throw std::runtime_error("Xvfb did not start");
+    setenv("DISPLAY", server_.display().c_str(), 1);
+    setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);  // SDL looks for the desktop's, and wants none here.
+  }
+  ~PreviewTest() override {
+    if (program_ > 0) {
+      kill(program_, SIGKILL);
+      Wait(program_);
+    }
+    setenv("DISPLAY", "", 1);
+  }
+
+  void WriteScene(const std::string& json) { std::ofstream(Path("scene.json")) << json; }
+
+  // Starts the program with the pointer out of its way, waits for its window, and sits down at it.
+  void Open(const Arguments& arguments, const std::string& name = "scene.json") {
+    x11_ = std::make_unique<test::XConnection>();
+    if (!x11_->ok()) throw std::runtime_error("no connection to " + server_.display());
+    xcb_warp_pointer(x11_->get(), XCB_NONE, x11_->screen()->root, 0, 0, 0, 0, 0, 0);
+    x11_->Sync();
+    program_ = Start("quarn-preview", arguments);
+    xcb_window_t id = 0;
+    const bool opened =
+        ComesTrue([&] { return (id = x11_->FindWindow(name + " - quarn-preview")) != 0 || kill(program_, 0) != 0; });
+    if (!opened || id == 0) {
+      kill(program_, SIGKILL);
+      throw std::runtime_error("no window: " + Wait(std::exchange(program_, -1)).err);
+    }
+    window_ = std::make_unique<test::XWindow>(*x11_, id);
+    user_ = std::make_unique<test::XUser>(*x11_, id);
+    Settle();
+  }
+
+  // Waits until the program has taken all that was done: it prints its help when asked to.
+  void Settle() {
+    const std::string out = Path(".run-" + std::to_string(program_) + ".out");
+    const std::size_t before = ReadFile(out).size();
+    user_->Key(XK_F1);
+    ASSERT_TRUE(ComesTrue([&] { return ReadFile(out).size() > before; })) << "no answer to F1";
+  }
+
+  void OpenScene(const std::string& json, Arguments arguments = {}) {
+    WriteScene(json);
+    arguments.insert(arguments.begin(), {"--scene", "scene.json"});
+    Open(arguments);
+  }
+
+  // Canvas positions, where the window has its first size.
+  static int X(double x) { return static_cast<int>(x) + kCanvasWidth / 2 + kMargin; }
+  static int Y(double y) { return static_cast<int>(y) + kCanvasHeight / 2 + kMargin; }
+  void MoveTo(double x, double y) { user_->MoveTo(X(x), Y(y)); }
+  void Click(double x, double y) { user_->Click(X(x), Y(y)); }
+  void Drag(double from_x, double from_y, double to_x, double to_y) {
+    user_->Drag(X(from_x), Y(from_y), X(to_x), Y(to_y));
+  }
+
+  // Presses a key while another one is held down. SDL asks the server which modifiers are down when it takes a click,
+  // and would have the held one go with keys that were pressed before it.
+  void KeyWith(std::uint32_t held, std::uint32_t keysym) {
+    Settle();
+    user_->Key(held, keysym);
+  }
+
+  // Waits until the window shows just that, every pixel of it; those round the edges of layers are left out when layers
+  // are turned or scaled, which smooths them.
+  testing::AssertionResult Shows(const Sight& sight, double scale = 1, int width = 2 * kMargin + kCanvasWidth,
+                                 int height = 2 * kMargin + kCanvasHeight) {
+    const ReferenceFrame expected = Draw(sight, scale, width, height);
+    test::Picture seen, wanted;
+    const auto look = [&] {
+      seen = window_->Read();
+      if (seen.width != width || seen.height != height) return false;
+      wanted = seen;
+      for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+          if (!expected.flat[static_cast<std::size_t>(y) * width + x]) continue;
+          std::copy_n(expected.At(x, y), 3, wanted.at(x, y));
+        }
+      }
+      return AreAlike(seen, wanted, Tolerance(sight));
+    };
+    if (ComesTrue(look)) return testing::AssertionSuccess();
+    if (seen.width != width || seen.height != height) {
+      return testing::AssertionFailure() << "the window is " << seen.width << "x" << seen.height;
+    }
+    return PicturesMatch(seen, wanted, Tolerance(sight)) << "; titled " << user_->Title();
+  }
+
+  testing::AssertionResult Titled(const std::string& title) {
+    if (ComesTrue([&] { return user_->Title() == title + " - quarn-preview"; })) {
+      return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << "titled " << user_->Title();
+  }
+
+  testing::AssertionResult TitleHas(const std::string& part) {
+    if (ComesTrue([&] { return user_->Title().find(part) != std::string::npos; })) {
+      return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << "titled " << user_->Title();
+  }
+
+  // Saves, and returns the scene file.
+  std::string Saved() {
+    KeyWith(XK_Control_L, XK_s);
+    EXPECT_TRUE(TitleHas(" - saved scene.json - "));
+    return ReadFile(Path("scene.json"));
+  }
+
+  // Waits for the end of the program.
+  Ended End() {
+    const bool ended = ComesTrue([this] {
+      siginfo_t info = {};
+      return waitid(P_PID, static_cast<id_t>(program_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+    });
+    EXPECT_TRUE(ended) << "it goes on; titled " << user_->Title();
+    if (!ended) kill(program_, SIGKILL);
+    return Wait(std::exchange(program_, -1));
+  }
+
+  Ended Close() {
+    window_->AskToClose();
+    return End();
+  }
+
+  test::XServer server_;
+  pid_t program_ = -1;
+  std::unique_ptr<test::XConnection> x11_;
+  std::unique_ptr<test::XWindow> window_;
+  std::unique_ptr<test::XUser> user_;
+
+ private:
+  static bool IsTurned(const Sight& sight) {
+    for (const Box& box : sight.boxes) {
+      if (box.rotation_deg != 0) return true;
+    }
+    return false;
+  }
+
+  // A turned frame's bars may take one pixel or its neighbour.
+  static test::Tolerance Tolerance(const Sight& sight) { return {2, IsTurned(sight) ? 0.001 : 0}; }
+
+  static ReferenceFrame Draw(const Sight& sight, double scale, int width, int height) {
+    std::vector<Rect> rects = {{0, 0, 1.0 * width, 1.0 * height, 0, 31, 33, 38, 1},
+                               {0, 0, kCanvasWidth * scale, kCanvasHeight * scale, 0, 0, 0, 0, 1}};
+    for (const Box& box : sight.boxes) {
+      rects.push_back({box.x * scale, box.y * scale, box.width * scale, box.height * scale, box.rotation_deg, box.r,
+                       box.g, box.b, 1});
+    }
+    ReferenceFrame frame = Reference(width, height, rects);
+    if (scale == 1 && !IsTurned(sight)) frame.flat.assign(frame.flat.size(), true);
+    std::vector<Rect> overlay;
+    for (int i = 0; i < static_cast<int>(sight.boxes.size()); ++i) {
+      if (i != sight.hovered && i != sight.selected) continue;
+      const std::vector<Rect> rectangles =
+          Overlay(sight.boxes[static_cast<std::size_t>(i)], scale, i == sight.selected);
+      overlay.insert(overlay.end(), rectangles.begin(), rectangles.end());
+    }
+    if (sight.vertical_guide) overlay.push_back({0, 0, 2, 1.0 * height, 0, 0, 255, 0, 1});
+    if (sight.horizontal_guide) overlay.push_back({0, 0, 1.0 * width, 2, 0, 0, 255, 0, 1});
+    // What the overlay covers is what it is over any picture.
+    rects.insert(rects.end(), overlay.begin(), overlay.end());
+    const ReferenceFrame over_all = Reference(width, height, rects);
+    const ReferenceFrame over_black = Reference(width, height, overlay);
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        const std::uint8_t* const pixel = over_black.At(x, y);
+        if (pixel[0] + pixel[1] + pixel[2] > 0) frame.flat[static_cast<std::size_t>(y) * width + x] = true;
+      }
+    }
+    frame.rgb = over_all.rgb;
+    return frame;
+  }
+};
+
+TEST_F(PreviewTest, HoversSelectsAndDeselects) {
+  OpenScene(kScene);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}}));
+  MoveTo(-50, -20);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 0}));
+  MoveTo(-25, -5);  // Where both are, the upper one.
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 1}));
+  MoveTo(60, 0);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}}));
+  Click(-50, -20);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 0, 0}));
+  EXPECT_TRUE(Titled("scene.json - color"));
+  MoveTo(0, 20);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 1, 0}));
+  Click(0, 20);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 1, 1}));
+  Click(60, 0);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}}));
+  EXPECT_TRUE(Titled("scene.json"));
+  MoveTo(0, 20);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 1}));
+  user_->MoveTo(-20, -20);  // Out of the window.
+  EXPECT_TRUE(Shows({{kOrange, kBlue}}));
+}
+
+TEST_F(PreviewTest, DragsWithGuidesThatSnap) {
+  OpenScene(kScene);
+  MoveTo(-60, -25);
+  user_->Press();
+  MoveTo(-20, -45);
+  EXPECT_TRUE(Shows({{At(kOrange, -10, -40), kBlue}, 0, 0}));
+  MoveTo(-13, -45);
+  EXPECT_TRUE(Shows({{At(kOrange, 0, -40), kBlue}, 0, 0, true}));
+  MoveTo(-13, -8);
+  EXPECT_TRUE(Shows({{At(kOrange, 0, 0), kBlue}, 0, 0, true, true}));
+  MoveTo(30, -8);
+  EXPECT_TRUE(Shows({{At(kOrange, 40, 0), kBlue}, 0, 0, false, true}));
+  // Control lets go of the axis, without a move.
+  user_->HoldKey(XK_Control_L);
+  EXPECT_TRUE(Shows({{At(kOrange, 40, -3), kBlue}, 0, 0}));
+  user_->LetKeyGo(XK_Control_L);
+  EXPECT_TRUE(Shows({{At(kOrange, 40, 0), kBlue}, 0, 0, false, true}));
+  user_->Release();
+  EXPECT_TRUE(Shows({{At(kOrange, 40, 0), kBlue}, 0, 0}));
+  EXPECT_TRUE(Titled("scene.json* - color"));
+  EXPECT_NE(Saved().find(R"({"color": "#c08040", "size": [60, 40], "pos": [40, 0]})"), std::string::npos);
+  EXPECT_TRUE(TitleHas("scene.json - color"));
+}
+
+TEST_F(PreviewTest, EscapePutsBackWhatIsDragged) {
+  OpenScene(kScene);
+  MoveTo(-50, -20);
+  user_->Press();
+  MoveTo(2, 3);
+  EXPECT_TRUE(Shows({{At(kOrange, 0, 0), kBlue}, 0, 0, true, true}));
+  user_->Key(XK_Escape);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 1, 0}));
+  user_->Release();
+  user_->Key(XK_Escape);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 1}));
+  EXPECT_TRUE(Titled("scene.json"));
+}
+
+TEST_F(PreviewTest, HandlesResizeAndTheOppositeOneStays) {
+  OpenScene(kScene);
+  Click(-50, -20);
+  Drag(-80, -40, -90, -50);
+  EXPECT_TRUE(Shows({{Sized(At(kOrange, -55, -25), 70, 50), kBlue}, 0, 0}));
+  Drag(-20, -25, -40, 0);  // The right side's: it goes along its own way alone.
+  EXPECT_TRUE(Shows({{Sized(At(kOrange, -65, -25), 50, 50), kBlue}, 0, 0}));
+  user_->HoldKey(XK_Shift_L);
+  Drag(-40, 0, -20, 0);
+  user_->LetKeyGo(XK_Shift_L);
+  EXPECT_TRUE(Shows({{Sized(At(kOrange, -60, -20), 60, 60), kBlue}, 1, 0}));
+  EXPECT_NE(Saved().find(R"({"color": "#c08040", "size": [60, 60], "pos": [-60, -20]})"), std::string::npos);
+}
+
+TEST_F(PreviewTest, TurnedLayersAreHitFramedAndResizedAsTheyLie) {
+  OpenScene(R"({"canvas": [200, 120], "layers": [
+    {"color": "#c08040", "size": [100, 20], "rotation": 30}]})");
+  const Box turned{0, 0, 100, 20, 30, 192, 128, 64};
+  MoveTo(38, -14);  // The straight rectangle's end is empty.
+  EXPECT_TRUE(Shows({{turned}}));
+  MoveTo(38, 20);
+  EXPECT_TRUE(Shows({{turned}, 0}));
+  Click(38, 20);
+  EXPECT_TRUE(Shows({{turned}, 0, 0}));
+  // By the handle of its right end, 20 pixels along its own axis.
+  const double cosine = std::cos(std::acos(-1.0) / 6), sine = 0.5;
+  Drag(43, 25, 43 + 17, 25 + 10);
+  EXPECT_TRUE(Shows({{Sized(At(turned, 10 * cosine, 10 * sine), 120, 20)}, 0, 0}));
+  user_->Key(XK_period);
+  EXPECT_TRUE(Shows({{Turned(Sized(At(turned, 10 * cosine, 10 * sine), 120, 20), 31)}, 0, 0}));
+  KeyWith(XK_Shift_L, XK_comma);
+  EXPECT_TRUE(Shows({{Turned(Sized(At(turned, 10 * cosine, 10 * sine), 120, 20), 16)}, 0, 0}));
+}
+
+TEST_F(PreviewTest, KeysMoveOrderHideDeleteAndUndo) {
+  OpenScene(kScene);
+  Click(-50, -20);
+  user_->Key(XK_Right);
+  user_->Key(XK_Down);
+  KeyWith(XK_Shift_L, XK_Right);
+  KeyWith(XK_Shift_L, XK_Up);
+  EXPECT_TRUE(Shows({{At(kOrange, -39, -29), kBlue}, 0, 0}));
+  user_->Key(XK_Left);
+  user_->Key(XK_Prior);  // Over the other one.
+  EXPECT_TRUE(Shows({{kBlue, At(kOrange, -40, -29)}, 1, 1}));
+  user_->Key(XK_Next);
+  EXPECT_TRUE(Shows({{At(kOrange, -40, -29), kBlue}, 0, 0}));
+  KeyWith(XK_Shift_L, XK_Prior);
+  EXPECT_TRUE(Shows({{kBlue, At(kOrange, -40, -29)}, 1, 1}));
+  user_->Key(XK_h);
+  EXPECT_TRUE(Shows({{kBlue}}));
+  EXPECT_TRUE(Titled("scene.json* - color (hidden)"));
+  EXPECT_NE(Saved().find(R"({"color": "#c08040", "size": [60, 40], "pos": [-40, -29], "visible": false})"),
+            std::string::npos);
+  Click(-55, -20);  // What is not seen is not hit.
+  EXPECT_TRUE(Titled("scene.json"));
+  user_->Key(XK_Tab);
+  EXPECT_TRUE(Shows({{kBlue}, -1, 0}));
+  user_->Key(XK_Tab);
+  EXPECT_TRUE(Titled("scene.json - color (hidden)"));
+  user_->Key(XK_h);
+  EXPECT_TRUE(Shows({{kBlue, At(kOrange, -40, -29)}, 1, 1}));
+  user_->Key(XK_Delete);
+  EXPECT_TRUE(Shows({{kBlue}}));
+  KeyWith(XK_Control_L, XK_z);
+  EXPECT_TRUE(Shows({{kBlue, At(kOrange, -40, -29)}, 1, 1}));
+  KeyWith(XK_Control_L, XK_z);
+  EXPECT_TRUE(Titled("scene.json - color (hidden)"));  // As it was saved.
+  KeyWith(XK_Control_L, XK_y);
+  EXPECT_TRUE(Shows({{kBlue, At(kOrange, -40, -29)}, 1, 1}));
+  KeyWith(XK_Shift_L, XK_Tab);
+  EXPECT_TRUE(Shows({{kBlue, At(kOrange, -40, -29)}, 1, 0}));
+}
+
+TEST_F(PreviewTest, AddsFilesByKeyAndByDropping) {
+  Ffmpeg("-f lavfi -i color=0x00ff80:s=40x30 -frames:v 1 " + Path("small.png"));
+  Ffmpeg("-f lavfi -i color=0xff8000:s=400x120 -frames:v 1 " + Path("large.png"));
+  Ffmpeg("-f lavfi -i color=0xffff00:s=40x20:r=25:d=0.2 -c:v ffv1 " + Path("moves.mkv"));
+  OpenScene(kScene, {"--add", "small.png", "large.png"});
+  const Box small{0, 0, 40, 30, 0, 0, 255, 128}, large{0, 0, 120, 36, 0, 255, 128, 0};
+  ASSERT_TRUE(Shows({{kOrange, kBlue}}));
+  MoveTo(90, 50);
+  user_->Key(XK_a);
+  EXPECT_TRUE(Shows({{kOrange, kBlue, small}, -1, 2}));
+  EXPECT_TRUE(Titled("scene.json* - small.png"));
+  user_->Key(XK_a);  // It has no room in its own size.
+  EXPECT_TRUE(Shows({{kOrange, kBlue, small, large}, -1, 3}));
+  user_->Key(XK_Delete);
+  EXPECT_TRUE(Shows({{kOrange, kBlue, small}}));
+  user_->Key(XK_a);  // Round again.
+  EXPECT_TRUE(Shows({{kOrange, kBlue, small, small}, -1, 3}));
+  user_->Key(XK_Delete);
+  ASSERT_TRUE(user_->DropFile(Path("moves.mkv"), X(60), Y(40)));
+  const Box moves{60, 40, 40, 20, 0, 255, 255, 0};
+  EXPECT_TRUE(Shows({{kOrange, kBlue, small, moves}, 3, 3}));
+  ASSERT_TRUE(user_->DropFile(Path("small.png"), 1, 1));  // Beside the canvas: into its middle.
+  EXPECT_TRUE(Shows({{kOrange, kBlue, small, moves, small}, -1, 4}));
+  const std::string saved = Saved();
+  EXPECT_NE(saved.find(R"({"picture": "small.png", "size": [40, 30]})"), std::string::npos) << saved;
+  EXPECT_NE(saved.find(R"({"video": "moves.mkv", "size": [40, 20], "pos": [60, 40], "loop": true})"), std::string::npos)
+      << saved;
+
+  std::ofstream(Path("text.png")) << "no picture";
+  ASSERT_TRUE(user_->DropFile(Path("text.png"), X(0), Y(0)));
+  EXPECT_TRUE(TitleHas(" - cannot "));
+  EXPECT_TRUE(Shows({{kOrange, kBlue, small, moves, small}, 4, 4}));
+  const Ended ended = Close();
+  EXPECT_EQ(ended.exit_code, 0);
+  EXPECT_EQ(ended.err.rfind("quarn-preview: cannot ", 0), 0u) << ended.err;
+
+  // What was saved opens as it was left.
+  Open({"--scene", "scene.json"});
+  EXPECT_TRUE(Shows({{kOrange, kBlue, small, moves, small}}));
+}
+
+// A picture is opened again at the size that it was given.
+TEST_F(PreviewTest, ResizesAPicture) {
+  Ffmpeg("-f lavfi -i color=0x00ff80:s=40x30 -frames:v 1 " + Path("small.png"));
+  OpenScene(R"({"canvas": [200, 120], "layers": [{"picture": "small.png", "filter": "blur"}]})");
+  const Box small{0, 0, 40, 30, 0, 0, 255, 128};
+  EXPECT_TRUE(Shows({{small}}));
+  Click(0, 0);
+  Drag(20, 15, 80, 45);
+  EXPECT_TRUE(Shows({{Sized(At(small, 30, 15), 100, 60)}, 0, 0}));
+  KeyWith(XK_Control_L, XK_z);
+  EXPECT_TRUE(Shows({{small}, -1, 0}));
+}
+
+TEST_F(PreviewTest, FollowsTheWindowsSize) {
+  OpenScene(kScene);
+  Click(-50, -20);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 0, 0}));
+  window_->Resize(300, 130);  // Wider: the scene stays, in the middle.
+  user_->MoveTo(295, 125);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, -1, 0}, 1, 300, 130));
+  window_->Resize(410, 250);  // Twice as large, with frames and handles as they were.
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, -1, 0}, 2, 410, 250));
+  // Positions follow: the same drag on the screen is half as far on the canvas.
+  user_->Drag(205 - 100, 125 - 40, 205 + 60, 125 - 80);
+  EXPECT_TRUE(Shows({{At(kOrange, 30, -40), kBlue}, 0, 0}, 2, 410, 250));
+  user_->Drag(205 + 120, 125 - 40, 205 + 160, 125 - 20);  // The handle of the lower right corner.
+  EXPECT_TRUE(Shows({{Sized(At(kOrange, 40, -35), 80, 50), kBlue}, 0, 0}, 2, 410, 250));
+  window_->Resize(210, 130);
+  user_->MoveTo(1, 1);
+  EXPECT_TRUE(Shows({{Sized(At(kOrange, 40, -35), 80, 50), kBlue}, -1, 0}));
+}
+
+TEST_F(PreviewTest, OpensInTheSizeThatWasAskedFor) {
+  OpenScene(kScene, {"--window", "300x130"});
+  EXPECT_TRUE(Shows({{kOrange, kBlue}}, 1, 300, 130));
+}
+
+TEST_F(PreviewTest, RecordsWhileItIsEdited) {
+  OpenScene(kScene);
+  ASSERT_TRUE(Shows({{kOrange, kBlue}}));
+  MoveTo(-50, -20);
+  user_->Key(XK_r);
+  EXPECT_TRUE(TitleHas(" - recording film-1.mp4 0:01, 0 dropped"));
+  Drag(-50, -20, 40, -20);
+  EXPECT_TRUE(Shows({{At(kOrange, 40, -20), kBlue}, 0, 0}));
+  EXPECT_TRUE(TitleHas(" - recording film-1.mp4 0:02, 0 dropped"));
+  user_->Key(XK_r);
+  EXPECT_TRUE(TitleHas(" - recorded film-1.mp4, 0:0"));
+  user_->Key(XK_r);  // Another one.
+  EXPECT_TRUE(TitleHas(" - recording film-2.mp4 0:00"));
+  EXPECT_TRUE(TitleHas(" - recording film-2.mp4 0:01"));
+  user_->Key(XK_r);
+  EXPECT_TRUE(TitleHas(" - recorded film-2.mp4"));
+  EXPECT_EQ(Files(), (std::vector<std::string>{"film-1.mp4", "film-2.mp4", "scene.json"}));
+
+  const std::string probed = Probe("film-1.mp4");
+  EXPECT_EQ(probed.substr(0, probed.rfind(',')), "h264,200,120,30/1");
+  const std::vector<RgbFrame> film = Decode("film-1.mp4", kCanvasWidth, kCanvasHeight);
+  EXPECT_GE(film.size(), 60u);
+  // The scene without what the editor draws over it.
+  const auto scene = [](Box orange) {
+    const auto rect = [](const Box& box) {
+      return Rect{box.x, box.y, box.width, box.height, 0, box.r, box.g, box.b, 1};
+    };
+    return Reference(kCanvasWidth, kCanvasHeight, {rect(orange), rect(kBlue)});
+  };
+  ExpectNear(film.front(), scene(kOrange), 6);
+  ExpectNear(film.back(), scene(At(kOrange, 40, -20)), 6);
+}
+
+TEST_F(PreviewTest, RecordsToTheFilmThatWasNamed) {
+  std::ofstream(Path("out.mkv")) << "older";
+  OpenScene(kScene, {"-o", "out.mkv", "--output-size", "100x60", "--fps", "25"});
+  user_->Key(XK_r);
+  EXPECT_TRUE(TitleHas(" - recording out.mkv 0:01"));
+  user_->Key(XK_r);
+  EXPECT_TRUE(TitleHas(" - recorded out.mkv"));
+  user_->Key(XK_r);
+  EXPECT_TRUE(TitleHas(" - recording out-2.mkv 0:01"));
+  EXPECT_EQ(Close().exit_code, 0);  // Completes the film.
+  const auto kind = [this](const std::string& film) {
+    const std::string probed = Probe(film);
+    return probed.substr(0, probed.rfind(','));
+  };
+  EXPECT_EQ(kind("out.mkv"), "h264,100,60,25/1");
+  EXPECT_EQ(kind("out-2.mkv"), "h264,100,60,25/1");
+}
+
+TEST_F(PreviewTest, SaysWhyItCannotRecord) {
+  OpenScene(R"({"canvas": [201, 120]})");
+  user_->Key(XK_r);
+  EXPECT_TRUE(TitleHas("output size 201x120: films, and stills as i420 or nv12, need even sides"));
+  Settle();  // The next key clears the message.
+  EXPECT_TRUE(Titled("scene.json"));
+  const Ended ended = Close();
+  EXPECT_EQ(ended.exit_code, 0);
+  EXPECT_EQ(ended.err, "quarn-preview: output size 201x120: films, and stills as i420 or nv12, need even sides\n");
+}
+
+TEST_F(PreviewTest, PlaysWhenAsked) {
+  OpenScene(R"({"canvas": [200, 120], "layers": [
+    {"color": "#c08040", "size": [60, 40], "pos": [-50, 0], "drift": [0, 40]}]})");
+  const Box box = At(kOrange, -50, 0);
+  EXPECT_TRUE(Shows({{box}}));
+  user_->Key(XK_space);
+  EXPECT_TRUE(Titled("scene.json - playing"));
+  const auto covered = [this](int y) { return window_->Read().at(X(-50), Y(y))[0] == 192; };
+  EXPECT_TRUE(ComesTrue([&] { return !covered(-10) && covered(25); }));
+  user_->Key(XK_space);
+  EXPECT_TRUE(Titled("scene.json"));
+  // It stands still: between two looks it would go two pixels.
+  EXPECT_TRUE(ComesTrue([&] {
+    const test::Picture before = window_->Read();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return window_->Read().pixels == before.pixels;
+  }));
+  // What is dragged lands where it is dropped, wherever it had drifted to, and its place in the file is where it
+  // starts.
+  EXPECT_NE(Saved().find(R"("pos": [-50, 0], "drift": [0, 40])"), std::string::npos);
+}
+
+TEST_F(PreviewTest, PlaysVideosFromTheirStartAgain) {
+  Ffmpeg("-f lavfi -i color=0xff0000:s=40x30:r=10:d=0.3 -f lavfi -i color=0x00ff00:s=40x30:r=10:d=0.3 " +
+         std::string("-filter_complex concat=n=2 -c:v ffv1 -pix_fmt bgr0 ") + Path("clip.mkv"));
+  OpenScene(R"({"canvas": [200, 120], "layers": [{"video": "clip.mkv"}]})");
+  const Box red{0, 0, 40, 30, 0, 255, 0, 0}, green{0, 0, 40, 30, 0, 0, 255, 0};
+  EXPECT_TRUE(Shows({{red}}));
+  user_->Key(XK_space);
+  EXPECT_TRUE(Shows({{green}}));
+  user_->Key(XK_space);
+  user_->Key(XK_Home);
+  EXPECT_TRUE(Shows({{red}}));
+  user_->Key(XK_space);
+  EXPECT_TRUE(Shows({{green}}));
+}
+
+TEST_F(PreviewTest, PlaysFromTheStart) {
+  WriteScene(R"({"canvas": [200, 120], "layers": [
+    {"color": "#c08040", "size": [60, 40], "pos": [-50, 0], "drift": [0, 40]}]})");
+  Open({"--scene", "scene.json", "--play"}, "scene.json - playing");
+  EXPECT_TRUE(ComesTrue([&] { return window_->Read().at(X(-50), Y(-15))[0] == 0; }));
+}
+
+TEST_F(PreviewTest, ClosesAtOnceWithoutChanges) {
+  OpenScene(kScene);
+  Click(-50, -20);
+  EXPECT_TRUE(Shows({{kOrange, kBlue}, 0, 0}));
+  const Ended ended = Close();
+  EXPECT_EQ(ended.exit_code, 0);
+  EXPECT_EQ(ended.err, "");
+  EXPECT_NE(ended.out.find("  R               start or stop recording\n"), std::string::npos);
+  EXPECT_EQ(ReadFile(Path("scene.json")), kScene);
+}
+
+TEST_F(PreviewTest, AsksAgainBeforeChangesAreLost) {
+  OpenScene(kScene);
+  Click(-50, -20);
+  user_->Key(XK_Left);
+  EXPECT_TRUE(Titled("scene.json* - color"));
+  window_->AskToClose();
+  EXPECT_TRUE(TitleHas(" - not saved: S saves, closing again discards - "));
+  user_->Key(XK_Left);  // Whoever goes on is asked again.
+  EXPECT_TRUE(Titled("scene.json* - color"));
+  user_->Key(XK_Control_L, XK_q);
+  EXPECT_TRUE(TitleHas(" - not saved: S saves, closing again discards - "));
+  user_->Key(XK_Control_L, XK_q);
+  EXPECT_EQ(End().exit_code, 0);
+  EXPECT_EQ(ReadFile(Path("scene.json")), kScene);
+}
+
+TEST_F(PreviewTest, ASignalEndsItAndKeepsTheFilm) {
+  OpenScene(kScene);
+  user_->Key(XK_r);
+  EXPECT_TRUE(TitleHas(" - recording film-1.mp4 0:01"));
+  kill(program_, SIGTERM);
+  const Ended ended = End();
+  EXPECT_EQ(ended.exit_code, 0);
+  EXPECT_NE(ended.out.find("recorded film-1.mp4, 0:0"), std::string::npos);
+  EXPECT_EQ(Probe("film-1.mp4").rfind("h264,200,120,30/1,", 0), 0u);
+}
+
+TEST_F(PreviewTest, SavesWhereItWasTold) {
+  WriteScene(kScene);
+  Open({"--scene", "scene.json", "--save", "other.json"}, "other.json");
+  user_->Key(XK_s);
+  EXPECT_TRUE(TitleHas(" - saved other.json - "));
+  EXPECT_EQ(ReadFile(Path("scene.json")), kScene);
+  EXPECT_NE(ReadFile(Path("other.json")).find("\"#40a0c0\""), std::string::npos);
+}
+
+// A new scene never takes the place of a file that was not opened.
+TEST_F(PreviewTest, SavesANewSceneUnderAFreeName) {
+  WriteScene(kScene);
+  Open({"--canvas", "200x120", "--color", "#c08040,size=60x40,pos=-50:-20"}, "new scene");
+  EXPECT_TRUE(Shows({{kOrange}}));
+  user_->Key(XK_s);
+  EXPECT_TRUE(TitleHas("scene-2.json - saved scene-2.json - "));
+  EXPECT_EQ(ReadFile(Path("scene.json")), kScene);
+  EXPECT_NE(ReadFile(Path("scene-2.json")).find("\"#c08040\""), std::string::npos);
+}
+
+TEST_F(PreviewTest, SaysWhyItCannotSave) {
+  WriteScene(kScene);
+  Open({"--scene", "scene.json", "--save", "none/scene.json"});
+  Click(-50, -20);
+  user_->Key(XK_Left);
+  user_->Key(XK_s);
+  const std::string line = "cannot write scene none/scene.json: No such file or directory";
+  EXPECT_TRUE(Titled("scene.json* - color - " + line));
+  window_->AskToClose();
+  EXPECT_TRUE(TitleHas(" - not saved"));
+  const Ended ended = Close();
+  EXPECT_EQ(ended.exit_code, 0);
+  EXPECT_EQ(ended.err, "quarn-preview: " + line + "\n");
+}
+
+TEST_F(PreviewTest, AddsNothingWithoutAList) {
+  OpenScene(kScene);
+  user_->Key(XK_a);
+  EXPECT_TRUE(TitleHas(" - nothing to add: name files with --add, or drop them on the window - "));
+}
+
+TEST_F(PreviewTest, ExplainsItself) {
+  const Ended help = Run("quarn-preview", {"--help"});
+  EXPECT_EQ(help.exit_code, 0);
+  EXPECT_NE(help.out.find("--scene"), std::string::npos);
+  EXPECT_NE(help.out.find("  Page Up, Down   raise, lower; with Shift to the top, the bottom\n"), std::string::npos);
+  OpenScene(kScene);
+  Settle();
+  user_->Key(XK_Control_L, XK_q);
+  const Ended ended = End();
+  EXPECT_EQ(ended.exit_code, 0);
+  // At the start, and for every F1.
+  const std::string line = "  F1              print this help\n";
+  int printed = 0;
+  for (std::size_t at = ended.out.find(line); at != std::string::npos; at = ended.out.find(line, at + 1)) ++printed;
+  EXPECT_EQ(printed, 3);
+}
+
+TEST_F(PreviewTest, RefusesBadArguments) {
+  WriteScene(kScene);
+  const auto expect_error = [this](const Arguments& arguments, int exit_code, const std::string& line) {
+    const Ended ended = Run("quarn-preview", arguments);
+    EXPECT_EQ(ended.exit_code, exit_code) << line;
+    EXPECT_EQ(ended.err, "quarn-preview: " + line + "\n");
+    EXPECT_EQ(ended.out, "");
+  };
+  expect_error({"--scene", "none.json"}, 1, "cannot read scene none.json");
+  expect_error({"--picture", "none.png"}, 1, "cannot open none.png: No such file or directory");
+  expect_error({"--canvas", "0x90"}, 2, "canvas 0x90: each side must be 1 to 8192");
+  expect_error({"--fps", "0"}, 2, "fps 0: must be 1 to 1000");
+  expect_error({"--window", "0x90"}, 2, "window 0x90: each side must be at least 1");
+  expect_error({"--window", "wide"}, 2, "\"wide\" is not a size such as 640x360");
+  expect_error({"-o", "still.png"}, 2, "cannot record to still.png: it is no film");
+  expect_error({"--output-size", "33x20", "-o", "film.mp4"}, 2,
+               "output size 33x20: films, and stills as i420 or nv12, need even sides");
+  expect_error({"--color", "#000000,opacity=2"}, 2, "layer opacity: must be 0 to 1");
+  const Ended unknown = Run("quarn-preview", {"--colour", "#000000"});
+  EXPECT_EQ(unknown.exit_code, 2);
+  EXPECT_NE(unknown.err.find("--colour"), std::string::npos) << unknown.err;
+}
+
+TEST_F(PreviewTest, SaysThatThereIsNoDisplay) {
+  WriteScene(kScene);
+  setenv("DISPLAY", ":59000", 1);  // Not one of a server that ended: others take its number.
+  Ended ended = Run("quarn-preview", {"--scene", "scene.json"});
+  EXPECT_EQ(ended.exit_code, 1);
+  EXPECT_EQ(ended.err, "quarn-preview: cannot open a window on display :59000 (x11 not available)\n");
+  setenv("DISPLAY", "", 1);
+  ended = Run("quarn-preview", {"--scene", "scene.json"});
+  EXPECT_EQ(ended.exit_code, 1);
+  EXPECT_EQ(ended.err, "quarn-preview: cannot open a window: there is no X display (DISPLAY is not set)\n");
+}
+
+}  // namespace

@@ -1,0 +1,285 @@
+// Scene files, written and read back.
+#include "studio/scene_file.h"
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "studio/error.h"
+
+namespace studio {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SceneFileTest : public testing::Test {
+ protected:
+  SceneFileTest() {
+    std::string folder = (fs::temp_directory_path() / "quarn-scene-XXXXXX").string();
+    if (!mkdtemp(folder.data())) std::abort();
+    folder_ = folder;
+  }
+  ~SceneFileTest() override { fs::remove_all(folder_); }
+
+  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+
+  static Description Read(const std::string& path) {
+    Description description;
+    ReadSceneFile(path, &description);
+    return description;
+  }
+
+  void ExpectError(const std::string& path, const Description& description, const std::string& line) {
+    try {
+      WriteSceneFile(path, description);
+      ADD_FAILURE() << "no error";
+    } catch (const Error& error) {
+      EXPECT_EQ(error.what(), line);
+    }
+  }
+
+  fs::path folder_;
+};
+
+std::string Text(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void ExpectSame(const Vec& a, const Vec& b) {
+  EXPECT_EQ(a.x, b.x);
+  EXPECT_EQ(a.y, b.y);
+}
+
+void ExpectSame(const std::optional<Size>& a, const std::optional<Size>& b) {
+  ASSERT_EQ(a.has_value(), b.has_value());
+  if (!a) return;
+  EXPECT_EQ(a->width, b->width);
+  EXPECT_EQ(a->height, b->height);
+}
+
+// Names of files may differ as long as they mean the same.
+void ExpectSame(const Layer& a, const Layer& b) {
+  EXPECT_EQ(a.kind, b.kind);
+  EXPECT_EQ(fs::path(a.file).lexically_normal(), fs::path(b.file).lexically_normal());
+  EXPECT_EQ(a.color.r, b.color.r);
+  EXPECT_EQ(a.color.g, b.color.g);
+  EXPECT_EQ(a.color.b, b.color.b);
+  EXPECT_EQ(a.color.a, b.color.a);
+  ExpectSame(a.pos, b.pos);
+  ExpectSame(a.size, b.size);
+  EXPECT_EQ(a.rotation_deg, b.rotation_deg);
+  EXPECT_EQ(a.z, b.z);
+  EXPECT_EQ(a.opacity, b.opacity);
+  EXPECT_EQ(a.visible, b.visible);
+  EXPECT_EQ(a.spin_deg_s, b.spin_deg_s);
+  ExpectSame(a.drift_px_s, b.drift_px_s);
+  EXPECT_EQ(a.loop, b.loop);
+  EXPECT_EQ(a.filter, b.filter);
+  EXPECT_EQ(a.volume, b.volume);
+}
+
+void ExpectSame(const Sound& a, const Sound& b) {
+  EXPECT_EQ(fs::path(a.file).lexically_normal(), fs::path(b.file).lexically_normal());
+  EXPECT_EQ(a.gain, b.gain);
+  EXPECT_EQ(a.start_s, b.start_s);
+}
+
+TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
+  Description scene;
+  scene.canvas = {1918, 1080};
+  scene.output_size = Size{640, 362};
+  scene.fps = 25;
+  scene.duration_s = 12.34567890123;
+  Layer color;
+  color.color = {1, 128 / 255.0f, 0, 1};
+  scene.layers.push_back(color);
+  color.color = {17 / 255.0f, 34 / 255.0f, 51 / 255.0f, 68 / 255.0f};
+  color.size = Size{5, 7};
+  color.visible = false;
+  scene.layers.push_back(color);
+  Layer picture;
+  picture.kind = LayerKind::kPicture;
+  picture.file = Path("a \"b\" \xc3\xa4.png");
+  picture.size = Size{0, 33};
+  picture.pos = {-0.1f, 1234.5678f};
+  picture.rotation_deg = 359.99997f;
+  picture.z = -7;
+  picture.opacity = 0.3f;
+  picture.filter = LayerFilter::kGrey;
+  scene.layers.push_back(picture);
+  Layer video;
+  video.kind = LayerKind::kVideo;
+  video.file = Path("clip.mp4");
+  video.pos = {0, 1e-7f};
+  video.spin_deg_s = -12.5f;
+  video.drift_px_s = {1 / 3.0f, 0};
+  video.loop = true;
+  video.volume = 0.7f;
+  video.filter = LayerFilter::kBlur;
+  scene.layers.push_back(video);
+  video.loop = false;
+  video.filter = LayerFilter::kNone;
+  scene.layers.push_back(video);
+
+  scene.sounds = {Sound{Path("a.wav"), 1, 0}, Sound{Path("b \"c\".wav"), 0.1f, 1 / 3.0}};
+
+  WriteSceneFile(Path("scene.json"), scene);
+  const Description read = Read(Path("scene.json"));
+  ExpectSame(read.canvas, scene.canvas);
+  ExpectSame(read.output_size, scene.output_size);
+  EXPECT_EQ(read.fps, scene.fps);
+  EXPECT_EQ(read.duration_s, scene.duration_s);
+  ASSERT_EQ(read.layers.size(), scene.layers.size());
+  for (std::size_t i = 0; i < scene.layers.size(); ++i) {
+    SCOPED_TRACE(i);
+    ExpectSame(read.layers[i], scene.layers[i]);
+  }
+  ASSERT_EQ(read.sounds.size(), 2u);
+  ExpectSame(read.sounds[0], scene.sounds[0]);
+  ExpectSame(read.sounds[1], scene.sounds[1]);
+
+  const std::string text = Text(Path("scene.json"));
+  WriteSceneFile(Path("scene.json"), read);
+  EXPECT_EQ(Text(Path("scene.json")), text);
+}
+
+TEST_F(SceneFileTest, VisibleIsYesOrNo) {
+  std::ofstream(Path("scene.json")) << R"({"layers": [{"color": "#000000", "visible": 1}]})";
+  try {
+    Read(Path("scene.json"));
+    ADD_FAILURE() << "no error";
+  } catch (const UsageError& error) {
+    EXPECT_EQ(error.what(), "scene " + Path("scene.json") + ": layers[0].visible: must be true or false");
+  }
+}
+
+TEST_F(SceneFileTest, LeavesOutWhatIsAsUsual) {
+  Description scene;
+  WriteSceneFile(Path("empty.json"), scene);
+  EXPECT_EQ(Text(Path("empty.json")),
+            "{\n  \"canvas\": [1280, 720],\n  \"fps\": 30,\n  \"duration\": 10,\n  \"layers\": []\n}\n");
+  scene.layers.emplace_back();
+  scene.layers.emplace_back();
+  scene.layers[1].opacity = 0.1f;
+  WriteSceneFile(Path("two.json"), scene);
+  EXPECT_EQ(Text(Path("two.json")),
+            "{\n  \"canvas\": [1280, 720],\n  \"fps\": 30,\n  \"duration\": 10,\n  \"layers\": [\n"
+            "    {\"color\": \"#000000\"},\n    {\"color\": \"#000000\", \"opacity\": 0.1}\n  ]\n}\n");
+}
+
+TEST_F(SceneFileTest, NamesMediaAsSeenFromTheSceneFile) {
+  fs::create_directories(folder_ / "scenes");
+  fs::create_directories(folder_ / "media" / "deep");
+  fs::create_directory_symlink(folder_ / "media" / "deep", folder_ / "link");
+  std::ofstream(Path("media/a.png")) << "a";
+  std::ofstream(Path("media/deep/b.png")) << "b";
+  fs::create_symlink("b.png", folder_ / "media" / "deep" / "newest.png");
+
+  Description scene;
+  const auto add = [&scene](const std::string& file) {
+    scene.layers.emplace_back();
+    scene.layers.back().kind = LayerKind::kPicture;
+    scene.layers.back().file = file;
+  };
+  add(Path("media/a.png"));
+  add(Path("scenes/../media/a.png"));
+  add(Path("link/../a.png"));  // The folder above the one that the link leads to.
+  add(Path("media/deep/newest.png"));
+  add(Path("scenes/own.png"));
+  add("http://example.org/a.png");
+  WriteSceneFile(Path("scenes/scene.json"), scene);
+  const std::string text = Text(Path("scenes/scene.json"));
+  const auto count = [&text](const std::string& part) {
+    int found = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
+    return found;
+  };
+  EXPECT_EQ(count("{\"picture\": \"../media/a.png\"}"), 3) << text;
+  EXPECT_EQ(count("{\"picture\": \"../media/deep/newest.png\"}"), 1) << text;
+  EXPECT_EQ(count("{\"picture\": \"own.png\"}"), 1) << text;
+  EXPECT_EQ(count("{\"picture\": \"http://example.org/a.png\"}"), 1) << text;
+  for (const Layer& layer : Read(Path("scenes/scene.json")).layers) {
+    if (layer.file.find("own") == std::string::npos && layer.file[0] == '/') {
+      EXPECT_TRUE(fs::exists(layer.file)) << layer.file;
+    }
+  }
+}
+
+TEST_F(SceneFileTest, NamesMediaFromTheWorkingFolder) {
+  const fs::path before = fs::current_path();
+  fs::create_directories(folder_ / "scenes");
+  fs::current_path(folder_);
+  Description scene;
+  scene.layers.emplace_back();
+  scene.layers.back().kind = LayerKind::kVideo;
+  scene.layers.back().file = "clip.mp4";
+  WriteSceneFile("scene.json", scene);
+  WriteSceneFile("scenes/scene.json", scene);
+  fs::current_path(before);
+  EXPECT_NE(Text(Path("scene.json")).find("\"clip.mp4\""), std::string::npos);
+  EXPECT_NE(Text(Path("scenes/scene.json")).find("\"../clip.mp4\""), std::string::npos);
+}
+
+TEST_F(SceneFileTest, LeavesNothingElseBehind) {
+  WriteSceneFile(Path("scene.json"), Description());
+  WriteSceneFile(Path("scene.json"), Description());
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 1);
+}
+
+TEST_F(SceneFileTest, WritesThroughALink) {
+  fs::create_directories(folder_ / "real");
+  std::ofstream(Path("real/scene.json")) << "{}";
+  fs::create_symlink("real/scene.json", folder_ / "scene.json");
+  Description scene;
+  scene.fps = 24;
+  scene.layers.emplace_back();
+  scene.layers.back().kind = LayerKind::kPicture;
+  scene.layers.back().file = Path("a.png");
+  WriteSceneFile(Path("scene.json"), scene);
+  EXPECT_TRUE(fs::is_symlink(folder_ / "scene.json"));
+  EXPECT_EQ(Read(Path("real/scene.json")).fps, 24u);
+  // It is read through the link: media are looked for beside that.
+  EXPECT_NE(Text(Path("scene.json")).find("\"a.png\""), std::string::npos);
+}
+
+TEST_F(SceneFileTest, AFailureLeavesTheOlderFile) {
+  std::ofstream(Path("scene.json")) << "older";
+  fs::create_directory(folder_ / "scene.json.part");  // What it is first written to cannot be opened.
+  std::ofstream(Path("scene.json.part/in-the-way")) << "";
+  ExpectError(Path("scene.json"), Description(), "cannot write scene " + Path("scene.json") + ": Is a directory");
+  EXPECT_EQ(Text(Path("scene.json")), "older");
+
+  Description scene;
+  scene.layers.emplace_back();
+  scene.layers.back().kind = LayerKind::kPicture;
+  scene.layers.back().file = "\xff.png";
+  ExpectError(Path("scene.json"), scene,
+              "cannot write scene " + Path("scene.json") + ": the name of a media file is not UTF-8");
+  EXPECT_EQ(Text(Path("scene.json")), "older");
+}
+
+TEST_F(SceneFileTest, SaysWhyItCannotBeWritten) {
+  ExpectError(Path("none/scene.json"), Description(),
+              "cannot write scene " + Path("none/scene.json") + ": No such file or directory");
+  ExpectError(folder_.string(), Description(), "cannot write scene " + folder_.string() + ": it is not a plain file");
+}
+
+TEST_F(SceneFileTest, AFullDiskIsNoticed) {
+  if (!fs::exists("/dev/full")) FAIL() << "this test wants /dev/full";
+  fs::create_symlink("/dev/full", folder_ / "scene.json.part");
+  std::ofstream(Path("scene.json")) << "older";
+  ExpectError(Path("scene.json"), Description(),
+              "cannot write scene " + Path("scene.json") + ": No space left on device");
+  EXPECT_EQ(Text(Path("scene.json")), "older");
+}
+
+}  // namespace
+}  // namespace studio
