@@ -22,12 +22,16 @@ test::Canvas ViewOf(const test::Picture& scene, int width, int height, const tes
   return canvas;
 }
 
+PatternItem::PatternItem(const test::Picture& picture, GsDevice* device)
+    : Item(gs_vec2(static_cast<float>(picture.width), static_cast<float>(picture.height)), device),
+      own_texture_(MakeTexture(picture, device)) {
+  texture = own_texture_.get();
+}
+
 PatternScene::PatternScene(int width, int height, GsDevice* device)
     : picture_(MakePattern(width, height, 255)),
-      texture_(MakeTexture(picture_, device)),
       scene_(MakeScene(static_cast<unsigned int>(width), static_cast<unsigned int>(height), device)),
-      item_(MakeItem(gs_vec2(static_cast<float>(width), static_cast<float>(height)), device)) {
-  item_->texture = texture_.get();
+      item_(MakeRef<RefCounted<PatternItem>>(picture_, device)) {
   scene_->AddItem(item_);
 }
 

@@ -40,6 +40,15 @@ struct Fit {
 // What a view of that size shows of a scene with this picture.
 test::Canvas ViewOf(const test::Picture& scene, int width, int height, const test::Color& background = kBackdrop);
 
+// An item with a texture of its own, for scenes that live longer than what made them.
+class PatternItem : public Item {
+ public:
+  PatternItem(const test::Picture& picture, GsDevice* device);
+
+ private:
+  const std::unique_ptr<GsTexture> own_texture_;
+};
+
 // A scene filled by one item with a pattern.
 class PatternScene {
  public:
@@ -50,7 +59,6 @@ class PatternScene {
 
  private:
   const test::Picture picture_;
-  const std::unique_ptr<GsTexture> texture_;
   const scoped_refptr<Scene> scene_;
   const scoped_refptr<Item> item_;
 };

@@ -144,6 +144,10 @@ class NativeContextEgl : public NativeContext {
   bool CanPresent() override {
     if (!window_) return false;
     if (window_->Alive()) return true;
+    // When it is the whole server that has gone, the log has said that.
+    if (display_.x11->Poll()) {
+      Logger::default_logger()->Warn("A view shows nothing any more: its window 0x%x is gone", window_->host_window());
+    }
     DetachWindow();
     return false;
   }

@@ -142,15 +142,7 @@ X11Window::~X11Window() {
   xcb_flush(xcb);
 }
 
-bool X11Window::Alive() {
-  if (!connection_->Poll()) return false;
-  if (!destroyed_) return true;
-  if (!reported_) {
-    reported_ = true;
-    Logger::default_logger()->Warn("A view shows nothing any more: its window 0x%x is gone", host_window_);
-  }
-  return false;
-}
+bool X11Window::Alive() const { return connection_->Poll() && !destroyed_; }
 
 void X11Window::Resize(unsigned int width, unsigned int height) {
   const std::uint32_t values[] = {Side(width), Side(height)};

@@ -56,8 +56,9 @@ class X11Window {
   X11Window& operator=(const X11Window&) = delete;
 
   xcb_window_t id() const { return id_; }
-  // Whether the window exists. When the host's has gone, and this one with it, the log says so, once.
-  bool Alive();
+  xcb_window_t host_window() const { return host_window_; }
+  // Whether the window exists. It goes with the host's.
+  bool Alive() const;
   // Does not wait for the server.
   void Resize(unsigned int width, unsigned int height);
 
@@ -71,7 +72,6 @@ class X11Window {
   const xcb_window_t id_;
   xcb_colormap_t colormap_ = XCB_NONE;
   bool destroyed_ = false;  // Written by the connection.
-  bool reported_ = false;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_X11_WINDOW_H_

@@ -70,8 +70,12 @@ TEST_F(WorkThreadTest, WaitsInVainOnceAndAgainWhenEverythingIsDone) {
 
 TEST_F(WorkThreadTest, StopDropsWhatIsQueuedAndTakesNoMore) {
   Blocker blocker(&thread_);
-  thread_.Post([] { FAIL() << "this was queued when the thread was stopped"; });
-  std::thread letter([&] { blocker.Leave(); });
+  std::thread letter([&] {
+    while (thread_.Post([] { FAIL() << "this was queued when the thread was stopped"; }) != 0) {
+      std::this_thread::yield();
+    }
+    blocker.Leave();
+  });
   thread_.Stop();
   letter.join();
   EXPECT_EQ(thread_.Post([] { FAIL() << "the thread is stopped"; }), 0u);
