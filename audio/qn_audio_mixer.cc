@@ -62,6 +62,8 @@ class QnAudioMixerPri : private AudioMixer::Callback {
   QnAudioMixer::Callback* callback_;
 };
 
+QnAudioMixer::Callback::~Callback() = default;
+
 QnAudioMixer::QnAudioMixer(unsigned int sample_rate, unsigned int channels, QnMixSampleType type, Callback* callback) {
   try {
     pri_ = std::make_unique<QnAudioMixerPri>(sample_rate, channels, ToInternalType(type), callback);

@@ -61,7 +61,7 @@ class ProgressBar {
   void Show(const studio::Status& status) {
     if (!shown_) return;
     if (status.level) level_ = std::max(level_, *status.level);
-    if (status.seconds - last_s_ < 0.1) return;
+    if (status.seconds <= 0 || status.seconds - last_s_ < 0.1) return;
     last_s_ = status.seconds;
     char counts[80];
     std::snprintf(counts, sizeof(counts), " %llu of %llu frames, %.1f fps",

@@ -15,11 +15,12 @@ namespace {
 
 constexpr char kFooter[] = R"(
   quarn-record --color '#203040' --video clip.mp4,size=640x0,loop --picture logo.png,pos=400:-250,spin=20 -o film.mp4
+  quarn-record --video clip.mp4,volume=0.3 --audio voice.wav@1,2.5 --audio music.ogg@0.2 -o film.mp4
   quarn-record --scene examples/scenes/demo.json --offline -o film.mp4
 
-A sound is given as FILE[@GAIN[,START]]: GAIN is a factor (1), START the time at which it begins, in seconds (0). An @ in a
-file's name is written "\@". Videos bring their own. Films made offline and stills have no sound, nor has every kind of
-film.
+A sound is given as FILE[@GAIN[,START]]: GAIN is a factor (1), START the second of the scene at which it begins (0). An
+@ in a file's name is written "\@". Videos bring their own. Films made offline and stills have no sound, nor has every
+kind of film.
 
 A film appears under its name once it is complete. Ctrl-C ends it early and keeps it.)";
 
@@ -38,7 +39,7 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
   app.add_option("--scene", scene, "A scene file; options given beside it win, layers are added on top")
       ->type_name("FILE.json");
   std::vector<std::string> sounds;
-  app.add_option("--audio", sounds, "A sound from anything that FFmpeg decodes; in the film from START on")
+  app.add_option("--audio", sounds, "A sound from anything that FFmpeg decodes")
       ->type_name("FILE[@GAIN[,START]]")
       ->type_size(1)
       ->expected(1, 1 << 16)

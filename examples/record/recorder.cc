@@ -28,6 +28,7 @@ using std::chrono::milliseconds;
 constexpr milliseconds kProgressPeriod(100);
 constexpr milliseconds kDeliveryTimeout(60000);  // A frame that takes longer never comes.
 constexpr double kSoundTimeoutSeconds = 10;
+constexpr std::uint64_t kSetOffNs = 100000000;  // What it takes until every thread is ready for the first frame.
 
 class FilmScene : public GsScene {
  public:
@@ -86,7 +87,10 @@ class RenderThread {
   GsDevice* const device_;
 };
 
-double SecondsSince(std::uint64_t start_ns) { return static_cast<double>(qn_os_gettime_ns() - start_ns) * 1e-9; }
+// Negative before it.
+double SecondsSince(std::uint64_t start_ns) {
+  return static_cast<double>(static_cast<std::int64_t>(qn_os_gettime_ns() - start_ns)) * 1e-9;
+}
 
 // What makes a film, once it is set up.
 struct Set {
@@ -116,12 +120,11 @@ bool WaitForSounds(const Set& set) {
   return true;
 }
 
-// The device's own thread makes the frames, one of them at `frame_ns`: all there is to do is to wait.
+// The device's own thread makes the frames, one of them at `frame_ns`: all there is to do is to wait. Returns when the
+// film began.
 std::uint64_t RunInRealTime(const Set& set, std::uint64_t frame_ns) {
-  const bool goes_on = !set.mix || WaitForSounds(set);
-  const std::uint64_t start_ns = qn_os_gettime_ns();
-  if (!goes_on) return start_ns;
-  const std::uint64_t sound_ns = set.mix ? set.mix->Start() : start_ns;
+  if (set.mix && !WaitForSounds(set)) return qn_os_gettime_ns();
+  const std::uint64_t sound_ns = set.mix ? set.mix->Start() : qn_os_gettime_ns() + kSetOffNs;
   // The next frame: the film shows the scene at whole frame periods, and not at times in between.
   const std::uint64_t period_ns = 1000000000 / set.description.fps;
   const std::uint64_t begin_ns = frame_ns + (sound_ns - frame_ns + period_ns - 1) / period_ns * period_ns;
@@ -131,7 +134,7 @@ std::uint64_t RunInRealTime(const Set& set, std::uint64_t frame_ns) {
   set.output->Start();
   std::uint64_t last_delivery_ns = begin_ns;
   FilmCounts last;
-  while (!set.output->WaitDelivered(set.description.FrameCount(), kProgressPeriod) && set.Report(start_ns)) {
+  while (!set.output->WaitDelivered(set.description.FrameCount(), kProgressPeriod) && set.Report(begin_ns)) {
     const FilmCounts counts = set.output->counts();
     if (counts.delivered != last.delivered) last_delivery_ns = qn_os_gettime_ns();
     if (qn_os_gettime_ns() > last_delivery_ns + kDeliveryTimeout.count() * 1000000) {
@@ -139,10 +142,11 @@ std::uint64_t RunInRealTime(const Set& set, std::uint64_t frame_ns) {
     }
     last = counts;
   }
-  return start_ns;
+  return begin_ns;
 }
 
-// This thread is the render thread: it drives every stage of every frame, and waits for each delivery.
+// This thread is the render thread: it drives every stage of every frame, and waits for each delivery. Returns when the
+// film began.
 std::uint64_t RunOffline(const Set& set) {
   const std::uint64_t start_ns = qn_os_gettime_ns();
   const RenderThread render_thread(set.device);
@@ -199,9 +203,9 @@ Summary Record(const Description& description, const Progress& progress, StageTi
     if (!description.offline) frame_ns = Rehearsal(scene, description, device.get()).timestamp_ns();
     times->Clear();
     const Set set{description, device.get(), clock, &output, &sound, mix.get(), &encoder, progress, times};
-    const std::uint64_t set_off_ns = description.offline ? RunOffline(set) : RunInRealTime(set, frame_ns);
+    const std::uint64_t begin_ns = description.offline ? RunOffline(set) : RunInRealTime(set, frame_ns);
     output.Stop();
-    summary.seconds = SecondsSince(set_off_ns);
+    summary.seconds = SecondsSince(begin_ns);
     summary.counts = output.counts();
     if (mix && summary.counts.delivered > 0 && !encoder.failed()) {
       const std::uint64_t length_ns = summary.counts.delivered * 1000000000 / description.fps;

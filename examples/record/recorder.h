@@ -33,7 +33,7 @@ struct Summary {
 // How far a film is.
 struct Status {
   FilmCounts counts;
-  double seconds = 0;          // Since the start.
+  double seconds = 0;          // Since the film began; negative until then.
   std::optional<float> level;  // Of a film with sound: the largest magnitude since the last status, 0 to 1.
 };
 

@@ -27,18 +27,12 @@ struct AvDeleter {
   void operator()(SwrContext* resampler) const { swr_free(&resampler); }
   void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
 };
-// For files that are read; one that is written also needs its I/O closed, see FilmWriter.
-struct AvInputDeleter {
-  void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
-};
-
 using AvFrame = std::unique_ptr<AVFrame, AvDeleter>;
 using AvPacket = std::unique_ptr<AVPacket, AvDeleter>;
 using AvCodec = std::unique_ptr<AVCodecContext, AvDeleter>;
 using AvScaler = std::unique_ptr<SwsContext, AvDeleter>;
 using AvResampler = std::unique_ptr<SwrContext, AvDeleter>;
 using AvSoundFifo = std::unique_ptr<AVAudioFifo, AvDeleter>;
-using AvInput = std::unique_ptr<AVFormatContext, AvInputDeleter>;
 
 inline std::string AvErrorText(int error) {
   char text[AV_ERROR_MAX_STRING_SIZE] = "";

@@ -161,9 +161,11 @@ void FilmWriter::OpenSound(const Description& description, const Container& cont
   if (sound_->codec()) return;
   sound_.reset();
   if (!description.needs_sound) return;
-  const char* const why = container.sound_codecs.empty() ? "this kind of film has no sound: leave out --audio"
-                                                         : "FFmpeg has no encoder for its sound";
-  throw UsageError("cannot write " + target_ + ": " + why);
+  const std::string failure = "cannot write " + target_ + ": ";
+  if (container.sound_codecs.empty()) {
+    throw UsageError(failure + "this kind of film has no sound: leave out --audio");
+  }
+  throw Error(failure + "FFmpeg has no encoder for its sound");
 }
 
 AVStream* FilmWriter::AddStream(const AVCodecContext* codec) {

@@ -1,18 +1,97 @@
 #include "studio/media_file.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
 #include "studio/error.h"
 
 namespace studio {
+namespace {
 
-AvInput OpenMedia(const std::string& file, AVIOInterruptCB interrupt) {
+constexpr int kPipeBytes = 32768;
+constexpr int kPollMs = 50;
+
+// A pipe, read without waiting for its writer longer than the reader wants: FFmpeg's own reads would.
+class Pipe {
+ public:
+  // On failure `context()` is null and errno says why.
+  Pipe(const std::string& name, AVIOInterruptCB interrupt)
+      : interrupt_(interrupt), descriptor_(open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (descriptor_ < 0) return;
+    auto* const buffer = static_cast<unsigned char*>(av_malloc(kPipeBytes));
+    context_ = avio_alloc_context(buffer, kPipeBytes, 0, this, &Pipe::Read, nullptr, nullptr);
+    context_->seekable = 0;
+  }
+  ~Pipe() {
+    if (descriptor_ < 0) return;
+    av_freep(&context_->buffer);
+    avio_context_free(&context_);
+    close(descriptor_);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  AVIOContext* context() const { return context_; }
+
+ private:
+  static int Read(void* pipe, std::uint8_t* to, int size) {
+    const auto* const self = static_cast<const Pipe*>(pipe);
+    for (;;) {
+      if (self->interrupt_.callback && self->interrupt_.callback(self->interrupt_.opaque)) return AVERROR_EXIT;
+      pollfd waiting = {self->descriptor_, POLLIN, 0};
+      if (poll(&waiting, 1, kPollMs) <= 0) continue;
+      const ssize_t bytes = read(self->descriptor_, to, static_cast<std::size_t>(size));
+      if (bytes > 0) return static_cast<int>(bytes);
+      if (bytes == 0) return AVERROR_EOF;
+      if (errno != EINTR) return AVERROR(errno);
+    }
+  }
+
+  const AVIOInterruptCB interrupt_;
+  const int descriptor_;
+  AVIOContext* context_ = nullptr;
+};
+
+bool IsUrl(const std::string& file) { return file.find("://") != std::string::npos; }
+
+}  // namespace
+
+void MediaCloser::operator()(AVFormatContext* format) const {
+  const bool is_pipe = (format->flags & AVFMT_FLAG_CUSTOM_IO) != 0;
+  auto* const pipe = is_pipe ? static_cast<Pipe*>(format->pb->opaque) : nullptr;
+  avformat_close_input(&format);
+  delete pipe;
+}
+
+bool IsStream(const std::string& file) {
+  std::error_code ignored;
+  return IsUrl(file) || (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored));
+}
+
+Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt) {
+  std::unique_ptr<Pipe> pipe;
+  std::error_code ignored;
   AVFormatContext* format = avformat_alloc_context();
   format->interrupt_callback = interrupt;
-  int result = avformat_open_input(&format, AvUrl(file).c_str(), nullptr, nullptr);
+  int result = 0;
+  if (!IsUrl(file) && std::filesystem::is_fifo(file, ignored)) {
+    pipe = std::make_unique<Pipe>(file, interrupt);
+    if (!pipe->context()) result = AVERROR(errno);
+    format->pb = pipe->context();
+  }
+  // A context that cannot be opened is freed, and what it reads from is not.
+  if (result < 0) avformat_free_context(format);
+  if (result == 0) result = avformat_open_input(&format, AvUrl(file).c_str(), nullptr, nullptr);
   if (result < 0) throw Error("cannot open " + file + ": " + AvErrorText(result));
-  AvInput input(format);
+  pipe.release();
+  Media media(format);
   result = avformat_find_stream_info(format, nullptr);
   if (result < 0) throw Error("cannot decode " + file + ": " + AvErrorText(result));
-  return input;
+  return media;
 }
 
 AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream) {

@@ -3,6 +3,7 @@
 #define QUARN_EXAMPLES_STUDIO_MEDIA_FILE_H_
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "studio/av.h"
@@ -11,8 +12,17 @@ namespace studio {
 
 constexpr AVRational kNanoseconds = {1, 1000000000};
 
-// Finds out what is in a file. Reads end early once `interrupt` says so. Throws Error.
-AvInput OpenMedia(const std::string& file, AVIOInterruptCB interrupt = {nullptr, nullptr});
+// Closes what OpenMedia opened.
+struct MediaCloser {
+  void operator()(AVFormatContext* format) const;
+};
+using Media = std::unique_ptr<AVFormatContext, MediaCloser>;
+
+// Whether it can be opened once only: a URL, a pipe, a device.
+bool IsStream(const std::string& file);
+
+// Finds out what is in a file or stream. Reads that wait end early once `interrupt` says so. Throws Error.
+Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt = {nullptr, nullptr});
 
 // The decoder of a stream of `format`. Throws Error.
 AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream);

@@ -9,7 +9,6 @@ extern "C" {
 }
 
 #include "studio/error.h"
-#include "studio/media_file.h"
 
 namespace studio {
 namespace {

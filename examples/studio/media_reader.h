@@ -8,6 +8,7 @@
 
 #include "studio/av.h"
 #include "studio/description.h"
+#include "studio/media_file.h"
 
 namespace studio {
 
@@ -48,7 +49,7 @@ class MediaReader {
   Size picture_size_;      // What pictures are scaled to, before they are turned upright.
   int quarter_turns_ = 0;  // Clockwise, to get upright.
 
-  AvInput format_;
+  Media format_;
   AvCodec codec_;
   AvPacket packet_;
   AvFrame frame_;

@@ -49,7 +49,7 @@ class SoundMix : private QnAudioMixer::Callback {
 
   // Waits until enough was read to start. Returns whether it was within `timeout`.
   bool WaitRead(std::chrono::milliseconds timeout);
-  // Starts mixing. Returns the time, some 50 ms ahead, at which the sounds begin. Throws Error.
+  // Starts mixing. Returns the time, some 250 ms ahead, at which the sounds begin. Throws Error.
   std::uint64_t Start();
   // Waits for the blocks until `clock_ns`, and stops.
   MixReport Finish(std::uint64_t clock_ns);

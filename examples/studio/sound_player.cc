@@ -18,7 +18,7 @@ SoundPlayer::SoundPlayer(std::unique_ptr<SoundReader> reader)
     : reader_(std::move(reader)),
       input_(MakeRef<RefCounted<QnAudioInput>>(static_cast<unsigned int>(kSoundRate),
                                                static_cast<unsigned int>(kSoundChannels), kQnMixSampleFloat)) {
-  Push(nullptr, kLeadIn);
+  Push(nullptr, kIdle);
   thread_ = std::thread(&SoundPlayer::Run, this);
 }
 
@@ -40,6 +40,7 @@ bool SoundPlayer::WaitRead(std::chrono::milliseconds timeout) {
 void SoundPlayer::Start() {
   {
     std::lock_guard<std::mutex> lock(mutex_);
+    Push(nullptr, kLeadIn - kIdle);
     started_ = true;
   }
   changed_.notify_all();

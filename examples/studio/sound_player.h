@@ -23,21 +23,23 @@ namespace studio {
 // not read in time, that is silence, and what would have been heard then is left out.
 class SoundPlayer {
  public:
-  // Begins to read. The input holds kLeadIn frames of silence, after which the sound begins.
+  // Begins to read. The sound begins behind kLeadIn frames of silence.
   explicit SoundPlayer(std::unique_ptr<SoundReader> reader);
   ~SoundPlayer();
   SoundPlayer(const SoundPlayer&) = delete;
   SoundPlayer& operator=(const SoundPlayer&) = delete;
 
-  // An input that is not being mixed keeps no more than this.
-  static constexpr int kLeadIn = kSoundRate / 10;
+  // An input that is not being mixed keeps no more than this: the silence that the mixer begins with.
+  static constexpr int kIdle = kSoundRate / 10;
+  // With more of it, so that threads that wake up late are in time.
+  static constexpr int kLeadIn = kIdle + kSoundRate / 5;
 
   QnAudioInput* input() const { return input_; }
   const std::string& file() const { return reader_->file(); }
 
   // Waits until enough was read to start. Returns whether it was within `timeout`.
   bool WaitRead(std::chrono::milliseconds timeout);
-  // From now on pushes; the input is being mixed.
+  // From now on pushes. Right after the mixer's start.
   void Start();
   // The mixer has taken a block of kSoundBlock frames. Thread: the mixer's.
   void BlockTaken();

@@ -4,15 +4,12 @@
 #include <cstdlib>
 
 #include "studio/error.h"
-#include "studio/media_file.h"
 
 namespace studio {
 namespace {
 
 // Containers round times to milliseconds, or worse: what is less off than this goes on where the last frame ended.
 constexpr std::int64_t kTolerance = kSoundRate / 50;
-
-bool IsStream(const std::string& file) { return file.find("://") != std::string::npos; }
 
 // When a video's pictures begin, and how long they last, as MediaReader has it.
 struct PictureSpan {
@@ -23,7 +20,7 @@ struct PictureSpan {
 // The length is found only at the end of the file.
 PictureSpan MeasurePictures(const std::string& file, bool length) {
   PictureSpan span;
-  const AvInput format = OpenMedia(file);
+  const Media format = OpenMedia(file);
   const int stream = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (stream < 0) return span;
   for (unsigned int i = 0; i < format->nb_streams; ++i) {

@@ -11,6 +11,7 @@
 
 #include "studio/av.h"
 #include "studio/description.h"
+#include "studio/media_file.h"
 #include "studio/sound_format.h"
 
 namespace studio {
@@ -54,7 +55,7 @@ class SoundReader {
   const std::int64_t start_ns_;  // The film time of the first frame that is read.
   std::atomic<bool> interrupted_{false};
 
-  AvInput format_;
+  Media format_;
   AvCodec codec_;
   AvPacket packet_;
   AvFrame frame_;

@@ -18,7 +18,9 @@ class GsItem;
 class GsScene;
 class GsViewOnDraw;
 
-// Where a view presents.
+// Where a view presents: a window of the X server and screen that DISPLAY names. The view shows in a child window of
+// its own, of the view's size, at the upper left corner; input goes on to the host's window. Of two views of one window
+// the later lies on top.
 struct GsWindowInfo {
   // The native window, for instance an X11 Window id: reinterpret_cast<void*>(static_cast<uintptr_t>(id)). It stays the
   // host's, and may be made by any toolkit and connection.
@@ -27,6 +29,12 @@ struct GsWindowInfo {
 
 // What every view shares: a place on the screen and a scene. Hosts derive from it to draw in their own way, or take
 // GsViewImpl.
+//
+// Pictures are presented without waiting for the screen's refresh. For each view a frame
+// waits for the window system a quarter of a second at most, and once that was in vain not again until it has caught
+// up: pictures of that time are not shown, and outputs go on. So do a view's constructor, destructor and resizing.
+// Where OpenGL is software, presenting copies the whole picture, so that a large view takes its time from every output
+// of the device.
 //
 // A window that goes away, has no size or cannot be presented to costs the picture and one line in the log, nothing
 // else.

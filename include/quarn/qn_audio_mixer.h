@@ -24,9 +24,9 @@ class QUARN_EXPORT QnAudioMixer {
   // called here ends the mixing after this block without waiting for it, and logs an error: call it again from another
   // thread. A late return delays the blocks that follow, and loses none: they come without a pause until the mixer has
   // caught up, each with the time that it would have had. Inputs buffer ten seconds meanwhile.
-  class Callback {
+  class QUARN_EXPORT Callback {
    public:
-    virtual ~Callback() = default;
+    virtual ~Callback();
     // A block of `frames` samples in each of the mixer's channels, of its sample type: a twentieth of a second. The
     // planes are the mixer's and hold the block during the call only: copy them. `timestamp_ns` is the time of the
     // block's first sample on the monotonic clock (qn_os_gettime_ns), which is 50 ms ago or, where the mixer is late,

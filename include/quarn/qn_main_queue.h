@@ -24,7 +24,7 @@ typedef void (*QnMainQueuePost)(QnMainQueueFunction function, void* argument, vo
 // will not be called again. See examples/main-loop/ for GLib, Qt and SDL.
 //
 // Thread: any, but not inside a `post`.
-// Blocks: for a running `post`.
+// Blocks: for a running `post`, so hold no lock that it takes.
 QUARN_EXPORT void qn_set_main_queue(QnMainQueuePost post, void* user);
 
 }  // extern "C"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 
@@ -49,6 +50,19 @@ double FilmLight::FirstBright(double from_s) const {
     if (times_s[i] >= from_s && levels[i] > 0.5) return times_s[i];
   }
   return -1;
+}
+
+int Underruns(const std::string& summary) {
+  if (summary.find(", no underrun\n") != std::string::npos) return 0;
+  std::istringstream lines(summary);
+  std::string line;
+  while (std::getline(lines, line) && line.find(", underruns:") == std::string::npos) continue;
+  if (!lines) return -1;
+  int blocks = 0;
+  while (std::getline(lines, line) && line.find(" came late") != std::string::npos) {
+    blocks += std::atoi(&line[line.rfind(": ") + 2]);
+  }
+  return blocks;
 }
 
 void SoundTest::MakeFlashes(const std::string& name, double seconds, double first_s, double period_s) {

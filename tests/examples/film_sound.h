@@ -39,6 +39,10 @@ struct FilmLight {
   double FirstBright(double from_s) const;
 };
 
+// The underruns that a summary of quarn-record tells of, in blocks; a busy machine may have some. -1 when it does not
+// speak of them.
+int Underruns(const std::string& summary);
+
 class SoundTest : public ExampleTest {
  protected:
   // Makes a clip that is dark and silent but for a white flash, and a beep of 1000 Hz, of a fifth of a second at

@@ -322,7 +322,8 @@ TEST_F(RecordTest, ProgressIsShownOnTerminalsOnly) {
 
 TEST_F(RecordTest, HelpTellsAboutLayers) {
   const Ended ended = Record({"--help"});
-  for (const char* word : {"--picture", "--video", "--color", "--offline", "pos=X:Y", "opacity=A", "filter=F"}) {
+  for (const char* word :
+       {"--picture", "--video", "--color", "--audio", "--offline", "volume=V", "pos=X:Y", "opacity=A", "filter=F"}) {
     EXPECT_NE(ended.out.find(word), std::string::npos) << word;
   }
 }

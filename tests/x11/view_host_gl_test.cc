@@ -178,8 +178,8 @@ TYPED_TEST(ViewHostGlTest, IsLeftCurrentByEveryCall) {
     GsConstantBuffer constants(values, sizeof(values), device);
     constants.Update(values, sizeof(values));
     EXPECT_TRUE(host_gl.IsCurrent()) << "after making and updating a constant buffer";
-    host::Receiver receiver(scene->scene(), 64, 48, kGsFormatI420, device);
-    EXPECT_TRUE(receiver.Start());
+    auto receiver = std::make_unique<host::Receiver>(scene->scene(), 64, 48, kGsFormatI420, device);
+    EXPECT_TRUE(receiver->Start());
     EXPECT_TRUE(host_gl.IsCurrent()) << "after starting an output";
 
     GsViewImpl view({window.handle()}, 120, 90, nullptr);
@@ -205,15 +205,16 @@ TYPED_TEST(ViewHostGlTest, IsLeftCurrentByEveryCall) {
     view.Detach();
     EXPECT_TRUE(host_gl.IsCurrent()) << "after GsView::Detach";
     view.Attch();
-    EXPECT_FALSE(receiver.WaitFor(3).empty());
-    receiver.Stop();
-    EXPECT_TRUE(host_gl.IsCurrent()) << "after stopping an output";
+    EXPECT_FALSE(receiver->WaitFor(3).empty());
+    receiver->Stop();
+    receiver.reset();  // It has kept the scene in use.
+    EXPECT_TRUE(host_gl.IsCurrent()) << "after stopping and destroying an output";
     view.SetScene(nullptr);
     scene.reset();
     EXPECT_TRUE(host_gl.IsCurrent()) << "after destroying a scene, an item and a texture";
     view.Detach();
   }
-  EXPECT_TRUE(host_gl.IsCurrent()) << "after destroying a view and an output";
+  EXPECT_TRUE(host_gl.IsCurrent()) << "after destroying a view";
   GsDevice::DestroyDefaultDevice();
   EXPECT_TRUE(host_gl.IsCurrent()) << "after DestroyDefaultDevice";
   host_gl.Draw(0, 0, 1);

@@ -1,4 +1,5 @@
-// The platform's view. The context's lock, which a frame and a change of size hold throughout, guards all of it.
+// The platform's view. The context's lock, which a frame and a change of size hold throughout, guards all of it but
+// what the window thread works on.
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <algorithm>
@@ -251,7 +252,7 @@ void GraphicsViewCGL::Draw() {
     return;
   }
   view_context_->Unlock();
-  if (!window_->can_present) return;
+  if (!window_->can_present || target_failed_) return;
   window_->texture = frame_texture_->name();
   window_->drawn = drawn_;
   window_->size = size;
@@ -309,8 +310,7 @@ void GraphicsViewCGL::UpdateOnMainThread() {
     frame_texture_.reset();
     MakeFrameTexture(requested);
     glFlush();
-    // After a failed bind there is nothing to unbind, and nothing is.
-    context()->UnbindContext();
+    if (bound == 1) context()->UnbindContext();
   }
   GiveBackKeptLock();
   // Without a picture the window keeps the last one.

@@ -48,7 +48,8 @@ class MainQueue {
   static MainQueue& Get() {
     static MainQueue* const queue = new MainQueue;
     struct AtExit {
-      ~AtExit() { queue->thread_.Stop(); }
+      // A work that waits for an engine that the host has left running is left where it is.
+      ~AtExit() { queue->thread_.StopWithin(std::chrono::milliseconds(250)); }
     };
     static const AtExit at_exit;
     return *queue;

@@ -14,11 +14,7 @@ constexpr std::chrono::milliseconds kPatience(250);
 WorkThread& TheThread() {
   static WorkThread* const thread = new WorkThread;
   struct AtExit {
-    ~AtExit() {
-      // One that hangs in the window system is left there.
-      const std::uint64_t last = thread->Post([] {});
-      if (thread->WaitFor(last, kPatience)) thread->Stop();
-    }
+    ~AtExit() { thread->StopWithin(kPatience); }  // One that hangs in the window system is left there.
   };
   static const AtExit at_exit;
   return *thread;

@@ -7,7 +7,8 @@
 #include <functional>
 
 // Has `work` run after all that was handed over before. Waits for it, a quarter of a second at most; once that was in
-// vain, not at all until the window system has caught up. Returns whether the work is done; else it is done later.
+// vain, not at all until the window system has caught up. Returns true when the work is known to be done; else it is
+// done later, or, where there is no such thread, never.
 //
 // Thread: any. The work must not take the context's lock.
 bool RunOnWindowThread(std::function<void()> work);

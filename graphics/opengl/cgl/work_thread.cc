@@ -48,6 +48,17 @@ void WorkThread::Stop() {
   thread_->Join();
 }
 
+void WorkThread::StopWithin(std::chrono::milliseconds patience) {
+  {
+    std::unique_lock<std::mutex> lock(mutex_);
+    stopped_ = true;
+    if (!thread_) return;
+    posted_.notify_one();
+    if (!done_.wait_for(lock, patience, [&] { return ended_; })) return;
+  }
+  thread_->Join();
+}
+
 void WorkThread::Run() {
   std::unique_lock<std::mutex> lock(mutex_);
   while (!stopped_) {
@@ -67,6 +78,8 @@ void WorkThread::Run() {
     }
     batch_.clear();
   }
+  ended_ = true;
+  done_.notify_all();
   lock.unlock();
   NativeContext::ReleaseThread();
 }

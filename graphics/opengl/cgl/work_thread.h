@@ -25,6 +25,8 @@ class WorkThread : public Runable {
   bool lags() const;
   // Drops what is queued, waits for the work in hand and ends the thread, for good.
   void Stop();
+  // The same, but leaves a work in hand that takes longer than `patience`, and its thread, to the end of the process.
+  void StopWithin(std::chrono::milliseconds patience);
 
   void Run() override;
 
@@ -39,6 +41,7 @@ class WorkThread : public Runable {
   std::uint64_t done_number_ = 0;
   bool lags_ = false;
   bool stopped_ = false;
+  bool ended_ = false;  // Run is about to return.
   std::unique_ptr<Thread> thread_;
 };
 

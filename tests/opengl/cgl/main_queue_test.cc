@@ -251,4 +251,21 @@ TEST(MainQueueTest, ProcessEndsWithWorkQueued) {
       testing::ExitedWithCode(7), "");
 }
 
+// A work may wait for an engine that the host has left running when it ends: then it is left where it is.
+TEST(MainQueueTest, ProcessEndsWithWorkThatDoesNotEnd) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(
+      {
+        static std::promise<void> started;
+        PostToMainQueue([] {
+          started.set_value();
+          static std::promise<void> never;
+          never.get_future().wait();
+        });
+        started.get_future().wait();
+        std::exit(7);
+      },
+      testing::ExitedWithCode(7), "");
+}
+
 }  // namespace
