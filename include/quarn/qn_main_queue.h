@@ -13,8 +13,9 @@ typedef void (*QnMainQueueFunction)(void* argument);
 // soon, holding no lock of the host's under which it calls the library. Works queued earlier run earlier. `user` is
 // what was given to qn_set_main_queue.
 //
-// Thread: any, one call at a time, also the render thread with locks of the library held: it must not call the
-// library, nor wait for the main thread. A host whose loop has ended may drop the work: views keep their last size.
+// Thread: any, one call at a time, also the render thread with locks of the library held: it must not call the library,
+// nor wait for the main thread. A host whose loop has ended may drop the work: views keep their last size, and what was
+// dropped a little memory until the process ends.
 typedef void (*QnMainQueuePost)(QnMainQueueFunction function, void* argument, void* user);
 
 // Routes the main-thread work of views, the second stage of a resize, to the host's loop through `post`. A null `post`

@@ -32,6 +32,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
+using ::testing::Not;
 using ::testing::SizeIs;
 
 test::XServer& TheXServer() {
@@ -418,6 +419,19 @@ TEST_F(GraphicsViewX11Test, PresentationThatFailsIsSaidOnce) {
   for (int i = 0; i < 3; ++i) view->Draw();
   gl_spy::faults().present = false;
   EXPECT_THAT(TakeLog(), ElementsAre("W: A view's picture could not be presented (EGL error 0x3000)"));
+}
+
+TEST_F(GraphicsViewX11Test, NothingIsPresentedOfAnImageThatCannotBeDrawnTo) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  gl_spy::faults().incomplete = true;
+  view->Draw();
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("frame_buffer status")));
+  gl_spy::StartTrace();
+  for (int i = 0; i < 3; ++i) view->Draw();
+  EXPECT_THAT(gl_spy::TakeTrace(), Not(::testing::Contains(HasSubstr("blit"))));
+  gl_spy::faults().incomplete = false;
+  EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(GraphicsViewX11Test, DrawsOffScreenWhenItsContextCannotBeMadeCurrentInTheWindow) {

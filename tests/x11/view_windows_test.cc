@@ -379,6 +379,9 @@ class ViewDisplayTest : public ::testing::Test {};
     const auto lines = std::count(complaints.begin(), complaints.end(), '\n');
     std::fprintf(stderr, "%s", complaints.c_str());
     expect(lines >= 1 && lines <= 6, "the log says it a few times at most");
+    const std::string gone = "The X server is gone: views show nothing any more\n";
+    const std::size_t said = complaints.find(gone);
+    expect(said != std::string::npos && complaints.find(gone, said + 1) == std::string::npos, "it says so once");
   }
   GsDevice::DestroyDefaultDevice();
   std::exit(problems ? 1 : 0);
@@ -386,6 +389,28 @@ class ViewDisplayTest : public ::testing::Test {};
 
 TEST_F(ViewDisplayTest, MayGoAwayUnderItsViews) {
   EXPECT_EXIT(KillTheServerUnderAView(), ::testing::ExitedWithCode(0), "");
+}
+
+[[noreturn]] void EndWhileTheServerStalls() {
+  bool right = GsDevice::CreateDefaultDevice(true);
+  // What is the test's own would wait for the server at its end, so it has none.
+  static auto* const x11 = new test::XConnection;
+  static auto* const window = new XWindow(*x11, 120, 90);
+  {
+    GsDevice* const device = GsDevice::DefaultDevice();
+    const PatternScene scene(64, 48, device);
+    View view(window->handle(), 120, 90, scene.scene());
+    right = right && window->ComesToShow(ViewOf(scene.picture(), 120, 90).picture(), host::kViewTolerance);
+    host::TheXServer().Stall();
+    right = right && host::PassFrames(device, 5);
+  }
+  GsDevice::DestroyDefaultDevice();
+  std::exit(right ? 0 : 1);
+}
+
+TEST_F(ViewDisplayTest, ProcessEndsWhileTheServerStalls) {
+  EXPECT_EXIT(EndWhileTheServerStalls(), ::testing::ExitedWithCode(0), "");
+  host::TheXServer().GoOn();
 }
 
 [[noreturn]] void ViewWithoutADisplay(const test::XConnection& x11) {
