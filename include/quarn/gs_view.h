@@ -30,11 +30,10 @@ struct GsWindowInfo {
 // What every view shares: a place on the screen and a scene. Hosts derive from it to draw in their own way, or take
 // GsViewImpl.
 //
-// Pictures are presented without waiting for the screen's refresh. For each view a frame
-// waits for the window system a quarter of a second at most, and once that was in vain not again until it has caught
-// up: pictures of that time are not shown, and outputs go on. So do a view's constructor, destructor and resizing.
-// Where OpenGL is software, presenting copies the whole picture, so that a large view takes its time from every output
-// of the device.
+// Pictures are presented without waiting for the screen's refresh. For each view a frame waits for the window system a
+// quarter of a second at most, and once that was in vain not again until it has caught up: pictures of that time are
+// not shown, and outputs go on. The making, resizing and end of a view wait for it in the same way. Where OpenGL is
+// software, presenting copies the whole picture, so that a large view takes its time from every output of the device.
 //
 // A window that goes away, has no size or cannot be presented to costs the picture and one line in the log, nothing
 // else.
