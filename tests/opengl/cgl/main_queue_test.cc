@@ -256,13 +256,14 @@ TEST(MainQueueTest, ProcessEndsWithWorkThatDoesNotEnd) {
   testing::GTEST_FLAG(death_test_style) = "threadsafe";
   EXPECT_EXIT(
       {
-        static std::promise<void> started;
+        // Not destroyed at the end: the work still waits then.
+        static auto* const started = new std::promise<void>;
+        static auto* const never = new std::promise<void>;
         PostToMainQueue([] {
-          started.set_value();
-          static std::promise<void> never;
-          never.get_future().wait();
+          started->set_value();
+          never->get_future().wait();
         });
-        started.get_future().wait();
+        started->get_future().wait();
         std::exit(7);
       },
       testing::ExitedWithCode(7), "");
