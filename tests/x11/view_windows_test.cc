@@ -409,8 +409,13 @@ TEST_F(ViewDisplayTest, MayGoAwayUnderItsViews) {
 }
 
 TEST_F(ViewDisplayTest, ProcessEndsWhileTheServerStalls) {
+  // The thread that hangs in the window system is left behind on purpose; ThreadSanitizer, which reads its options when
+  // the process starts, would call it leaked.
+  const char* const set = std::getenv("TSAN_OPTIONS");
+  const std::string options = set ? set : "";
+  setenv("TSAN_OPTIONS", (options + ":report_thread_leaks=0").c_str(), 1);
   EXPECT_EXIT(EndWhileTheServerStalls(), ::testing::ExitedWithCode(0), "");
-  host::TheXServer().GoOn();
+  setenv("TSAN_OPTIONS", options.c_str(), 1);
 }
 
 [[noreturn]] void ViewWithoutADisplay(const test::XConnection& x11) {
