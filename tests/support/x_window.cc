@@ -194,6 +194,10 @@ int XWindow::ChildCount() const {
   return tree ? xcb_query_tree_children_length(tree.get()) : -1;
 }
 
+bool XWindow::ComesToHold(int count) const {
+  return ComesTrue([&] { return ChildCount() == count; });
+}
+
 bool XWindow::HearsAClickAt(int x, int y) {
   xcb_connection_t* const c = connection_.get();
   const std::uint32_t events = XCB_EVENT_MASK_BUTTON_PRESS;

@@ -74,8 +74,10 @@ class XWindow {
   void Raise();
   void Lower();
   void Destroy();
-  // How many windows there are in this one.
+  // How many windows there are in this one, and whether there come to be `count`: another connection's requests take
+  // their time.
   int ChildCount() const;
+  bool ComesToHold(int count) const;
   // Presses a button at a place of the window, as the user would, and returns whether the window's owner is told of
   // it, with that place.
   bool HearsAClickAt(int x, int y);
