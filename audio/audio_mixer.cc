@@ -69,7 +69,11 @@ AudioMixer::AudioMixer(unsigned int sample_rate, unsigned int channels, Internal
   }
 }
 
-AudioMixer::~AudioMixer() { Stop(); }
+AudioMixer::~AudioMixer() {
+  MutexLocker<Mutex> thread_lock(thread_lock_);
+  // A stopped mixer leaves its sources alone: they may be gone by now.
+  if (thread_) StopThread();
+}
 
 bool AudioMixer::Start() {
   if (!IsMixable(sample_rate_, channels_)) return false;
@@ -119,7 +123,6 @@ void AudioMixer::StopThread() {
 void AudioMixer::RequestStop() { stop_.store(true, std::memory_order_relaxed); }
 
 void AudioMixer::SetRunning(bool running) {
-  if (running_ == running) return;
   running_ = running;
   for (AudioMixSource* source : sources_) {
     if (running) {

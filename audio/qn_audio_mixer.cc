@@ -17,7 +17,7 @@ class QnAudioMixerPri : private AudioMixer::Callback {
                   QnAudioMixer::Callback* callback)
       : mixer_(new AudioMixer(sample_rate, channels, type, this)), callback_(callback) {}
   // Before anything that the mixer thread uses goes.
-  ~QnAudioMixerPri() override { mixer_->Stop(); }
+  ~QnAudioMixerPri() override { mixer_.reset(); }
 
   AudioMixer& mixer() { return *mixer_; }
 

@@ -695,6 +695,15 @@ TEST_F(AudioMixerTest, OneMixersCallbackMayStopAnother) {
   EXPECT_TRUE(log_.Lines().empty());
 }
 
+TEST_F(AudioMixerTest, StopDisablesEverySourceAlsoOfAMixerThatDoesNotRun) {
+  AudioMixer mixer(48000, 1, kInternalSampleFloat, nullptr);
+  AudioMixSource source(48000, 1, kInternalSampleFloat);
+  mixer.AddSource(&source);
+  source.Enable();
+  mixer.Stop();
+  EXPECT_FALSE(source.enabled());
+}
+
 TEST_F(AudioMixerTest, DestructorStopsARunningMixer) {
   FloatRecorder recorder;
   AudioMixSource source(48000, 1, kInternalSampleFloat);

@@ -21,6 +21,7 @@
 #include "foundation/event.h"
 #include "foundation/logger.h"
 #include "foundation/os_time.h"
+#include "tests/stress/run_together.h"
 
 namespace {
 
@@ -51,28 +52,10 @@ constexpr unsigned int kChannels = 2;
 constexpr unsigned int kBlockFrames = 400;
 constexpr std::uint64_t kBlockNs = 50000000;
 
-using Random = std::mt19937;
-using Work = std::function<void(Random& random)>;
+using stress::Random;
+using stress::Work;
 
-// Every work on a thread of its own until the time is over.
-void RunTogether(const std::vector<Work>& works) {
-  const auto end = std::chrono::steady_clock::now() + kDuration;
-  std::vector<std::thread> threads;
-  std::vector<int> turns(works.size(), 0);
-  for (std::size_t i = 0; i < works.size(); ++i) {
-    threads.emplace_back([&, i] {
-      Random random(static_cast<unsigned int>(i));
-      do {
-        works[i](random);
-        ++turns[i];
-      } while (std::chrono::steady_clock::now() < end);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  std::string text;
-  for (const int count : turns) text += " " + std::to_string(count);
-  std::printf("[ TURNS    ]%s\n", text.c_str());
-}
+void RunTogether(const std::vector<Work>& works) { stress::RunTogether(works, kDuration); }
 
 // New sequences are part of the game: nobody wants to read of them.
 class SilentLogger : public Logger {

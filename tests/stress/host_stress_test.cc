@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/public/host.h"
+#include "tests/stress/run_together.h"
 
 namespace {
 
@@ -21,30 +22,10 @@ using host::MakeScene;
 
 constexpr auto kDuration = std::chrono::seconds(2);
 
-using Random = std::mt19937;
+using stress::Random;
+using stress::Work;
 
-// One turn of a thread's work, made over and over.
-using Work = std::function<void(Random& random)>;
-
-// Every work on a thread of its own until the time is over.
-void RunTogether(const std::vector<Work>& works) {
-  const auto end = std::chrono::steady_clock::now() + kDuration;
-  std::vector<std::thread> threads;
-  std::vector<int> turns(works.size(), 0);
-  for (std::size_t i = 0; i < works.size(); ++i) {
-    threads.emplace_back([&, i] {
-      Random random(static_cast<unsigned int>(i));
-      do {
-        works[i](random);
-        ++turns[i];
-      } while (std::chrono::steady_clock::now() < end);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  std::string text;
-  for (const int count : turns) text += " " + std::to_string(count);
-  std::printf("[ TURNS    ]%s\n", text.c_str());
-}
+void RunTogether(const std::vector<Work>& works) { stress::RunTogether(works, kDuration); }
 
 constexpr GsFormat kFormats[] = {kGsFormatRGBA, kGsFormatBGRA, kGsFormatI420, kGsFormatNV12};
 
