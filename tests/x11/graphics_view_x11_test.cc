@@ -21,11 +21,13 @@
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/window_thread.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/host_loop.h"
 #include "tests/support/x_server.h"
 #include "tests/support/x_window.h"
 
 namespace {
 
+using test::HostLoop;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -39,30 +41,6 @@ test::XServer& TheXServer() {
   static test::XServer server;
   return server;
 }
-
-// A host's main loop, which runs when the test says so.
-class HostLoop {
- public:
-  HostLoop() { qn_set_main_queue(&HostLoop::Post, this); }
-  ~HostLoop() { qn_set_main_queue(nullptr, nullptr); }
-  HostLoop(const HostLoop&) = delete;
-  HostLoop& operator=(const HostLoop&) = delete;
-
-  void Run() {
-    while (!works_.empty()) {
-      const auto work = works_.front();
-      works_.pop_front();
-      work.first(work.second);
-    }
-  }
-
- private:
-  static void Post(QnMainQueueFunction function, void* argument, void* user) {
-    static_cast<HostLoop*>(user)->works_.emplace_back(function, argument);
-  }
-
-  std::deque<std::pair<QnMainQueueFunction, void*>> works_;
-};
 
 // Fills the view with a picture, pixel for pixel.
 class Painter : public GraphicsView::DrawCallback {

@@ -18,9 +18,11 @@
 
 #include "graphics/internal_types.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/host_loop.h"
 
 namespace {
 
+using test::HostLoop;
 using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::Each;
@@ -34,34 +36,6 @@ using ::testing::StartsWith;
 // Where an error was noticed, as a regular expression.
 constexpr char kPlace[] = " \\| .*graphics/opengl/cgl/graphics_view_cgl.cc \\([0-9]+\\)";
 constexpr char kNoDisplay[] = "W: A view cannot be shown: there is no X11 display";
-
-// A host's main loop, which runs when the test says so.
-class HostLoop {
- public:
-  HostLoop() { qn_set_main_queue(&HostLoop::Post, this); }
-  ~HostLoop() { qn_set_main_queue(nullptr, nullptr); }
-  HostLoop(const HostLoop&) = delete;
-  HostLoop& operator=(const HostLoop&) = delete;
-
-  std::size_t size() const { return works_.size(); }
-  // Returns how many there were.
-  std::size_t Run() {
-    const std::size_t count = works_.size();
-    while (!works_.empty()) {
-      const auto work = works_.front();
-      works_.pop_front();
-      work.first(work.second);
-    }
-    return count;
-  }
-
- private:
-  static void Post(QnMainQueueFunction function, void* argument, void* user) {
-    static_cast<HostLoop*>(user)->works_.emplace_back(function, argument);
-  }
-
-  std::deque<std::pair<QnMainQueueFunction, void*>> works_;
-};
 
 struct Size {
   GLint width = 0;
