@@ -108,6 +108,22 @@ AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream
   return codec;
 }
 
+bool DecodeFrame(AVFormatContext* format, AVCodecContext* codec, int stream, AVPacket* packet, AVFrame* frame,
+                 bool* draining) {
+  for (;;) {
+    if (avcodec_receive_frame(codec, frame) == 0) return true;
+    if (*draining) return false;
+    // Damaged data is skipped: only the end of the media ends its frames.
+    if (av_read_frame(format, packet) < 0) {
+      avcodec_send_packet(codec, nullptr);
+      *draining = true;
+      continue;
+    }
+    if (packet->stream_index == stream) avcodec_send_packet(codec, packet);
+    av_packet_unref(packet);
+  }
+}
+
 std::int64_t PictureDurationNs(AVFormatContext* format, int stream) {
   const AVRational rate = av_guess_frame_rate(format, format->streams[stream], nullptr);
   return rate.num > 0 && rate.den > 0 ? av_rescale_q(1, av_inv_q(rate), kNanoseconds) : 40000000;

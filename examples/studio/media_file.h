@@ -27,6 +27,11 @@ Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt = {nullptr, n
 // The decoder of a stream of `format`. Throws Error.
 AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream);
 
+// Decodes the next frame of a stream, skipping damaged data. Returns false at the end: *draining says that the media
+// has ended, and is the caller's to keep and, for another pass, to clear.
+bool DecodeFrame(AVFormatContext* format, AVCodecContext* codec, int stream, AVPacket* packet, AVFrame* frame,
+                 bool* draining);
+
 // How long a picture of a stream of pictures is seen.
 std::int64_t PictureDurationNs(AVFormatContext* format, int stream);
 

@@ -116,18 +116,7 @@ int SoundReader::Read(float* const* planes, int frames) {
 }
 
 bool SoundReader::DecodeFrame() {
-  for (;;) {
-    if (avcodec_receive_frame(codec_.get(), frame_.get()) == 0) return true;
-    if (draining_) return false;
-    // Damaged data is skipped: only the end of the file ends the sound.
-    if (av_read_frame(format_.get(), packet_.get()) < 0) {
-      avcodec_send_packet(codec_.get(), nullptr);
-      draining_ = true;
-      continue;
-    }
-    if (packet_->stream_index == stream_) avcodec_send_packet(codec_.get(), packet_.get());
-    av_packet_unref(packet_.get());
-  }
+  return studio::DecodeFrame(format_.get(), codec_.get(), stream_, packet_.get(), frame_.get(), &draining_);
 }
 
 // Called when all that was decoded has been read. Returns false at the end.
