@@ -3,19 +3,23 @@
 
 #include <pthread.h>
 
+#include "foundation/fork_count.h"
+
 namespace {
 
 class ThreadPosix : public Thread {
  public:
   void Start(Runable* r) override {
     if (started() || !r) return;
+    fork_count_ = os::ForkCount();
     // What a failed creation leaves in the handle is unspecified.
     if (pthread_create(&handle_, nullptr, &ThreadPosix::Entry, r) != 0) handle_ = pthread_t{};
   }
 
   void Join() override {
     if (!started()) return;
-    pthread_join(handle_, nullptr);
+    // A fork of the thread's process has no such thread, and would wait for ever.
+    if (fork_count_ == os::ForkCount()) pthread_join(handle_, nullptr);
     handle_ = pthread_t{};
   }
 
@@ -28,6 +32,7 @@ class ThreadPosix : public Thread {
   }
 
   pthread_t handle_{};  // Null when not running.
+  unsigned int fork_count_ = 0;
 };
 
 }  // namespace

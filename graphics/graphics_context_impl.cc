@@ -3,6 +3,7 @@
 // Any thread adds and removes; the render thread walks; both under the context's lock.
 #include "graphics/graphics_context_impl.h"
 
+#include <cstdio>
 #include <utility>
 
 #include "foundation/logger.h"
@@ -20,6 +21,25 @@ void log_matrix(const float* m) {
   Logger::default_logger()->Debug("\n% f, % f, % f, % f\n% f, % f, % f, % f\n% f, % f, % f, % f\n% f, % f, % f, % f",
                                   m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8], m[9], m[10], m[11], m[12],
                                   m[13], m[14], m[15]);
+}
+
+struct KindName {
+  const char* one;
+  const char* many;
+};
+
+KindName NameOf(GraphicsContextImpl::ObjectKind kind) {
+  switch (kind) {
+    case GraphicsContextImpl::ObjectKind::kPart: break;
+    case GraphicsContextImpl::ObjectKind::kScene: return {"scene", "scenes"};
+    case GraphicsContextImpl::ObjectKind::kItem: return {"item", "items"};
+    case GraphicsContextImpl::ObjectKind::kFilter: return {"filter", "filters"};
+    case GraphicsContextImpl::ObjectKind::kView: return {"view", "views"};
+    case GraphicsContextImpl::ObjectKind::kOutput: return {"output", "outputs"};
+    case GraphicsContextImpl::ObjectKind::kTexture: return {"texture", "textures"};
+    case GraphicsContextImpl::ObjectKind::kConstantBuffer: return {"constant buffer", "constant buffers"};
+  }
+  return {"", ""};
 }
 
 }  // namespace
@@ -42,6 +62,31 @@ GraphicsContextImpl::GraphicsContextImpl() {
 }
 
 GraphicsContextImpl::~GraphicsContextImpl() = default;
+
+void GraphicsContextImpl::AddRef() { references_.fetch_add(1, std::memory_order_relaxed); }
+
+void GraphicsContextImpl::Release() {
+  if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+void GraphicsContextImpl::CountObject(ObjectKind before, ObjectKind now) {
+  --objects_[static_cast<int>(before)];
+  ++objects_[static_cast<int>(now)];
+}
+
+void GraphicsContextImpl::ReportObjectsLeft() const {
+  char list[256] = "";
+  int length = 0;
+  for (int kind = static_cast<int>(ObjectKind::kPart) + 1; kind < kObjectKinds; ++kind) {
+    const int count = objects_[kind];
+    if (count == 0) continue;
+    const KindName name = NameOf(static_cast<ObjectKind>(kind));
+    length += std::snprintf(list + length, sizeof(list) - static_cast<std::size_t>(length), "%s%d %s",
+                            length == 0 ? "" : ", ", count, count == 1 ? name.one : name.many);
+  }
+  if (length == 0) return;
+  Logger::default_logger()->Error("[GsDevice] destroyed before its objects: %s; they do nothing any more", list);
+}
 
 void GraphicsContextImpl::InitWinrt() {}
 

@@ -21,8 +21,13 @@ class GraphicsScene;
 class GraphicsShader;
 class GraphicsView;
 
+// Counted by reference: its device holds one, and so does every object of it. When the device goes the context is
+// closed: what outlives the device still finds the lock, and nothing to draw with.
 class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
  public:
+  // What a host knows an engine object as.
+  enum class ObjectKind { kPart, kScene, kItem, kFilter, kView, kOutput, kTexture, kConstantBuffer };
+
   GraphicsContextImpl();
   ~GraphicsContextImpl() override;
   GraphicsContextImpl(const GraphicsContextImpl&) = delete;
@@ -41,6 +46,12 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
                        const internal_vec2& target_size) override;
   // Builds the built-in programs.
   virtual void BuildShader();
+
+  // The count starts at one, its maker's. The last Release deletes.
+  void AddRef();
+  void Release();
+  // Notes that an object that counted as `before` counts as `now`. Parts of other objects are not counted.
+  void CountObject(ObjectKind before, ObjectKind now);
 
   // Recursive. A waiter gets the lock after one holder at the most, however often that one comes back for it.
   void Lock() QUARN_ACQUIRE();
@@ -76,7 +87,15 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   // The same for full-range video.
   const float* matrix_full() const { return matrix_full_; }
 
+ protected:
+  // For the end of the device: one line names what it leaves behind, if that is anything.
+  void ReportObjectsLeft() const;
+
  private:
+  static constexpr int kObjectKinds = static_cast<int>(ObjectKind::kConstantBuffer) + 1;
+
+  std::atomic<int> references_{1};
+  std::atomic<int> objects_[kObjectKinds] = {};
   Mutex lock_;
   Mutex turnstile_;                       // Held by the thread that waits for the lock.
   std::atomic<std::thread::id> owner_{};  // Of the lock.

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/fork_count.h"
 #include "foundation/logger.h"
 #include "foundation/os_time.h"
 
@@ -20,7 +21,7 @@ thread_local bool is_render_thread = false;
 
 }  // namespace
 
-GraphicsDeviceImpl::GraphicsDeviceImpl() = default;
+GraphicsDeviceImpl::GraphicsDeviceImpl() : fork_count_(os::ForkCount()) {}
 
 GraphicsDeviceImpl::~GraphicsDeviceImpl() { GraphicsDeviceImpl::Stop(); }
 
@@ -63,6 +64,8 @@ void GraphicsDeviceImpl::Stop() {
 bool GraphicsDeviceImpl::OnOwnRenderThread() const {
   return render_thread_id_.load(std::memory_order_relaxed) == std::this_thread::get_id();
 }
+
+bool GraphicsDeviceImpl::IsOfAnotherProcess() const { return fork_count_ != os::ForkCount(); }
 
 bool GraphicsDeviceImpl::IsInternalRenderThread() const { return is_render_thread; }
 

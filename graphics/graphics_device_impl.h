@@ -72,6 +72,10 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   // Whether the caller is the device's own render thread, which can neither wait for itself nor outlive the device.
   bool OnOwnRenderThread() const;
 
+  // Whether the device was made before this process was forked from its parent: its threads, its locks and its GL are
+  // the parent's.
+  bool IsOfAnotherProcess() const;
+
   // Runs one task of the queue.
   virtual void HandleTask(void (*func)(void*), void* param);
 
@@ -94,6 +98,7 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   std::optional<VideoFrameInfo> last_frame_info_;
   std::deque<GsTask> tasks_ QUARN_GUARDED_BY(task_lock_);
   Mutex task_lock_;
+  const unsigned int fork_count_;
   std::atomic<std::thread::id> render_thread_id_{};  // So that Stop knows the thread that it must not join.
 };
 

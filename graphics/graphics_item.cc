@@ -1,9 +1,10 @@
 // An item's registration with the render loop. Any thread attaches and detaches; the render thread ticks.
 #include "graphics/graphics_item.h"
 
-#include "graphics/graphics_context.h"
-
-GraphicsItem::GraphicsItem(GraphicsContext* context) : context_(context) {}
+GraphicsItem::GraphicsItem(GraphicsContext* context)
+    : ContextObject(dynamic_cast<GraphicsContextImpl*>(context)), context_(context) {
+  CountAs(Kind::kItem);
+}
 
 GraphicsItem::~GraphicsItem() = default;
 

@@ -5,12 +5,11 @@
 #include <memory>
 
 #include "foundation/mutex.h"
-
-class GraphicsContext;
+#include "graphics/context_object.h"
 
 // Registers itself with the context while a callback is attached. The callback runs under the item's mutex, so that
 // Detach waits for a tick in progress.
-class GraphicsItem {
+class GraphicsItem : public ContextObject {
  public:
   class TickCallback {
    public:
@@ -20,9 +19,7 @@ class GraphicsItem {
 
   // A null context leaves the item unregistered for good.
   explicit GraphicsItem(GraphicsContext* context);
-  virtual ~GraphicsItem();
-  GraphicsItem(const GraphicsItem&) = delete;
-  GraphicsItem& operator=(const GraphicsItem&) = delete;
+  ~GraphicsItem() override;
 
   void Attach(TickCallback* callback);
   void Detach();

@@ -3,20 +3,15 @@
 #define QUARN_GRAPHICS_OPENGL_GL_OBJECT_H_
 
 #include "foundation/mutex.h"
+#include "graphics/context_object.h"
 #include "graphics/opengl/graphics_context_gl.h"
 
-class GLObject {
+class GLObject : public ContextObject {
  public:
-  // The context is not owned. Without one an object does no GL work.
-  explicit GLObject(GraphicsContextGL* context) : context_(context) {}
-  virtual ~GLObject() = default;
-  GLObject(const GLObject&) = delete;
-  GLObject& operator=(const GLObject&) = delete;
+  // Without a context an object does no GL work.
+  explicit GLObject(GraphicsContextGL* context) : ContextObject(context) {}
 
-  GraphicsContextGL* context() const { return context_; }
-
- private:
-  GraphicsContextGL* context_;
+  GraphicsContextGL* context() const { return static_cast<GraphicsContextGL*>(context_impl()); }
 };
 
 // Makes a context current for as long as it lives. If it was not current before, none is current afterwards. The caller

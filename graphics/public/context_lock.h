@@ -9,6 +9,17 @@ inline GraphicsContextImpl* LockableContext(GraphicsContext* context) {
   return dynamic_cast<GraphicsContextImpl*>(context);
 }
 
+// The same with a reference, for an object that may outlive its device; ReleaseContext gives it back.
+inline GraphicsContextImpl* AcquireContext(GraphicsContext* context) {
+  GraphicsContextImpl* const lockable = LockableContext(context);
+  if (lockable) lockable->AddRef();
+  return lockable;
+}
+
+inline void ReleaseContext(GraphicsContextImpl* context) {
+  if (context) context->Release();
+}
+
 // Holds the lock of a context, when there is one, for as long as it lives.
 //
 // Whoever attaches or detaches a scene, an item or a filter holds it throughout: so the render loop, and host threads

@@ -33,6 +33,11 @@ GsDevice::GsDevice() : impl_(nullptr) {}
 
 GsDevice::~GsDevice() {
   if (!impl_) return;
+  const auto* const engine = dynamic_cast<GraphicsDeviceImpl*>(impl_);
+  if (engine && engine->IsOfAnotherProcess()) {
+    Logger::default_logger()->Error("[GsDevice] left behind: it belongs to the process that this one was forked from");
+    return;
+  }
   // The platform's device tears its drawing context down before its base would stop the render thread.
   impl_->Stop();
   delete impl_;

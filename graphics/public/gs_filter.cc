@@ -35,7 +35,7 @@ GsTexture* WrapTarget(GraphicsFilter* filter) {
 GsFilter::GsFilter(unsigned int width, unsigned int height, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);
   if (!engine) return;
-  context_ = LockableContext(engine->gs_context());
+  context_ = AcquireContext(engine->gs_context());
   impl_ = engine->CreateFilter(width, height);
   texture_ = WrapTarget(impl_);
 }
@@ -48,6 +48,7 @@ GsFilter::~GsFilter() {
   }
   delete impl_;
   delete texture_;
+  ReleaseContext(context_);
 }
 
 void GsFilter::Draw() {}

@@ -22,7 +22,7 @@ class GsItemOnTick : public GraphicsItem::TickCallback {
 
 namespace {
 
-GraphicsContextImpl* ContextOf(const GraphicsItem* item) { return item ? LockableContext(item->context()) : nullptr; }
+GraphicsContextImpl* ContextOf(const GraphicsItem* item) { return item ? item->context_impl() : nullptr; }
 
 }  // namespace
 

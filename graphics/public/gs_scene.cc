@@ -29,7 +29,7 @@ class GsSceneOnDraw : public GraphicsScene::DrawCallback {
 GsScene::GsScene(unsigned int width, unsigned int height, GsDevice* device) : items_(std::make_unique<GsItemList>()) {
   GraphicsDevice* engine = ResolveDevice(device);
   if (!engine) return;
-  context_ = LockableContext(engine->gs_context());
+  context_ = AcquireContext(engine->gs_context());
   impl_ = engine->CreateScene(width, height);
 }
 
@@ -46,6 +46,7 @@ GsScene::~GsScene() {
     // An item that went on to another scene keeps that one as its scene(); its ticks have ended there too.
     if (item->scene() == this) item->SetScene(nullptr);
   }
+  ReleaseContext(context_);
 }
 
 void GsScene::Draw() {

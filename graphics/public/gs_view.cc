@@ -38,7 +38,7 @@ void GsWindowInfoToInternalWindowInfo(const GsWindowInfo& info, InternalWindowIn
 GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);
   if (!engine) return;
-  context_ = LockableContext(engine->gs_context());
+  context_ = AcquireContext(engine->gs_context());
   InternalWindowInfo internal_info = {};
   GsWindowInfoToInternalWindowInfo(info, internal_info);
   impl_ = engine->CreateView(internal_info, width, height);
@@ -48,6 +48,7 @@ GsView::~GsView() {
   DetachForDestruction();
   delete impl_;
   GsSceneUse::Release(scene_);
+  ReleaseContext(context_);
 }
 
 void GsView::SetScene(GsScene* scene) {

@@ -11,6 +11,7 @@
 #include <quarn/gs_item.h>
 #include <quarn/gs_scene.h>
 
+#include "graphics/context_object.h"
 #include "graphics/graphics_context.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_scene.h"
@@ -45,7 +46,10 @@ GraphicsTexture* CreateSolidTexture(GraphicsDevice* engine, const unsigned char 
   for (unsigned int pixel = 0; pixel < kSide * kSide; ++pixel) {
     std::memcpy(frame.data[0] + pixel * sizeof(color), color, sizeof(color));
   }
-  return engine->CreateTexture(std::move(frame));
+  GraphicsTexture* const texture = engine->CreateTexture(std::move(frame));
+  // The host has a view, not three textures.
+  if (auto* const object = dynamic_cast<ContextObject*>(texture)) object->CountAs(ContextObject::Kind::kPart);
+  return texture;
 }
 
 // The context that views draw with: the default device's, whatever device a view is of. That is part of the interface

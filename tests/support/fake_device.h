@@ -203,7 +203,7 @@ class FakeDevice : public GraphicsDeviceImpl {
   void HandleTask(void (*func)(void*), void* param) override;
 
   // A test may put a context of its own here before it makes objects.
-  std::unique_ptr<GraphicsContextImpl> context;
+  scoped_refptr<GraphicsContextImpl> context;
 };
 
 #endif  // QUARN_TESTS_SUPPORT_FAKE_DEVICE_H_

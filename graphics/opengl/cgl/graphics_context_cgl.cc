@@ -3,16 +3,22 @@
 
 #include "foundation/logger.h"
 
-GraphicsContextCGL::GraphicsContextCGL() : handle_(std::make_shared<ContextHandle>(this)) {}
+GraphicsContextCGL::GraphicsContextCGL() : fork_count_(os::ForkCount()) {}
 
 GraphicsContextCGL::~GraphicsContextCGL() {
-  handle_->Close();
+  if (native_) Close();
+}
+
+void GraphicsContextCGL::Close() {
+  MutexLocker<GraphicsContextGL> lock(*this);
+  ReportObjectsLeft();
   const int bound = BindContext();
   if (bound != -1) {
     ReleaseShader();
     ReleaseVertexAttrBuffer();
   }
   if (bound == 1) UnbindContext();
+  native_.reset();
 }
 
 std::unique_ptr<NativeContext> GraphicsContextCGL::CreateContext(NativeContext* share) {
@@ -40,7 +46,7 @@ bool GraphicsContextCGL::Build() {
 }
 
 int GraphicsContextCGL::BindContext() {
-  if (!native_) return -1;
+  if (!available()) return -1;
   if (native_->IsCurrent()) return 0;
   return native_->Bind() ? 1 : -1;
 }

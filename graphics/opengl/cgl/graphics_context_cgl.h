@@ -6,44 +6,14 @@
 
 #include <memory>
 
-#include "foundation/rw_mutex.h"
+#include "foundation/fork_count.h"
 #include "graphics/opengl/cgl/native_context.h"
 #include "graphics/opengl/graphics_context_gl.h"
-
-class GraphicsContextCGL;
-
-// Leads work that may come late, or on a thread of the host's, to a context that may be gone by then.
-class ContextHandle {
- public:
-  explicit ContextHandle(GraphicsContextCGL* context) : context_(context) {}
-  ContextHandle(const ContextHandle&) = delete;
-  ContextHandle& operator=(const ContextHandle&) = delete;
-
-  // Calls use(context), or nothing when the context is gone. The context lives at least as long as that call.
-  template <class Use>
-  void With(Use use) {
-    mutex_.ReadLock();
-    if (context_) use(context_);
-    mutex_.ReadUnlock();
-  }
-  // Nothing reaches the context from here on.
-  //
-  // Blocks: for uses in progress.
-  void Close() {
-    mutex_.WriteLock();
-    context_ = nullptr;
-    mutex_.WriteUnlock();
-  }
-
- private:
-  RWMutex mutex_;
-  GraphicsContextCGL* context_ QUARN_GUARDED_BY(mutex_);
-};
 
 class GraphicsContextCGL : public GraphicsContextGL {
  public:
   GraphicsContextCGL();
-  // Deletes the programs and shared objects with the native context current, then that context.
+  // Closes it, if nobody has.
   ~GraphicsContextCGL() override;
 
   int BindContext() override;
@@ -54,20 +24,26 @@ class GraphicsContextCGL : public GraphicsContextGL {
   // Makes the native context, the built-in programs and the shared objects. Returns true in any case: without a native
   // context the device still exists, and draws nothing.
   bool Build();
-  // Whether the native context exists.
-  bool available() const { return native_ != nullptr; }
+  // The end of the device: deletes the programs and shared objects with the native context current, then that context.
+  // Objects that are left hold what remains, which is never available() again.
+  //
+  // Blocks: for whoever holds the lock.
+  void Close();
+  // Whether the native context exists, and is this process's.
+  bool available() const { return native_ && !of_another_process(); }
+  // Whether it was made before this process was forked from its parent: then the GL behind it is the parent's.
+  bool of_another_process() const { return fork_count_ != os::ForkCount(); }
 
   // The longest side of a texture in pixels; 0 without a native context.
   unsigned int max_texture_size() const { return max_texture_size_; }
 
   // Null where there is none.
   NativeContext* native() const { return native_.get(); }
-  std::shared_ptr<ContextHandle> handle() const { return handle_; }
 
  private:
   std::unique_ptr<NativeContext> native_;
   unsigned int max_texture_size_ = 0;
-  const std::shared_ptr<ContextHandle> handle_;
+  const unsigned int fork_count_;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_CONTEXT_CGL_H_

@@ -17,10 +17,12 @@
 
 namespace {
 
-// Returns the object when it is ready, else destroys it and returns null.
+// Returns the object when it is ready, counted as what the host knows it as; else destroys it and returns null.
 template <class T>
-T* ReadyOrNull(std::unique_ptr<T> object, bool ready) {
-  return ready ? object.release() : nullptr;
+T* ReadyOrNull(std::unique_ptr<T> object, bool ready, ContextObject::Kind kind) {
+  if (!ready) return nullptr;
+  object->CountAs(kind);
+  return object.release();
 }
 
 }  // namespace
@@ -29,10 +31,12 @@ GraphicsDevice* GraphicsDevice::Create() { return new GraphicsDeviceCGL; }
 
 GraphicsDeviceCGL::GraphicsDeviceCGL() = default;
 
-GraphicsDeviceCGL::~GraphicsDeviceCGL() = default;
+GraphicsDeviceCGL::~GraphicsDeviceCGL() {
+  if (context_) context_->Close();
+}
 
 bool GraphicsDeviceCGL::Init() {
-  context_ = std::make_unique<GraphicsContextCGL>();
+  context_ = MakeRef<GraphicsContextCGL>();
   return context_->Build();
 }
 
@@ -54,74 +58,74 @@ bool GraphicsDeviceCGL::CheckSize(const char* what, unsigned int width, unsigned
 bool GraphicsDeviceCGL::AddShader(const char* name, const char* vs, const char* fs) {
   if (!context_ || !name || !vs || !fs) return false;
   MutexLocker<GraphicsContextGL> lock(*context_);
-  ScopedBind bind(context_.get());
+  ScopedBind bind(context_);
   return bind.ok() && context_->CompileShader(name, vs, fs);
 }
 
 GraphicsView* GraphicsDeviceCGL::CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) {
   if (!available()) return nullptr;
-  auto view = std::make_unique<GraphicsViewCGL>(context_.get(), info, width, height);
+  auto view = std::make_unique<GraphicsViewCGL>(context_, info, width, height);
   const bool ready = view->Init();
-  return ReadyOrNull(std::move(view), ready);
+  return ReadyOrNull(std::move(view), ready, ContextObject::Kind::kView);
 }
 
 GraphicsScene* GraphicsDeviceCGL::CreateScene(unsigned int width, unsigned int height) {
   if (!available() || !CheckSize("A scene", width, height)) return nullptr;
   MutexLocker<GraphicsContextGL> lock(*context_);
-  auto scene = std::make_unique<GraphicsSceneGL>(context_.get(), width, height);
+  auto scene = std::make_unique<GraphicsSceneGL>(context_, width, height);
   const bool ready = scene->Init();
-  return ReadyOrNull(std::move(scene), ready);
+  return ReadyOrNull(std::move(scene), ready, ContextObject::Kind::kScene);
 }
 
 GraphicsTexture* GraphicsDeviceCGL::CreateTexture(GraphicsFrame&& frame) {
   if (!available() || !CheckSize("A texture", frame.width, frame.height)) return nullptr;
-  auto texture = std::make_unique<GraphicsTextureGL>(context_.get(), std::move(frame));
+  auto texture = std::make_unique<GraphicsTextureGL>(context_, std::move(frame));
   const bool ready = texture->Init(false);
-  return ReadyOrNull(std::move(texture), ready);
+  return ReadyOrNull(std::move(texture), ready, ContextObject::Kind::kTexture);
 }
 
 GraphicsTexture* GraphicsDeviceCGL::CreateTexture(void* external_image) {
   if (!available() || !external_image) return nullptr;
   if (!CheckSize("A texture", ExternalImageWidth(external_image), ExternalImageHeight(external_image))) return nullptr;
-  auto texture = std::make_unique<GraphicsTextureGL>(context_.get(), external_image);
+  auto texture = std::make_unique<GraphicsTextureGL>(context_, external_image);
   const bool ready = texture->Init(false);
-  return ReadyOrNull(std::move(texture), ready);
+  return ReadyOrNull(std::move(texture), ready, ContextObject::Kind::kTexture);
 }
 
 GraphicsConstantBuffer* GraphicsDeviceCGL::CreateConstantBuffer(unsigned int size, const void* data) {
   if (!available()) return nullptr;
-  auto buffer = data ? std::make_unique<GraphicsConstantBufferGL>(context_.get(), data, size)
-                     : std::make_unique<GraphicsConstantBufferGL>(context_.get(), size);
+  auto buffer = data ? std::make_unique<GraphicsConstantBufferGL>(context_, data, size)
+                     : std::make_unique<GraphicsConstantBufferGL>(context_, size);
   const bool ready = buffer->Init();
-  return ReadyOrNull(std::move(buffer), ready);
+  return ReadyOrNull(std::move(buffer), ready, ContextObject::Kind::kConstantBuffer);
 }
 
 GraphicsOutput* GraphicsDeviceCGL::CreateOutput(GraphicsScene* scene, unsigned int width, unsigned int height) {
   if (!available() || !CheckSize("An output", width, height)) return nullptr;
   auto* const object = dynamic_cast<GLObject*>(scene);
-  if (scene && (!object || object->context() != context_.get())) {
+  if (scene && (!object || object->context() != context_)) {
     Logger::default_logger()->Error("An output cannot be made for a scene of another device");
     return nullptr;
   }
-  auto output = std::make_unique<GraphicsOutputGL>(context_.get(), scene, width, height, fps());
+  auto output = std::make_unique<GraphicsOutputGL>(context_, scene, width, height, fps());
   const bool ready = output->Init();
-  return ReadyOrNull(std::move(output), ready);
+  return ReadyOrNull(std::move(output), ready, ContextObject::Kind::kOutput);
 }
 
 GraphicsFilter* GraphicsDeviceCGL::CreateFilter(unsigned int width, unsigned int height) {
   if (!context_ || !CheckSize("A filter", width, height)) return nullptr;
-  auto filter = std::make_unique<GraphicsFilterGL>(context_.get(), width, height);
+  auto filter = std::make_unique<GraphicsFilterGL>(context_, width, height);
   const bool ready = filter->Init();
-  return ReadyOrNull(std::move(filter), ready);
+  return ReadyOrNull(std::move(filter), ready, ContextObject::Kind::kFilter);
 }
 
-GraphicsContext* GraphicsDeviceCGL::gs_context() { return context_.get(); }
+GraphicsContext* GraphicsDeviceCGL::gs_context() { return context_; }
 
 std::uint64_t GraphicsDeviceCGL::TickSource(unsigned long long frame_time, unsigned long long last_tick) {
   const std::uint64_t time = GraphicsDeviceImpl::TickSource(frame_time, last_tick);
   if (!context_) return time;
   MutexLocker<GraphicsContextGL> lock(*context_);
-  ScopedBind bind(context_.get());
+  ScopedBind bind(context_);
   // Without a native context there is nothing to bind, and items go on all the same.
   if (bind.ok() || !available()) context_->TickSource();
   return time;
@@ -151,7 +155,7 @@ void GraphicsDeviceCGL::DrawDisplay() {
 void GraphicsDeviceCGL::HandleTask(void (*func)(void*), void* param) {
   if (!available()) return;
   MutexLocker<GraphicsContextGL> lock(*context_);
-  ScopedBind bind(context_.get());
+  ScopedBind bind(context_);
   if (bind.ok()) GraphicsDeviceImpl::HandleTask(func, param);
 }
 

@@ -2,7 +2,7 @@
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_DEVICE_CGL_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_DEVICE_CGL_H_
 
-#include <memory>
+#include <quarn/ref_count.h>
 
 #include "graphics/graphics_device_impl.h"
 
@@ -11,7 +11,7 @@ class GraphicsContextCGL;
 class GraphicsDeviceCGL : public GraphicsDeviceImpl {
  public:
   GraphicsDeviceCGL();
-  // Destroys the context before the base stops the thread: stop a running device first.
+  // Closes the context before the base stops the thread: stop a running device first.
   ~GraphicsDeviceCGL() override;
 
   bool Init() override;
@@ -39,7 +39,7 @@ class GraphicsDeviceCGL : public GraphicsDeviceImpl {
   // Whether a picture of that size can be made; says in the log why not. `what` names the object.
   bool CheckSize(const char* what, unsigned int width, unsigned int height) const;
 
-  std::unique_ptr<GraphicsContextCGL> context_;
+  scoped_refptr<GraphicsContextCGL> context_;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_DEVICE_CGL_H_

@@ -16,7 +16,7 @@
 #include "graphics/opengl/graphics_texture_gl.h"
 
 struct GraphicsViewCGL::Link {
-  std::shared_ptr<ContextHandle> context;
+  const scoped_refptr<GraphicsContextCGL> context;
   GraphicsViewCGL* view;  // Null when it is gone. Under the context's lock.
 };
 
@@ -141,7 +141,7 @@ GraphicsViewCGL::~GraphicsViewCGL() {
   MutexLocker<GraphicsContextGL> lock(*context());
   if (link_) link_->view = nullptr;
   context()->RemoveView(this);
-  if (!view_context_) return;
+  if (!view_context_ || context()->of_another_process()) return;
   {
     ScopedBind bind(context());
     frame_texture_.reset();
@@ -157,7 +157,7 @@ bool GraphicsViewCGL::Init() {
   if (!context()) return false;
   // Before the contexts' own locks, which is the order of every frame.
   MutexLocker<GraphicsContextGL> lock(*context());
-  link_ = std::make_shared<Link>(Link{context()->handle(), this});
+  link_ = std::make_shared<Link>(Link{context(), this});
   std::unique_ptr<NativeContext> view_context = GraphicsContextCGL::CreateContext(context()->native());
   if (!view_context) return true;
   view_context_ = view_context.get();
@@ -295,10 +295,8 @@ void GraphicsViewCGL::DrawFrame() {
 
 void GraphicsViewCGL::Update() {
   PostToMainQueue([link = link_] {
-    link->context->With([&link](GraphicsContextCGL* context) {
-      MutexLocker<GraphicsContextGL> lock(*context);
-      if (link->view) link->view->UpdateOnMainThread();
-    });
+    MutexLocker<GraphicsContextGL> lock(*link->context);
+    if (link->view && link->context->available()) link->view->UpdateOnMainThread();
   });
 }
 

@@ -2,18 +2,14 @@
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_GS_OBJECT_CGL_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_GS_OBJECT_CGL_H_
 
-class GraphicsContextCGL;
+#include "graphics/context_object.h"
+#include "graphics/opengl/cgl/graphics_context_cgl.h"
 
-class GsObjectCGL {
+class GsObjectCGL : public ContextObject {
  public:
-  // The context is not owned.
-  explicit GsObjectCGL(GraphicsContextCGL* context) : context_(context) {}
-  virtual ~GsObjectCGL() = default;
+  explicit GsObjectCGL(GraphicsContextCGL* context) : ContextObject(context) {}
 
-  GraphicsContextCGL* context() const { return context_; }
-
- private:
-  GraphicsContextCGL* context_;
+  GraphicsContextCGL* context() const { return static_cast<GraphicsContextCGL*>(context_impl()); }
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_GS_OBJECT_CGL_H_

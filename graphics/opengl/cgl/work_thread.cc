@@ -7,6 +7,7 @@
 #include "graphics/opengl/cgl/native_context.h"
 
 std::uint64_t WorkThread::Post(std::function<void()> work) {
+  if (of_another_process()) return 0;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (stopped_) return 0;
   if (!thread_) {
@@ -34,11 +35,13 @@ bool WorkThread::WaitFor(std::uint64_t number, std::chrono::milliseconds patienc
 }
 
 bool WorkThread::lags() const {
+  if (of_another_process()) return true;
   const std::lock_guard<std::mutex> lock(mutex_);
   return lags_;
 }
 
 void WorkThread::Stop() {
+  if (of_another_process()) return;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     stopped_ = true;
@@ -49,6 +52,7 @@ void WorkThread::Stop() {
 }
 
 void WorkThread::StopWithin(std::chrono::milliseconds patience) {
+  if (of_another_process()) return;
   {
     std::unique_lock<std::mutex> lock(mutex_);
     stopped_ = true;

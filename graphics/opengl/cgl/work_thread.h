@@ -10,6 +10,7 @@
 #include <mutex>
 #include <vector>
 
+#include "foundation/fork_count.h"
 #include "foundation/thread.h"
 
 // The thread starts with the first work. Any thread may call; a work may post another.
@@ -31,6 +32,10 @@ class WorkThread : public Runable {
   void Run() override;
 
  private:
+  // Whether the thread, and perhaps the mutex that it held, are those of the process that this one was forked from.
+  // Then nothing is done any more, nor waited for.
+  bool of_another_process() const { return fork_count_ != os::ForkCount(); }
+
   mutable std::mutex mutex_;
   std::condition_variable posted_;
   std::condition_variable done_;
@@ -42,6 +47,7 @@ class WorkThread : public Runable {
   bool lags_ = false;
   bool stopped_ = false;
   bool ended_ = false;  // Run is about to return.
+  const unsigned int fork_count_ = os::ForkCount();
   std::unique_ptr<Thread> thread_;
 };
 
