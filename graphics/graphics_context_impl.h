@@ -53,7 +53,8 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   // Notes that an object that counted as `before` counts as `now`. Parts of other objects are not counted.
   void CountObject(ObjectKind before, ObjectKind now);
 
-  // Recursive. A waiter gets the lock after one holder at the most, however often that one comes back for it.
+  // Recursive. However often its holder comes back for the lock, somebody who waits for it comes first; which of
+  // several that is, is not said.
   void Lock() QUARN_ACQUIRE();
   void Unlock() QUARN_RELEASE();
 

@@ -6,18 +6,57 @@
 #include "graphics/graphics_device_impl.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "foundation/fork_count.h"
 #include "foundation/logger.h"
 #include "foundation/os_time.h"
+#include "graphics/registry.h"
 
 namespace {
 
 constexpr std::uint32_t kNsPerSecond = 1'000'000'000;
+constexpr unsigned long kExitPatienceMs = 250;
 
 // Shared by all devices: it says that this thread is some device's render thread.
 thread_local bool is_render_thread = false;
+
+// The devices with a render thread. A process that ends takes the driver away, and no thread may be drawing then.
+class RunningDevices {
+ public:
+  static RunningDevices& Get() {
+    static RunningDevices* const devices = new RunningDevices;  // For what stops a device even at exit.
+    return *devices;
+  }
+
+  // What is registered last is called first at exit, and drivers register their own ends when they first come to need
+  // what those take away: with the first pictures, or with a program that is new. So this one is registered anew after
+  // the 1st frame of the process, the 2nd, the 4th, the 8th, ...
+  void NoteFrame() {
+    const std::uint64_t count = ++frames_;
+    if ((count & (count - 1)) == 0) std::atexit([] { Get().EndAll(); });
+  }
+
+  void Add(GraphicsDeviceImpl* device) {
+    MutexLocker<Mutex> lock(mutex_);
+    devices_.Add(device);
+  }
+  void Remove(GraphicsDeviceImpl* device) {
+    MutexLocker<Mutex> lock(mutex_);
+    devices_.Remove(device);
+  }
+
+ private:
+  void EndAll() {
+    MutexLocker<Mutex> lock(mutex_);
+    devices_.Walk([](GraphicsDeviceImpl* device) { device->EndAtExit(); });
+  }
+
+  std::atomic<std::uint64_t> frames_{0};
+  Mutex mutex_;
+  Registry<GraphicsDeviceImpl> devices_ QUARN_GUARDED_BY(mutex_);
+};
 
 }  // namespace
 
@@ -35,6 +74,7 @@ bool GraphicsDeviceImpl::Start() {
   frame_interval_ = kNsPerSecond / applied_fps_;
   // The frame before the stop is long over: nothing of it is output now.
   last_frame_info_.reset();
+  ended_.Reset();
   thread_.reset(Thread::Create());
   thread_->Start(this);
   if (!thread_->started()) {
@@ -42,6 +82,7 @@ bool GraphicsDeviceImpl::Start() {
     thread_.reset();
     return false;
   }
+  RunningDevices::Get().Add(this);
   return true;
 }
 
@@ -54,6 +95,7 @@ void GraphicsDeviceImpl::Stop() {
     return;
   }
   if (!thread_) return;
+  RunningDevices::Get().Remove(this);
   thread_->Join();
   thread_.reset();
   render_thread_id_.store(std::thread::id(), std::memory_order_relaxed);
@@ -198,7 +240,18 @@ void GraphicsDeviceImpl::DrawDisplay() { Logger::default_logger()->Warn("DrawDis
 
 void GraphicsDeviceImpl::HandleTask(void (*func)(void*), void* param) { func(param); }
 
+void GraphicsDeviceImpl::EndAtExit() {
+  if (OnOwnRenderThread() || IsOfAnotherProcess()) return;
+  stop_.store(true, std::memory_order_relaxed);
+  ended_.TimedWait(kExitPatienceMs);
+}
+
 void GraphicsDeviceImpl::Run() {
+  RunFrames();
+  NoteEnd();
+}
+
+void GraphicsDeviceImpl::RunFrames() {
   render_thread_id_.store(std::this_thread::get_id(), std::memory_order_relaxed);
   if (!InitThreadContext()) {
     Logger::default_logger()->Error("InitThreadContext failed");
@@ -232,6 +285,7 @@ bool GraphicsDeviceImpl::Loop() {
     OutputFrame(0, 0);
   }
   DrawDisplay();
+  RunningDevices::Get().NoteFrame();
   SleepToNextFrame();
   // Frame time, not wall time: dropped periods lower the rate that is reported.
   measured_time_ += frame_time_ - tick_time_;

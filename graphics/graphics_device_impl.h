@@ -12,6 +12,7 @@
 #include <optional>
 #include <thread>
 
+#include "foundation/event.h"
 #include "foundation/mutex.h"
 #include "foundation/thread.h"
 #include "graphics/graphics_device.h"
@@ -82,12 +83,22 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   // The body of the render thread.
   void Run() override;
 
+  // For the end of the process: ends a running loop after the frame in hand, and waits for that a quarter of a second
+  // at most.
+  void EndAtExit();
+
+ protected:
+  // What a Run is made of: the frames, and then the word that nothing of the thread's is to come.
+  void RunFrames();
+  void NoteEnd() { ended_.Signal(); }
+
  private:
   bool Loop();
   void SleepToNextFrame();
 
   std::unique_ptr<Thread> thread_;
   std::atomic<bool> stop_{false};
+  Event ended_{true};  // Whether the render thread has done with everything.
   std::atomic<std::uint32_t> requested_fps_{30};
   std::uint32_t applied_fps_ = 0;
   std::uint64_t tick_time_ = 0;

@@ -20,27 +20,28 @@ class GraphicsDevice;
 //
 // Shut down in this order: stop and destroy outputs, destroy views, release scenes, items, filters, textures and
 // constant buffers, then destroy the device. Objects that outlive their device are named in one error line; their calls
-// then do nothing and answer as without a device, but for sizes, which stay, and they may be destroyed at any time. Objects
-// of different devices cannot be mixed: a scene's items, outputs, views, textures and constant buffers belong to its
-// device.
+// then do nothing and answer as without a device, but for sizes, which stay, and they may be destroyed at any time.
+// Objects of different devices cannot be mixed: a scene's items, outputs, views, textures and constant buffers belong
+// to its device.
 //
-// In a process that is forked from the host, the engine of the parent is not to be used: there a device, and what belongs
-// to it, may be destroyed, and leaves the parent's alone.
+// In a process that is forked from the host, the engine of the parent is not to be used: there a device, and what
+// belongs to it, may be destroyed, and leaves the parent's alone.
 //
 // GL work done on a host thread (creating and updating objects) leaves current on that thread what was current before:
 // nothing, or a GL context of the host's own, made through EGL or GLX.
 class QUARN_EXPORT GsDevice {
  public:
   // Makes the process's default device, and starts its render thread when `start` is true. Returns true when a
-  // default device exists at the end: one that existed before is left as it is and `start` is ignored. On
-  // failure there is none, the log says why, and the result is false.
+  // default device exists at the end: one that existed before is left as it is and `start` is ignored. A machine
+  // without OpenGL 3.2 gets a device too, as Init says. Where memory or a thread is missing there is none, the log says
+  // why, and the result is false.
   //
   // Thread: create and destroy the default device on one thread, before and after any other use.
   static bool CreateDefaultDevice(bool start);
   // Returns the default device, or null.
   static GsDevice* DefaultDevice();
-  // Stops and destroys the default device, if there is one. In a fork of the process that made it, it is left behind with
-  // an error line.
+  // Stops and destroys the default device, if there is one. A process that ends without it stops drawing first, within
+  // a quarter of a second. In a fork of the process that made it, it is left behind with an error line.
   //
   // Blocks: for the rest of the running frame, its sleep and the last drain of the task queue. On the render thread
   // it does nothing but log an error.

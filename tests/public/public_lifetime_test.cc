@@ -209,6 +209,31 @@ TEST(LifetimeDeathTest, StaticObjectsMayOutliveTheDevice) {
   EXPECT_EXIT(host_program(false), ::testing::ExitedWithCode(7), "");
 }
 
+// A driver's own end comes with those that are called at exit: nobody may be drawing by then.
+TEST(LifetimeDeathTest, NothingIsDrawnOnceTheProcessEnds) {
+  static std::atomic<bool> ending{false};
+  static auto& drawn = *new host::Flag;  // Whether a frame was drawn at the end.
+  const auto host_program = [] {
+    alarm(60);
+    // Registered first, so called last.
+    std::atexit([] {
+      ending = true;
+      _exit(drawn.Wait(300) ? 1 : 7);
+    });
+    GsDevice::CreateDefaultDevice(true);
+    Holdings& held = *new Holdings;
+    MakeAll(&held);
+    const auto item = MakeItem(gs_vec2(8, 8), nullptr);
+    item->on_draw = [] {
+      if (ending) drawn.Set();
+    };
+    held.scene->AddItem(item);
+    held.raw->WaitFor(3);
+    std::exit(2);
+  };
+  EXPECT_EXIT(host_program(), ::testing::ExitedWithCode(7), "");
+}
+
 // Runs `child` in a fork of this process, which has a minute for it. Returns what the child returns.
 int RunInFork(const std::function<int()>& child) {
   const pid_t pid = fork();

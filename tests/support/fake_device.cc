@@ -244,7 +244,7 @@ int FakeDuplicator::Dup(GraphicsTexture** out) {
 }
 
 FakeDevice::FakeDevice() {
-  if (fake::options().context) context = MakeRef<GraphicsContextImpl>();
+  if (fake::options().context) context = std::make_unique<GraphicsContextImpl>();
 }
 
 FakeDevice::~FakeDevice() { fake::Record("device.~"); }
@@ -279,13 +279,13 @@ bool FakeDevice::AddShader(const char* name, const char* vs, const char* fs) {
 
 GraphicsView* FakeDevice::CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) {
   fake::Record(WithSize("device.CreateView", width, height));
-  return fake::options().objects ? new FakeView(context, info, width, height) : nullptr;
+  return fake::options().objects ? new FakeView(context.get(), info, width, height) : nullptr;
 }
 
 GraphicsScene* FakeDevice::CreateScene(unsigned int width, unsigned int height) {
   fake::Record(WithSize("device.CreateScene", width, height));
   if (!fake::options().objects || width == 0 || height == 0) return nullptr;
-  return new FakeScene(context, width, height);
+  return new FakeScene(context.get(), width, height);
 }
 
 GraphicsTexture* FakeDevice::CreateTexture(GraphicsFrame&& frame) {
@@ -320,17 +320,17 @@ GraphicsDuplicator* FakeDevice::CreateDuplicator(const char* name) {
 GraphicsOutput* FakeDevice::CreateOutput(GraphicsScene* scene, unsigned int width, unsigned int height) {
   fake::Record(WithSize("device.CreateOutput", width, height));
   if (!fake::options().objects || !scene || width == 0 || height == 0) return nullptr;
-  auto output = std::make_unique<FakeOutput>(context, scene, width, height, fps());
+  auto output = std::make_unique<FakeOutput>(context.get(), scene, width, height, fps());
   return output->Init() ? output.release() : nullptr;
 }
 
 GraphicsFilter* FakeDevice::CreateFilter(unsigned int width, unsigned int height) {
   fake::Record(WithSize("device.CreateFilter", width, height));
   if (!fake::options().objects || width == 0 || height == 0) return nullptr;
-  return new FakeFilter(context, width, height);
+  return new FakeFilter(context.get(), width, height);
 }
 
-GraphicsContext* FakeDevice::gs_context() { return context; }
+GraphicsContext* FakeDevice::gs_context() { return context.get(); }
 
 bool FakeDevice::InitThreadContext() {
   fake::Record("device.InitThreadContext");

@@ -167,6 +167,14 @@ class FakeDuplicator : public GraphicsDuplicator {
   std::unique_ptr<FakeTexture> texture_;
 };
 
+// Gives a device's reference on its context back. Objects hold theirs.
+struct ReleaseContext {
+  ReleaseContext() = default;
+  template <class Context>
+  ReleaseContext(std::default_delete<Context>) {}
+  void operator()(GraphicsContextImpl* context) const { context->Release(); }
+};
+
 class FakeDevice : public GraphicsDeviceImpl {
  public:
   FakeDevice();
@@ -203,7 +211,7 @@ class FakeDevice : public GraphicsDeviceImpl {
   void HandleTask(void (*func)(void*), void* param) override;
 
   // A test may put a context of its own here before it makes objects.
-  scoped_refptr<GraphicsContextImpl> context;
+  std::unique_ptr<GraphicsContextImpl, ReleaseContext> context;
 };
 
 #endif  // QUARN_TESTS_SUPPORT_FAKE_DEVICE_H_

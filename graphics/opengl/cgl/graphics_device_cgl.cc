@@ -160,6 +160,7 @@ void GraphicsDeviceCGL::HandleTask(void (*func)(void*), void* param) {
 }
 
 void GraphicsDeviceCGL::Run() {
-  GraphicsDeviceImpl::Run();
+  RunFrames();
   NativeContext::ReleaseThread();
+  NoteEnd();
 }
