@@ -213,19 +213,12 @@ void GraphicsDeviceImpl::QueueTask(void (*func)(void*), void* param) {
 }
 
 void GraphicsDeviceImpl::DoTask() {
-  // Optional, because an empty deque allocates and this runs every frame.
-  std::optional<std::deque<GsTask>> tasks;
+  std::vector<GsTask> tasks;
   {
     MutexLocker<Mutex> lock(task_lock_);
-    if (tasks_.empty()) return;
-    tasks.emplace();
-    tasks->swap(tasks_);
+    tasks.swap(tasks_);
   }
-  while (!tasks->empty()) {
-    const GsTask task = tasks->front();
-    HandleTask(task.func, task.param);
-    tasks->pop_front();
-  }
+  for (const GsTask& task : tasks) HandleTask(task.func, task.param);
 }
 
 std::uint64_t GraphicsDeviceImpl::TickSource(unsigned long long frame_time, unsigned long long) { return frame_time; }

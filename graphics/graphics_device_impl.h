@@ -7,10 +7,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <thread>
+#include <vector>
 
 #include "foundation/event.h"
 #include "foundation/mutex.h"
@@ -107,7 +107,7 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   std::uint64_t measured_time_ = 0;
   std::uint64_t measured_frames_ = 0;
   std::optional<VideoFrameInfo> last_frame_info_;
-  std::deque<GsTask> tasks_ QUARN_GUARDED_BY(task_lock_);
+  std::vector<GsTask> tasks_ QUARN_GUARDED_BY(task_lock_);
   Mutex task_lock_;
   const unsigned int fork_count_;
   std::atomic<std::thread::id> render_thread_id_{};  // So that Stop knows the thread that it must not join.
