@@ -196,6 +196,7 @@ void GraphicsDeviceImpl::DrawDisplay() { Logger::default_logger()->Warn("DrawDis
 void GraphicsDeviceImpl::HandleTask(void (*func)(void*), void* param) { func(param); }
 
 void GraphicsDeviceImpl::Run() {
+  NameThisThread("quarn-render");
   render_thread_id_.store(std::this_thread::get_id(), std::memory_order_relaxed);
   if (!InitThreadContext()) {
     Logger::default_logger()->Error("InitThreadContext failed");
