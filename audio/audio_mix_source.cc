@@ -30,7 +30,7 @@ AudioMixSource::AudioMixSource(unsigned int sample_rate, unsigned int channels, 
 AudioMixSource::~AudioMixSource() = default;
 
 void AudioMixSource::PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence) {
-  if (inert_ || !planes) return;
+  if (inert_) return;
   MutexLocker<Mutex> lock(lock_);
   if (sequence != sequence_) {
     // The trailing blank is part of the interface and must stay.
@@ -40,6 +40,7 @@ void AudioMixSource::PushBackSamples(const void** planes, unsigned int frames, u
     ClearRings(short_rings_);
     sequence_ = sequence;
   }
+  if (!planes) return;
   Push(float_rings_, planes, frames);
   Push(short_rings_, planes, frames);
 }

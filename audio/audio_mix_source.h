@@ -26,8 +26,8 @@ class AudioMixSource {
   AudioMixSource(const AudioMixSource&) = delete;
   AudioMixSource& operator=(const AudioMixSource&) = delete;
 
-  // Appends `frames` samples of the source's type from planes[c] to channel c. Null `planes` do nothing; a null plane
-  // adds nothing to its channel. Any thread.
+  // Appends `frames` samples of the source's type from planes[c] to channel c. Null `planes` add nothing, though a new
+  // sequence starts with them too; a null plane adds nothing to its channel. Any thread.
   void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);
   // Moves up to `frames` samples of each channel to planes[c] and returns how many came of the last one: 0 while not
   // ready, with the planes untouched. Beyond what came, planes keep what they held. Where a plane, or `planes`, is

@@ -77,7 +77,13 @@ AudioMixer::~AudioMixer() {
 
 bool AudioMixer::Start() {
   if (!IsMixable(sample_rate_, channels_)) return false;
-  if (OnOwnThread()) return !stop_.load(std::memory_order_relaxed);
+  if (OnOwnThread()) {
+    if (!stop_.load(std::memory_order_relaxed)) return true;
+    Logger::default_logger()->Error(
+        "Start was called on the audio mixer's thread after Stop: it ends after this block; call Start from another "
+        "thread");
+    return false;
+  }
   MutexLocker<Mutex> thread_lock(thread_lock_);
   if (thread_) {
     if (!stop_.load(std::memory_order_relaxed)) return true;
@@ -153,7 +159,15 @@ void AudioMixer::RemoveSource(AudioMixSource* source) {
 bool AudioMixer::OnOwnThread() const { return own_mixer == this; }
 
 void AudioMixer::Run() {
+  NameThisThread("quarn-mixer");
   own_mixer = this;
+  MixUntilStopped();
+  // However it ended, and whether anybody waits for it or not: nobody takes from the sources any more.
+  MutexLocker<FairMutex> lock(lock_);
+  SetRunning(false);
+}
+
+void AudioMixer::MixUntilStopped() {
   const std::uint64_t start = os::GetTimeNs();
   const unsigned int block = sample_rate_ / kBlocksPerSecond;
   const std::size_t plane_bytes = std::size_t{block} * sizeof(float);

@@ -35,7 +35,8 @@ class AudioMixer : public Runable {
   AudioMixer(const AudioMixer&) = delete;
   AudioMixer& operator=(const AudioMixer&) = delete;
 
-  // Returns true also when it runs already; false when there is no thread, with an error line, and when inert.
+  // Returns true also when it runs already; false, with an error line, when there is no thread, and on the mixer thread
+  // after Stop; false when inert.
   bool Start();
   // Waits for the block under way. On the mixer thread itself, which cannot wait for itself, it ends the mixing after
   // this block and logs an error; a later call from another thread, Start included, then does the waiting.
@@ -58,6 +59,8 @@ class AudioMixer : public Runable {
 
  private:
   void StopThread() QUARN_REQUIRES(thread_lock_);
+  // The blocks, as long as nobody asks for the end. Without memory it asks for it itself.
+  void MixUntilStopped();
   void SetRunning(bool running) QUARN_REQUIRES(lock_);
 
   const unsigned int sample_rate_;
@@ -67,7 +70,7 @@ class AudioMixer : public Runable {
   std::atomic<bool> stop_{false};
   Mutex thread_lock_;  // Held through Start and Stop; the mixer thread never takes it.
   std::unique_ptr<Thread> thread_ QUARN_GUARDED_BY(thread_lock_);
-  bool running_ QUARN_GUARDED_BY(lock_) = false;  // The sources are enabled.
+  bool running_ QUARN_GUARDED_BY(lock_) = false;  // From Start to the thread's end: the sources are enabled.
   std::deque<AudioMixSource*> sources_ QUARN_GUARDED_BY(lock_);
   FairMutex lock_;  // Held for a whole pass: a mixer that is late does not sleep between them.
 };

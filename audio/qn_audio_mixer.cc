@@ -23,15 +23,12 @@ class QnAudioMixerPri : private AudioMixer::Callback {
 
   void AddInput(QnAudioInput* input) {
     if (std::find(inputs_.begin(), inputs_.end(), input) != inputs_.end()) return;
-    inputs_.push_back(input);
-    input->AddRef();
-    try {
-      mixer_->AddSource(input->soruce());
-    } catch (...) {
-      inputs_.pop_back();
-      input->Release();
-      throw;
-    }
+    scoped_refptr<QnAudioInput> reference(input);
+    // Where one of the two finds no memory, neither stays.
+    std::list<QnAudioInput*> added{input};
+    mixer_->AddSource(input->soruce());
+    inputs_.splice(inputs_.end(), added);
+    reference.release();
   }
 
   void RemoveInput(QnAudioInput* input) {

@@ -10,6 +10,7 @@ class EventImpl;
 // See QNEvent for what the operations mean.
 class Event {
  public:
+  // Without memory it is inert: every operation returns false.
   explicit Event(bool manual_reset);
   ~Event();
   Event(const Event&) = delete;
@@ -22,6 +23,9 @@ class Event {
   // Wait, as the interface has it.
   bool TimedWait(unsigned long ms);
   bool Try();
+
+  // Whether there was memory.
+  bool valid() const { return impl_ != nullptr; }
 
  private:
   std::unique_ptr<EventImpl> impl_;

@@ -4,7 +4,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <new>
 #include <utility>
+
+#include "foundation/never_destroyed.h"
 
 namespace {
 
@@ -22,14 +25,15 @@ const char* LevelPrefix(Logger::Level level) {
 
 }  // namespace
 
-Logger::Logger(std::string tag) : tag_(std::move(tag)), buffer_(new char[kBufferSize]) {}
+Logger::Logger(std::string tag) : tag_(std::move(tag)), buffer_(new (std::nothrow) char[kBufferSize]) {}
 
 Logger::~Logger() = default;
 
 void Logger::Log(Level level, const char* format, va_list args) {
   if (!format) return;
   MutexLocker<Mutex> lock(mutex_);
-  char* const buffer = buffer_.get();
+  char spare[kBufferSize];
+  char* const buffer = buffer_ ? buffer_.get() : spare;
   buffer[0] = '\0';
   const int written = std::snprintf(buffer, kBufferSize, "[%s] ", tag_.c_str());
   // snprintf counts what it would have written: a long tag leaves room for the terminator alone.
@@ -45,9 +49,11 @@ void Logger::Log(Level level, const char* format, va_list args) {
 Logger* Logger::default_logger() {
   Logger* logger = default_logger_pointer.load(std::memory_order_acquire);
   if (logger) return logger;
-  // Never destroyed: threads may log until the very end of the process.
-  static Logger* const standard = new LoggerStd("Quarn");
-  if (default_logger_pointer.compare_exchange_strong(logger, standard, std::memory_order_acq_rel)) return standard;
+  // Threads may log until the very end of the process, and without memory above all.
+  static NeverDestroyed<LoggerStd> standard("Quarn");
+  if (default_logger_pointer.compare_exchange_strong(logger, &standard.get(), std::memory_order_acq_rel)) {
+    return &standard.get();
+  }
   return logger;
 }
 

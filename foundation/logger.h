@@ -16,6 +16,7 @@ class Logger {
   // A handler takes the level as an int.
   using Handler = void (*)(int level, const char* format, va_list args, void* user);
 
+  // Without memory for its buffer it formats on the stack.
   explicit Logger(std::string tag);
   virtual ~Logger();
   // Formats "[tag] message" into the buffer, cut to 4,095 characters, and passes it on as a line.
@@ -26,7 +27,8 @@ class Logger {
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
-  // Never null: a LoggerStd with the tag "Quarn" until another is set. The logger lives for the rest of the process.
+  // Never null: a LoggerStd with the tag "Quarn" until another is set, memory or not. The logger lives for the rest of
+  // the process.
   static Logger* default_logger();
   // The previous logger is neither destroyed nor notified.
   static void SetDefaultLogger(Logger* logger);
@@ -40,8 +42,8 @@ class Logger {
   static constexpr int kBufferSize = 4096;
 
   std::string tag_;
-  Mutex mutex_;  // Held from formatting to the end of writing a line.
-  std::unique_ptr<char[]> buffer_ QUARN_GUARDED_BY(mutex_);
+  Mutex mutex_;                                              // Held from formatting to the end of writing a line.
+  std::unique_ptr<char[]> buffer_ QUARN_GUARDED_BY(mutex_);  // Null without memory.
 };
 
 // Prints to standard output.

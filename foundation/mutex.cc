@@ -1,35 +1,18 @@
 // The recursive mutex on POSIX. Any thread enters.
 #include "foundation/mutex.h"
 
-#include <pthread.h>
+Mutex::Mutex() {
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  pthread_mutex_init(&mutex_, &attributes);
+  pthread_mutexattr_destroy(&attributes);
+}
 
-class MutexImpl {
- public:
-  MutexImpl() {
-    pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutex_init(&mutex_, &attributes);
-    pthread_mutexattr_destroy(&attributes);
-  }
-  ~MutexImpl() { pthread_mutex_destroy(&mutex_); }
-  MutexImpl(const MutexImpl&) = delete;
-  MutexImpl& operator=(const MutexImpl&) = delete;
+Mutex::~Mutex() { pthread_mutex_destroy(&mutex_); }
 
-  void Lock() { pthread_mutex_lock(&mutex_); }
-  void Unlock() { pthread_mutex_unlock(&mutex_); }
-  bool TryLock() { return pthread_mutex_trylock(&mutex_) != 0; }
+void Mutex::Lock() { pthread_mutex_lock(&mutex_); }
 
- private:
-  pthread_mutex_t mutex_;
-};
+void Mutex::Unlock() { pthread_mutex_unlock(&mutex_); }
 
-Mutex::Mutex() : impl_(std::make_unique<MutexImpl>()) {}
-
-Mutex::~Mutex() = default;
-
-void Mutex::Lock() { impl_->Lock(); }
-
-void Mutex::Unlock() { impl_->Unlock(); }
-
-bool Mutex::TryLock() { return impl_->TryLock(); }
+bool Mutex::TryLock() { return pthread_mutex_trylock(&mutex_) != 0; }

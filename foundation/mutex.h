@@ -2,13 +2,12 @@
 #ifndef QUARN_FOUNDATION_MUTEX_H_
 #define QUARN_FOUNDATION_MUTEX_H_
 
-#include <memory>
+#include <pthread.h>
 
 #include "foundation/thread_annotations.h"
 
-class MutexImpl;
-
-// The owning thread may lock again; every lock needs its unlock.
+// The owning thread may lock again; every lock needs its unlock. The POSIX mutex lies in the object itself: what has a
+// mutex needs no memory for it.
 class QUARN_CAPABILITY("mutex") Mutex {
  public:
   Mutex();
@@ -22,7 +21,7 @@ class QUARN_CAPABILITY("mutex") Mutex {
   bool TryLock() QUARN_TRY_ACQUIRE(false);
 
  private:
-  std::unique_ptr<MutexImpl> impl_;
+  pthread_mutex_t mutex_;
 };
 
 // Holds the lock of a T, any class with Lock() and Unlock(), for as long as it lives.

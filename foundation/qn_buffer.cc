@@ -4,14 +4,19 @@
 #include <cstdlib>
 
 #include "foundation/align.h"
+#include "foundation/logger.h"
 
 QNBuffer::QNBuffer() : data_(nullptr), size_(0) {}
 
 QNBuffer::QNBuffer(unsigned long size) : QNBuffer() {
-  const unsigned long rounded = AlignSize(size);
-  if (rounded == 0) return;  // Nothing asked for, or so much that rounding it up overflows.
-  data_ = static_cast<unsigned char*>(std::malloc(rounded));
-  if (data_) size_ = rounded;
+  if (size == 0) return;
+  const unsigned long rounded = AlignSize(size);  // 0 where rounding up overflows.
+  if (rounded > 0) data_ = static_cast<unsigned char*>(std::malloc(rounded));
+  if (data_) {
+    size_ = rounded;
+  } else {
+    Logger::default_logger()->Error("[QNBuffer] no memory for %lu bytes", size);
+  }
 }
 
 QNBuffer::~QNBuffer() { std::free(data_); }

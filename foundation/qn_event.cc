@@ -4,8 +4,13 @@
 #include <new>
 
 #include "foundation/event.h"
+#include "foundation/logger.h"
 
-QNEvent::QNEvent(bool manual_reset) : impl_(new (std::nothrow) Event(manual_reset)) {}
+QNEvent::QNEvent(bool manual_reset) : impl_(new (std::nothrow) Event(manual_reset)) {
+  if (!impl_ || !impl_->valid()) {
+    Logger::default_logger()->Error("[QNEvent] no memory: nothing is signalled, and nobody waits");
+  }
+}
 
 QNEvent::~QNEvent() {
   delete impl_;

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <new>
 
 #include "foundation/logger.h"
 
@@ -46,8 +47,12 @@ void qn_log_va(int level, const char* format, va_list args) {
 }
 
 void qn_set_log_handle(QnLogHandler handler, void* user) {
+  LoggerHook* const hook = new (std::nothrow) LoggerHook("Quarn", CallInstalledHandler, user);
+  if (!hook) {
+    Logger::default_logger()->Error("[Log] no memory for another handler: messages go where they went before");
+    return;
+  }
   std::lock_guard<std::mutex> lock(install_mutex);
-  LoggerHook* const hook = new LoggerHook("Quarn", CallInstalledHandler, user);
   installed_handler.store(handler, std::memory_order_release);
   Logger::SetDefaultLogger(hook);
   delete current_hook;

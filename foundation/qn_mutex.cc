@@ -1,16 +1,33 @@
 // The host's mutex: forwards to Mutex. Any thread enters.
 #include <quarn/qn_mutex.h>
 
-#include "foundation/mutex.h"
+#include <new>
 
-QNMutex::QNMutex() : impl_(std::make_unique<Mutex>()) {}
+#include "foundation/logger.h"
+#include "foundation/mutex.h"
+#include "foundation/never_destroyed.h"
+
+namespace {
+
+// What all mutexes are that found no memory: a host that locks one must be alone. It is recursive, so a thread may hold
+// several of them.
+Mutex& SharedMutex() {
+  static NeverDestroyed<Mutex> mutex;
+  return mutex.get();
+}
+
+}  // namespace
+
+QNMutex::QNMutex() : impl_(new (std::nothrow) Mutex) {
+  if (!impl_) Logger::default_logger()->Error("[QNMutex] no memory: it shares one mutex with others without memory");
+}
 
 QNMutex::~QNMutex() = default;
 
 // Locks are held from one call to the next here: the analysis cannot follow them.
-void QNMutex::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS { impl_->Lock(); }
+void QNMutex::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS { (impl_ ? *impl_ : SharedMutex()).Lock(); }
 
-void QNMutex::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS { impl_->Unlock(); }
+void QNMutex::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS { (impl_ ? *impl_ : SharedMutex()).Unlock(); }
 
 QNMutexLocker::QNMutexLocker(QNMutex& mutex) : mutex_(mutex) { mutex_.Lock(); }
 

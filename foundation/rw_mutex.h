@@ -2,12 +2,11 @@
 #ifndef QUARN_FOUNDATION_RW_MUTEX_H_
 #define QUARN_FOUNDATION_RW_MUTEX_H_
 
-#include <memory>
+#include <pthread.h>
 
 #include "foundation/thread_annotations.h"
 
-class RWMutexImpl;
-
+// The POSIX lock lies in the object itself, as a Mutex's does.
 class QUARN_CAPABILITY("mutex") RWMutex {
  public:
   RWMutex();
@@ -25,7 +24,7 @@ class QUARN_CAPABILITY("mutex") RWMutex {
   bool TryWriteLock() QUARN_TRY_ACQUIRE(false);
 
  private:
-  std::unique_ptr<RWMutexImpl> impl_;
+  pthread_rwlock_t lock_;
 };
 
 #endif  // QUARN_FOUNDATION_RW_MUTEX_H_

@@ -81,7 +81,9 @@ Semaphore::Semaphore(int initial) : impl_(new (std::nothrow) SemaphoreImpl(initi
 Semaphore::~Semaphore() = default;
 
 void Semaphore::Post() {
-  if (impl_ && impl_->valid()) impl_->Post();
+  if (valid()) impl_->Post();
 }
 
-bool Semaphore::Wait() { return impl_ && impl_->valid() && impl_->Wait(); }
+bool Semaphore::Wait() { return valid() && impl_->Wait(); }
+
+bool Semaphore::valid() const { return impl_ && impl_->valid(); }

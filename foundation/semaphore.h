@@ -8,7 +8,7 @@ class SemaphoreImpl;
 
 class Semaphore {
  public:
-  // A negative count cannot be made: the object is then inert.
+  // A negative count cannot be made, nor anything without memory: the object is then inert.
   explicit Semaphore(int initial);
   ~Semaphore();
   Semaphore(const Semaphore&) = delete;
@@ -20,6 +20,9 @@ class Semaphore {
   //
   // Blocks: until the count is above zero.
   bool Wait();
+
+  // Whether it could be made.
+  bool valid() const;
 
  private:
   std::unique_ptr<SemaphoreImpl> impl_;

@@ -38,3 +38,5 @@ class ThreadPosix : public Thread {
 }  // namespace
 
 Thread* Thread::Create() { return new ThreadPosix; }
+
+void NameThisThread(const char* name) { pthread_setname_np(pthread_self(), name); }

@@ -24,4 +24,8 @@ class Thread {
   static Thread* Create();
 };
 
+// Names the calling thread, for those who look at the process from outside. At most 15 characters: a longer name is not
+// taken.
+void NameThisThread(const char* name);
+
 #endif  // QUARN_FOUNDATION_THREAD_H_

@@ -245,6 +245,7 @@ void GraphicsDeviceImpl::Run() {
 }
 
 void GraphicsDeviceImpl::RunFrames() {
+  NameThisThread("quarn-render");
   render_thread_id_.store(std::this_thread::get_id(), std::memory_order_relaxed);
   if (!InitThreadContext()) {
     Logger::default_logger()->Error("InitThreadContext failed");

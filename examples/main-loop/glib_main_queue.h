@@ -12,6 +12,10 @@
 
 // Routes the work to the loop of `context`, null for the default one, for as long as it lives. What is posted and not
 // yet run when it goes away runs if the loop goes on, and is dropped with the context otherwise.
+//
+// Attaching a source runs no code of the program's, but GLib's messages: on Quarn's render thread, with locks of
+// Quarn's held. A handler of g_log_set_handler or g_log_set_writer_func must not call Quarn, nor wait for the main
+// thread.
 class GLibMainQueue {
  public:
   explicit GLibMainQueue(GMainContext* context = nullptr)

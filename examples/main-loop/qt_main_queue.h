@@ -14,6 +14,11 @@
 
 // Routes the work to the application's event loop for as long as it lives. What is posted and not yet run when it goes
 // away runs if the loop goes on, and is dropped with the application otherwise.
+//
+// Posting runs two things where it is called, on Quarn's render thread with locks of Quarn's held: the application's
+// compressEvent and the wakeUp of the main thread's event dispatcher. A program that has overridden one of them must
+// not call Quarn there, nor wait for the main thread. Event filters are free to: they run on the main thread, when the
+// event is delivered.
 class QtMainQueue {
  public:
   QtMainQueue() { qn_set_main_queue(Post, QCoreApplication::instance()); }

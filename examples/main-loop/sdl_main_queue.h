@@ -18,6 +18,11 @@
 
 // Routes the work through SDL's event queue for as long as it lives. What is posted and not handled is dropped, and so
 // is what finds the event queue full, which takes a loop that has stopped.
+//
+// SDL_PushEvent runs the filter of SDL_SetEventFilter and the watches of SDL_AddEventWatch where it is called: on
+// Quarn's render thread, with locks of Quarn's held. It also holds a lock of SDL's meanwhile, on whatever thread it
+// runs them. So no filter or watch of the program's may call Quarn, not even GsView::Resize on the main thread: that
+// belongs into the loop. Nor may one wait for the main thread, or filter this class's events out.
 class SdlMainQueue {
  public:
   SdlMainQueue() : type_(SDL_RegisterEvents(1)) { qn_set_main_queue(Post, this); }

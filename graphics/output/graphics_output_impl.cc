@@ -38,6 +38,10 @@ GraphicsOutputImpl::~GraphicsOutputImpl() { StopThread(); }
 
 bool GraphicsOutputImpl::Init() {
   if (thread_) return true;
+  if (!semaphore_.valid()) {
+    Logger::default_logger()->Error("[GraphicsOutput] no memory for the output thread");
+    return false;
+  }
   stop_ = false;
   std::unique_ptr<Thread> thread(Thread::Create());
   thread->Start(this);
@@ -135,6 +139,7 @@ void GraphicsOutputImpl::UnlockFrame() {
 }
 
 void GraphicsOutputImpl::Run() {
+  NameThisThread("quarn-output");
   while (semaphore_.Wait() && !stop_) {
     if (!HasQueuedFrame()) continue;  // Woken for a frame that has been discarded.
     bool finished = false;

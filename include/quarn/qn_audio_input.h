@@ -27,9 +27,12 @@ enum QnMixSampleType : int {
 // one that was mixed before keeps as much as it had, so push with a new sequence to start afresh. When it overflows,
 // the oldest samples go.
 //
-// An input that has run dry is silent. Where it runs dry within a block, the rest of its first channel is silence and
-// the other channels repeat older samples; so do the channels that an input lacks and its mixer has. That is part of
-// the interface: a host that cannot keep up pads its pushes itself.
+// An input that has run dry is silent. Where it runs dry within a block, the rest of its first channel is silence, and
+// its other channels play what the input mixed before it left there: samples of that other input, or older ones of its
+// own where it is alone. A channel that the mixer has and the input lacks does so in every block: it plays another
+// input's samples a second time, and is silent only as long as no input with that channel has been mixed. That is part
+// of the interface: a host that cannot keep up pads its pushes itself, and gives an input all the channels of its
+// mixer.
 class QUARN_EXPORT QnAudioInput : public RefCountInterface {
  public:
   // `sample_rate` in frames a second, 1 to 2^32-1 as far as memory goes; `channels` is 1 to 8. Both, and `type`, should
@@ -42,10 +45,10 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   QnAudioInput& operator=(const QnAudioInput&) = delete;
 
   // Appends `frames` samples to each channel: planes[c] points to the samples of channel c, of the input's type. A null
-  // plane adds nothing to its channel, and null `planes` do nothing at all. `sequence` names the continuous stream that
-  // the samples belong to, by any value: one that differs from the last push drops everything buffered and starts over,
-  // with a warning in the log; so does the first push (without the warning where its value is 2^64-1, which stands for
-  // no stream yet).
+  // plane adds nothing to its channel, and null `planes` add nothing at all. `sequence` names the continuous stream
+  // that the samples belong to, by any value: one that differs from the last push drops everything buffered and starts
+  // over, with a warning in the log, null `planes` or not; so does the first push (without the warning where its value
+  // is 2^64-1, which stands for no stream yet).
   //
   // Thread: any.
   // Blocks: while the mixer or another push copies, or the log writes the warning of a new sequence; never for a

@@ -50,7 +50,8 @@ class QUARN_EXPORT QnAudioMixer {
   QnAudioMixer& operator=(const QnAudioMixer&) = delete;
 
   // Starts the mixing. Returns true also when it runs already; false, with an error line in the log, when its thread
-  // cannot be created, and on an inert mixer. A thread that finds no memory for its blocks ends with an error line.
+  // cannot be created, in a callback after Stop, and on an inert mixer. A thread that finds no memory for its blocks
+  // ends with an error line.
   //
   // Blocks: for the last block and its callbacks, after a Stop in a callback.
   bool Start();

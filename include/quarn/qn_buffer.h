@@ -13,7 +13,7 @@ class QUARN_EXPORT QNBuffer : public RefCountInterface {
   // An empty buffer: null data, size 0.
   QNBuffer();
   // Allocates `size` bytes, rounded up to the next multiple of 64 and not zeroed. When memory is short, or the
-  // rounding overflows, the buffer is empty.
+  // rounding overflows, the buffer is empty, with an error line in the log.
   explicit QNBuffer(unsigned long size);
   ~QNBuffer() override;
   QNBuffer(const QNBuffer&) = delete;

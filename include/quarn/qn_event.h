@@ -7,7 +7,7 @@
 class Event;
 
 // A flag that threads wait for. An automatic event is cleared by the wait that it satisfies; a manual one
-// stays signalled until Reset.
+// stays signalled until Reset. One that finds no memory says so in the log: then every operation returns false at once.
 //
 // Thread: any. Signal wakes one waiter; with several waiters on a manual event the others see the flag when
 // they next test it.

@@ -38,7 +38,8 @@ QUARN_EXPORT void qn_log(int level, const char* format, ...) __attribute__((form
 QUARN_EXPORT void qn_log_va(int level, const char* format, va_list args);
 
 // Sends every later message to `handler` in place of standard output. A null handler silences the log.
-// Standard output cannot be brought back.
+// Standard output cannot be brought back. Where memory is missing, messages go on where they went before, with an error
+// line there.
 //
 // Thread: call it once at start, before any other thread logs.
 // Ownership: `user` stays the host's and must outlive the last message.

@@ -14,8 +14,9 @@ typedef void (*QnMainQueueFunction)(void* argument);
 // what was given to qn_set_main_queue.
 //
 // Thread: any, one call at a time, also the render thread with locks of the library held: it must not call the library,
-// nor wait for the main thread. A host whose loop has ended may drop the work: views keep their last size, and what was
-// dropped a little memory until the process ends.
+// nor wait for the main thread. The same is forbidden to what a toolkit runs while something is posted to it, such as a
+// watch over its event queue; and to whatever holds a lock that posting takes, on any thread. A host whose loop has
+// ended may drop the work: views keep their last size, and what was dropped a little memory until the process ends.
 typedef void (*QnMainQueuePost)(QnMainQueueFunction function, void* argument, void* user);
 
 // Routes the main-thread work of views, the second stage of a resize, to the host's loop through `post`. A null `post`

@@ -8,7 +8,8 @@
 
 class Mutex;
 
-// A mutex that the owning thread may lock again; every Lock needs its Unlock.
+// A mutex that the owning thread may lock again; every Lock needs its Unlock. One that finds no memory says so in the
+// log and shares one mutex with all others that found none: it excludes as it should, and more than that.
 //
 // Thread: any. Unlock belongs to the thread that locked.
 class QUARN_EXPORT QNMutex {

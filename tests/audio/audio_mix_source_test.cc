@@ -287,11 +287,25 @@ TYPED_TEST(AudioMixSourceTypedTest, NullPlanesPushNothing) {
   Feed<TypeParam> feed(48000, 2);
   feed.Push(480);
   this->log_.Clear();
-  feed.source.PushBackSamples(nullptr, 48000, 2);
-  EXPECT_TRUE(this->log_.Lines().empty()) << "not even the sequence counts";
+  feed.source.PushBackSamples(nullptr, 48000, 1);
+  EXPECT_TRUE(this->log_.Lines().empty());
   EXPECT_FALSE(feed.ready());
   for (int i = 0; i < 8; ++i) feed.Push(480);
   feed.ExpectHolds(0);
+}
+
+TYPED_TEST(AudioMixSourceTypedTest, NullPlanesOfANewSequenceStartItAllTheSame) {
+  Feed<TypeParam> feed(48000, 2);
+  feed.Push(2400);
+  feed.Push(2400);
+  EXPECT_TRUE(feed.ready());
+  this->log_.Clear();
+  feed.source.PushBackSamples(nullptr, 48000, 2);
+  EXPECT_THAT(this->log_.Lines(), ElementsAre(LogCapture::Line{Logger::Level::Warn, kNewSequence}));
+  EXPECT_FALSE(feed.ready());
+  for (int i = 0; i < 9; ++i) feed.Push(480, 2);
+  feed.ExpectHolds(4800);
+  EXPECT_EQ(this->log_.Lines().size(), 1u);
 }
 
 TYPED_TEST(AudioMixSourceTypedTest, PopWithoutPlanesDropsTheSamples) {

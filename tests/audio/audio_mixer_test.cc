@@ -4,10 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <memory>
 #include <set>
+#include <thread>
 #include <vector>
 
 #include "foundation/event.h"
@@ -29,6 +31,8 @@ using ShortRecorder = MixRecorder<AudioMixer::Callback, short>;
 constexpr std::uint64_t kStartNs = fake_clock::kStartNs;
 constexpr std::uint64_t kBlockNs = 50000000;
 
+constexpr char kStartAfterStopOnOwnThread[] =
+    "Start was called on the audio mixer's thread after Stop: it ends after this block; call Start from another thread";
 constexpr char kStopOnOwnThread[] =
     "Stop was called on the audio mixer's thread, which cannot wait for itself: it ends after this block; call Stop "
     "again from another thread";
@@ -54,6 +58,13 @@ void RunBlocks(AudioMixer* mixer, std::size_t count) {
   ASSERT_TRUE(fake_clock::WaitForSleeps(before + count));
   mixer->Stop();
   fake_clock::SetHook(nullptr);
+}
+
+// Waits until a mixer has let go of the source. Returns false after ten seconds without.
+bool WaitForDisabled(const AudioMixSource& source) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (source.enabled() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  return !source.enabled();
 }
 
 // The eight planes that a pass works on, filled with one value a plane.
@@ -634,7 +645,11 @@ TEST_F(AudioMixerTest, StopInACallbackEndsAfterTheBlock) {
     }
     ASSERT_TRUE(mixer.Start());
     ASSERT_TRUE(log_.WaitFor(Logger::Level::Error, kStopOnOwnThread));
-    EXPECT_TRUE(source.enabled()) << "the mixer is only stopped once somebody has waited for it";
+    EXPECT_TRUE(WaitForDisabled(source)) << "whether anybody waits for the thread or not";
+    AudioMixSource later(48000, 1, kInternalSampleFloat);
+    mixer.AddSource(&later);
+    EXPECT_FALSE(later.enabled());
+    mixer.RemoveSource(&later);
     mixer.Stop();
     EXPECT_FALSE(source.enabled());
     ASSERT_EQ(recorder.blocks.size(), 3u);
@@ -661,6 +676,48 @@ TEST_F(AudioMixerTest, StartAfterStopInACallbackStartsAnew) {
   EXPECT_EQ(recorder.blocks.size(), 5u);
 }
 
+// While the mixer does not run, its sources keep no more than they had: what they hold is what the sound is late by.
+TEST_F(AudioMixerTest, SoundIsNotLateAfterAStopInACallback) {
+  constexpr unsigned int kRate = 8000;
+  constexpr unsigned int kBlock = kRate / 20;
+  FloatRecorder recorder(1);
+  AudioMixer mixer(kRate, 1, kInternalSampleFloat, &recorder);
+  AudioMixSource source(kRate, 1, kInternalSampleFloat);
+  mixer.AddSource(&source);
+  // Every sample has a value of its own, which tells how old it is.
+  unsigned int pushed = 0;
+  const auto push_block = [&] {
+    std::vector<float> samples;
+    for (unsigned int i = 0; i < kBlock; ++i) samples.push_back(static_cast<float>(++pushed) / 65536);
+    const void* planes[] = {samples.data()};
+    source.PushBackSamples(planes, kBlock, 1);
+  };
+  const auto frames_late = [&] {
+    return pushed - static_cast<unsigned int>(recorder.blocks.back().planes[0][0] * 65536);
+  };
+  push_block();
+  push_block();
+  unsigned int before = 0;
+  recorder.on_samples = [&](void**, std::size_t count) {
+    push_block();
+    if (count != 10) return;
+    before = frames_late();
+    mixer.Stop();
+  };
+  ASSERT_TRUE(mixer.Start());
+  ASSERT_TRUE(log_.WaitFor(Logger::Level::Error, kStopOnOwnThread));
+  ASSERT_TRUE(WaitForDisabled(source));
+  for (int i = 0; i < 90; ++i) push_block();  // Four and a half seconds without a mixer.
+  unsigned int after = 0;
+  recorder.on_samples = [&](void**, std::size_t) {
+    push_block();
+    after = frames_late();
+  };
+  RunBlocks(&mixer, 1);
+  EXPECT_EQ(after, before);
+  EXPECT_LE(after, kRate / 5);
+}
+
 TEST_F(AudioMixerTest, StartInACallbackTellsWhetherTheMixingGoesOn) {
   FloatRecorder recorder;
   AudioMixer mixer(48000, 1, kInternalSampleFloat, &recorder);
@@ -676,6 +733,8 @@ TEST_F(AudioMixerTest, StartInACallbackTellsWhetherTheMixingGoesOn) {
   mixer.Stop();
   EXPECT_TRUE(before);
   EXPECT_FALSE(after);
+  EXPECT_THAT(log_.Lines(), ElementsAre(LogCapture::Line{Logger::Level::Error, kStopOnOwnThread},
+                                        LogCapture::Line{Logger::Level::Error, kStartAfterStopOnOwnThread}));
 }
 
 TEST_F(AudioMixerTest, OneMixersCallbackMayStopAnother) {

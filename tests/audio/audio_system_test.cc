@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -365,9 +366,14 @@ TEST_F(AudioMixerSystemTest, StartsOneThread) {
 
 TEST_F(AudioMixerSystemTest, EndsWithAnErrorWithoutMemoryForItsPlanes) {
   AudioMixer mixer(48000, 1, kInternalSampleFloat, nullptr);
+  AudioMixSource source(48000, 1, kInternalSampleFloat);
+  mixer.AddSource(&source);
   refuse_callocs = true;
   ASSERT_TRUE(mixer.Start());
   EXPECT_TRUE(log_.WaitFor(Logger::Level::Error, "[AudioMixer] no memory for blocks of 2400 frames"));
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (source.enabled() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  EXPECT_FALSE(source.enabled());
   mixer.Stop();
   EXPECT_EQ(log_.Lines().size(), 1u);
 

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <quarn/qn_audio_mixer.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -30,12 +32,16 @@ constexpr std::uint64_t kBlockNs = 50000000;
 class CountedInput : public QnAudioInput {
  public:
   using QnAudioInput::QnAudioInput;
-  void AddRef() override { calls += "+"; }
+  void AddRef() override {
+    calls += "+";
+    if (on_add_ref) on_add_ref();
+  }
   void Release() override {
     calls += "-";
     if (on_release) on_release();
   }
   std::string calls;
+  std::function<void()> on_add_ref;
   std::function<void()> on_release;
 };
 
@@ -126,6 +132,22 @@ TEST_F(QnAudioMixerTest, HoldsOneReferenceOnAnInput) {
   mixer.AddInput(&input);
   mixer.RemoveInput(&input);
   EXPECT_EQ(input.calls, "+-+-");
+}
+
+// While it is being referenced it is not in the list yet.
+TEST_F(QnAudioMixerTest, ReferencesAnInputFirst) {
+  QnAudioMixer mixer(48000, 2, kQnMixSampleFloat, nullptr);
+  CountedInput input(48000, 2, kQnMixSampleFloat);
+  bool known = true;
+  input.on_add_ref = [&] {
+    mixer.RemoveInput(&input);  // It would drop a reference if the input were in the list.
+    known = input.calls != "+";
+  };
+  mixer.AddInput(&input);
+  EXPECT_FALSE(known);
+  EXPECT_EQ(input.calls, "+");
+  mixer.RemoveInput(&input);
+  EXPECT_EQ(input.calls, "+-");
 }
 
 TEST_F(QnAudioMixerTest, RemoveOfAnUnknownInputLeavesItsCount) {
@@ -327,17 +349,20 @@ TEST_F(QnAudioMixerTest, DestroyedInItsCallbackIsLeftBehind) {
           int blocks = 0;
           int peaks = 0;
         };
-        CountedInput input(48000, 1, kQnMixSampleFloat);
+        auto input = MakeRef<RefCounted<QnAudioInput>>(48000u, 1u, kQnMixSampleFloat);
+        AudioMixSource* const source = input->soruce();
         Host host;
         host.mixer = new QnAudioMixer(48000, 1, kQnMixSampleFloat, &host);
-        host.mixer->AddInput(&input);
+        host.mixer->AddInput(input);
+        input = nullptr;  // The mixer's reference is the last one.
         if (!host.mixer->Start()) std::_Exit(1);
         const bool told =
             log_.WaitFor(Logger::Level::Error, "[QnAudioMixer] destroyed in its own callback: it is left behind");
         // Nobody can wait for that thread. It makes no second block: that would ask for a second sleep.
-        for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (source->enabled() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
         const bool ended = fake_clock::Sleeps().size() == 1 && host.blocks == 1 && host.peaks == 0;
-        std::_Exit(told && ended && input.calls == "+" ? 0 : 2);
+        std::_Exit(told && ended && !source->enabled() ? 0 : 2);
       },
       testing::ExitedWithCode(0), "");
 }

@@ -125,6 +125,7 @@ TEST(SemaphoreSystemTest, FailedCreationLeavesItInert) {
   system_calls().pthread_mutex_init = [](pthread_mutex_t*) { return ENOMEM; };
   Semaphore semaphore(1);
   system_calls().pthread_mutex_init = nullptr;
+  EXPECT_FALSE(semaphore.valid());
   EXPECT_FALSE(semaphore.Wait());
   semaphore.Post();
   EXPECT_FALSE(semaphore.Wait());
@@ -135,6 +136,7 @@ TEST(SemaphoreSystemTest, IsInertWithoutMemory) {
   system_calls().new_nothrow = [](std::size_t) { return nullptr; };
   Semaphore semaphore(1);
   system_calls().new_nothrow = nullptr;
+  EXPECT_FALSE(semaphore.valid());
   EXPECT_FALSE(semaphore.Wait());
   semaphore.Post();
   EXPECT_FALSE(semaphore.Wait());

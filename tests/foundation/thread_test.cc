@@ -1,9 +1,11 @@
 #include "foundation/thread.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "foundation/semaphore.h"
@@ -89,4 +91,16 @@ TEST(ThreadTest, NothingToRunStartsNothing) {
   const std::unique_ptr<Thread> thread(Thread::Create());
   thread->Start(nullptr);
   EXPECT_FALSE(thread->started());
+}
+
+TEST(ThreadTest, NamesItself) {
+  std::string name;
+  std::thread other([&] {
+    NameThisThread("fifteen letters");
+    char buffer[16] = "";
+    pthread_getname_np(pthread_self(), buffer, sizeof(buffer));
+    name = buffer;
+  });
+  other.join();
+  EXPECT_EQ(name, "fifteen letters");
 }

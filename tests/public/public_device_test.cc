@@ -2,8 +2,12 @@
 #include <EGL/egl.h>
 
 #include <atomic>
+#include <filesystem>
+#include <fstream>
 #include <limits>
 #include <memory>
+#include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -80,6 +84,32 @@ TEST_F(RenderThreadTest, RawFramesLieOnTheGrid) {
     EXPECT_EQ(delivery.thread, deliveries[0].thread);
   }
   EXPECT_NE(deliveries[0].thread, std::this_thread::get_id());
+}
+
+TEST_F(RenderThreadTest, ThreadsCarryTheLibrarysNames) {
+  struct Callback : QnAudioMixer::Callback {
+    void OnMixSamples(void**, unsigned int, unsigned long long) override { called.Set(); }
+    void OnMixPeak(float) override {}
+    host::Flag called;
+  } callback;
+  QnAudioMixer mixer(48000, 2, kQnMixSampleFloat, &callback);
+  ASSERT_TRUE(mixer.Start());
+  const auto scene = MakeScene(8, 8, device);
+  host::Receiver receiver(scene, 8, 8, kGsFormatRGBA, device);
+  ASSERT_TRUE(receiver.Start());
+  EXPECT_EQ(receiver.WaitFor(1).size(), 1u);
+  ASSERT_TRUE(callback.called.Wait());
+  // As whoever looks at the process from outside finds them.
+  std::multiset<std::string> names;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream comm(task.path() / "comm");
+    std::string name;
+    std::getline(comm, name);
+    names.insert(name);
+  }
+  for (const char* name : {"quarn-render", "quarn-output", "quarn-mixer"}) EXPECT_GE(names.count(name), 1u) << name;
+  receiver.Stop();
+  mixer.Stop();
 }
 
 TEST_F(RenderThreadTest, SetFpsMovesToANewGridWhileRunning) {

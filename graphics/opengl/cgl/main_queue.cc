@@ -8,6 +8,7 @@
 #include <quarn/qn_main_queue.h>
 
 #include "foundation/mutex.h"
+#include "foundation/never_destroyed.h"
 #include "graphics/opengl/cgl/work_thread.h"
 
 namespace {
@@ -46,13 +47,13 @@ class MainQueue {
  public:
   // Outlives everything that might still draw at exit; only its thread ends then.
   static MainQueue& Get() {
-    static MainQueue* const queue = new MainQueue;
+    static NeverDestroyed<MainQueue> queue;
     struct AtExit {
       // A work that waits for an engine that the host has left running is left where it is.
-      ~AtExit() { queue->thread_.StopWithin(std::chrono::milliseconds(250)); }
+      ~AtExit() { queue.get().thread_.StopWithin(std::chrono::milliseconds(250)); }
     };
     static const AtExit at_exit;
-    return *queue;
+    return queue.get();
   }
 
   void Post(std::function<void()> work) {
@@ -76,7 +77,7 @@ class MainQueue {
   Mutex mutex_;  // Held while the host's post runs, so that Set waits for it.
   QnMainQueuePost post_ QUARN_GUARDED_BY(mutex_) = nullptr;
   void* user_ QUARN_GUARDED_BY(mutex_) = nullptr;
-  WorkThread thread_;  // The default.
+  WorkThread thread_{"quarn-mainqueue"};  // The default.
   HandedOut handed_out_;
 };
 

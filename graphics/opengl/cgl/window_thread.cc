@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "foundation/never_destroyed.h"
 #include "graphics/opengl/cgl/work_thread.h"
 
 namespace {
@@ -12,12 +13,12 @@ constexpr std::chrono::milliseconds kPatience(250);
 
 // Outlives everything that might still draw at exit.
 WorkThread& TheThread() {
-  static WorkThread* const thread = new WorkThread;
+  static NeverDestroyed<WorkThread> thread("quarn-window");
   struct AtExit {
-    ~AtExit() { thread->StopWithin(kPatience); }  // One that hangs in the window system is left there.
+    ~AtExit() { thread.get().StopWithin(kPatience); }  // One that hangs in the window system is left there.
   };
   static const AtExit at_exit;
-  return *thread;
+  return thread.get();
 }
 
 }  // namespace

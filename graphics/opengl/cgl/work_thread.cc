@@ -64,6 +64,7 @@ void WorkThread::StopWithin(std::chrono::milliseconds patience) {
 }
 
 void WorkThread::Run() {
+  NameThisThread(name_);
   std::unique_lock<std::mutex> lock(mutex_);
   while (!stopped_) {
     if (queue_.empty()) {

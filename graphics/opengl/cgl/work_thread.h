@@ -16,6 +16,8 @@
 // The thread starts with the first work. Any thread may call; a work may post another.
 class WorkThread : public Runable {
  public:
+  // `name` is what the thread will be called; at most 15 characters, and it stays the caller's.
+  explicit WorkThread(const char* name) : name_(name) {}
   // Queues `work` behind what is queued already. Returns its number, counted from 1; 0, with a line in the log, when
   // there is no thread to do it: it is dropped then.
   std::uint64_t Post(std::function<void()> work);
@@ -36,6 +38,7 @@ class WorkThread : public Runable {
   // Then nothing is done any more, nor waited for.
   bool of_another_process() const { return fork_count_ != os::ForkCount(); }
 
+  const char* const name_;
   mutable std::mutex mutex_;
   std::condition_variable posted_;
   std::condition_variable done_;

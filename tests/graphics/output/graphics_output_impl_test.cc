@@ -13,6 +13,7 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <random>
 #include <string>
@@ -123,6 +124,7 @@ class TestOutput : public GraphicsOutputImpl {
   using GraphicsOutputImpl::kNotAttached;
   using GraphicsOutputImpl::output_count_;
   using GraphicsOutputImpl::repeat_count_;
+  using GraphicsOutputImpl::semaphore_;
   using GraphicsOutputImpl::stop_;
   using GraphicsOutputImpl::StopThread;
   using GraphicsOutputImpl::SuspendOutput;
@@ -778,6 +780,17 @@ TEST_F(GraphicsOutputImplTest, InitFailsWithoutAThread) {
   EXPECT_THAT(log_.Lines(), ElementsAre(LogCapture::Line{Logger::Level::Error,
                                                          "[GraphicsOutput] the output thread could not be started"}));
   EXPECT_TRUE(output.Init());
+}
+
+// A thread that cannot be woken would deliver nothing.
+TEST_F(GraphicsOutputImplTest, InitFailsWithoutASemaphore) {
+  TestOutput output;
+  output.semaphore_.~Semaphore();
+  new (&output.semaphore_) Semaphore(-1);  // As it is without memory.
+  EXPECT_FALSE(output.Init());
+  EXPECT_EQ(output.thread_, nullptr);
+  EXPECT_THAT(log_.Lines(),
+              ElementsAre(LogCapture::Line{Logger::Level::Error, "[GraphicsOutput] no memory for the output thread"}));
 }
 
 TEST_F(GraphicsOutputImplTest, ThreadRepeatsTheNewestFrameForASlowReceiver) {

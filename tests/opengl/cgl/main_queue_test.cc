@@ -1,5 +1,6 @@
 #include "graphics/opengl/cgl/main_queue.h"
 
+#include <pthread.h>
 #include <quarn/qn_main_queue.h>
 
 #include <atomic>
@@ -9,6 +10,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -68,10 +70,15 @@ void RunOnTheLibrarysThread(const std::function<void()>& work) {
 
 TEST(MainQueueTest, IsAThreadOfTheLibrarysByDefault) {
   std::thread::id first, second;
-  RunOnTheLibrarysThread([&] { first = std::this_thread::get_id(); });
+  char name[16] = "";
+  RunOnTheLibrarysThread([&] {
+    first = std::this_thread::get_id();
+    pthread_getname_np(pthread_self(), name, sizeof(name));
+  });
   RunOnTheLibrarysThread([&] { second = std::this_thread::get_id(); });
   EXPECT_NE(first, std::this_thread::get_id());
   EXPECT_EQ(first, second) << "one thread serves the process";
+  EXPECT_EQ(std::string(name), "quarn-mainqueue");
 }
 
 TEST(MainQueueTest, DefaultRunsWorkInTheOrderOfPosting) {

@@ -20,7 +20,7 @@ constexpr std::chrono::milliseconds kLong(10'000);
 class WorkThreadTest : public ::testing::Test {
  protected:
   ~WorkThreadTest() override { thread_.Stop(); }
-  WorkThread thread_;
+  WorkThread thread_{"quarn-test"};
 };
 
 // Keeps the thread busy until it is let go.

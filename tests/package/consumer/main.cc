@@ -27,12 +27,15 @@ struct Receiver : GsOutputRaw {
 
 int main() {
   if (!GsDevice::CreateDefaultDevice(true)) return 1;
+  bool missed = true;
   {
     auto scene = MakeRef<RefCounted<GsScene>>(320u, 240u, nullptr);
     scene->AddItem(MakeRef<RefCounted<Square>>(gs_vec2(160, 160), nullptr));
     Receiver receiver(scene, 320, 240, kGsFormatRGBA, nullptr);
-    if (receiver.Start()) receiver.received.TimedWait(10000);
+    if (receiver.Start()) missed = receiver.received.TimedWait(10000);  // True when the time ran out.
     receiver.Stop();
   }
   GsDevice::DestroyDefaultDevice();
+  if (missed) std::fprintf(stderr, "no frame came in ten seconds\n");
+  return missed ? 1 : 0;
 }
