@@ -1,7 +1,9 @@
 // The recursive mutex on POSIX. Any thread enters.
 #include "foundation/mutex.h"
 
-Mutex::Mutex() {
+Mutex::Mutex() { Make(); }
+
+void Mutex::Make() {
   pthread_mutexattr_t attributes;
   pthread_mutexattr_init(&attributes);
   pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
@@ -11,8 +13,16 @@ Mutex::Mutex() {
 
 Mutex::~Mutex() { pthread_mutex_destroy(&mutex_); }
 
-void Mutex::Lock() { pthread_mutex_lock(&mutex_); }
+void Mutex::Lock() {
+  Renew();
+  pthread_mutex_lock(&mutex_);
+}
 
-void Mutex::Unlock() { pthread_mutex_unlock(&mutex_); }
+void Mutex::Unlock() {
+  if (!Renew()) pthread_mutex_unlock(&mutex_);
+}
 
-bool Mutex::TryLock() { return pthread_mutex_trylock(&mutex_) != 0; }
+bool Mutex::TryLock() {
+  Renew();
+  return pthread_mutex_trylock(&mutex_) != 0;
+}

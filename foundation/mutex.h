@@ -4,10 +4,11 @@
 
 #include <pthread.h>
 
+#include "foundation/fork_count.h"
 #include "foundation/thread_annotations.h"
 
 // The owning thread may lock again; every lock needs its unlock. The POSIX mutex lies in the object itself: what has a
-// mutex needs no memory for it.
+// mutex needs no memory for it. In a fork of the process, where its holder may be gone, it is free.
 class QUARN_CAPABILITY("mutex") Mutex {
  public:
   Mutex();
@@ -21,7 +22,14 @@ class QUARN_CAPABILITY("mutex") Mutex {
   bool TryLock() QUARN_TRY_ACQUIRE(false);
 
  private:
+  void Make();
+  // Returns whether this process had not used it yet: nobody holds it then.
+  bool Renew() {
+    return renewal_.Check([this] { Make(); });
+  }
+
   pthread_mutex_t mutex_;
+  ForkRenewal renewal_;
 };
 
 // Holds the lock of a T, any class with Lock() and Unlock(), for as long as it lives.

@@ -5,14 +5,30 @@ RWMutex::RWMutex() { pthread_rwlock_init(&lock_, nullptr); }
 
 RWMutex::~RWMutex() { pthread_rwlock_destroy(&lock_); }
 
-void RWMutex::ReadLock() { pthread_rwlock_rdlock(&lock_); }
+void RWMutex::ReadLock() {
+  Renew();
+  pthread_rwlock_rdlock(&lock_);
+}
 
-void RWMutex::ReadUnlock() { pthread_rwlock_unlock(&lock_); }
+void RWMutex::ReadUnlock() {
+  if (!Renew()) pthread_rwlock_unlock(&lock_);
+}
 
-void RWMutex::WriteLock() { pthread_rwlock_wrlock(&lock_); }
+void RWMutex::WriteLock() {
+  Renew();
+  pthread_rwlock_wrlock(&lock_);
+}
 
-void RWMutex::WriteUnlock() { pthread_rwlock_unlock(&lock_); }
+void RWMutex::WriteUnlock() {
+  if (!Renew()) pthread_rwlock_unlock(&lock_);
+}
 
-bool RWMutex::TryReadLock() { return pthread_rwlock_tryrdlock(&lock_) == 0; }
+bool RWMutex::TryReadLock() {
+  Renew();
+  return pthread_rwlock_tryrdlock(&lock_) == 0;
+}
 
-bool RWMutex::TryWriteLock() { return pthread_rwlock_trywrlock(&lock_) != 0; }
+bool RWMutex::TryWriteLock() {
+  Renew();
+  return pthread_rwlock_trywrlock(&lock_) != 0;
+}

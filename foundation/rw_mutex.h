@@ -4,9 +4,10 @@
 
 #include <pthread.h>
 
+#include "foundation/fork_count.h"
 #include "foundation/thread_annotations.h"
 
-// The POSIX lock lies in the object itself, as a Mutex's does.
+// The POSIX lock lies in the object itself, as a Mutex's does, and is free in a fork of the process like that.
 class QUARN_CAPABILITY("mutex") RWMutex {
  public:
   RWMutex();
@@ -24,7 +25,13 @@ class QUARN_CAPABILITY("mutex") RWMutex {
   bool TryWriteLock() QUARN_TRY_ACQUIRE(false);
 
  private:
+  // Returns whether this process had not used it yet: nobody holds it then.
+  bool Renew() {
+    return renewal_.Check([this] { pthread_rwlock_init(&lock_, nullptr); });
+  }
+
   pthread_rwlock_t lock_;
+  ForkRenewal renewal_;
 };
 
 #endif  // QUARN_FOUNDATION_RW_MUTEX_H_

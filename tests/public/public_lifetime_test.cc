@@ -271,7 +271,6 @@ TEST_F(LifetimeTest, ForkedChildMayDestroyEverything) {
   for (int i = 0; i < 20; ++i) {
     host::Flag drawing;
     host::Flag forked;
-    held.item->on_draw = nullptr;
     const auto item = MakeItem(gs_vec2(8, 8), nullptr);
     item->on_draw = [&] {
       if (drawing.IsSet()) return;

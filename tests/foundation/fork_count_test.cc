@@ -1,0 +1,125 @@
+// Locks in a fork of the process that made them.
+#include "foundation/fork_count.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "foundation/mutex.h"
+#include "foundation/rw_mutex.h"
+#include "foundation/thread.h"
+
+namespace {
+
+// Returns what `child` returns in a fork of this process; -1 when it does not end within a minute.
+int RunInFork(const std::function<int()>& child) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    alarm(60);
+    _exit(child());
+  }
+  int status = 0;
+  return waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(ForkCountTest, CountsInTheChildAlone) {
+  const unsigned int before = os::ForkCount();
+  EXPECT_EQ(RunInFork([before] { return os::ForkCount() == before + 1 ? 0 : 1; }), 0);
+  EXPECT_EQ(os::ForkCount(), before);
+}
+
+// Holds a lock on a thread of its own for as long as it lives.
+template <class Lockable>
+class Holder {
+ public:
+  Holder(Lockable* lockable, void (Lockable::*lock)(), void (Lockable::*unlock)())
+      : thread_([=] {
+          (lockable->*lock)();
+          holds_ = true;
+          while (!done_) std::this_thread::yield();
+          (lockable->*unlock)();
+        }) {
+    while (!holds_) std::this_thread::yield();
+  }
+  ~Holder() {
+    done_ = true;
+    thread_.join();
+  }
+
+ private:
+  std::atomic<bool> holds_{false};
+  std::atomic<bool> done_{false};
+  std::thread thread_;
+};
+
+TEST(ForkCountTest, MutexOfAThreadThatIsNotInTheChildIsFreeThere) {
+  Mutex mutex;
+  const Holder<Mutex> holder(&mutex, &Mutex::Lock, &Mutex::Unlock);
+  EXPECT_EQ(RunInFork([&mutex] {
+              mutex.Lock();
+              mutex.Unlock();
+              return mutex.TryLock() ? 1 : 0;  // True says that it was not obtained.
+            }),
+            0);
+  EXPECT_TRUE(mutex.TryLock());  // Held in this process still.
+}
+
+TEST(ForkCountTest, MutexThatTheForkingThreadHoldsMayBeGivenBackInTheChild) {
+  Mutex mutex;
+  mutex.Lock();
+  EXPECT_EQ(RunInFork([&mutex] {
+              mutex.Unlock();
+              mutex.Lock();
+              mutex.Unlock();
+              return 0;
+            }),
+            0);
+  mutex.Unlock();
+}
+
+TEST(ForkCountTest, ReaderWriterLockIsFreeInTheChild) {
+  RWMutex written;
+  RWMutex read;
+  const Holder<RWMutex> writer(&written, &RWMutex::WriteLock, &RWMutex::WriteUnlock);
+  const Holder<RWMutex> reader(&read, &RWMutex::ReadLock, &RWMutex::ReadUnlock);
+  EXPECT_EQ(RunInFork([&] {
+              written.ReadLock();
+              written.ReadUnlock();
+              read.WriteLock();
+              read.WriteUnlock();
+              return 0;
+            }),
+            0);
+  EXPECT_FALSE(written.TryReadLock());
+}
+
+// Ends when it is told to.
+class Waiting : public Runable {
+ public:
+  void Run() override {
+    while (!done) std::this_thread::yield();
+  }
+  std::atomic<bool> done{false};
+};
+
+TEST(ForkCountTest, JoinInTheChildWaitsForNoThreadOfTheParent) {
+  Waiting waiting;
+  const std::unique_ptr<Thread> thread(Thread::Create());
+  thread->Start(&waiting);
+  EXPECT_EQ(RunInFork([&thread] {
+              thread->Join();
+              return thread->started() ? 1 : 0;
+            }),
+            0);
+  EXPECT_TRUE(thread->started());
+  waiting.done = true;
+  thread->Join();
+}
+
+}  // namespace
