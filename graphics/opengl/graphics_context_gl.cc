@@ -10,6 +10,7 @@
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
 
+#include "foundation/logger.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/graphics_shader_gl.h"
@@ -63,7 +64,10 @@ void GraphicsContextGL::BuildShader() {
 bool GraphicsContextGL::CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source) {
   const std::string prefix = kShaderPrefix;
   auto shader = std::make_unique<GraphicsShaderGL>(name);
-  if (!shader->Init((prefix + vertex_source).c_str(), (prefix + fragment_source).c_str())) return false;
+  if (!shader->Init((prefix + vertex_source).c_str(), (prefix + fragment_source).c_str())) {
+    Logger::default_logger()->Error("The program \"%s\" could not be built", name.c_str());
+    return false;
+  }
   AddShader(name, shader.release());
   return true;
 }

@@ -257,11 +257,23 @@ TEST_F(GraphicsDeviceCGLTest, AddShaderOfATakenNameSucceedsAndKeepsTheEarlierPro
 TEST_F(GraphicsDeviceCGLTest, AddShaderFailsForASourceWithItsOwnVersionLine) {
   EXPECT_FALSE(device()->AddShader("v", (std::string("#version 150\n") + glsl_src[1]).c_str(), kGreen));
   EXPECT_FALSE(device()->AddShader("f", glsl_src[1], (std::string("#version 150\n") + kGreen).c_str()));
-  EXPECT_THAT(TakeLog(), ElementsAre(StartsWith("E: Error compiling vertex shader:"),
-                                     StartsWith("E: Error compiling fragment shader:")));
+  EXPECT_THAT(
+      TakeLog(),
+      ElementsAre(StartsWith("E: Error compiling vertex shader:"), "E: The program \"v\" could not be built",
+                  StartsWith("E: Error compiling fragment shader:"), "E: The program \"f\" could not be built"));
   const test::CurrentContext current(context());
   EXPECT_FALSE(context()->BindShader("v"));
   EXPECT_FALSE(context()->BindShader("f"));
+}
+
+TEST_F(GraphicsDeviceCGLTest, AddShaderNamesTheProgramThatItCannotBuild) {
+  EXPECT_FALSE(
+      device()->AddShader("glow", glsl_src[1], "vec4 missing(); out vec4 c; void main() { c = missing(); }\n"));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: CreateProgram linked error", StartsWith("E: Error linking program:"),
+                                     "E: The program \"glow\" could not be built"));
+  gl_spy::faults().empty_logs = true;
+  EXPECT_FALSE(device()->AddShader("mute", glsl_src[1], "nonsense"));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: The program \"mute\" could not be built"));
 }
 
 TEST_F(GraphicsDeviceCGLTest, AddShaderRefusesNull) {
