@@ -161,7 +161,7 @@ TEST_F(GraphicsConstantBufferGLTest, InitFailsWhenTheContextCannotBeMadeCurrent)
   buffer.Update(bytes, 16);
   gl_spy::faults().make_current = false;
   EXPECT_FALSE(buffer.Bind(0));
-  EXPECT_EQ(TakeLog(), std::vector<std::string>(2, "E: Failed to make the context current (EGL error 0x3000)"));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
 }
 
 TEST_F(GraphicsConstantBufferGLTest, InitFailsWithoutAName) {

@@ -1,18 +1,29 @@
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 
 #include <EGL/egl.h>
-#include <EGL/eglext.h>
 
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 
+#include "graphics/internal_types.h"
+#include "graphics/opengl/graphics_constant_buffer_gl.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/host_context.h"
 
 namespace {
 
+using test::HostContext;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr char kNotMadeCurrent[] = "E: Failed to make the context current (EGL error 0x3000)";
+constexpr char kCurrentAgain[] = "The context can be made current again";
+constexpr char kLost[] =
+    "E: The GL context is lost, as when a host terminates its EGL display: the device goes on without pictures, and a "
+    "new one will have them again";
 
 using GraphicsContextCGLTest = GlTest;
 
@@ -57,7 +68,7 @@ TEST_F(GraphicsContextCGLTest, FailedBindHoldsNothing) {
   EXPECT_EQ(context()->BindContext(), -1);
   context()->UnbindContext();
   gl_spy::faults().make_current = false;
-  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
   // Another thread would wait here for ever if this one held the lock.
   std::thread other([this] {
     EXPECT_EQ(context()->BindContext(), 1);
@@ -114,36 +125,8 @@ TEST_F(GraphicsContextCGLTest, HostThatTakesTheContextAwayLeavesTheLockInOrder) 
   other.join();
 }
 
-// A context of a host's own, for another API than the library's, current on this thread.
-class HostContext {
- public:
-  HostContext() {
-    const auto get = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
-    display_ = get(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
-    eglInitialize(display_, nullptr, nullptr);
-    eglBindAPI(EGL_OPENGL_ES_API);
-    const EGLint attributes[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE};
-    context_ = eglCreateContext(display_, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
-    EXPECT_TRUE(eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_));
-  }
-  ~HostContext() {
-    eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    Destroy();
-    eglReleaseThread();
-  }
-  void Destroy() {
-    if (context_ != EGL_NO_CONTEXT) eglDestroyContext(display_, context_);
-    context_ = EGL_NO_CONTEXT;
-  }
-  bool IsCurrent() const { return eglGetCurrentContext() == context_ && eglQueryAPI() == EGL_OPENGL_ES_API; }
-
- private:
-  EGLDisplay display_;
-  EGLContext context_;
-};
-
 TEST_F(GraphicsContextCGLTest, UnbindPutsBackTheHostsOwnContext) {
-  const HostContext host;
+  const HostContext host(HostContext::Api::kOpenGlEs);
   ASSERT_TRUE(host.IsCurrent());
   ASSERT_EQ(context()->BindContext(), 1);
   EXPECT_FALSE(host.IsCurrent());
@@ -152,16 +135,16 @@ TEST_F(GraphicsContextCGLTest, UnbindPutsBackTheHostsOwnContext) {
 }
 
 TEST_F(GraphicsContextCGLTest, FailedBindLeavesTheHostsOwnContext) {
-  const HostContext host;
+  const HostContext host(HostContext::Api::kOpenGlEs);
   gl_spy::faults().make_current = true;
   EXPECT_EQ(context()->BindContext(), -1);
   gl_spy::faults().make_current = false;
   EXPECT_TRUE(host.IsCurrent());
-  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
 }
 
 TEST_F(GraphicsContextCGLTest, BuildAndDestructionLeaveTheHostsOwnContext) {
-  const HostContext host;
+  const HostContext host(HostContext::Api::kOpenGlEs);
   {
     GraphicsContextCGL other;
     EXPECT_TRUE(other.Build());
@@ -172,7 +155,7 @@ TEST_F(GraphicsContextCGLTest, BuildAndDestructionLeaveTheHostsOwnContext) {
 }
 
 TEST_F(GraphicsContextCGLTest, HostsContextThatIsGoneMeanwhileIsSaid) {
-  HostContext host;
+  HostContext host(HostContext::Api::kOpenGlEs);
   ASSERT_EQ(context()->BindContext(), 1);
   host.Destroy();
   context()->UnbindContext();
@@ -212,6 +195,138 @@ TEST_F(GraphicsContextCGLTest, DestructionDeletesItsObjects) {
   }
   EXPECT_EQ(gl_spy::LiveObjects(), before);
   EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
+}
+
+TEST_F(GraphicsContextCGLTest, FailuresInARowAreOneLineAndTheirEndAnother) {
+  for (int episode = 0; episode < 2; ++episode) {
+    log().Clear();
+    gl_spy::faults().make_current = true;
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(context()->BindContext(), -1);
+    gl_spy::faults().make_current = false;
+    EXPECT_FALSE(log().Has(Logger::Level::Info, kCurrentAgain));
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_EQ(context()->BindContext(), 1);
+      context()->UnbindContext();
+    }
+    EXPECT_EQ(log().Count(Logger::Level::Info, kCurrentAgain), 1u);
+    EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
+  }
+}
+
+TEST_F(GraphicsContextCGLTest, FailuresOfManyThreadsAreOneLine) {
+  gl_spy::faults().make_current = true;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this] {
+      for (int turn = 0; turn < 100; ++turn) EXPECT_EQ(context()->BindContext(), -1);
+      NativeContext::ReleaseThread();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  gl_spy::faults().make_current = false;
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
+}
+
+TEST_F(GraphicsContextCGLTest, EachContextTellsOfItsOwnFailures) {
+  const std::unique_ptr<NativeContext> views = GraphicsContextCGL::CreateContext(context()->native());
+  ASSERT_NE(views, nullptr);
+  gl_spy::faults().make_current = true;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(context()->BindContext(), -1);
+    EXPECT_FALSE(views->Bind());
+  }
+  gl_spy::faults().make_current = false;
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent, kNotMadeCurrent));
+  log().Clear();
+  ASSERT_TRUE(views->Bind());
+  views->Unbind();
+  EXPECT_EQ(log().Count(Logger::Level::Info, kCurrentAgain), 1u);
+}
+
+// Without a device of the fixture's: it would be lost as well.
+class TerminatedDisplayTest : public GlTest {
+ protected:
+  void SetUp() override {}
+};
+
+TEST_F(TerminatedDisplayTest, ContextsAreLostAndSayItOnce) {
+  GraphicsContextCGL lost;
+  ASSERT_TRUE(lost.Build());
+  const std::unique_ptr<NativeContext> view = GraphicsContextCGL::CreateContext(lost.native());
+  ASSERT_NE(view, nullptr);
+  test::TerminateSharedDisplay();
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(lost.BindContext(), -1);
+    EXPECT_FALSE(view->Bind());
+  }
+  EXPECT_THAT(TakeLog(), ElementsAre(kLost)) << "a view's context goes with the device's";
+  EXPECT_TRUE(lost.available());
+  EXPECT_EQ(GraphicsContextCGL::CreateContext(lost.native()), nullptr);
+  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to create context"));
+}
+
+TEST_F(TerminatedDisplayTest, IsInitialisedAgainForTheNextDevice) {
+  for (int i = 0; i < 3; ++i) {
+    GraphicsContextCGL context;
+    ASSERT_TRUE(context.Build());
+    ASSERT_TRUE(context.available());
+    ASSERT_EQ(context.BindContext(), 1);
+    EXPECT_TRUE(context.BindShader("rgba"));
+    context.UnbindShader();
+    context.UnbindContext();
+    test::TerminateSharedDisplay();
+  }
+  EXPECT_THAT(TakeLog(), ElementsAre(kLost, kLost, kLost)) << "each at its end";
+}
+
+TEST_F(TerminatedDisplayTest, HandlesOfLostContextsAreUsedNoMore) {
+  GraphicsContextCGL after;
+  {
+    GraphicsContextCGL before;
+    ASSERT_TRUE(before.Build());
+    const std::unique_ptr<NativeContext> view = GraphicsContextCGL::CreateContext(before.native());
+    test::TerminateSharedDisplay();
+    EXPECT_TRUE(after.Build());
+    ASSERT_EQ(after.BindContext(), 1);
+    gl_spy::StartTrace();
+    EXPECT_EQ(before.BindContext(), -1) << "what is gone does not come back";
+    EXPECT_FALSE(view->Bind());
+    EXPECT_THAT(gl_spy::TakeTrace(), IsEmpty());
+    EXPECT_EQ(after.BindContext(), 0);
+    after.UnbindContext();
+  }
+  EXPECT_EQ(gl_spy::DestroyedContexts(), 0) << "they may be the new contexts' by now";
+  EXPECT_EQ(after.BindContext(), 1);
+  after.UnbindContext();
+  EXPECT_THAT(TakeLog(), ElementsAre(kLost));
+}
+
+// A host that sets itself up anew.
+TEST_F(TerminatedDisplayTest, DisplayThatTheHostHasInitialisedAgainIsUsedAsItIs) {
+  GraphicsContextCGL before;
+  ASSERT_TRUE(before.Build());
+  test::TerminateSharedDisplay();
+  ASSERT_TRUE(eglInitialize(test::SharedDisplay(), nullptr, nullptr));
+  EXPECT_EQ(before.BindContext(), -1);
+  EXPECT_EQ(before.BindContext(), -1);
+  EXPECT_THAT(TakeLog(), ElementsAre(kLost));
+  GraphicsContextCGL after;
+  ASSERT_TRUE(after.Build());
+  EXPECT_EQ(after.BindContext(), 1);
+  after.UnbindContext();
+}
+
+TEST_F(TerminatedDisplayTest, DisplayTerminatedInTheMiddleOfADrawLosesTheContextAfterIt) {
+  {
+    GraphicsContextCGL context;
+    ASSERT_TRUE(context.Build());
+    ASSERT_EQ(context.BindContext(), 1);
+    test::TerminateSharedDisplay();
+    context.UnbindContext();
+    EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
+    EXPECT_EQ(context.BindContext(), -1);
+  }
+  EXPECT_THAT(TakeLog(), ElementsAre(kLost));
 }
 
 }  // namespace

@@ -18,9 +18,11 @@
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_output.h"
 #include "graphics/graphics_scene.h"
+#include "graphics/graphics_texture.h"
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/host_context.h"
 
 namespace {
 
@@ -30,6 +32,8 @@ using ::testing::StartsWith;
 
 constexpr char kGreen[] = "out vec4 c;\nvoid main() { c = vec4(0.0, 1.0, 0.0, 1.0); }\n";
 constexpr char kRed[] = "out vec4 c;\nvoid main() { c = vec4(1.0, 0.0, 0.0, 1.0); }\n";
+
+constexpr char kNotMadeCurrent[] = "E: Failed to make the context current (EGL error 0x3000)";
 
 bool IsContextCurrent() { return eglGetCurrentContext() != EGL_NO_CONTEXT; }
 
@@ -103,14 +107,15 @@ class ProbeTick : public GraphicsItem::TickCallback {
   bool context_current = false;
 };
 
+// The factory made something, which is destroyed.
+template <class T>
+bool Made(T* object) {
+  const std::unique_ptr<T> owner(object);
+  return owner != nullptr;
+}
+
 class GraphicsDeviceCGLTest : public GlTest {
  protected:
-  // The factory made something, which is destroyed.
-  template <class T>
-  static bool Made(T* object) {
-    const std::unique_ptr<T> owner(object);
-    return owner != nullptr;
-  }
   // A task that runs a function.
   static void Call(void* function) { (*static_cast<std::function<void()>*>(function))(); }
 
@@ -209,7 +214,7 @@ TEST_F(GraphicsDeviceCGLTest, FactoriesAnswerNullWhenTheirObjectsInitFails) {
   EXPECT_EQ(device()->CreateTexture(GraphicsFrame(kFormatRGBA, 4, 4)), nullptr);
   EXPECT_EQ(device()->CreateConstantBuffer(16, nullptr), nullptr);
   UnavailableContext(false);
-  for (const std::string& line : TakeLog()) EXPECT_EQ(line, "E: Failed to make the context current (EGL error 0x3000)");
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
   EXPECT_EQ(device()->CreateTexture(GraphicsFrame(kFormatBGRA, 4, 4)), nullptr);
   EXPECT_THAT(TakeLog(), IsEmpty()) << "a layout without a texture fails without a word";
 }
@@ -286,7 +291,7 @@ TEST_F(GraphicsDeviceCGLTest, AddShaderFailsWhenTheContextCannotBeMadeCurrent) {
   UnavailableContext(true);
   EXPECT_FALSE(device()->AddShader("green", glsl_src[1], kGreen));
   UnavailableContext(false);
-  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
 }
 
 TEST_F(GraphicsDeviceCGLTest, TickStageTicksItemsWithTheContextCurrent) {
@@ -422,6 +427,64 @@ TEST_F(GraphicsDeviceCGLTest, SeveralDevicesAreApart) {
   ASSERT_TRUE(second.AddShader("only_there", glsl_src[1], kGreen));
   const test::CurrentContext current(context());
   EXPECT_FALSE(context()->BindShader("only_there"));
+}
+
+// Without a device of the fixture's: it would be lost as well.
+class LostDeviceTest : public GlTest {
+ protected:
+  void SetUp() override {}
+};
+
+TEST_F(LostDeviceTest, GoesOnWithoutPicturesAndSaysItOnce) {
+  GraphicsDeviceCGL lost;
+  ASSERT_TRUE(lost.Init());
+  const std::unique_ptr<GraphicsScene> scene(lost.CreateScene(4, 4));
+  const std::unique_ptr<GraphicsFilter> filter(lost.CreateFilter(4, 4));
+  const std::unique_ptr<GraphicsView> view(lost.CreateView(InternalWindowInfo{}, 4, 4));
+  const std::unique_ptr<GraphicsTexture> texture(lost.CreateTexture(GraphicsFrame(kFormatRGBA, 4, 4)));
+  const std::unique_ptr<GraphicsConstantBuffer> constants(lost.CreateConstantBuffer(16, nullptr));
+  ASSERT_NE(constants, nullptr);
+  EXPECT_EQ(TakeLog().size(), 1u) << "there is no display for the view";
+  scene->AddRef();
+  scene->Attach(nullptr);
+  filter->Attach(nullptr);
+  view->Attach(nullptr);
+  test::TerminateSharedDisplay();
+  const unsigned char bytes[16] = {};
+  for (int frame = 1; frame <= 5; ++frame) {
+    EXPECT_EQ(lost.TickSource(7, 6), 7u);
+    lost.HandleFilter();
+    lost.OutputFrame(7, 1);
+    lost.DrawDisplay();
+    lost.QueueTask([](void*) {}, nullptr);
+    lost.DoTask();
+    texture->Update(GraphicsFrame(kFormatRGBA, 4, 4));
+    constants->Update(bytes, 16);
+    EXPECT_EQ(lost.CreateScene(4, 4), nullptr);
+    EXPECT_FALSE(lost.AddShader("green", glsl_src[1], kGreen));
+  }
+  EXPECT_THAT(TakeLog(), ElementsAre(StartsWith("E: The GL context is lost")));
+  scene->Detach();
+  filter->Detach();
+  view->Detach();
+
+  GraphicsDeviceCGL another;
+  ASSERT_TRUE(another.Init());
+  EXPECT_TRUE(Made(another.CreateScene(4, 4)));
+  EXPECT_TRUE(another.AddShader("green", glsl_src[1], kGreen));
+}
+
+TEST_F(LostDeviceTest, RendersItsFramesAndStops) {
+  GraphicsDeviceCGL lost;
+  ASSERT_TRUE(lost.Init());
+  lost.SetFps(1000);
+  ASSERT_TRUE(lost.Start());
+  test::TerminateSharedDisplay();
+  EXPECT_TRUE(log().WaitFor(Logger::Level::Error,
+                            "The GL context is lost, as when a host terminates its EGL display: the device goes on "
+                            "without pictures, and a new one will have them again"));
+  lost.Stop();
+  EXPECT_EQ(TakeLog().size(), 1u);
 }
 
 }  // namespace
