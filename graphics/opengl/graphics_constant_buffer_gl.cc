@@ -17,7 +17,12 @@ GraphicsConstantBufferGL::~GraphicsConstantBufferGL() {
   if (!context()) return;
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
-  if (bind.ok() && buffer_) glDeleteBuffers(1, &buffer_);
+  if (bind.ok()) Delete();
+}
+
+void GraphicsConstantBufferGL::Delete() {
+  if (buffer_) glDeleteBuffers(1, &buffer_);
+  buffer_ = 0;
 }
 
 bool GraphicsConstantBufferGL::Init() {
@@ -28,6 +33,7 @@ bool GraphicsConstantBufferGL::Init() {
 }
 
 bool GraphicsConstantBufferGL::Create() {
+  Delete();
   glGenBuffers(1, &buffer_);
   if (!buffer_) return false;
   Upload();

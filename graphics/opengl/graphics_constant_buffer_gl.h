@@ -16,6 +16,7 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
   GraphicsConstantBufferGL(GraphicsContextGL* context, unsigned int size);
   ~GraphicsConstantBufferGL() override;
 
+  // Another Init makes the buffer anew.
   bool Init();
   void Update(const void* data, unsigned int size) override;
   // Slot s claims the binding point s + 1; point 0 is the matrices'.
@@ -25,6 +26,7 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
 
  private:
   bool Create();
+  void Delete();
   void Upload();
 
   std::unique_ptr<unsigned char[]> shadow_;  // Null when memory was short.

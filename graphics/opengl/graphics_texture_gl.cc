@@ -23,7 +23,10 @@ GraphicsTextureGL::~GraphicsTextureGL() {
   if (!context()) return;
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
-  if (!bind.ok()) return;
+  if (bind.ok()) Delete();
+}
+
+void GraphicsTextureGL::Delete() {
   if (frame_buffer_) {
     glBindFramebuffer(GL_FRAMEBUFFER, frame_buffer_);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
@@ -42,6 +45,7 @@ bool GraphicsTextureGL::Init(bool render_target) {
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
   if (!bind.ok()) return false;
+  Delete();
   const bool created = Create(render_target);
   CheckGLError(__FILE__, __LINE__);
   return created;
@@ -53,7 +57,7 @@ bool GraphicsTextureGL::Create(bool render_target) {
     Logger::default_logger()->Error("GraphicsTextureGL create texture failed");
     return false;
   }
-  if (!render_target && external_image_) return true;  // Its storage comes with Update(image).
+  if (!render_target && iosurface_) return true;  // Its storage comes with Update(image).
 
   glBindTexture(GL_TEXTURE_2D, texture_);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);

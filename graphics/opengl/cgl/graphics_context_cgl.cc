@@ -3,6 +3,16 @@
 
 #include "foundation/logger.h"
 
+namespace {
+
+unsigned int Limit(GLenum name) {
+  GLint value = 0;
+  glGetIntegerv(name, &value);
+  return static_cast<unsigned int>(value);
+}
+
+}  // namespace
+
 GraphicsContextCGL::GraphicsContextCGL() : handle_(std::make_shared<ContextHandle>(this)) {}
 
 GraphicsContextCGL::~GraphicsContextCGL() {
@@ -28,10 +38,11 @@ std::unique_ptr<NativeContext> GraphicsContextCGL::CreateContext(NativeContext* 
 
 bool GraphicsContextCGL::Build() {
   native_ = CreateContext(nullptr);
-  if (BindContext() == 1) {
-    GLint max_size = 0;
-    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &max_size);
-    max_texture_size_ = static_cast<unsigned int>(max_size);
+  if (BindContext() != 1) {
+    native_.reset();  // No programs, no pictures: it is as if there were none.
+  } else {
+    max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
+    max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
     BuildShader();
     BuildVertexAttrBuffer();
     UnbindContext();

@@ -52,13 +52,15 @@ class GraphicsContextCGL : public GraphicsContextGL {
   // Makes a native context, or null with an error line.
   static std::unique_ptr<NativeContext> CreateContext(NativeContext* share);
   // Makes the native context, the built-in programs and the shared objects. Returns true in any case: without a native
-  // context the device still exists, and draws nothing.
+  // context that can be made current the device still exists, and draws nothing.
   bool Build();
-  // Whether the native context exists.
+  // Whether the native context exists, and could be made current to begin with.
   bool available() const { return native_ != nullptr; }
 
   // The longest side of a texture in pixels; 0 without a native context.
   unsigned int max_texture_size() const { return max_texture_size_; }
+  // The same of a rectangle texture, which is what external images are.
+  unsigned int max_rectangle_size() const { return max_rectangle_size_; }
 
   // Null where there is none.
   NativeContext* native() const { return native_.get(); }
@@ -67,6 +69,7 @@ class GraphicsContextCGL : public GraphicsContextGL {
  private:
   std::unique_ptr<NativeContext> native_;
   unsigned int max_texture_size_ = 0;
+  unsigned int max_rectangle_size_ = 0;
   const std::shared_ptr<ContextHandle> handle_;
 };
 

@@ -198,13 +198,51 @@ TEST_F(GraphicsDeviceCGLTest, SizesBeyondTheDriversAreRefused) {
   EXPECT_EQ(device()->CreateFilter(4, large), nullptr);
   EXPECT_EQ(device()->CreateOutput(nullptr, largest, largest), nullptr);
   EXPECT_EQ(device()->CreateTexture(GraphicsFrame(kFormatR8, large, 1)), nullptr);
-  QnExternalImage image(1, large, QnExternalImage::kPixelFormatBGRA, 4, "");
-  EXPECT_EQ(device()->CreateTexture(static_cast<void*>(&image)), nullptr);
   const std::string l = std::to_string(large);
   const std::string end = " cannot be made: a side is longer than " + std::to_string(limit);
-  EXPECT_THAT(TakeLog(), ElementsAre("E: A scene of " + l + "x4" + end, "E: A filter of 4x" + l + end,
-                                     "E: An output of 4294967295x4294967295" + end, "E: A texture of " + l + "x1" + end,
-                                     "E: A texture of 1x" + l + end));
+  EXPECT_THAT(TakeLog(),
+              ElementsAre("E: A scene of " + l + "x4" + end, "E: A filter of 4x" + l + end,
+                          "E: An output of 4294967295x4294967295" + end, "E: A texture of " + l + "x1" + end));
+}
+
+TEST_F(GraphicsDeviceCGLTest, ExternalImagesHaveTheLimitOfRectangleTextures) {
+  gl_spy::faults().rectangle_limit = 64;
+  GraphicsDeviceCGL limited;
+  ASSERT_TRUE(limited.Init());
+  QnExternalImage fits(64, 1, QnExternalImage::kPixelFormatBGRA, 256, "");
+  QnExternalImage wide(65, 1, QnExternalImage::kPixelFormatBGRA, 260, "");
+  QnExternalImage high(1, 65, QnExternalImage::kPixelFormatBGRA, 4, "");
+  EXPECT_TRUE(Made(limited.CreateTexture(static_cast<void*>(&fits))));
+  EXPECT_EQ(limited.CreateTexture(static_cast<void*>(&wide)), nullptr);
+  EXPECT_EQ(limited.CreateTexture(static_cast<void*>(&high)), nullptr);
+  EXPECT_TRUE(Made(limited.CreateTexture(GraphicsFrame(kFormatRGBA, 65, 1))));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: A texture of 65x1 cannot be made: a side is longer than 64",
+                                     "E: A texture of 1x65 cannot be made: a side is longer than 64"));
+}
+
+TEST_F(GraphicsDeviceCGLTest, FirstMakeCurrentThatFailsLeavesItWithoutPictures) {
+  GraphicsDeviceCGL unavailable;
+  UnavailableContext(true);
+  EXPECT_TRUE(unavailable.Init());
+  UnavailableContext(false);
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
+  EXPECT_EQ(unavailable.CreateScene(4, 4), nullptr);
+  EXPECT_EQ(unavailable.CreateFilter(4, 4), nullptr);
+  EXPECT_EQ(unavailable.CreateView(InternalWindowInfo{}, 4, 4), nullptr);
+  EXPECT_EQ(unavailable.CreateTexture(GraphicsFrame(kFormatRGBA, 4, 4)), nullptr);
+  EXPECT_EQ(unavailable.CreateConstantBuffer(16, nullptr), nullptr);
+  EXPECT_EQ(unavailable.CreateOutput(nullptr, 4, 4), nullptr);
+  EXPECT_FALSE(unavailable.AddShader("green", glsl_src[1], kGreen));
+  ProbeTick callback;
+  GraphicsItem item(static_cast<GraphicsContextCGL*>(unavailable.gs_context()));
+  item.Attach(&callback);
+  EXPECT_EQ(unavailable.TickSource(7, 6), 7u);
+  unavailable.HandleFilter();
+  unavailable.OutputFrame(1, 1);
+  unavailable.DrawDisplay();
+  item.Detach();
+  EXPECT_EQ(callback.ticks, 1) << "items go on, as on a machine without OpenGL";
+  EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(GraphicsDeviceCGLTest, FactoriesAnswerNullWhenTheirObjectsInitFails) {
