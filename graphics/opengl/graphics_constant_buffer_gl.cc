@@ -17,7 +17,12 @@ GraphicsConstantBufferGL::~GraphicsConstantBufferGL() {
   if (!context()) return;
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
-  if (bind.ok() && buffer_) glDeleteBuffers(1, &buffer_);
+  if (bind.ok()) Delete();
+}
+
+void GraphicsConstantBufferGL::Delete() {
+  if (buffer_) glDeleteBuffers(1, &buffer_);
+  buffer_ = 0;
 }
 
 bool GraphicsConstantBufferGL::Init() {
@@ -28,6 +33,7 @@ bool GraphicsConstantBufferGL::Init() {
 }
 
 bool GraphicsConstantBufferGL::Create() {
+  Delete();
   glGenBuffers(1, &buffer_);
   if (!buffer_) return false;
   Upload();
@@ -55,7 +61,7 @@ void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
 }
 
 bool GraphicsConstantBufferGL::Bind(int slot) {
-  if (!context() || !buffer_ || slot < 0) return false;
+  if (!context() || !buffer_ || slot < 0 || !context()->CanDraw("Binding a constant buffer")) return false;
   binding_ = slot + 1;
   glBindBufferRange(GL_UNIFORM_BUFFER, static_cast<GLuint>(binding_), buffer_, 0, size_);
   context()->AddUboIndex(binding_);

@@ -7,7 +7,8 @@
 #include "graphics/graphics_constant_buffer_impl.h"
 #include "graphics/opengl/gl_object.h"
 
-// Update and the destructor may run on any thread: they take the context's lock. Bind and Unbind belong to a draw.
+// Update and the destructor may run on any thread: they take the context's lock. Bind and Unbind belong to a draw;
+// Bind does nothing on a thread that has not the context current.
 class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObject {
  public:
   // Copies `size` bytes.
@@ -16,6 +17,7 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
   GraphicsConstantBufferGL(GraphicsContextGL* context, unsigned int size);
   ~GraphicsConstantBufferGL() override;
 
+  // Another Init makes the buffer anew.
   bool Init();
   void Update(const void* data, unsigned int size) override;
   // Slot s claims the binding point s + 1; point 0 is the matrices'.
@@ -25,6 +27,7 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
 
  private:
   bool Create();
+  void Delete();
   void Upload();
 
   std::unique_ptr<unsigned char[]> shadow_;  // Null when memory was short.

@@ -10,6 +10,7 @@
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
 
+#include "foundation/logger.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/graphics_shader_gl.h"
@@ -63,7 +64,10 @@ void GraphicsContextGL::BuildShader() {
 bool GraphicsContextGL::CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source) {
   const std::string prefix = kShaderPrefix;
   auto shader = std::make_unique<GraphicsShaderGL>(name);
-  if (!shader->Init((prefix + vertex_source).c_str(), (prefix + fragment_source).c_str())) return false;
+  if (!shader->Init((prefix + vertex_source).c_str(), (prefix + fragment_source).c_str())) {
+    Logger::default_logger()->Error("The program \"%s\" could not be built", name.c_str());
+    return false;
+  }
   AddShader(name, shader.release());
   return true;
 }
@@ -114,8 +118,28 @@ void GraphicsContextGL::ReleaseVertexAttrBuffer() {
   DeleteBuffer(&default_uniform_buffer_);
 }
 
+void GraphicsContextGL::ForgetObjects() {
+  WalkShaders([](GraphicsShader* shader) { static_cast<GraphicsShaderGL*>(shader)->Forget(); });
+  vertex_array_ = vertex_buffer_ = index_buffer_ = mvp_buffer_ = default_uniform_buffer_ = 0;
+}
+
+bool GraphicsContextGL::CanDraw(const char* operation, bool ask) {
+  if (IsBound()) {
+    if (ask || away_) away_ = !IsCurrent();
+    if (!away_) return true;
+  }
+  // Where nothing was ever built the log has said why.
+  if (vertex_buffer_ && !reported_not_current_.exchange(true, std::memory_order_relaxed)) {
+    Logger::default_logger()->Error(
+        "%s does nothing: the device's GL context is not current on this thread; draw inside a Draw, TickSource, "
+        "OnTexture or queued task",
+        operation);
+  }
+  return false;
+}
+
 bool GraphicsContextGL::BindShader(const char* name) {
-  if (!name) return false;
+  if (!name || !CanDraw("BindShader", true)) return false;
   lookup_name_ = name;
   GraphicsShader* const shader = GetShader(lookup_name_);
   if (!shader || !shader->Bind()) return false;
@@ -124,11 +148,13 @@ bool GraphicsContextGL::BindShader(const char* name) {
 }
 
 void GraphicsContextGL::UnbindShader() {
+  if (!CanDraw("UnbindShader")) return;
   glUseProgram(0);
   current_shader_ = nullptr;
 }
 
 void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
+  if (!CanDraw("SetViewport", true)) return;
   // What does not fit a GLint would turn negative; drivers clamp the rest.
   const auto clamp = [](unsigned int value) {
     return static_cast<GLint>(std::min(value, static_cast<unsigned int>(std::numeric_limits<GLint>::max())));
@@ -137,7 +163,7 @@ void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int
 }
 
 void GraphicsContextGL::DrawRect(const internal_transform& transform, const internal_vec2& target_size) {
-  if (!vertex_buffer_ || !index_buffer_ || !current_shader_) return;
+  if (!CanDraw("DrawRect") || !vertex_buffer_ || !index_buffer_ || !current_shader_) return;
   const GraphicsShaderGL::Bindings& bindings = current_shader_->bindings();
   const GLuint program = current_shader_->program();
 

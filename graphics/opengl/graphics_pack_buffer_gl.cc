@@ -10,7 +10,12 @@ GraphicsPackBufferGL::~GraphicsPackBufferGL() {
   if (!context()) return;
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
-  if (bind.ok() && buffer_) glDeleteBuffers(1, &buffer_);
+  if (bind.ok()) Delete();
+}
+
+void GraphicsPackBufferGL::Delete() {
+  if (buffer_) glDeleteBuffers(1, &buffer_);
+  buffer_ = 0;
 }
 
 bool GraphicsPackBufferGL::Init() {
@@ -18,6 +23,7 @@ bool GraphicsPackBufferGL::Init() {
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
   if (!bind.ok()) return false;
+  Delete();
   glGenBuffers(1, &buffer_);
   Bind();
   glBufferData(GL_PIXEL_PACK_BUFFER, size_, nullptr, GL_STREAM_READ);

@@ -11,7 +11,7 @@ class GraphicsPackBufferGL : public GLObject {
   GraphicsPackBufferGL(GraphicsContextGL* context, unsigned int size);
   ~GraphicsPackBufferGL() override;
 
-  // Returns false without a context that can be made current.
+  // Returns false without a context that can be made current. Another Init makes the buffer anew.
   bool Init();
   bool Bind();
   void Unbind();
@@ -24,6 +24,8 @@ class GraphicsPackBufferGL : public GLObject {
   unsigned int size() const { return size_; }
 
  private:
+  void Delete();
+
   unsigned int size_;
   GLuint buffer_ = 0;
 };

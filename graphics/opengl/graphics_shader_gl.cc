@@ -49,11 +49,16 @@ GLuint Link(GLuint vertex, GLuint fragment) {
 
 GraphicsShaderGL::GraphicsShaderGL(const std::string& name) : name_(name) {}
 
-GraphicsShaderGL::~GraphicsShaderGL() {
+GraphicsShaderGL::~GraphicsShaderGL() { Delete(); }
+
+void GraphicsShaderGL::Delete() {
   if (program_) glDeleteProgram(program_);
+  program_ = 0;
+  bindings_ = Bindings();
 }
 
 bool GraphicsShaderGL::Init(const char* vertex_source, const char* fragment_source) {
+  Delete();
   if (!vertex_source || !fragment_source) return false;
   const GLuint vertex = glCreateShader(GL_VERTEX_SHADER);
   const GLuint fragment = glCreateShader(GL_FRAGMENT_SHADER);
@@ -95,4 +100,19 @@ void GraphicsShaderGL::LookUpBindings() {
     if (bindings_.buffer_blocks[i] == GL_INVALID_INDEX) break;
   }
   bindings_.mvp_block = GetUniformBlockIndex("mvp");
+  WarnOfGap("u_tex", bindings_.texture_count, kMaxTextures,
+            [this](const std::string& name) { return GetUniformLocation(name.c_str()) >= 0; });
+  WarnOfGap("u_buf", bindings_.buffer_count, kMaxBuffers,
+            [this](const std::string& name) { return GetUniformBlockIndex(name.c_str()) != GL_INVALID_INDEX; });
+}
+
+template <class Find>
+void GraphicsShaderGL::WarnOfGap(const char* prefix, int count, int max, Find find) const {
+  for (int i = count + 1; i < max; ++i) {
+    const std::string name = prefix + std::to_string(i);
+    if (!find(name) && !find(name + "[0]")) continue;
+    Logger::default_logger()->Warn("The program \"%s\" uses %s but not %s%d: %s is not bound, nor what follows it",
+                                   name_.c_str(), name.c_str(), prefix, count, name.c_str());
+    return;
+  }
 }

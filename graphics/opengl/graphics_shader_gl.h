@@ -32,7 +32,8 @@ class GraphicsShaderGL : public GraphicsShader {
   GraphicsShaderGL(const GraphicsShaderGL&) = delete;
   GraphicsShaderGL& operator=(const GraphicsShaderGL&) = delete;
 
-  // Compiles and links. Returns false, with the compiler's messages in the log, when that fails.
+  // Compiles and links; what an earlier Init has made goes first. Returns false, with the compiler's messages in the
+  // log, when that fails. Samplers and blocks that drawing will not find are logged.
   bool Init(const char* vertex_source, const char* fragment_source);
   bool Bind() override;
 
@@ -42,9 +43,15 @@ class GraphicsShaderGL : public GraphicsShader {
   GLuint GetUniformBlockIndex(const char* name);
   GLuint program() const { return program_; }
   const Bindings& bindings() const { return bindings_; }
+  // Lets go of the program without a GL call: it dies with its context.
+  void Forget() { program_ = 0; }
 
  private:
+  void Delete();
   void LookUpBindings();
+  // Tells of a numbered name that the program uses behind the first that it lacks. `find` says whether it uses a name.
+  template <class Find>
+  void WarnOfGap(const char* prefix, int count, int max, Find find) const;
 
   std::string name_;
   GLuint program_ = 0;

@@ -23,7 +23,10 @@ GraphicsTextureGL::~GraphicsTextureGL() {
   if (!context()) return;
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
-  if (!bind.ok()) return;
+  if (bind.ok()) Delete();
+}
+
+void GraphicsTextureGL::Delete() {
   if (frame_buffer_) {
     glBindFramebuffer(GL_FRAMEBUFFER, frame_buffer_);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
@@ -42,6 +45,7 @@ bool GraphicsTextureGL::Init(bool render_target) {
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
   if (!bind.ok()) return false;
+  Delete();
   const bool created = Create(render_target);
   CheckGLError(__FILE__, __LINE__);
   return created;
@@ -53,7 +57,7 @@ bool GraphicsTextureGL::Create(bool render_target) {
     Logger::default_logger()->Error("GraphicsTextureGL create texture failed");
     return false;
   }
-  if (!render_target && external_image_) return true;  // Its storage comes with Update(image).
+  if (!render_target && iosurface_) return true;  // Its storage comes with Update(image).
 
   glBindTexture(GL_TEXTURE_2D, texture_);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
@@ -97,11 +101,14 @@ bool GraphicsTextureGL::DefineStorage(bool render_target) {
   return true;
 }
 
+bool GraphicsTextureGL::CanDraw(const char* operation) const { return context() && context()->CanDraw(operation); }
+
 bool GraphicsTextureGL::BindShaderResource(int slot) {
   if (!texture_) {
     Logger::default_logger()->Warn("GraphicsTextureGL::BindShaderResource Texture is null");
     return false;
   }
+  if (!CanDraw("Binding a texture")) return false;
   slot_ = slot;
   glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot));
   CheckGLError(__FILE__, __LINE__);
@@ -111,6 +118,7 @@ bool GraphicsTextureGL::BindShaderResource(int slot) {
 }
 
 void GraphicsTextureGL::ReleaseShaderResource() {
+  if (!CanDraw("Releasing a texture")) return;
   glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot_));
   CheckGLError(__FILE__, __LINE__);
   glBindTexture(target(), 0);
@@ -122,6 +130,7 @@ bool GraphicsTextureGL::BindRenderTarget() {
     Logger::default_logger()->Warn("GraphicsTextureGL::BindRenderTarget FrameBuffer is null");
     return false;
   }
+  if (!CanDraw("Binding a target")) return false;
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, frame_buffer_);
   glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture_, 0);
   const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
@@ -132,7 +141,9 @@ bool GraphicsTextureGL::BindRenderTarget() {
   return false;
 }
 
-void GraphicsTextureGL::ReleaseRenderTarget() { glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0); }
+void GraphicsTextureGL::ReleaseRenderTarget() {
+  if (CanDraw("Releasing a target")) glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+}
 
 bool GraphicsTextureGL::BindReadFrameBuffer() {
   if (!frame_buffer_) {
@@ -140,11 +151,14 @@ bool GraphicsTextureGL::BindReadFrameBuffer() {
     Logger::default_logger()->Warn("GraphicsTextureGL::BindRenderTarget FrameBuffer is null");
     return false;
   }
+  if (!CanDraw("Binding a target")) return false;
   glBindFramebuffer(GL_READ_FRAMEBUFFER, frame_buffer_);
   return true;
 }
 
-void GraphicsTextureGL::ReleaseReadFrameBuffer() { glBindFramebuffer(GL_READ_FRAMEBUFFER, 0); }
+void GraphicsTextureGL::ReleaseReadFrameBuffer() {
+  if (CanDraw("Releasing a target")) glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+}
 
 void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
   if (!context()) {

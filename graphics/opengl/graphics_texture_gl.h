@@ -1,7 +1,7 @@
 // An image on OpenGL: a render target, an image sampled from a frame, or one bound to an external image.
 //
 // Init, Update and the destructor take the context's lock and make it current themselves, on any thread; binding and
-// releasing belong to a thread that holds the lock with the context current.
+// releasing belong to a thread that holds the lock with the context current, and do nothing on another.
 #ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
 
@@ -20,6 +20,7 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   GraphicsTextureGL(GraphicsContextGL* context, void* external_image);
   ~GraphicsTextureGL() override;
 
+  // Another Init makes it anew.
   bool Init(bool render_target);
   // The texture's GL name; 0 before Init and after one that failed. Shared contexts know it too.
   GLuint name() const { return texture_; }
@@ -38,17 +39,21 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
 
  private:
   bool Create(bool render_target);
+  // Deletes what Create has made, with the context current.
+  void Delete();
+  // Whether the context is current on the calling thread.
+  bool CanDraw(const char* operation) const;
   // Defines the storage of the bound texture. Returns false for a layout that has none.
   bool DefineStorage(bool render_target);
   // Takes a frame of the layout and size of the one held; returns whether it did.
   bool Keep(GraphicsFrame&& frame);
-  GLenum target() const { return external_image_ ? GL_TEXTURE_RECTANGLE : GL_TEXTURE_2D; }
+  GLenum target() const { return iosurface_ ? GL_TEXTURE_RECTANGLE : GL_TEXTURE_2D; }
 
   GLuint texture_ = 0;
   GLuint frame_buffer_ = 0;
   int slot_ = -1;
-  GraphicsFrame frame_;  // Its format is the texture's layout; it holds the pixels of the last upload.
-  bool external_image_ = false;
+  GraphicsFrame frame_;     // Its format is the texture's layout; it holds the pixels of the last upload.
+  bool iosurface_ = false;  // Whether an external image backs it, whatever the platform's are called.
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_

@@ -86,8 +86,9 @@ class QUARN_EXPORT GsDevice {
   // Compiles a shader program under `name`, for GsContext::BindShader. Sources are GLSL 1.50 without a version
   // line; "#version 150" and a definition of MACOSX are put in front. Name samplers u_tex0 to u_tex3, uniform
   // blocks u_buf0 to u_buf9 (consecutively from 0) and the matrix block mvp; see glsl_src.h for examples. A name
-  // already taken keeps its program, and the result is true. Returns false, with the compiler's message in the
-  // log, when the program cannot be built, and for a null argument.
+  // already taken keeps its program, and the result is true. A program that uses a number behind a gap is told of in
+  // a warning: nothing is bound there. Returns false, with the compiler's message and the program's name in the log,
+  // when the program cannot be built, and for a null argument.
   //
   // Thread: any.
   // Blocks: for the running stage of a frame.

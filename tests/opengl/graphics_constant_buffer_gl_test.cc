@@ -161,7 +161,23 @@ TEST_F(GraphicsConstantBufferGLTest, InitFailsWhenTheContextCannotBeMadeCurrent)
   buffer.Update(bytes, 16);
   gl_spy::faults().make_current = false;
   EXPECT_FALSE(buffer.Bind(0));
-  EXPECT_EQ(TakeLog(), std::vector<std::string>(2, "E: Failed to make the context current (EGL error 0x3000)"));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
+}
+
+TEST_F(GraphicsConstantBufferGLTest, AnotherInitMakesTheBufferAnew) {
+  const int objects = gl_spy::LiveObjects();
+  {
+    GraphicsConstantBufferGL buffer(context(), 16);
+    EXPECT_TRUE(buffer.Init());
+    EXPECT_TRUE(buffer.Init());
+    EXPECT_EQ(gl_spy::LiveObjects(), objects + 1);
+    gl_spy::faults().gen_buffers = true;
+    EXPECT_FALSE(buffer.Init());
+    gl_spy::faults().gen_buffers = false;
+    const test::CurrentContext current(context());
+    EXPECT_FALSE(buffer.Bind(0));
+  }
+  EXPECT_EQ(gl_spy::LiveObjects(), objects);
 }
 
 TEST_F(GraphicsConstantBufferGLTest, InitFailsWithoutAName) {

@@ -326,6 +326,44 @@ void main() { FragColor = texture(u_tex0, v_tex_coord) + texture(u_tex2, v_tex_c
   Draw(internal_vec2(kSide, kSide));
   EXPECT_EQ(UniformValue(program, "u_tex0"), 0);
   EXPECT_EQ(UniformValue(program, "u_tex2"), 5);
+  EXPECT_THAT(TakeLog(), ElementsAre("W: The program \"gap\" uses u_tex2 but not u_tex1: u_tex2 is not bound, nor what "
+                                     "follows it"));
+}
+
+TEST_F(GraphicsContextGLTest, FirstNameBehindAGapIsLogged) {
+  UseProgram("none", "uniform sampler2D u_tex0; void main() { FragColor = texture(u_tex0, v_tex_coord); }\n");
+  // What a program declares and does not use is no sampler of its.
+  UseProgram("unused", R"(
+uniform sampler2D u_tex0, u_tex2;
+void main() { FragColor = texture(u_tex0, v_tex_coord); }
+)");
+  EXPECT_THAT(TakeLog(), IsEmpty());
+  UseProgram("no first", R"(
+uniform sampler2D u_tex1, u_tex3;
+void main() { FragColor = texture(u_tex1, v_tex_coord) + texture(u_tex3, v_tex_coord); }
+)");
+  UseProgram("array", R"(
+uniform sampler2D u_tex0, u_tex2[2];
+void main() { FragColor = texture(u_tex0, v_tex_coord) + texture(u_tex2[0], v_tex_coord) +
+              texture(u_tex2[1], v_tex_coord); }
+)");
+  UseProgram("both", R"(
+uniform sampler2D u_tex3;
+uniform u_buf0 { vec4 color0; };
+uniform u_buf7 { vec4 color7; };
+void main() { FragColor = texture(u_tex3, v_tex_coord) + color0 + color7; }
+)");
+  UseProgram("block array", R"(
+uniform u_buf0 { vec4 color; } zero;
+uniform u_buf2 { vec4 color; } two[2];
+void main() { FragColor = zero.color + two[0].color + two[1].color; }
+)");
+  const std::string end = " is not bound, nor what follows it";
+  EXPECT_THAT(TakeLog(), ElementsAre("W: The program \"no first\" uses u_tex1 but not u_tex0: u_tex1" + end,
+                                     "W: The program \"array\" uses u_tex2 but not u_tex1: u_tex2" + end,
+                                     "W: The program \"both\" uses u_tex3 but not u_tex0: u_tex3" + end,
+                                     "W: The program \"both\" uses u_buf7 but not u_buf1: u_buf7" + end,
+                                     "W: The program \"block array\" uses u_buf2 but not u_buf1: u_buf2" + end));
 }
 
 TEST_F(GraphicsContextGLTest, ClaimedPointIsReadAndUnclaimedOneIsZero) {
@@ -377,6 +415,9 @@ void main() { FragColor = color0 + color2; }
   Draw(internal_vec2(kSide, kSide));
   EXPECT_EQ(BlockBinding(program, "u_buf0"), 1);
   EXPECT_EQ(BlockBinding(program, "u_buf2"), 0);
+  EXPECT_THAT(TakeLog(),
+              ElementsAre("W: The program \"block_gap\" uses u_buf2 but not u_buf1: u_buf2 is not bound, nor "
+                          "what follows it"));
 }
 
 TEST_F(GraphicsContextGLTest, ProgramWithoutMatricesIsDrawn) {

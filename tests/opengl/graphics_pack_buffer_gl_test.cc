@@ -53,6 +53,15 @@ TEST_F(GraphicsPackBufferGLTest, MapAnswersNullWhenTheDriverDoes) {
   buffer.Unbind();
 }
 
+TEST_F(GraphicsPackBufferGLTest, AnotherInitMakesTheBufferAnew) {
+  const int objects = gl_spy::LiveObjects();
+  GraphicsPackBufferGL buffer(context(), 16);
+  EXPECT_TRUE(buffer.Init());
+  EXPECT_TRUE(buffer.Init());
+  EXPECT_TRUE(buffer.available());
+  EXPECT_EQ(gl_spy::LiveObjects(), objects + 1);
+}
+
 TEST_F(GraphicsPackBufferGLTest, InitFailsWithoutAContext) { EXPECT_FALSE(GraphicsPackBufferGL(nullptr, 16).Init()); }
 
 TEST_F(GraphicsPackBufferGLTest, InitFailsWhenTheContextCannotBeMadeCurrent) {

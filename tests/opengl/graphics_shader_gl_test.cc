@@ -79,6 +79,28 @@ TEST_F(GraphicsShaderGLTest, IsInertWithoutAProgram) {
   EXPECT_EQ(shader.GetUniformBlockIndex("mvp"), 0xFFFFFFFFu);
 }
 
+TEST_F(GraphicsShaderGLTest, AnotherInitReplacesTheProgram) {
+  const test::CurrentContext current(context());
+  const int objects = gl_spy::LiveObjects();
+  const std::string plain = std::string(kPrefix) + "out vec4 c; void main() { c = vec4(1.0); }\n";
+  GraphicsShaderGL shader("again");
+  ASSERT_TRUE(shader.Init(kVertex.c_str(), kFragment.c_str()));
+  EXPECT_EQ(shader.bindings().texture_count, 1);
+  EXPECT_TRUE(shader.Init(kVertex.c_str(), plain.c_str()));
+  EXPECT_EQ(gl_spy::LiveObjects(), objects + 1);
+  EXPECT_EQ(shader.bindings().texture_count, 0);
+  EXPECT_NE(shader.bindings().mvp_block, GL_INVALID_INDEX);
+  EXPECT_FALSE(shader.Init(kVertex.c_str(), kBroken.c_str()));
+  EXPECT_EQ(TakeLog().size(), 1u);
+  EXPECT_EQ(shader.program(), 0u);
+  EXPECT_FALSE(shader.Bind());
+  EXPECT_EQ(shader.bindings().mvp_block, GL_INVALID_INDEX);
+  EXPECT_EQ(gl_spy::LiveObjects(), objects);
+  ASSERT_TRUE(shader.Init(kVertex.c_str(), kFragment.c_str()));
+  EXPECT_FALSE(shader.Init(nullptr, kFragment.c_str()));
+  EXPECT_EQ(shader.program(), 0u);
+}
+
 TEST_F(GraphicsShaderGLTest, PlacesTheAttributesWhateverTheirOrder) {
   const test::CurrentContext current(context());
   const std::string swapped = std::string(kPrefix) +

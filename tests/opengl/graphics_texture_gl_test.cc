@@ -167,6 +167,23 @@ TEST_F(GraphicsTextureGLTest, OddRowsOfPairsAreNotSheared) {
   EXPECT_TRUE(test::PicturesMatch(drawn.Channel(1), pairs.Channel(1), {1}));
 }
 
+TEST_F(GraphicsTextureGLTest, AnotherInitMakesItAnew) {
+  const int objects = gl_spy::LiveObjects();
+  GraphicsTextureGL texture(context(), 4, 4);
+  EXPECT_TRUE(texture.Init(true));
+  EXPECT_TRUE(texture.Init(true));
+  EXPECT_EQ(gl_spy::LiveObjects(), objects + 2) << "a texture and a framebuffer";
+  const test::CurrentContext current(context());
+  EXPECT_TRUE(texture.BindRenderTarget());
+  texture.ReleaseRenderTarget();
+  gl_spy::faults().gen_textures = true;
+  EXPECT_FALSE(texture.Init(true));
+  gl_spy::faults().gen_textures = false;
+  EXPECT_EQ(texture.name(), 0u);
+  EXPECT_EQ(gl_spy::LiveObjects(), objects);
+  EXPECT_THAT(TakeLog(), ElementsAre("E: GraphicsTextureGL create texture failed"));
+}
+
 TEST_F(GraphicsTextureGLTest, InitFailsWithoutAContext) {
   GraphicsTextureGL texture(nullptr, 4, 4);
   EXPECT_FALSE(texture.Init(true));

@@ -16,6 +16,7 @@ std::vector<Upload> uploads;
 std::vector<Read> reads;
 int draws = 0;
 int live_objects = 0;
+int destroyed_contexts = 0;
 bool tracing = false;
 std::vector<std::string> trace;
 
@@ -79,12 +80,23 @@ int LiveObjects() {
   return live_objects;
 }
 
+void SetLiveObjects(int count) {
+  std::lock_guard<std::mutex> lock(mutex);
+  live_objects = count;
+}
+
+int DestroyedContexts() {
+  std::lock_guard<std::mutex> lock(mutex);
+  return destroyed_contexts;
+}
+
 void Reset() {
   faults() = Faults();
   std::lock_guard<std::mutex> lock(mutex);
   uploads.clear();
   reads.clear();
   draws = 0;
+  destroyed_contexts = 0;
 }
 
 }  // namespace gl_spy
@@ -229,6 +241,16 @@ EGLContext __wrap_eglCreateContext(EGLDisplay display, EGLConfig config, EGLCont
   return faults().create_context ? EGL_NO_CONTEXT : __real_eglCreateContext(display, config, share, attributes);
 }
 
+EGLBoolean __real_eglDestroyContext(EGLDisplay display, EGLContext context);
+EGLBoolean __wrap_eglDestroyContext(EGLDisplay display, EGLContext context);
+EGLBoolean __wrap_eglDestroyContext(EGLDisplay display, EGLContext context) {
+  {
+    std::lock_guard<std::mutex> lock(gl_spy::mutex);
+    ++gl_spy::destroyed_contexts;
+  }
+  return __real_eglDestroyContext(display, context);
+}
+
 using EglFunction = __eglMustCastToProperFunctionPointerType;
 EglFunction __real_eglGetProcAddress(const char* name);
 EglFunction __wrap_eglGetProcAddress(const char* name);
@@ -257,6 +279,13 @@ GLenum __wrap_glCheckFramebufferStatus(GLenum target);
 GLenum __wrap_glCheckFramebufferStatus(GLenum target) {
   return faults().incomplete ? static_cast<GLenum>(GL_FRAMEBUFFER_UNSUPPORTED)
                              : __real_glCheckFramebufferStatus(target);
+}
+
+void __real_glGetIntegerv(GLenum name, GLint* value);
+void __wrap_glGetIntegerv(GLenum name, GLint* value);
+void __wrap_glGetIntegerv(GLenum name, GLint* value) {
+  __real_glGetIntegerv(name, value);
+  if (name == GL_MAX_RECTANGLE_TEXTURE_SIZE && faults().rectangle_limit != 0) *value = faults().rectangle_limit;
 }
 
 void __real_glClearColor(GLfloat r, GLfloat g, GLfloat b, GLfloat a);

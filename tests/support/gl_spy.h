@@ -22,6 +22,7 @@ struct Faults {
   bool create_context = false;    // eglCreateContext yields none.
   bool present = false;           // eglSwapBuffers fails.
   bool window_surface = false;    // No surface can be made for a window.
+  GLint rectangle_limit = 0;      // What GL_MAX_RECTANGLE_TEXTURE_SIZE is; 0: what it really is.
   bool incomplete = false;        // glCheckFramebufferStatus finds every framebuffer unsupported.
   bool empty_logs = false;        // Compiler and linker have nothing to say.
   std::deque<GLenum> errors;      // What glGetError answers next, one a call, before the real errors.
@@ -56,6 +57,11 @@ std::vector<std::string> TakeTrace();
 
 // Textures, buffers, framebuffers, vertex arrays, shaders and programs, of all contexts.
 int LiveObjects();
+// For objects that have died with their context and were deleted by nobody.
+void SetLiveObjects(int count);
+
+// eglDestroyContext calls.
+int DestroyedContexts();
 
 // Forgets the faults and what was kept, but not the objects.
 void Reset();

@@ -1,7 +1,9 @@
 // The choice of the display, and what is made on it. Entered by every thread that makes a context or a window surface.
 #include "graphics/opengl/cgl/egl_display.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "foundation/mutex.h"
 
@@ -109,13 +111,24 @@ class DisplayChooser {
     return *chooser;
   }
 
-  EGLContext CreateContext(EGLContext share, EglDisplay* display, NativeContext::Error* error) {
+  std::unique_ptr<EglContext> CreateContext(const EglContext* share, NativeContext::Error* error) {
     MutexLocker<Mutex> lock(mutex_);
     const ScopedOpenGlApi api;
-    *error = NativeContext::Error::kNoPixelFormat;
-    const EGLContext context = CreateOnSomeDisplay(share, error);
-    *display = chosen_;
+    const EGLContext handle = share ? CreateShared(*share, error) : CreateOnSomeDisplay(error);
+    if (handle == EGL_NO_CONTEXT) return nullptr;
+    // Two contexts never have one handle: the earlier one went with a display that was terminated.
+    for (EglContext* const earlier : contexts_) {
+      if (earlier->handle() == handle) earlier->SetLost();
+    }
+    auto context = std::make_unique<EglContext>(chosen_, handle);
+    contexts_.push_back(context.get());
     return context;
+  }
+
+  void DestroyContext(EglContext* context) {
+    MutexLocker<Mutex> lock(mutex_);
+    contexts_.erase(std::remove(contexts_.begin(), contexts_.end(), context), contexts_.end());
+    if (!context->lost()) eglDestroyContext(context->display().display, context->handle());
   }
 
  private:
@@ -125,8 +138,21 @@ class DisplayChooser {
             reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"))),
         query_devices_(reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"))) {}
 
-  EGLContext CreateOnSomeDisplay(EGLContext share, NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
-    if (chosen_.display != EGL_NO_DISPLAY) return Try(chosen_, share, error);
+  EGLContext CreateShared(const EglContext& share, NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    *error = NativeContext::Error::kNoContext;
+    return share.lost() ? EGL_NO_CONTEXT : Try(share.display(), share.handle(), error);
+  }
+
+  EGLContext CreateOnSomeDisplay(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    if (chosen_.display != EGL_NO_DISPLAY) {
+      if (const EGLContext context = Try(chosen_, EGL_NO_CONTEXT, error)) return context;
+      const EGLint reason = eglGetError();
+      if (reason != EGL_NOT_INITIALIZED && reason != EGL_BAD_DISPLAY) return EGL_NO_CONTEXT;
+      // A host has terminated it, and with it all that was made there.
+      for (EglContext* const context : contexts_) context->SetLost();
+      chosen_ = EglDisplay();
+    }
+    *error = NativeContext::Error::kNoPixelFormat;
     // The first display on which a context can really be made is the process's from then on.
     if (const EGLContext context = TryX11(error)) return context;
     if (const EGLContext context = TrySurfaceless(error)) return context;
@@ -184,13 +210,16 @@ class DisplayChooser {
   const PFNEGLQUERYDEVICESEXTPROC query_devices_;
   Mutex mutex_;
   EglDisplay chosen_ QUARN_GUARDED_BY(mutex_);
+  std::vector<EglContext*> contexts_ QUARN_GUARDED_BY(mutex_);  // Of the process, that are not destroyed yet.
 };
 
 }  // namespace
 
-EGLContext CreateEglContext(EGLContext share, EglDisplay* display, NativeContext::Error* error) {
-  return DisplayChooser::Get().CreateContext(share, display, error);
+std::unique_ptr<EglContext> EglContext::Create(const EglContext* share, NativeContext::Error* error) {
+  return DisplayChooser::Get().CreateContext(share, error);
 }
+
+EglContext::~EglContext() { DisplayChooser::Get().DestroyContext(this); }
 
 EGLSurface CreateEglSurface(const EglDisplay& display, xcb_window_t window) {
   // The interface that takes a platform's window wants a pointer to the id.

@@ -5,6 +5,9 @@
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
 
+#include <atomic>
+#include <memory>
+
 #include "graphics/opengl/cgl/native_context.h"
 #include "graphics/opengl/cgl/x11_window.h"
 
@@ -21,11 +24,34 @@ struct EglDisplay {
 
 // One display serves the process, for contexts cannot share objects across displays: an X11 display where one can be
 // opened, else a surfaceless one, else the first EGL device that will do. It is never terminated: the host may use the
-// same one.
+// same one. A host may terminate it all the same, which is the end of its contexts: it is chosen and initialised again
+// for the next context that shares with none.
 //
-// Makes a context of that display, which shares objects with `share`; EGL_NO_CONTEXT, with the reason in *error, when
-// there is none. Thread: any.
-EGLContext CreateEglContext(EGLContext share, EglDisplay* display, NativeContext::Error* error);
+// A context of that display. Thread: any.
+class EglContext {
+ public:
+  // Makes one that shares objects with `share`, unless that is null. Returns null, with the reason in *error, when
+  // there is none.
+  static std::unique_ptr<EglContext> Create(const EglContext* share, NativeContext::Error* error);
+  EglContext(const EglDisplay& display, EGLContext handle) : display_(display), handle_(handle) {}
+  // Takes it out of the display as well, unless it is lost.
+  ~EglContext();
+  EglContext(const EglContext&) = delete;
+  EglContext& operator=(const EglContext&) = delete;
+
+  const EglDisplay& display() const { return display_; }
+  EGLContext handle() const { return handle_; }
+  // Whether the context is gone. From then on its handle may be another context's, and so may those of its surfaces:
+  // nothing may be asked of them.
+  bool lost() const { return lost_.load(std::memory_order_relaxed); }
+  // Returns whether it was lost before.
+  bool SetLost() { return lost_.exchange(true, std::memory_order_relaxed); }
+
+ private:
+  const EglDisplay display_;
+  const EGLContext handle_;
+  std::atomic<bool> lost_{false};
+};
 
 // Makes a drawable of an X11 window whose visual is the display's window_visual.
 EGLSurface CreateEglSurface(const EglDisplay& display, xcb_window_t window);

@@ -17,7 +17,7 @@ constexpr std::uint32_t kExternalImageBGRA = 0x42475241;  // 'BGRA'
 constexpr std::uint32_t kExternalImageL10R = 0x6C313072;  // 'l10r'
 
 // Fills the texture that is bound to GL_TEXTURE_RECTANGLE with `width` x `height` pixels of the image. Returns false
-// when the image cannot supply them.
+// when the image cannot supply them, or when GL refuses them: no error is pending before, and what it says is logged.
 //
 // Ownership: the image is read during the call only.
 bool BindExternalImage(const void* image, GLint internal_format, unsigned int width, unsigned int height, GLenum format,

@@ -16,6 +16,7 @@
 
 #include <quarn/qn_external_image.h>
 
+#include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/pixel_store.h"
 
 namespace {
@@ -78,20 +79,23 @@ class MappedFile {
   const unsigned char* data_ = nullptr;
 };
 
-void Upload(const unsigned char* pixels, std::size_t pitch, GLint internal_format, GLsizei width, GLsizei height,
+// Returns whether GL takes the pixels.
+bool Upload(const unsigned char* pixels, std::size_t pitch, GLint internal_format, GLsizei width, GLsizei height,
             GLenum format, GLenum type) {
   if (pitch % kPixelSize == 0) {
     ScopedUnpack unpack(static_cast<GLint>(pitch / kPixelSize));
     glTexImage2D(GL_TEXTURE_RECTANGLE, 0, internal_format, width, height, 0, format, type, pixels);
-    return;
+    return CheckGLError(__FILE__, __LINE__) == GL_NO_ERROR;
   }
   // A pitch that GL cannot express goes up row by row.
   ScopedUnpack unpack;
   glTexImage2D(GL_TEXTURE_RECTANGLE, 0, internal_format, width, height, 0, format, type, nullptr);
+  if (CheckGLError(__FILE__, __LINE__) != GL_NO_ERROR) return false;
   for (GLint y = 0; y < height; ++y) {
     glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, y, width, 1, format, type,
                     pixels + pitch * static_cast<std::size_t>(y));
   }
+  return CheckGLError(__FILE__, __LINE__) == GL_NO_ERROR;
 }
 
 }  // namespace
@@ -111,11 +115,8 @@ bool BindExternalImage(const void* image, GLint internal_format, unsigned int wi
   const auto w = static_cast<GLsizei>(width);
   const auto h = static_cast<GLsizei>(height);
   if (source.base()) {
-    Upload(static_cast<const unsigned char*>(source.base()), pitch, internal_format, w, h, format, type);
-    return true;
+    return Upload(static_cast<const unsigned char*>(source.base()), pitch, internal_format, w, h, format, type);
   }
   const MappedFile file(source.fd(), source.offset(), pitch * (height - 1) + row_size);
-  if (!file.data()) return false;
-  Upload(file.data(), pitch, internal_format, w, h, format, type);
-  return true;
+  return file.data() && Upload(file.data(), pitch, internal_format, w, h, format, type);
 }

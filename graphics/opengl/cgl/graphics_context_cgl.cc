@@ -3,6 +3,16 @@
 
 #include "foundation/logger.h"
 
+namespace {
+
+unsigned int Limit(GLenum name) {
+  GLint value = 0;
+  glGetIntegerv(name, &value);
+  return static_cast<unsigned int>(value);
+}
+
+}  // namespace
+
 GraphicsContextCGL::GraphicsContextCGL() : fork_count_(os::ForkCount()) {}
 
 GraphicsContextCGL::~GraphicsContextCGL() {
@@ -16,6 +26,8 @@ void GraphicsContextCGL::Close() {
   if (bound != -1) {
     ReleaseShader();
     ReleaseVertexAttrBuffer();
+  } else {
+    ForgetObjects();
   }
   if (bound == 1) UnbindContext();
   native_.reset();
@@ -34,15 +46,27 @@ std::unique_ptr<NativeContext> GraphicsContextCGL::CreateContext(NativeContext* 
 
 bool GraphicsContextCGL::Build() {
   native_ = CreateContext(nullptr);
-  if (BindContext() == 1) {
-    GLint max_size = 0;
-    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &max_size);
-    max_texture_size_ = static_cast<unsigned int>(max_size);
+  if (BindContext() != 1) {
+    native_.reset();  // No programs, no pictures: it is as if there were none.
+  } else {
+    max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
+    max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
     BuildShader();
     BuildVertexAttrBuffer();
     UnbindContext();
   }
   return true;
+}
+
+// The part of GraphicsContextGL that asks the platform: every context is one of the class below.
+bool GraphicsContextGL::IsCurrent() const {
+  const NativeContext* const native = static_cast<const GraphicsContextCGL*>(this)->native();
+  return native && native->IsCurrent();
+}
+
+bool GraphicsContextGL::IsBound() const {
+  const NativeContext* const native = static_cast<const GraphicsContextCGL*>(this)->native();
+  return native && native->IsBound();
 }
 
 int GraphicsContextCGL::BindContext() {

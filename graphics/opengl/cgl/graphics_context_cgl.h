@@ -22,20 +22,22 @@ class GraphicsContextCGL : public GraphicsContextGL {
   // Makes a native context, or null with an error line.
   static std::unique_ptr<NativeContext> CreateContext(NativeContext* share);
   // Makes the native context, the built-in programs and the shared objects. Returns true in any case: without a native
-  // context the device still exists, and draws nothing.
+  // context that can be made current the device still exists, and draws nothing.
   bool Build();
   // The end of the device: deletes the programs and shared objects with the native context current, then that context.
   // Objects that are left hold what remains, which is never available() again.
   //
   // Blocks: for whoever holds the lock.
   void Close();
-  // Whether the native context exists, and is this process's.
+  // Whether the native context exists, could be made current to begin with, and is this process's.
   bool available() const { return native_ && !of_another_process(); }
   // Whether it was made before this process was forked from its parent: then the GL behind it is the parent's.
   bool of_another_process() const { return fork_count_ != os::ForkCount(); }
 
   // The longest side of a texture in pixels; 0 without a native context.
   unsigned int max_texture_size() const { return max_texture_size_; }
+  // The same of a rectangle texture, which is what external images are.
+  unsigned int max_rectangle_size() const { return max_rectangle_size_; }
 
   // Null where there is none.
   NativeContext* native() const { return native_.get(); }
@@ -43,6 +45,7 @@ class GraphicsContextCGL : public GraphicsContextGL {
  private:
   std::unique_ptr<NativeContext> native_;
   unsigned int max_texture_size_ = 0;
+  unsigned int max_rectangle_size_ = 0;
   const unsigned int fork_count_;
 };
 

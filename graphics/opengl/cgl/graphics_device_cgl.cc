@@ -43,11 +43,14 @@ bool GraphicsDeviceCGL::Init() {
 bool GraphicsDeviceCGL::available() const { return context_ && context_->available(); }
 
 bool GraphicsDeviceCGL::CheckSize(const char* what, unsigned int width, unsigned int height) const {
+  return CheckSize(what, width, height, context_->max_texture_size());
+}
+
+bool GraphicsDeviceCGL::CheckSize(const char* what, unsigned int width, unsigned int height, unsigned int limit) {
   if (width == 0 || height == 0) {
     Logger::default_logger()->Error("%s of %ux%u cannot be made: a side is zero", what, width, height);
     return false;
   }
-  const unsigned int limit = context_->max_texture_size();
   if (limit != 0 && std::max(width, height) > limit) {
     Logger::default_logger()->Error("%s of %ux%u cannot be made: a side is longer than %u", what, width, height, limit);
     return false;
@@ -86,7 +89,10 @@ GraphicsTexture* GraphicsDeviceCGL::CreateTexture(GraphicsFrame&& frame) {
 
 GraphicsTexture* GraphicsDeviceCGL::CreateTexture(void* external_image) {
   if (!available() || !external_image) return nullptr;
-  if (!CheckSize("A texture", ExternalImageWidth(external_image), ExternalImageHeight(external_image))) return nullptr;
+  if (!CheckSize("A texture", ExternalImageWidth(external_image), ExternalImageHeight(external_image),
+                 context_->max_rectangle_size())) {
+    return nullptr;
+  }
   auto texture = std::make_unique<GraphicsTextureGL>(context_, external_image);
   const bool ready = texture->Init(false);
   return ReadyOrNull(std::move(texture), ready, ContextObject::Kind::kTexture);

@@ -38,6 +38,8 @@ class GraphicsDeviceCGL : public GraphicsDeviceImpl {
   bool available() const;
   // Whether a picture of that size can be made; says in the log why not. `what` names the object.
   bool CheckSize(const char* what, unsigned int width, unsigned int height) const;
+  // The same for pictures whose sides have another limit than a texture's.
+  static bool CheckSize(const char* what, unsigned int width, unsigned int height, unsigned int limit);
 
   scoped_refptr<GraphicsContextCGL> context_;
 };

@@ -8,18 +8,20 @@
 GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, void* external_image)
     : GraphicsTextureImpl(ExternalImageWidth(external_image), ExternalImageHeight(external_image)),
       GLObject(context),
-      external_image_(true) {}
+      iosurface_(true) {}
 
 void GraphicsTextureGL::Update(void* external_image) {
   if (!context() || !external_image) return;
-  if (!external_image_) {
+  if (!iosurface_) {
     Logger::default_logger()->Error("Only a texture made from an external image can be updated from one");
     return;
   }
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
   if (!bind.ok()) return;
-  CheckGLError(__FILE__, __LINE__);
+  // Every error from before: the upload is judged by those that it leaves.
+  while (CheckGLError(__FILE__, __LINE__) != GL_NO_ERROR) {
+  }
   const std::uint32_t pixel_format = ExternalImagePixelFormat(external_image);
   // An unknown layout is reported and bound all the same. The texts of the three errors are part of the interface and
   // stay, whatever the platform's images are called.

@@ -15,7 +15,7 @@ bool NativeContext::Bind() {
 
 void NativeContext::Unbind() {
   // Only the thread that holds the lock may give it back.
-  if (bound_thread_.load(std::memory_order_relaxed) != std::this_thread::get_id()) return;
+  if (!IsBound()) return;
   Restore(previous_.back());
   previous_.pop_back();
   if (previous_.empty()) bound_thread_.store(std::thread::id(), std::memory_order_relaxed);

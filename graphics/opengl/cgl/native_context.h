@@ -45,13 +45,16 @@ class NativeContext {
   // that the holder has done with the context.
   virtual void Lock() = 0;
   virtual void Unlock() = 0;
-  // Makes the context current on the calling thread; returns false, with a line in the log, when that fails, and then
-  // the thread has what it had. *previous is what Restore wants later.
+  // Makes the context current on the calling thread; returns false when that fails, and then the thread has what it
+  // had. The first failure in a row is logged, and its end. *previous is what Restore wants later.
   virtual bool MakeCurrent(Current* previous) = 0;
+  // Whether the calling thread has bound it and has it current.
   virtual bool IsCurrent() const = 0;
 
   // Lock and MakeCurrent in one; holds nothing when it returns false.
   bool Bind();
+  // Whether the calling thread has bound it. A callback of the host's may have made another current since.
+  bool IsBound() const { return bound_thread_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
   // Takes back the thread's last Bind: what was current then is so again. Does nothing on a thread that has bound
   // nothing.
   void Unbind();

@@ -1,6 +1,7 @@
 // OpenGL contexts on Linux, through EGL. Entered by every thread that does GL work.
 #include <dlfcn.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <utility>
@@ -85,16 +86,19 @@ class ContextMonitor {
 
 class NativeContextEgl : public NativeContext {
  public:
-  NativeContextEgl(const EglDisplay& display, EGLContext context) : display_(display), context_(context) {}
-  ~NativeContextEgl() override {
-    NativeContextEgl::DetachWindow();
-    eglDestroyContext(display_.display, context_);
-  }
+  // `shares`: whether it shares another's objects, and its fate.
+  NativeContextEgl(std::unique_ptr<EglContext> context, bool shares)
+      : context_(std::move(context)), display_(context_->display()), shares_(shares) {}
+  ~NativeContextEgl() override { NativeContextEgl::DetachWindow(); }
 
   void Lock() override { monitor_.Lock(); }
   void Unlock() override { monitor_.Unlock(); }
 
   bool MakeCurrent(Current* previous) override {
+    if (context_->lost()) {
+      ReportLost();
+      return false;
+    }
     *previous = Current();
     previous->display = eglGetCurrentDisplay();
     previous->context = eglGetCurrentContext();
@@ -102,21 +106,28 @@ class NativeContextEgl : public NativeContext {
     previous->read = reinterpret_cast<std::uintptr_t>(eglGetCurrentSurface(EGL_READ));
     previous->api = eglQueryAPI();
     eglBindAPI(EGL_OPENGL_API);  // The choice is each thread's own.
-    if (TryMakeCurrent()) return true;
-    const auto error = static_cast<unsigned int>(eglGetError());
-    if (error == EGL_BAD_ACCESS && previous->context == EGL_NO_CONTEXT) {
-      const Glx* const glx = Glx::Loaded();
-      if (glx && glx->PutAside(previous)) {
-        if (TryMakeCurrent()) return true;
-        Restore(*previous);
+    EGLint error = EGL_SUCCESS;
+    if (TryMakeCurrent(previous, &error)) {
+      if (failing_.exchange(false, std::memory_order_relaxed)) {
+        Logger::default_logger()->Info("The context can be made current again");
       }
+      return true;
     }
     eglBindAPI(previous->api);
-    Logger::default_logger()->Error("Failed to make the context current (EGL error 0x%04x)", error);
+    if (IsLoss(error)) {
+      context_->SetLost();
+      ReportLost();
+    } else if (!failing_.exchange(true, std::memory_order_relaxed)) {
+      Logger::default_logger()->Error("Failed to make the context current (EGL error 0x%04x)",
+                                      static_cast<unsigned int>(error));
+    }
     return false;
   }
 
-  bool IsCurrent() const override { return eglGetCurrentContext() == context_; }
+  // A thread that has not bound it need not be asked for more, which costs a system call.
+  bool IsCurrent() const override {
+    return IsBound() && !context_->lost() && eglGetCurrentContext() == context_->handle();
+  }
 
   bool HasWindows() const override { return display_.x11 != nullptr; }
 
@@ -136,7 +147,7 @@ class NativeContextEgl : public NativeContext {
   }
 
   void DetachWindow() override {
-    if (surface_ != EGL_NO_SURFACE) eglDestroySurface(display_.display, surface_);
+    if (surface_ != EGL_NO_SURFACE && !context_->lost()) eglDestroySurface(display_.display, surface_);
     surface_ = EGL_NO_SURFACE;
     window_.reset();
   }
@@ -169,13 +180,42 @@ class NativeContextEgl : public NativeContext {
     }
   }
 
-  EGLContext egl_context() const { return context_; }
+  const EglContext* egl_context() const { return context_.get(); }
 
  private:
-  bool TryMakeCurrent() { return eglMakeCurrent(display_.display, surface_, surface_, context_) == EGL_TRUE; }
+  // Whether a context that cannot be made current for that reason never can be again.
+  static bool IsLoss(EGLint error) {
+    return error == EGL_NOT_INITIALIZED || error == EGL_BAD_DISPLAY || error == EGL_BAD_CONTEXT ||
+           error == EGL_CONTEXT_LOST;
+  }
 
-  const EglDisplay display_;
-  const EGLContext context_;
+  bool TryMakeCurrent() { return eglMakeCurrent(display_.display, surface_, surface_, context_->handle()) == EGL_TRUE; }
+
+  // The same, also on a thread whose host uses the other interface. Notes in *previous what was put aside for it.
+  bool TryMakeCurrent(Current* previous, EGLint* error) {
+    if (TryMakeCurrent()) return true;
+    *error = eglGetError();
+    if (*error != EGL_BAD_ACCESS || previous->context != EGL_NO_CONTEXT) return false;
+    const Glx* const glx = Glx::Loaded();
+    if (!glx || !glx->PutAside(previous)) return false;
+    if (TryMakeCurrent()) return true;
+    Restore(*previous);
+    return false;
+  }
+
+  // Once, and not for a view's context, which goes with its device's.
+  void ReportLost() {
+    if (shares_ || loss_reported_.exchange(true, std::memory_order_relaxed)) return;
+    Logger::default_logger()->Error(
+        "The GL context is lost, as when a host terminates its EGL display: the device goes on without pictures, and a "
+        "new one will have them again");
+  }
+
+  const std::unique_ptr<EglContext> context_;
+  const EglDisplay& display_;
+  const bool shares_;
+  std::atomic<bool> failing_{false};  // Whether it could not be made current when that was last tried.
+  std::atomic<bool> loss_reported_{false};
   ContextMonitor monitor_;
   // What follows belongs to the window thread.
   std::unique_ptr<X11Window> window_;
@@ -186,11 +226,10 @@ class NativeContextEgl : public NativeContext {
 }  // namespace
 
 std::unique_ptr<NativeContext> NativeContext::Create(NativeContext* share, Error* error) {
-  EglDisplay display;
-  const EGLContext share_context = share ? static_cast<NativeContextEgl*>(share)->egl_context() : EGL_NO_CONTEXT;
-  const EGLContext context = CreateEglContext(share_context, &display, error);
-  if (context == EGL_NO_CONTEXT) return nullptr;
-  return std::make_unique<NativeContextEgl>(display, context);
+  std::unique_ptr<EglContext> context =
+      EglContext::Create(share ? static_cast<NativeContextEgl*>(share)->egl_context() : nullptr, error);
+  if (!context) return nullptr;
+  return std::make_unique<NativeContextEgl>(std::move(context), share != nullptr);
 }
 
 void NativeContext::ReleaseThread() { eglReleaseThread(); }

@@ -241,6 +241,31 @@ TEST_F(ExternalImageTest, SmallerImageIsRefusedAndTheOldPictureStays) {
   EXPECT_TRUE(test::PicturesMatch(Drawn(&texture), card_, {1}));
 }
 
+// The texture was not made by a device, which would refuse the size.
+TEST_F(ExternalImageTest, ImageThatGLRefusesIsReported) {
+  const unsigned int width = context()->max_rectangle_size() + 1;
+  const std::vector<unsigned char> bytes(std::size_t{width} * 4 + 1);
+  const std::string refused = "W: INVALID_VALUE \\| graphics/opengl/cgl/external_image_linux\\.cc \\([0-9]+\\)";
+  for (const unsigned int pitch : {width * 4, width * 4 + 1}) {
+    QnExternalImage image(width, 1, QnExternalImage::kPixelFormatBGRA, pitch, bytes.data());
+    GraphicsTextureGL texture(context(), static_cast<void*>(&image));
+    ASSERT_TRUE(texture.Init(false));
+    texture.Update(static_cast<void*>(&image));
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(refused), kFailed)) << pitch;
+  }
+}
+
+TEST_F(ExternalImageTest, ErrorsFromBeforeAreNotTheImages) {
+  const std::vector<unsigned char> bytes = Pixels(card_, QnExternalImage::kPixelFormatBGRA, kWidth * 4);
+  QnExternalImage image(kWidth, kHeight, QnExternalImage::kPixelFormatBGRA, kWidth * 4, bytes.data());
+  GraphicsTextureGL texture(context(), static_cast<void*>(&image));
+  ASSERT_TRUE(texture.Init(false));
+  gl_spy::faults().errors = {GL_INVALID_ENUM, GL_INVALID_VALUE};
+  texture.Update(static_cast<void*>(&image));
+  EXPECT_EQ(TakeLog().size(), 2u);
+  EXPECT_TRUE(test::PicturesMatch(Drawn(&texture), card_, {1}));
+}
+
 TEST_F(ExternalImageTest, EmptyFrameLeavesTheTextureAsItIs) {
   const std::vector<unsigned char> bytes = Pixels(card_, QnExternalImage::kPixelFormatBGRA, kWidth * 4);
   QnExternalImage image(kWidth, kHeight, QnExternalImage::kPixelFormatBGRA, kWidth * 4, bytes.data());

@@ -18,9 +18,11 @@
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_output.h"
 #include "graphics/graphics_scene.h"
+#include "graphics/graphics_texture.h"
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/host_context.h"
 
 namespace {
 
@@ -30,6 +32,8 @@ using ::testing::StartsWith;
 
 constexpr char kGreen[] = "out vec4 c;\nvoid main() { c = vec4(0.0, 1.0, 0.0, 1.0); }\n";
 constexpr char kRed[] = "out vec4 c;\nvoid main() { c = vec4(1.0, 0.0, 0.0, 1.0); }\n";
+
+constexpr char kNotMadeCurrent[] = "E: Failed to make the context current (EGL error 0x3000)";
 
 bool IsContextCurrent() { return eglGetCurrentContext() != EGL_NO_CONTEXT; }
 
@@ -103,14 +107,15 @@ class ProbeTick : public GraphicsItem::TickCallback {
   bool context_current = false;
 };
 
+// The factory made something, which is destroyed.
+template <class T>
+bool Made(T* object) {
+  const std::unique_ptr<T> owner(object);
+  return owner != nullptr;
+}
+
 class GraphicsDeviceCGLTest : public GlTest {
  protected:
-  // The factory made something, which is destroyed.
-  template <class T>
-  static bool Made(T* object) {
-    const std::unique_ptr<T> owner(object);
-    return owner != nullptr;
-  }
   // A task that runs a function.
   static void Call(void* function) { (*static_cast<std::function<void()>*>(function))(); }
 
@@ -193,13 +198,51 @@ TEST_F(GraphicsDeviceCGLTest, SizesBeyondTheDriversAreRefused) {
   EXPECT_EQ(device()->CreateFilter(4, large), nullptr);
   EXPECT_EQ(device()->CreateOutput(nullptr, largest, largest), nullptr);
   EXPECT_EQ(device()->CreateTexture(GraphicsFrame(kFormatR8, large, 1)), nullptr);
-  QnExternalImage image(1, large, QnExternalImage::kPixelFormatBGRA, 4, "");
-  EXPECT_EQ(device()->CreateTexture(static_cast<void*>(&image)), nullptr);
   const std::string l = std::to_string(large);
   const std::string end = " cannot be made: a side is longer than " + std::to_string(limit);
-  EXPECT_THAT(TakeLog(), ElementsAre("E: A scene of " + l + "x4" + end, "E: A filter of 4x" + l + end,
-                                     "E: An output of 4294967295x4294967295" + end, "E: A texture of " + l + "x1" + end,
-                                     "E: A texture of 1x" + l + end));
+  EXPECT_THAT(TakeLog(),
+              ElementsAre("E: A scene of " + l + "x4" + end, "E: A filter of 4x" + l + end,
+                          "E: An output of 4294967295x4294967295" + end, "E: A texture of " + l + "x1" + end));
+}
+
+TEST_F(GraphicsDeviceCGLTest, ExternalImagesHaveTheLimitOfRectangleTextures) {
+  gl_spy::faults().rectangle_limit = 64;
+  GraphicsDeviceCGL limited;
+  ASSERT_TRUE(limited.Init());
+  QnExternalImage fits(64, 1, QnExternalImage::kPixelFormatBGRA, 256, "");
+  QnExternalImage wide(65, 1, QnExternalImage::kPixelFormatBGRA, 260, "");
+  QnExternalImage high(1, 65, QnExternalImage::kPixelFormatBGRA, 4, "");
+  EXPECT_TRUE(Made(limited.CreateTexture(static_cast<void*>(&fits))));
+  EXPECT_EQ(limited.CreateTexture(static_cast<void*>(&wide)), nullptr);
+  EXPECT_EQ(limited.CreateTexture(static_cast<void*>(&high)), nullptr);
+  EXPECT_TRUE(Made(limited.CreateTexture(GraphicsFrame(kFormatRGBA, 65, 1))));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: A texture of 65x1 cannot be made: a side is longer than 64",
+                                     "E: A texture of 1x65 cannot be made: a side is longer than 64"));
+}
+
+TEST_F(GraphicsDeviceCGLTest, FirstMakeCurrentThatFailsLeavesItWithoutPictures) {
+  GraphicsDeviceCGL unavailable;
+  UnavailableContext(true);
+  EXPECT_TRUE(unavailable.Init());
+  UnavailableContext(false);
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
+  EXPECT_EQ(unavailable.CreateScene(4, 4), nullptr);
+  EXPECT_EQ(unavailable.CreateFilter(4, 4), nullptr);
+  EXPECT_EQ(unavailable.CreateView(InternalWindowInfo{}, 4, 4), nullptr);
+  EXPECT_EQ(unavailable.CreateTexture(GraphicsFrame(kFormatRGBA, 4, 4)), nullptr);
+  EXPECT_EQ(unavailable.CreateConstantBuffer(16, nullptr), nullptr);
+  EXPECT_EQ(unavailable.CreateOutput(nullptr, 4, 4), nullptr);
+  EXPECT_FALSE(unavailable.AddShader("green", glsl_src[1], kGreen));
+  ProbeTick callback;
+  GraphicsItem item(static_cast<GraphicsContextCGL*>(unavailable.gs_context()));
+  item.Attach(&callback);
+  EXPECT_EQ(unavailable.TickSource(7, 6), 7u);
+  unavailable.HandleFilter();
+  unavailable.OutputFrame(1, 1);
+  unavailable.DrawDisplay();
+  item.Detach();
+  EXPECT_EQ(callback.ticks, 1) << "items go on, as on a machine without OpenGL";
+  EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(GraphicsDeviceCGLTest, FactoriesAnswerNullWhenTheirObjectsInitFails) {
@@ -209,7 +252,7 @@ TEST_F(GraphicsDeviceCGLTest, FactoriesAnswerNullWhenTheirObjectsInitFails) {
   EXPECT_EQ(device()->CreateTexture(GraphicsFrame(kFormatRGBA, 4, 4)), nullptr);
   EXPECT_EQ(device()->CreateConstantBuffer(16, nullptr), nullptr);
   UnavailableContext(false);
-  for (const std::string& line : TakeLog()) EXPECT_EQ(line, "E: Failed to make the context current (EGL error 0x3000)");
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
   EXPECT_EQ(device()->CreateTexture(GraphicsFrame(kFormatBGRA, 4, 4)), nullptr);
   EXPECT_THAT(TakeLog(), IsEmpty()) << "a layout without a texture fails without a word";
 }
@@ -257,11 +300,23 @@ TEST_F(GraphicsDeviceCGLTest, AddShaderOfATakenNameSucceedsAndKeepsTheEarlierPro
 TEST_F(GraphicsDeviceCGLTest, AddShaderFailsForASourceWithItsOwnVersionLine) {
   EXPECT_FALSE(device()->AddShader("v", (std::string("#version 150\n") + glsl_src[1]).c_str(), kGreen));
   EXPECT_FALSE(device()->AddShader("f", glsl_src[1], (std::string("#version 150\n") + kGreen).c_str()));
-  EXPECT_THAT(TakeLog(), ElementsAre(StartsWith("E: Error compiling vertex shader:"),
-                                     StartsWith("E: Error compiling fragment shader:")));
+  EXPECT_THAT(
+      TakeLog(),
+      ElementsAre(StartsWith("E: Error compiling vertex shader:"), "E: The program \"v\" could not be built",
+                  StartsWith("E: Error compiling fragment shader:"), "E: The program \"f\" could not be built"));
   const test::CurrentContext current(context());
   EXPECT_FALSE(context()->BindShader("v"));
   EXPECT_FALSE(context()->BindShader("f"));
+}
+
+TEST_F(GraphicsDeviceCGLTest, AddShaderNamesTheProgramThatItCannotBuild) {
+  EXPECT_FALSE(
+      device()->AddShader("glow", glsl_src[1], "vec4 missing(); out vec4 c; void main() { c = missing(); }\n"));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: CreateProgram linked error", StartsWith("E: Error linking program:"),
+                                     "E: The program \"glow\" could not be built"));
+  gl_spy::faults().empty_logs = true;
+  EXPECT_FALSE(device()->AddShader("mute", glsl_src[1], "nonsense"));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: The program \"mute\" could not be built"));
 }
 
 TEST_F(GraphicsDeviceCGLTest, AddShaderRefusesNull) {
@@ -274,7 +329,7 @@ TEST_F(GraphicsDeviceCGLTest, AddShaderFailsWhenTheContextCannotBeMadeCurrent) {
   UnavailableContext(true);
   EXPECT_FALSE(device()->AddShader("green", glsl_src[1], kGreen));
   UnavailableContext(false);
-  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
 }
 
 TEST_F(GraphicsDeviceCGLTest, TickStageTicksItemsWithTheContextCurrent) {
@@ -410,6 +465,64 @@ TEST_F(GraphicsDeviceCGLTest, SeveralDevicesAreApart) {
   ASSERT_TRUE(second.AddShader("only_there", glsl_src[1], kGreen));
   const test::CurrentContext current(context());
   EXPECT_FALSE(context()->BindShader("only_there"));
+}
+
+// Without a device of the fixture's: it would be lost as well.
+class LostDeviceTest : public GlTest {
+ protected:
+  void SetUp() override {}
+};
+
+TEST_F(LostDeviceTest, GoesOnWithoutPicturesAndSaysItOnce) {
+  GraphicsDeviceCGL lost;
+  ASSERT_TRUE(lost.Init());
+  const std::unique_ptr<GraphicsScene> scene(lost.CreateScene(4, 4));
+  const std::unique_ptr<GraphicsFilter> filter(lost.CreateFilter(4, 4));
+  const std::unique_ptr<GraphicsView> view(lost.CreateView(InternalWindowInfo{}, 4, 4));
+  const std::unique_ptr<GraphicsTexture> texture(lost.CreateTexture(GraphicsFrame(kFormatRGBA, 4, 4)));
+  const std::unique_ptr<GraphicsConstantBuffer> constants(lost.CreateConstantBuffer(16, nullptr));
+  ASSERT_NE(constants, nullptr);
+  EXPECT_EQ(TakeLog().size(), 1u) << "there is no display for the view";
+  scene->AddRef();
+  scene->Attach(nullptr);
+  filter->Attach(nullptr);
+  view->Attach(nullptr);
+  test::TerminateSharedDisplay();
+  const unsigned char bytes[16] = {};
+  for (int frame = 1; frame <= 5; ++frame) {
+    EXPECT_EQ(lost.TickSource(7, 6), 7u);
+    lost.HandleFilter();
+    lost.OutputFrame(7, 1);
+    lost.DrawDisplay();
+    lost.QueueTask([](void*) {}, nullptr);
+    lost.DoTask();
+    texture->Update(GraphicsFrame(kFormatRGBA, 4, 4));
+    constants->Update(bytes, 16);
+    EXPECT_EQ(lost.CreateScene(4, 4), nullptr);
+    EXPECT_FALSE(lost.AddShader("green", glsl_src[1], kGreen));
+  }
+  EXPECT_THAT(TakeLog(), ElementsAre(StartsWith("E: The GL context is lost")));
+  scene->Detach();
+  filter->Detach();
+  view->Detach();
+
+  GraphicsDeviceCGL another;
+  ASSERT_TRUE(another.Init());
+  EXPECT_TRUE(Made(another.CreateScene(4, 4)));
+  EXPECT_TRUE(another.AddShader("green", glsl_src[1], kGreen));
+}
+
+TEST_F(LostDeviceTest, RendersItsFramesAndStops) {
+  GraphicsDeviceCGL lost;
+  ASSERT_TRUE(lost.Init());
+  lost.SetFps(1000);
+  ASSERT_TRUE(lost.Start());
+  test::TerminateSharedDisplay();
+  EXPECT_TRUE(log().WaitFor(Logger::Level::Error,
+                            "The GL context is lost, as when a host terminates its EGL display: the device goes on "
+                            "without pictures, and a new one will have them again"));
+  lost.Stop();
+  EXPECT_EQ(TakeLog().size(), 1u);
 }
 
 }  // namespace
