@@ -3,12 +3,12 @@
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <algorithm>
-#include <atomic>
 #include <utility>
 
 #include "foundation/logger.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
+#include "graphics/opengl/cgl/graphics_view_cgl_window.h"
 #include "graphics/opengl/cgl/main_queue.h"
 #include "graphics/opengl/cgl/window_thread.h"
 #include "graphics/opengl/gl_error.h"
@@ -19,114 +19,6 @@ struct GraphicsViewCGL::Link {
   std::shared_ptr<ContextHandle> context;
   GraphicsViewCGL* view;  // Null when it is gone. Under the context's lock.
 };
-
-// The window system may keep the window thread waiting at any point. What render threads and hosts ask of it is handed
-// over whole, and nothing here reaches back to the view, which may be gone when its turn comes.
-struct GraphicsViewCGL::Window {
-  explicit Window(std::unique_ptr<NativeContext> view_context)
-      : context(std::move(view_context)), has_thread(context->HasWindows()) {}
-
-  // Has work(this) run on the window thread; without a window system, which nobody has to wait for, at once.
-  template <class Work>
-  void Run(Work work) {
-    if (has_thread) {
-      RunOnWindowThread([this, work] { work(this); });
-    } else {
-      work(this);
-    }
-  }
-
-  // The works.
-  void Attach(void* native_view, Size size);
-  void Resize(Size size);
-  void Present();
-  void Delete();
-
-  void Copy();
-
-  const std::unique_ptr<NativeContext> context;
-  const bool has_thread;
-  // The textures' framebuffer objects are not shared: this one, of the view's context, is what the image is read by.
-  GLuint read_frame_buffer = 0;
-  std::atomic<bool> can_present{false};
-  std::atomic<bool> closed{false};  // Whether the view is gone: nothing but Delete counts any more.
-
-  // The picture to present. Not touched while the window thread lags: it may be at work on it.
-  GLuint texture = 0;
-  GLsync drawn = nullptr;
-  Size size = {0, 0};
-};
-
-void GraphicsViewCGL::Window::Attach(void* native_view, Size place) {
-  if (closed) return;
-  // A window's pixels are the screen's, and what is shown in them is taken for sRGB: nothing has to be asked for.
-  context->Lock();
-  can_present = context->AttachWindow(native_view, place.width, place.height);
-  if (context->Bind()) {
-    context->SetSwapInterval(0);
-    glGenFramebuffers(1, &read_frame_buffer);
-    glFlush();
-    CheckGLError(__FILE__, __LINE__);
-    context->Unbind();
-  }
-  context->Unlock();
-}
-
-void GraphicsViewCGL::Window::Resize(Size place) {
-  if (closed) return;
-  context->Lock();
-  // A driver looks for the size when its context is made current, not later: the other way round the next picture would
-  // be of the old size.
-  if (place.width != 0) context->UpdateWindow(place.width, place.height);
-  if (context->CanPresent() && context->Bind()) {
-    glFlush();
-    context->Unbind();
-  }
-  context->Unlock();
-}
-
-void GraphicsViewCGL::Window::Present() {
-  if (closed) return;
-  context->Lock();
-  can_present = context->CanPresent();
-  if (can_present && context->Bind()) {
-    // What was handed over may have been replaced since, if the window system has stalled.
-    if (glIsTexture(texture)) Copy();
-    context->Unbind();
-  }
-  context->Unlock();
-}
-
-void GraphicsViewCGL::Window::Copy() {
-  const auto width = static_cast<GLint>(size.width);
-  const auto height = static_cast<GLint>(size.height);
-  if (glIsSync(drawn)) glWaitSync(drawn, 0, GL_TIMEOUT_IGNORED);  // The GPU waits, not this thread.
-  glBindFramebuffer(GL_READ_FRAMEBUFFER, read_frame_buffer);
-  // Attached anew each time: the image may be another, and that is what makes visible what the other context has drawn.
-  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
-  glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-  glDrawBuffer(GL_BACK);  // None, where the context was made current without a window first.
-  CheckGLError(__FILE__, __LINE__);
-  glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
-  CheckGLError(__FILE__, __LINE__);
-  context->Present();
-  glFlush();
-  CheckGLError(__FILE__, __LINE__);
-  // The image is let go of, so that it dies when it is replaced.
-  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
-  glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
-  glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-  CheckGLError(__FILE__, __LINE__);
-}
-
-void GraphicsViewCGL::Window::Delete() {
-  context->DetachWindow();
-  if (read_frame_buffer && context->Bind()) {
-    glDeleteFramebuffers(1, &read_frame_buffer);
-    context->Unbind();
-  }
-  delete this;
-}
 
 GraphicsViewCGL::GraphicsViewCGL(GraphicsContextCGL* context, const InternalWindowInfo& info, unsigned int width,
                                  unsigned int height)

@@ -1,0 +1,75 @@
+// Presents a view's pictures. What is here runs on the window thread; without a window system, on its caller's.
+#include "graphics/opengl/cgl/graphics_view_cgl_window.h"
+
+#include "graphics/opengl/gl_error.h"
+
+void GraphicsViewCGL::Window::Attach(void* native_view, Size place) {
+  if (closed) return;
+  // A window's pixels are the screen's, and what is shown in them is taken for sRGB: nothing has to be asked for.
+  context->Lock();
+  can_present = context->AttachWindow(native_view, place.width, place.height);
+  if (context->Bind()) {
+    context->SetSwapInterval(0);
+    glGenFramebuffers(1, &read_frame_buffer);
+    glFlush();
+    CheckGLError(__FILE__, __LINE__);
+    context->Unbind();
+  }
+  context->Unlock();
+}
+
+void GraphicsViewCGL::Window::Resize(Size place) {
+  if (closed) return;
+  context->Lock();
+  // A driver looks for the size when its context is made current, not later: the other way round the next picture would
+  // be of the old size.
+  if (place.width != 0) context->UpdateWindow(place.width, place.height);
+  if (context->CanPresent() && context->Bind()) {
+    glFlush();
+    context->Unbind();
+  }
+  context->Unlock();
+}
+
+void GraphicsViewCGL::Window::Present() {
+  if (closed) return;
+  context->Lock();
+  can_present = context->CanPresent();
+  if (can_present && context->Bind()) {
+    // What was handed over may have been replaced since, if the window system has stalled.
+    if (glIsTexture(texture)) Copy();
+    context->Unbind();
+  }
+  context->Unlock();
+}
+
+void GraphicsViewCGL::Window::Copy() {
+  const auto width = static_cast<GLint>(size.width);
+  const auto height = static_cast<GLint>(size.height);
+  if (glIsSync(drawn)) glWaitSync(drawn, 0, GL_TIMEOUT_IGNORED);  // The GPU waits, not this thread.
+  glBindFramebuffer(GL_READ_FRAMEBUFFER, read_frame_buffer);
+  // Attached anew each time: the image may be another, and that is what makes visible what the other context has drawn.
+  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+  glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+  glDrawBuffer(GL_BACK);  // None, where the context was made current without a window first.
+  CheckGLError(__FILE__, __LINE__);
+  glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+  CheckGLError(__FILE__, __LINE__);
+  context->Present();
+  glFlush();
+  CheckGLError(__FILE__, __LINE__);
+  // The image is let go of, so that it dies when it is replaced.
+  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+  glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+  glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+  CheckGLError(__FILE__, __LINE__);
+}
+
+void GraphicsViewCGL::Window::Delete() {
+  context->DetachWindow();
+  if (read_frame_buffer && context->Bind()) {
+    glDeleteFramebuffers(1, &read_frame_buffer);
+    context->Unbind();
+  }
+  delete this;
+}
