@@ -38,7 +38,7 @@ GraphicsViewCGL::~GraphicsViewCGL() {
     ScopedBind bind(context());
     frame_texture_.reset();
     dropped_.clear();
-    if (drawn_ && bind.ok()) glDeleteSync(drawn_);
+    if (picture_.drawn && bind.ok()) glDeleteSync(picture_.drawn);
   }
   GiveBackKeptLock();
   window_->closed = true;
@@ -110,6 +110,7 @@ void GraphicsViewCGL::MakeFrameTexture(Size requested) {
                                    requested.height, context()->max_texture_size());
   }
   const Size size = PictureSize(requested);
+  picture_.texture = 0;
   frame_texture_ = std::make_unique<GraphicsTextureGL>(context(), size.width, size.height);
   if (!frame_texture_->Init(true)) frame_texture_.reset();
   target_failed_ = false;
@@ -130,7 +131,7 @@ void GraphicsViewCGL::Draw() {
     ScopedBind bind(context());
     if (bind.ok()) {
       dropped_.clear();
-      DrawFrame();
+      DrawFrame(size);
     }
   }
   // A window system that stalls costs the view its pictures and the others nothing.
@@ -144,10 +145,8 @@ void GraphicsViewCGL::Draw() {
     return;
   }
   view_context_->Unlock();
-  if (!window_->can_present || target_failed_) return;
-  window_->texture = frame_texture_->name();
-  window_->drawn = drawn_;
-  window_->size = size;
+  if (!window_->can_present || picture_.texture == 0) return;
+  window_->picture = picture_;
   window_->Run([](Window* window) { window->Present(); });
 }
 
@@ -155,7 +154,8 @@ void GraphicsViewCGL::GiveBackKeptLock() {
   if (std::exchange(lock_kept_, false)) view_context_->Unlock();
 }
 
-void GraphicsViewCGL::DrawFrame() {
+void GraphicsViewCGL::DrawFrame(Size size) {
+  picture_.texture = 0;
   if (!frame_texture_ || target_failed_) return;
   if (!frame_texture_->BindRenderTarget()) {
     target_failed_ = true;
@@ -163,6 +163,7 @@ void GraphicsViewCGL::DrawFrame() {
   }
   {
     MutexLocker<Mutex> lock(background_mutex_);
+    picture_.background = background_;
     glClearColor(background_.r, background_.g, background_.b, background_.a);
     CheckGLError(__FILE__, __LINE__);
   }
@@ -177,12 +178,18 @@ void GraphicsViewCGL::DrawFrame() {
   glDisable(GL_BLEND);
   CheckGLError(__FILE__, __LINE__);
   // The flush alone does not order the view's context after this one.
-  if (drawn_) glDeleteSync(drawn_);
-  drawn_ = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+  if (picture_.drawn) glDeleteSync(picture_.drawn);
+  picture_.drawn = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
   glFlush();
   CheckGLError(__FILE__, __LINE__);
   frame_texture_->ReleaseRenderTarget();
   CheckGLError(__FILE__, __LINE__);
+  // Where the size has changed meanwhile, the callback may have drawn for either: the next frame will show.
+  const Size now = RequestedSize();
+  if (now.width != size.width || now.height != size.height) return;
+  picture_.texture = frame_texture_->name();
+  picture_.image = {frame_texture_->width(), frame_texture_->height()};
+  picture_.size = size;
 }
 
 void GraphicsViewCGL::Update() {
@@ -196,6 +203,8 @@ void GraphicsViewCGL::Update() {
 
 void GraphicsViewCGL::UpdateOnMainThread() {
   const Size requested = RequestedSize();
+  // A size that no frame has seen: whatever the next one finds is another.
+  if (requested.width != last_width_ || requested.height != last_height_) last_width_ = last_height_ = 0;
   const int bound = context()->BindContext();
   if (bound != 0) {
     if (bound == -1 && frame_texture_) dropped_.push_back(std::move(frame_texture_));

@@ -1,6 +1,8 @@
 // Presents a view's pictures. What is here runs on the window thread; without a window system, on its caller's.
 #include "graphics/opengl/cgl/graphics_view_cgl_window.h"
 
+#include <algorithm>
+
 #include "graphics/opengl/gl_error.h"
 
 void GraphicsViewCGL::Window::Attach(void* native_view, Size place) {
@@ -37,24 +39,39 @@ void GraphicsViewCGL::Window::Present() {
   can_present = context->CanPresent();
   if (can_present && context->Bind()) {
     // What was handed over may have been replaced since, if the window system has stalled.
-    if (glIsTexture(texture)) Copy();
+    if (glIsTexture(picture.texture)) Copy();
     context->Unbind();
   }
   context->Unlock();
 }
 
 void GraphicsViewCGL::Window::Copy() {
-  const auto width = static_cast<GLint>(size.width);
-  const auto height = static_cast<GLint>(size.height);
-  if (glIsSync(drawn)) glWaitSync(drawn, 0, GL_TIMEOUT_IGNORED);  // The GPU waits, not this thread.
+  const auto width = static_cast<GLint>(picture.size.width);
+  const auto height = static_cast<GLint>(picture.size.height);
+  // What there is of the picture: while the size changes, the image may be smaller.
+  const Size part = {std::min(picture.size.width, picture.image.width),
+                     std::min(picture.size.height, picture.image.height)};
+  Size place = part;
+  context->WindowSize(&place.width, &place.height);
+  if (glIsSync(picture.drawn)) glWaitSync(picture.drawn, 0, GL_TIMEOUT_IGNORED);  // The GPU waits, not this thread.
   glBindFramebuffer(GL_READ_FRAMEBUFFER, read_frame_buffer);
   // Attached anew each time: the image may be another, and that is what makes visible what the other context has drawn.
-  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, picture.texture, 0);
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
   glDrawBuffer(GL_BACK);  // None, where the context was made current without a window first.
   CheckGLError(__FILE__, __LINE__);
-  glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+  const auto& background = picture.background;
+  if (part.width < place.width || part.height < place.height) {
+    // Where the picture does not reach, the buffer holds whatever was left in it.
+    glClearColor(background.r, background.g, background.b, background.a);
+    glClear(GL_COLOR_BUFFER_BIT);
+    CheckGLError(__FILE__, __LINE__);
+  }
+  // The upper left corners agree: GL counts from the lower one, and a window grows and shrinks at its lower right.
+  const GLint bottom = static_cast<GLint>(place.height) - static_cast<GLint>(part.height);
+  glBlitFramebuffer(0, 0, width, height, 0, bottom, width, bottom + height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
   CheckGLError(__FILE__, __LINE__);
+  context->SetWindowBackground(background.r, background.g, background.b);
   context->Present();
   glFlush();
   CheckGLError(__FILE__, __LINE__);

@@ -40,10 +40,7 @@ struct GraphicsViewCGL::Window {
   std::atomic<bool> can_present{false};
   std::atomic<bool> closed{false};  // Whether the view is gone: nothing but Delete counts any more.
 
-  // The picture to present. Not touched while the window thread lags: it may be at work on it.
-  GLuint texture = 0;
-  GLsync drawn = nullptr;
-  Size size = {0, 0};
+  Picture picture;  // To present. Not touched while the window thread lags: it may be at work on it.
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_WINDOW_H_

@@ -68,8 +68,14 @@ class NativeContext {
   virtual void DetachWindow() = 0;
   // Whether a picture can be presented now. False for ever once the window has gone; the log has said so then.
   virtual bool CanPresent() = 0;
-  // Gives the place another size, which holds from the next MakeCurrent on. Does nothing without one.
+  // Gives the place another size, which holds from the next MakeCurrent on; where a picture may have been begun, from
+  // the one after its Present. The context is current nowhere. Does nothing without a place.
   virtual void UpdateWindow(unsigned int width, unsigned int height) = 0;
+  // With the context current: the size of the place. Leaves both alone where there is none.
+  virtual void WindowSize(unsigned int* width, unsigned int* height) = 0;
+  // What the window system shows in the place where there is no picture yet, each part 0 to 1: where the place has
+  // grown or was covered. Until it is told, what is below comes through. Does nothing without a place.
+  virtual void SetWindowBackground(float r, float g, float b) = 0;
   // With the context current: how many refreshes of the screen lie between two pictures; with 0 presenting waits for
   // none. Does nothing without a window.
   virtual void SetSwapInterval(int interval) = 0;

@@ -125,6 +125,7 @@ class NativeContextEgl : public NativeContext {
       Logger::default_logger()->Warn("A view cannot be shown: there is no X11 display");
       return false;
     }
+    has_buffer_ = false;
     window_ = X11Window::Create(display_.x11, window, display_.window_visual, width, height);
     if (!window_) return false;
     surface_ = CreateEglSurface(display_, window_->id());
@@ -156,23 +157,43 @@ class NativeContextEgl : public NativeContext {
     if (window_) eglSwapInterval(display_.display, interval);
   }
 
+  void WindowSize(unsigned int* width, unsigned int* height) override {
+    if (!window_) return;
+    *width = window_->width();
+    *height = window_->height();
+  }
+
+  void SetWindowBackground(float r, float g, float b) override {
+    if (window_) window_->SetBackground(r, g, b);
+  }
+
   void UpdateWindow(unsigned int width, unsigned int height) override {
-    if (window_) window_->Resize(width, height);
+    next_width_ = width;
+    next_height_ = height;
+    if (window_ && !has_buffer_) window_->Resize(width, height);
   }
 
   void Present() override {
     // Looked at once more: a driver that finds the server gone in the middle of it may never return.
     if (!window_ || !window_->Alive()) return;
-    if (!eglSwapBuffers(display_.display, surface_) && !std::exchange(present_failed_, true)) {
+    if (!eglSwapBuffers(display_.display, surface_)) {
+      if (std::exchange(present_failed_, true)) return;
       Logger::default_logger()->Warn("A view's picture could not be presented (EGL error 0x%04x)",
                                      static_cast<unsigned int>(eglGetError()));
+      return;
     }
+    has_buffer_ = false;
+    if (next_width_ != 0) window_->Resize(next_width_, next_height_);
   }
 
   EGLContext egl_context() const { return context_; }
 
  private:
-  bool TryMakeCurrent() { return eglMakeCurrent(display_.display, surface_, surface_, context_) == EGL_TRUE; }
+  bool TryMakeCurrent() {
+    if (!eglMakeCurrent(display_.display, surface_, surface_, context_)) return false;
+    has_buffer_ = surface_ != EGL_NO_SURFACE;
+    return true;
+  }
 
   const EglDisplay display_;
   const EGLContext context_;
@@ -181,6 +202,11 @@ class NativeContextEgl : public NativeContext {
   std::unique_ptr<X11Window> window_;
   EGLSurface surface_ = EGL_NO_SURFACE;  // None without a window.
   bool present_failed_ = false;          // Said once.
+  // Whether a driver may have a buffer for the next picture. It takes the window's size when the context is made
+  // current and keeps it, so that the window must not change until that picture is presented.
+  bool has_buffer_ = false;
+  unsigned int next_width_ = 0;  // What UpdateWindow asked for.
+  unsigned int next_height_ = 0;
 };
 
 }  // namespace

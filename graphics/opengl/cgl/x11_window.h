@@ -4,7 +4,9 @@
 
 #include <xcb/xcb.h>
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class X11Window;
@@ -59,18 +61,28 @@ class X11Window {
   xcb_window_t host_window() const { return host_window_; }
   // Whether the window exists. It goes with the host's.
   bool Alive() const;
+  // The size last given to it.
+  std::uint16_t width() const { return width_; }
+  std::uint16_t height() const { return height_; }
   // Does not wait for the server.
   void Resize(unsigned int width, unsigned int height);
+  // What the server fills the window with where it is new or comes to light again; before the first call it leaves
+  // there what it finds. Does not wait for the server.
+  void SetBackground(float r, float g, float b);
 
  private:
   friend class X11Connection;
 
-  X11Window(X11Connection* connection, xcb_window_t host_window);
+  X11Window(X11Connection* connection, xcb_window_t host_window, unsigned int width, unsigned int height);
 
   X11Connection* const connection_;
   const xcb_window_t host_window_;
   const xcb_window_t id_;
+  const xcb_visualtype_t* visual_ = nullptr;
   xcb_colormap_t colormap_ = XCB_NONE;
+  std::optional<std::uint32_t> background_;  // As a pixel.
+  std::uint16_t width_;
+  std::uint16_t height_;
   bool destroyed_ = false;  // Written by the connection.
 };
 

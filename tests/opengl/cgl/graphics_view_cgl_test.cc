@@ -408,6 +408,27 @@ TEST_F(GraphicsViewCGLTest, ResizeWorkTakesTheSizeThatIsAskedForWhenItRuns) {
   view->Detach();
 }
 
+// The work has made an image of a size that no frame has seen.
+TEST_F(GraphicsViewCGLTest, ResizeThereAndBackWhileTheWorkRunsEndsWithTheLastSize) {
+  for (const auto& between : {std::pair{20u, 10u}, std::pair{0u, 48u}, std::pair{0u, 0u}}) {
+    const auto view = MakeView(40, 30);
+    HostLoop loop;
+    Probe probe;
+    view->Attach(&probe);
+    view->Resize(64, 48);
+    device()->DrawDisplay();
+    view->Resize(between.first, between.second);
+    loop.Run();
+    view->Resize(64, 48);
+    device()->DrawDisplay();
+    loop.Run();
+    device()->DrawDisplay();
+    EXPECT_EQ(probe.target, (Size{64, 48}));
+    EXPECT_EQ(loop.Run(), 0u);
+    view->Detach();
+  }
+}
+
 TEST_F(GraphicsViewCGLTest, ResizeToTheSizeThatItHasQueuesNothing) {
   const auto view = MakeView(40, 30);
   HostLoop loop;
