@@ -28,6 +28,8 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   void ReleaseShaderResource() override;
   bool BindRenderTarget() override;
   void ReleaseRenderTarget() override;
+  // Whether BindRenderTarget keeps to itself that it is refused: for those who try again and again.
+  void SetQuiet(bool quiet) { quiet_ = quiet; }
   // For pixels to be read back; relies on an earlier BindRenderTarget for the attachment.
   bool BindReadFrameBuffer();
   void ReleaseReadFrameBuffer();
@@ -49,6 +51,7 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   int slot_ = -1;
   GraphicsFrame frame_;  // Its format is the texture's layout; it holds the pixels of the last upload.
   bool external_image_ = false;
+  bool quiet_ = false;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_

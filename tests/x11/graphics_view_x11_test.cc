@@ -295,8 +295,8 @@ TEST_F(GraphicsViewX11Test, NoWindowIsSaidOnceAndTheViewDrawsAllTheSame) {
   const std::pair<std::uintptr_t, const char*> cases[] = {
       {0, "W: A view cannot be shown: it was given no window"},
       {std::uintptr_t{1} << 40, "W: A view cannot be shown in window 0x10000000000: there is no such window"},
-      {0x1fffffff, "W: A view cannot be shown in window 0x1fffffff: there is no such window"},
-      {0xffffffff, "W: A view cannot be shown in window 0xffffffff: there is no such window"},
+      {0x1fffffff, "W: A view cannot be shown in window 0x1fffffff: there is no such window, or "},
+      {0xffffffff, "W: A view cannot be shown in window 0xffffffff: there is no such window, or "},
       {x11().MakePixmap(9, 9), "there is no such window"},
       {input_only, "it takes no pictures, or is on another screen"}};
   for (const auto& [handle, message] : cases) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "foundation/logger.h"
+#include "foundation/os_time.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 #include "graphics/opengl/cgl/graphics_view_cgl_window.h"
@@ -59,9 +60,7 @@ bool GraphicsViewCGL::Init() {
   MakeFrameTexture(requested);
   glFlush();
   CheckGLError(__FILE__, __LINE__);
-  window_->Run([native_view = native_view_, size = PictureSize(requested)](Window* window) {
-    window->Attach(native_view, size);
-  });
+  AttachToWindow(PictureSize(requested));
   return true;
 }
 
@@ -88,7 +87,10 @@ void GraphicsViewCGL::UnbindRenderTarget() {
   view_context_->Unbind();
 }
 
-void GraphicsViewCGL::Resize(unsigned int width, unsigned int height) { GraphicsViewImpl::Resize(width, height); }
+void GraphicsViewCGL::Resize(unsigned int width, unsigned int height) {
+  GraphicsViewImpl::Resize(width, height);
+  search_again_ = true;
+}
 
 GraphicsViewCGL::Size GraphicsViewCGL::RequestedSize() {
   MutexLocker<Mutex> lock(size_mutex_);
@@ -113,7 +115,7 @@ void GraphicsViewCGL::MakeFrameTexture(Size requested) {
   picture_.texture = 0;
   frame_texture_ = std::make_unique<GraphicsTextureGL>(context(), size.width, size.height);
   if (!frame_texture_->Init(true)) frame_texture_.reset();
-  target_failed_ = false;
+  if (frame_texture_) frame_texture_->SetQuiet(target_failed_);
 }
 
 void GraphicsViewCGL::Draw() {
@@ -145,9 +147,16 @@ void GraphicsViewCGL::Draw() {
     return;
   }
   view_context_->Unlock();
+  // A host's connection keeps its requests for itself until it is flushed, which may be after the making of the view.
+  if (search_again_.exchange(false)) search_.Restart();
+  if (window_->may_come && search_.Due(os::GetTimeNs())) AttachToWindow(size);
   if (!window_->can_present || picture_.texture == 0) return;
   window_->picture = picture_;
   window_->Run([](Window* window) { window->Present(); });
+}
+
+void GraphicsViewCGL::AttachToWindow(Size size) {
+  window_->Run([native_view = native_view_, size](Window* window) { window->Attach(native_view, size); });
 }
 
 void GraphicsViewCGL::GiveBackKeptLock() {
@@ -156,11 +165,15 @@ void GraphicsViewCGL::GiveBackKeptLock() {
 
 void GraphicsViewCGL::DrawFrame(Size size) {
   picture_.texture = 0;
-  if (!frame_texture_ || target_failed_) return;
-  if (!frame_texture_->BindRenderTarget()) {
-    target_failed_ = true;
-    return;
+  if (!frame_texture_) return;
+  const bool failed = !frame_texture_->BindRenderTarget();
+  if (failed != target_failed_) {
+    // It has said so, and is tried again in each frame.
+    target_failed_ = failed;
+    frame_texture_->SetQuiet(failed);
+    if (!failed) Logger::default_logger()->Info("A view's image can be drawn to again");
   }
+  if (failed) return;
   {
     MutexLocker<Mutex> lock(background_mutex_);
     picture_.background = background_;

@@ -3,6 +3,7 @@
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_H_
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "graphics/graphics_view_impl.h"
 #include "graphics/opengl/cgl/gs_object_cgl.h"
 #include "graphics/opengl/cgl/native_context.h"
+#include "graphics/opengl/cgl/search_schedule.h"
 #include "graphics/opengl/gl.h"
 
 class GraphicsTextureGL;
@@ -67,6 +69,8 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   // Draws a frame of that size into the off-screen image, with the device's context current.
   void DrawFrame(Size size);
   void GiveBackKeptLock();
+  // Has the window thread look for the host's window, for pictures of that size.
+  void AttachToWindow(Size size);
 
   // The view's own context, which shares the device's objects; null until Init, and for ever if that fails. The window
   // thread uses it.
@@ -81,8 +85,10 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   // Images that could not be deleted when they were dropped.
   std::vector<std::unique_ptr<GraphicsTextureGL>> dropped_;
   Picture picture_;             // The last frame.
-  bool target_failed_ = false;  // Whether frame_texture_ refused to be drawn to: it says so once.
-  bool lock_kept_ = false;      // Whether a Draw without an image has kept the view context's lock.
+  bool target_failed_ = false;  // Whether the last frame could not be drawn into its image.
+  SearchSchedule search_;       // For a window that was not there.
+  std::atomic<bool> search_again_{false};
+  bool lock_kept_ = false;  // Whether a Draw without an image has kept the view context's lock.
   std::shared_ptr<Link> link_;
 };
 

@@ -5,27 +5,31 @@
 
 #include "graphics/opengl/gl_error.h"
 
-void GraphicsViewCGL::Window::Attach(void* native_view, Size place) {
+void GraphicsViewCGL::Window::Attach(void* native_view, Size size) {
   if (closed) return;
   // A window's pixels are the screen's, and what is shown in them is taken for sRGB: nothing has to be asked for.
   context->Lock();
-  can_present = context->AttachWindow(native_view, place.width, place.height);
-  if (context->Bind()) {
+  using Place = NativeContext::Place;
+  if (place == Place::kNotYet) place = context->AttachWindow(native_view, size.width, size.height);
+  const bool has_place = place == Place::kMade && context->CanPresent();
+  if ((has_place || !read_frame_buffer) && context->Bind()) {
     context->SetSwapInterval(0);
-    glGenFramebuffers(1, &read_frame_buffer);
+    if (!read_frame_buffer) glGenFramebuffers(1, &read_frame_buffer);
     glFlush();
     CheckGLError(__FILE__, __LINE__);
     context->Unbind();
+    can_present = has_place && read_frame_buffer;
   }
+  may_come = !can_present && (has_place || place == Place::kNotYet);
   context->Unlock();
 }
 
-void GraphicsViewCGL::Window::Resize(Size place) {
+void GraphicsViewCGL::Window::Resize(Size size) {
   if (closed) return;
   context->Lock();
   // A driver looks for the size when its context is made current, not later: the other way round the next picture would
   // be of the old size.
-  if (place.width != 0) context->UpdateWindow(place.width, place.height);
+  if (size.width != 0) context->UpdateWindow(size.width, size.height);
   if (context->CanPresent() && context->Bind()) {
     glFlush();
     context->Unbind();
@@ -46,13 +50,11 @@ void GraphicsViewCGL::Window::Present() {
 }
 
 void GraphicsViewCGL::Window::Copy() {
-  const auto width = static_cast<GLint>(picture.size.width);
-  const auto height = static_cast<GLint>(picture.size.height);
   // What there is of the picture: while the size changes, the image may be smaller.
   const Size part = {std::min(picture.size.width, picture.image.width),
                      std::min(picture.size.height, picture.image.height)};
-  Size place = part;
-  context->WindowSize(&place.width, &place.height);
+  Size window = part;
+  context->WindowSize(&window.width, &window.height);
   if (glIsSync(picture.drawn)) glWaitSync(picture.drawn, 0, GL_TIMEOUT_IGNORED);  // The GPU waits, not this thread.
   glBindFramebuffer(GL_READ_FRAMEBUFFER, read_frame_buffer);
   // Attached anew each time: the image may be another, and that is what makes visible what the other context has drawn.
@@ -61,14 +63,18 @@ void GraphicsViewCGL::Window::Copy() {
   glDrawBuffer(GL_BACK);  // None, where the context was made current without a window first.
   CheckGLError(__FILE__, __LINE__);
   const auto& background = picture.background;
-  if (part.width < place.width || part.height < place.height) {
-    // Where the picture does not reach, the buffer holds whatever was left in it.
+  Size copied = picture.size;
+  if (part.width < window.width || part.height < window.height) {
+    // Where the picture does not reach, the buffer holds whatever was left in it, and the image nothing at all.
+    copied = part;
     glClearColor(background.r, background.g, background.b, background.a);
     glClear(GL_COLOR_BUFFER_BIT);
     CheckGLError(__FILE__, __LINE__);
   }
   // The upper left corners agree: GL counts from the lower one, and a window grows and shrinks at its lower right.
-  const GLint bottom = static_cast<GLint>(place.height) - static_cast<GLint>(part.height);
+  const auto width = static_cast<GLint>(copied.width);
+  const auto height = static_cast<GLint>(copied.height);
+  const GLint bottom = static_cast<GLint>(window.height) - static_cast<GLint>(part.height);
   glBlitFramebuffer(0, 0, width, height, 0, bottom, width, bottom + height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
   CheckGLError(__FILE__, __LINE__);
   context->SetWindowBackground(background.r, background.g, background.b);

@@ -25,7 +25,7 @@ struct GraphicsViewCGL::Window {
     }
   }
 
-  // The works.
+  // The works. Attach may be tried again.
   void Attach(void* native_view, Size size);
   void Resize(Size size);
   void Present();
@@ -37,8 +37,10 @@ struct GraphicsViewCGL::Window {
   const bool has_thread;
   // The textures' framebuffer objects are not shared: this one, of the view's context, is what the image is read by.
   GLuint read_frame_buffer = 0;
+  NativeContext::Place place = NativeContext::Place::kNotYet;
   std::atomic<bool> can_present{false};
-  std::atomic<bool> closed{false};  // Whether the view is gone: nothing but Delete counts any more.
+  std::atomic<bool> may_come{false};  // Whether it may come to that when Attach is tried again.
+  std::atomic<bool> closed{false};    // Whether the view is gone: nothing but Delete counts any more.
 
   Picture picture;  // To present. Not touched while the window thread lags: it may be at work on it.
 };

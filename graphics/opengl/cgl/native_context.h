@@ -61,9 +61,10 @@ class NativeContext {
   // What follows belongs on the window thread (window_thread.h).
   //
   // Makes a place of `width` x `height` pixels for pictures in the upper left corner of a window of the host's: from
-  // the next MakeCurrent on it is the default framebuffer. Returns false, with a line in the log, when there is none to
-  // be had. Once in the life of a context.
-  virtual bool AttachWindow(void* window, unsigned int width, unsigned int height) = 0;
+  // the next MakeCurrent on it is the default framebuffer. When there is none to be had, the log says so, once; kNotYet
+  // is worth another call, with the same window, for the window system may not have heard of it yet.
+  enum class Place { kNotYet, kMade, kNever };
+  virtual Place AttachWindow(void* window, unsigned int width, unsigned int height) = 0;
   // Takes that place out of the window again. The context is current nowhere.
   virtual void DetachWindow() = 0;
   // Whether a picture can be presented now. False for ever once the window has gone; the log has said so then.

@@ -120,20 +120,29 @@ class NativeContextEgl : public NativeContext {
 
   bool HasWindows() const override { return display_.x11 != nullptr; }
 
-  bool AttachWindow(void* window, unsigned int width, unsigned int height) override {
+  Place AttachWindow(void* window, unsigned int width, unsigned int height) override {
     if (!display_.x11) {
       Logger::default_logger()->Warn("A view cannot be shown: there is no X11 display");
-      return false;
+      return Place::kNever;
     }
+    const auto id = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(window));
+    bool missing = false;
     has_buffer_ = false;
-    window_ = X11Window::Create(display_.x11, window, display_.window_visual, width, height);
-    if (!window_) return false;
+    window_ = X11Window::Create(display_.x11, window, display_.window_visual, width, height, &missing);
+    if (missing && !std::exchange(window_missing_, true)) {
+      Logger::default_logger()->Warn(
+          "A view cannot be shown in window 0x%x: there is no such window, or the connection that made it was not "
+          "flushed; it is looked for again for a while",
+          id);
+    }
+    if (!window_) return missing ? Place::kNotYet : Place::kNever;
+    if (window_missing_) Logger::default_logger()->Info("The window 0x%x of a view is there now", id);
     surface_ = CreateEglSurface(display_, window_->id());
-    if (surface_ != EGL_NO_SURFACE) return true;
+    if (surface_ != EGL_NO_SURFACE) return Place::kMade;
     Logger::default_logger()->Warn("A view cannot be shown: no surface for its window (EGL error 0x%04x)",
                                    static_cast<unsigned int>(eglGetError()));
     window_.reset();
-    return false;
+    return Place::kNever;
   }
 
   void DetachWindow() override {
@@ -201,7 +210,8 @@ class NativeContextEgl : public NativeContext {
   // What follows belongs to the window thread.
   std::unique_ptr<X11Window> window_;
   EGLSurface surface_ = EGL_NO_SURFACE;  // None without a window.
-  bool present_failed_ = false;          // Said once.
+  bool window_missing_ = false;          // Said once.
+  bool present_failed_ = false;          // So is this.
   // Whether a driver may have a buffer for the next picture. It takes the window's size when the context is made
   // current and keeps it, so that the window must not change until that picture is presented.
   bool has_buffer_ = false;

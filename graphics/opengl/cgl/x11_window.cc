@@ -50,7 +50,6 @@ xcb_screen_t* ScreenOf(xcb_connection_t* connection, int number) {
 // Which of the server's errors it was.
 const char* ErrorName(std::uint8_t code) {
   switch (code) {
-    case XCB_WINDOW: return "there is no such window";
     case XCB_MATCH: return "it takes no pictures, or is on another screen";
     case XCB_ALLOC: return "the X server is out of memory";
     default: return "the X server refuses it";
@@ -102,7 +101,7 @@ void X11Connection::Add(X11Window* window) { windows_.push_back(window); }
 void X11Connection::Remove(X11Window* window) { windows_.erase(std::find(windows_.begin(), windows_.end(), window)); }
 
 std::unique_ptr<X11Window> X11Window::Create(X11Connection* connection, void* host_window, xcb_visualid_t visual,
-                                             unsigned int width, unsigned int height) {
+                                             unsigned int width, unsigned int height, bool* missing) {
   const auto handle = reinterpret_cast<std::uintptr_t>(host_window);
   const auto host = static_cast<xcb_window_t>(handle);
   if (handle == 0) {
@@ -135,7 +134,10 @@ std::unique_ptr<X11Window> X11Window::Create(X11Connection* connection, void* ho
       xcb_create_window_checked(xcb, depth, window->id_, host, 0, 0, window->width_, window->height_, 0,
                                 XCB_WINDOW_CLASS_INPUT_OUTPUT, visual, mask, values);
   if (const Reply<xcb_generic_error_t> error{xcb_request_check(xcb, create)}) {
-    Logger::default_logger()->Warn("A view cannot be shown in window 0x%x: %s", host, ErrorName(error->error_code));
+    *missing = error->error_code == XCB_WINDOW;
+    if (!*missing) {
+      Logger::default_logger()->Warn("A view cannot be shown in window 0x%x: %s", host, ErrorName(error->error_code));
+    }
     return nullptr;
   }
   if (!connection->Poll()) return nullptr;

@@ -48,11 +48,12 @@ class X11Connection {
 // have a drawable on its window, and another visual. It asks for no input, so that every event goes on to the host's.
 class X11Window {
  public:
-  // Null, with a line in the log, when there is no such window or it takes none inside.
+  // Null when there is no such window or it takes none inside. The log says which, but where the server does not know
+  // the window: *missing is true then, and the rest the caller's to say.
   //
   // Blocks: until the server has answered.
   static std::unique_ptr<X11Window> Create(X11Connection* connection, void* host_window, xcb_visualid_t visual,
-                                           unsigned int width, unsigned int height);
+                                           unsigned int width, unsigned int height, bool* missing);
   ~X11Window();
   X11Window(const X11Window&) = delete;
   X11Window& operator=(const X11Window&) = delete;

@@ -656,6 +656,24 @@ TEST_F(GraphicsViewCGLTest, LockThatADrawKeptComesBackWithTheNextImage) {
   view->Detach();
 }
 
+TEST_F(GraphicsViewCGLTest, ImageThatCannotBeDrawnToIsTriedAgainInTheNextFrame) {
+  const auto view = MakeView(4, 4);
+  Probe probe;
+  view->Attach(&probe);
+  for (int episode = 1; episode <= 2; ++episode) {
+    log().Clear();
+    gl_spy::faults().incomplete = true;
+    for (int i = 0; i < 3; ++i) device()->DrawDisplay();
+    gl_spy::faults().incomplete = false;
+    EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("frame_buffer status")));
+    EXPECT_FALSE(log().Has(Logger::Level::Info, "A view's image can be drawn to again"));
+    device()->DrawDisplay();
+    EXPECT_EQ(probe.draws, episode);
+    EXPECT_TRUE(log().Has(Logger::Level::Info, "A view's image can be drawn to again"));
+  }
+  view->Detach();
+}
+
 TEST_F(GraphicsViewCGLTest, ImageThatCannotBeDrawnToIsSaidOnce) {
   const auto view = MakeView(4, 4);
   HostLoop loop;
@@ -666,9 +684,13 @@ TEST_F(GraphicsViewCGLTest, ImageThatCannotBeDrawnToIsSaidOnce) {
   gl_spy::faults().incomplete = false;
   EXPECT_EQ(probe.draws, 0);
   EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("frame_buffer status")));
+  // Nor does the next image say it again.
+  gl_spy::faults().incomplete = true;
   view->Resize(8, 8);
   device()->DrawDisplay();
   loop.Run();
+  for (int i = 0; i < 3; ++i) device()->DrawDisplay();
+  gl_spy::faults().incomplete = false;
   device()->DrawDisplay();
   EXPECT_EQ(probe.draws, 1);
   view->Detach();
