@@ -136,6 +136,7 @@ bool GraphicsTextureGL::BindRenderTarget() {
   const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
   if (status == GL_FRAMEBUFFER_COMPLETE) return true;
   glBindFramebuffer(GL_FRAMEBUFFER, 0);
+  if (quiet_) return false;
   Logger::default_logger()->Error("frame_buffer status: %d, texture: %d, size: %dx%d", static_cast<int>(status),
                                   static_cast<int>(texture_), static_cast<int>(width()), static_cast<int>(height()));
   return false;

@@ -29,6 +29,8 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   void ReleaseShaderResource() override;
   bool BindRenderTarget() override;
   void ReleaseRenderTarget() override;
+  // Whether BindRenderTarget keeps to itself that it is refused: for those who try again and again.
+  void SetQuiet(bool quiet) { quiet_ = quiet; }
   // For pixels to be read back; relies on an earlier BindRenderTarget for the attachment.
   bool BindReadFrameBuffer();
   void ReleaseReadFrameBuffer();
@@ -54,6 +56,7 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   int slot_ = -1;
   GraphicsFrame frame_;     // Its format is the texture's layout; it holds the pixels of the last upload.
   bool iosurface_ = false;  // Whether an external image backs it, whatever the platform's are called.
+  bool quiet_ = false;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_

@@ -23,7 +23,9 @@ class GsViewOnDraw;
 // the later lies on top.
 struct GsWindowInfo {
   // The native window, for instance an X11 Window id: reinterpret_cast<void*>(static_cast<uintptr_t>(id)). It stays the
-  // host's, and may be made by any toolkit and connection.
+  // host's, and may be made by any toolkit and connection. One that is not there yet, for its connection was not
+  // flushed, is looked for again while frames are drawn, for about a dozen seconds from the beginning and from each
+  // Resize; the log says so once.
   void* window = nullptr;
 };
 
@@ -148,8 +150,8 @@ class QUARN_EXPORT GsViewImpl : public GsView {
   void SetClampY(float y);
 
   // View pixels per scene pixel; 0 without a scene, while anything has no size, and where the margin is all there is. A
-  // view under 10 pixels in the
-  // limiting direction, which has no room for the margin, has an enormous scale: part of the interface.
+  // view under 10 pixels in the limiting direction, which has no room for the margin, has an enormous scale: part of
+  // the interface.
   //
   // A pointer at (x, y) pixels from the view's upper left corner is over the scene position
   // (gs_vec2(x, y) + offset()) * (1 / scale()), counted as GsItem::pos is.

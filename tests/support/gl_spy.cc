@@ -232,6 +232,7 @@ EGLBoolean __wrap_eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface
 EGLBoolean __wrap_eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context) {
   gl_spy::Trace("%s", context == EGL_NO_CONTEXT ? "clear current" : "make current");
   if (faults().make_current && context != EGL_NO_CONTEXT) return EGL_FALSE;
+  if (faults().window_current && draw != EGL_NO_SURFACE) return EGL_FALSE;
   return __real_eglMakeCurrent(display, draw, read, context);
 }
 

@@ -19,6 +19,7 @@ struct Faults {
   bool gen_buffers = false;       // glGenBuffers yields 0.
   bool map_buffer = false;        // glMapBufferRange yields null.
   bool make_current = false;      // eglMakeCurrent refuses every context.
+  bool window_current = false;    // eglMakeCurrent refuses every context with a window.
   bool create_context = false;    // eglCreateContext yields none.
   bool present = false;           // eglSwapBuffers fails.
   bool window_surface = false;    // No surface can be made for a window.

@@ -3,12 +3,13 @@
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <algorithm>
-#include <atomic>
 #include <utility>
 
 #include "foundation/logger.h"
+#include "foundation/os_time.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
+#include "graphics/opengl/cgl/graphics_view_cgl_window.h"
 #include "graphics/opengl/cgl/main_queue.h"
 #include "graphics/opengl/cgl/window_thread.h"
 #include "graphics/opengl/gl_error.h"
@@ -19,114 +20,6 @@ struct GraphicsViewCGL::Link {
   const scoped_refptr<GraphicsContextCGL> context;
   GraphicsViewCGL* view;  // Null when it is gone. Under the context's lock.
 };
-
-// The window system may keep the window thread waiting at any point. What render threads and hosts ask of it is handed
-// over whole, and nothing here reaches back to the view, which may be gone when its turn comes.
-struct GraphicsViewCGL::Window {
-  explicit Window(std::unique_ptr<NativeContext> view_context)
-      : context(std::move(view_context)), has_thread(context->HasWindows()) {}
-
-  // Has work(this) run on the window thread; without a window system, which nobody has to wait for, at once.
-  template <class Work>
-  void Run(Work work) {
-    if (has_thread) {
-      RunOnWindowThread([this, work] { work(this); });
-    } else {
-      work(this);
-    }
-  }
-
-  // The works.
-  void Attach(void* native_view, Size size);
-  void Resize(Size size);
-  void Present();
-  void Delete();
-
-  void Copy();
-
-  const std::unique_ptr<NativeContext> context;
-  const bool has_thread;
-  // The textures' framebuffer objects are not shared: this one, of the view's context, is what the image is read by.
-  GLuint read_frame_buffer = 0;
-  std::atomic<bool> can_present{false};
-  std::atomic<bool> closed{false};  // Whether the view is gone: nothing but Delete counts any more.
-
-  // The picture to present. Not touched while the window thread lags: it may be at work on it.
-  GLuint texture = 0;
-  GLsync drawn = nullptr;
-  Size size = {0, 0};
-};
-
-void GraphicsViewCGL::Window::Attach(void* native_view, Size place) {
-  if (closed) return;
-  // A window's pixels are the screen's, and what is shown in them is taken for sRGB: nothing has to be asked for.
-  context->Lock();
-  can_present = context->AttachWindow(native_view, place.width, place.height);
-  if (context->Bind()) {
-    context->SetSwapInterval(0);
-    glGenFramebuffers(1, &read_frame_buffer);
-    glFlush();
-    CheckGLError(__FILE__, __LINE__);
-    context->Unbind();
-  }
-  context->Unlock();
-}
-
-void GraphicsViewCGL::Window::Resize(Size place) {
-  if (closed) return;
-  context->Lock();
-  // A driver looks for the size when its context is made current, not later: the other way round the next picture would
-  // be of the old size.
-  if (place.width != 0) context->UpdateWindow(place.width, place.height);
-  if (context->CanPresent() && context->Bind()) {
-    glFlush();
-    context->Unbind();
-  }
-  context->Unlock();
-}
-
-void GraphicsViewCGL::Window::Present() {
-  if (closed) return;
-  context->Lock();
-  can_present = context->CanPresent();
-  if (can_present && context->Bind()) {
-    // What was handed over may have been replaced since, if the window system has stalled.
-    if (glIsTexture(texture)) Copy();
-    context->Unbind();
-  }
-  context->Unlock();
-}
-
-void GraphicsViewCGL::Window::Copy() {
-  const auto width = static_cast<GLint>(size.width);
-  const auto height = static_cast<GLint>(size.height);
-  if (glIsSync(drawn)) glWaitSync(drawn, 0, GL_TIMEOUT_IGNORED);  // The GPU waits, not this thread.
-  glBindFramebuffer(GL_READ_FRAMEBUFFER, read_frame_buffer);
-  // Attached anew each time: the image may be another, and that is what makes visible what the other context has drawn.
-  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
-  glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-  glDrawBuffer(GL_BACK);  // None, where the context was made current without a window first.
-  CheckGLError(__FILE__, __LINE__);
-  glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
-  CheckGLError(__FILE__, __LINE__);
-  context->Present();
-  glFlush();
-  CheckGLError(__FILE__, __LINE__);
-  // The image is let go of, so that it dies when it is replaced.
-  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
-  glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
-  glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-  CheckGLError(__FILE__, __LINE__);
-}
-
-void GraphicsViewCGL::Window::Delete() {
-  context->DetachWindow();
-  if (read_frame_buffer && context->Bind()) {
-    glDeleteFramebuffers(1, &read_frame_buffer);
-    context->Unbind();
-  }
-  delete this;
-}
 
 GraphicsViewCGL::GraphicsViewCGL(GraphicsContextCGL* context, const InternalWindowInfo& info, unsigned int width,
                                  unsigned int height)
@@ -146,7 +39,7 @@ GraphicsViewCGL::~GraphicsViewCGL() {
     ScopedBind bind(context());
     frame_texture_.reset();
     dropped_.clear();
-    if (drawn_ && bind.ok()) glDeleteSync(drawn_);
+    if (picture_.drawn && bind.ok()) glDeleteSync(picture_.drawn);
   }
   GiveBackKeptLock();
   window_->closed = true;
@@ -169,9 +62,7 @@ bool GraphicsViewCGL::Init() {
     glFlush();
     CheckGLError(__FILE__, __LINE__);
   }
-  window_->Run([native_view = native_view_, size = PictureSize(requested)](Window* window) {
-    window->Attach(native_view, size);
-  });
+  AttachToWindow(PictureSize(requested));
   return true;
 }
 
@@ -198,7 +89,10 @@ void GraphicsViewCGL::UnbindRenderTarget() {
   view_context_->Unbind();
 }
 
-void GraphicsViewCGL::Resize(unsigned int width, unsigned int height) { GraphicsViewImpl::Resize(width, height); }
+void GraphicsViewCGL::Resize(unsigned int width, unsigned int height) {
+  GraphicsViewImpl::Resize(width, height);
+  search_again_ = true;
+}
 
 GraphicsViewCGL::Size GraphicsViewCGL::RequestedSize() {
   MutexLocker<Mutex> lock(size_mutex_);
@@ -220,9 +114,10 @@ void GraphicsViewCGL::MakeFrameTexture(Size requested) {
                                    requested.height, context()->max_texture_size());
   }
   const Size size = PictureSize(requested);
+  picture_.texture = 0;
   frame_texture_ = std::make_unique<GraphicsTextureGL>(context(), size.width, size.height);
   if (!frame_texture_->Init(true)) frame_texture_.reset();
-  target_failed_ = false;
+  if (frame_texture_) frame_texture_->SetQuiet(target_failed_);
 }
 
 void GraphicsViewCGL::Draw() {
@@ -241,7 +136,7 @@ void GraphicsViewCGL::Draw() {
     ScopedBind bind(context());
     if (bind.ok()) {
       dropped_.clear();
-      DrawFrame();
+      DrawFrame(size);
     }
   }
   // A window system that stalls costs the view its pictures and the others nothing.
@@ -255,25 +150,36 @@ void GraphicsViewCGL::Draw() {
     return;
   }
   view_context_->Unlock();
-  if (!window_->can_present || target_failed_) return;
-  window_->texture = frame_texture_->name();
-  window_->drawn = drawn_;
-  window_->size = size;
+  // A host's connection keeps its requests for itself until it is flushed, which may be after the making of the view.
+  if (search_again_.exchange(false)) search_.Restart();
+  if (window_->may_come && search_.Due(os::GetTimeNs())) AttachToWindow(size);
+  if (!window_->can_present || picture_.texture == 0) return;
+  window_->picture = picture_;
   window_->Run([](Window* window) { window->Present(); });
+}
+
+void GraphicsViewCGL::AttachToWindow(Size size) {
+  window_->Run([native_view = native_view_, size](Window* window) { window->Attach(native_view, size); });
 }
 
 void GraphicsViewCGL::GiveBackKeptLock() {
   if (std::exchange(lock_kept_, false)) view_context_->Unlock();
 }
 
-void GraphicsViewCGL::DrawFrame() {
-  if (!frame_texture_ || target_failed_) return;
-  if (!frame_texture_->BindRenderTarget()) {
-    target_failed_ = true;
-    return;
+void GraphicsViewCGL::DrawFrame(Size size) {
+  picture_.texture = 0;
+  if (!frame_texture_) return;
+  const bool failed = !frame_texture_->BindRenderTarget();
+  if (failed != target_failed_) {
+    // It has said so, and is tried again in each frame.
+    target_failed_ = failed;
+    frame_texture_->SetQuiet(failed);
+    if (!failed) Logger::default_logger()->Info("A view's image can be drawn to again");
   }
+  if (failed) return;
   {
     MutexLocker<Mutex> lock(background_mutex_);
+    picture_.background = background_;
     glClearColor(background_.r, background_.g, background_.b, background_.a);
     CheckGLError(__FILE__, __LINE__);
   }
@@ -290,12 +196,18 @@ void GraphicsViewCGL::DrawFrame() {
   glDisable(GL_BLEND);
   CheckGLError(__FILE__, __LINE__);
   // The flush alone does not order the view's context after this one.
-  if (drawn_) glDeleteSync(drawn_);
-  drawn_ = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+  if (picture_.drawn) glDeleteSync(picture_.drawn);
+  picture_.drawn = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
   glFlush();
   CheckGLError(__FILE__, __LINE__);
   frame_texture_->ReleaseRenderTarget();
   CheckGLError(__FILE__, __LINE__);
+  // Where the size has changed meanwhile, the callback may have drawn for either: the next frame will show.
+  const Size now = RequestedSize();
+  if (now.width != size.width || now.height != size.height) return;
+  picture_.texture = frame_texture_->name();
+  picture_.image = {frame_texture_->width(), frame_texture_->height()};
+  picture_.size = size;
 }
 
 void GraphicsViewCGL::Update() {
@@ -307,6 +219,8 @@ void GraphicsViewCGL::Update() {
 
 void GraphicsViewCGL::UpdateOnMainThread() {
   const Size requested = RequestedSize();
+  // A size that no frame has seen: whatever the next one finds is another.
+  if (requested.width != last_width_ || requested.height != last_height_) last_width_ = last_height_ = 0;
   const int bound = context()->BindContext();
   if (bound != 0) {
     if (bound == -1 && frame_texture_) dropped_.push_back(std::move(frame_texture_));

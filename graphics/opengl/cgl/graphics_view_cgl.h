@@ -3,6 +3,7 @@
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_H_
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "graphics/graphics_view_impl.h"
 #include "graphics/opengl/cgl/gs_object_cgl.h"
 #include "graphics/opengl/cgl/native_context.h"
+#include "graphics/opengl/cgl/search_schedule.h"
 #include "graphics/opengl/gl.h"
 
 class GraphicsTextureGL;
@@ -42,6 +44,14 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
     std::uint32_t width;
     std::uint32_t height;
   };
+  // A frame that is finished.
+  struct Picture {
+    GLuint texture = 0;      // What it is in; 0 while there is no picture.
+    Size image = {0, 0};     // The texture's size: not the picture's own while that changes.
+    Size size = {0, 0};      // The picture's. It lies at the texture's lower left corner.
+    GLsync drawn = nullptr;  // Passed when it is finished.
+    Color background = {0, 0, 0, 1};
+  };
   // What work on the main queue knows of the view: it may come when the view, or the device, is gone.
   struct Link;
   // The part of the view that the window thread works with.
@@ -56,9 +66,11 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   // The part of Update that belongs to the main thread; under the context's lock.
   void UpdateOnMainThread();
   void MakeFrameTexture(Size requested);
-  // Draws a frame into the off-screen image, with the device's context current.
-  void DrawFrame();
+  // Draws a frame of that size into the off-screen image, with the device's context current.
+  void DrawFrame(Size size);
   void GiveBackKeptLock();
+  // Has the window thread look for the host's window, for pictures of that size.
+  void AttachToWindow(Size size);
 
   // The view's own context, which shares the device's objects; null until Init, and for ever if that fails. The window
   // thread uses it.
@@ -72,9 +84,11 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   Window* window_ = nullptr;
   // Images that could not be deleted when they were dropped.
   std::vector<std::unique_ptr<GraphicsTextureGL>> dropped_;
-  GLsync drawn_ = nullptr;      // Passed when the last frame's image is finished.
-  bool target_failed_ = false;  // Whether frame_texture_ refused to be drawn to: it says so once.
-  bool lock_kept_ = false;      // Whether a Draw without an image has kept the view context's lock.
+  Picture picture_;             // The last frame.
+  bool target_failed_ = false;  // Whether the last frame could not be drawn into its image.
+  SearchSchedule search_;       // For a window that was not there.
+  std::atomic<bool> search_again_{false};
+  bool lock_kept_ = false;  // Whether a Draw without an image has kept the view context's lock.
   std::shared_ptr<Link> link_;
 };
 

@@ -64,15 +64,22 @@ class NativeContext {
   // What follows belongs on the window thread (window_thread.h).
   //
   // Makes a place of `width` x `height` pixels for pictures in the upper left corner of a window of the host's: from
-  // the next MakeCurrent on it is the default framebuffer. Returns false, with a line in the log, when there is none to
-  // be had. Once in the life of a context.
-  virtual bool AttachWindow(void* window, unsigned int width, unsigned int height) = 0;
+  // the next MakeCurrent on it is the default framebuffer. When there is none to be had, the log says so, once; kNotYet
+  // is worth another call, with the same window, for the window system may not have heard of it yet.
+  enum class Place { kNotYet, kMade, kNever };
+  virtual Place AttachWindow(void* window, unsigned int width, unsigned int height) = 0;
   // Takes that place out of the window again. The context is current nowhere.
   virtual void DetachWindow() = 0;
   // Whether a picture can be presented now. False for ever once the window has gone; the log has said so then.
   virtual bool CanPresent() = 0;
-  // Gives the place another size, which holds from the next MakeCurrent on. Does nothing without one.
+  // Gives the place another size, which holds from the next MakeCurrent on; where a picture may have been begun, from
+  // the one after its Present. The context is current nowhere. Does nothing without a place.
   virtual void UpdateWindow(unsigned int width, unsigned int height) = 0;
+  // With the context current: the size of the place. Leaves both alone where there is none.
+  virtual void WindowSize(unsigned int* width, unsigned int* height) = 0;
+  // What the window system shows in the place where there is no picture yet, each part 0 to 1: where the place has
+  // grown or was covered. Until it is told, what is below comes through. Does nothing without a place.
+  virtual void SetWindowBackground(float r, float g, float b) = 0;
   // With the context current: how many refreshes of the screen lie between two pictures; with 0 presenting waits for
   // none. Does nothing without a window.
   virtual void SetSwapInterval(int interval) = 0;

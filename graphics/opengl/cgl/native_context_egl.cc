@@ -131,19 +131,29 @@ class NativeContextEgl : public NativeContext {
 
   bool HasWindows() const override { return display_.x11 != nullptr; }
 
-  bool AttachWindow(void* window, unsigned int width, unsigned int height) override {
+  Place AttachWindow(void* window, unsigned int width, unsigned int height) override {
     if (!display_.x11) {
       Logger::default_logger()->Warn("A view cannot be shown: there is no X11 display");
-      return false;
+      return Place::kNever;
     }
-    window_ = X11Window::Create(display_.x11, window, display_.window_visual, width, height);
-    if (!window_) return false;
+    const auto id = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(window));
+    bool missing = false;
+    has_buffer_ = false;
+    window_ = X11Window::Create(display_.x11, window, display_.window_visual, width, height, &missing);
+    if (missing && !std::exchange(window_missing_, true)) {
+      Logger::default_logger()->Warn(
+          "A view cannot be shown in window 0x%x: there is no such window, or the connection that made it was not "
+          "flushed; it is looked for again for a while",
+          id);
+    }
+    if (!window_) return missing ? Place::kNotYet : Place::kNever;
+    if (window_missing_) Logger::default_logger()->Info("The window 0x%x of a view is there now", id);
     surface_ = CreateEglSurface(display_, window_->id());
-    if (surface_ != EGL_NO_SURFACE) return true;
+    if (surface_ != EGL_NO_SURFACE) return Place::kMade;
     Logger::default_logger()->Warn("A view cannot be shown: no surface for its window (EGL error 0x%04x)",
                                    static_cast<unsigned int>(eglGetError()));
     window_.reset();
-    return false;
+    return Place::kNever;
   }
 
   void DetachWindow() override {
@@ -167,17 +177,33 @@ class NativeContextEgl : public NativeContext {
     if (window_) eglSwapInterval(display_.display, interval);
   }
 
+  void WindowSize(unsigned int* width, unsigned int* height) override {
+    if (!window_) return;
+    *width = window_->width();
+    *height = window_->height();
+  }
+
+  void SetWindowBackground(float r, float g, float b) override {
+    if (window_) window_->SetBackground(r, g, b);
+  }
+
   void UpdateWindow(unsigned int width, unsigned int height) override {
-    if (window_) window_->Resize(width, height);
+    next_width_ = width;
+    next_height_ = height;
+    if (window_ && !has_buffer_) window_->Resize(width, height);
   }
 
   void Present() override {
     // Looked at once more: a driver that finds the server gone in the middle of it may never return.
     if (!window_ || !window_->Alive()) return;
-    if (!eglSwapBuffers(display_.display, surface_) && !std::exchange(present_failed_, true)) {
+    if (!eglSwapBuffers(display_.display, surface_)) {
+      if (std::exchange(present_failed_, true)) return;
       Logger::default_logger()->Warn("A view's picture could not be presented (EGL error 0x%04x)",
                                      static_cast<unsigned int>(eglGetError()));
+      return;
     }
+    has_buffer_ = false;
+    if (next_width_ != 0) window_->Resize(next_width_, next_height_);
   }
 
   const EglContext* egl_context() const { return context_.get(); }
@@ -189,7 +215,11 @@ class NativeContextEgl : public NativeContext {
            error == EGL_CONTEXT_LOST;
   }
 
-  bool TryMakeCurrent() { return eglMakeCurrent(display_.display, surface_, surface_, context_->handle()) == EGL_TRUE; }
+  bool TryMakeCurrent() {
+    if (!eglMakeCurrent(display_.display, surface_, surface_, context_->handle())) return false;
+    has_buffer_ = surface_ != EGL_NO_SURFACE;
+    return true;
+  }
 
   // The same, also on a thread whose host uses the other interface. Notes in *previous what was put aside for it.
   bool TryMakeCurrent(Current* previous, EGLint* error) {
@@ -220,7 +250,13 @@ class NativeContextEgl : public NativeContext {
   // What follows belongs to the window thread.
   std::unique_ptr<X11Window> window_;
   EGLSurface surface_ = EGL_NO_SURFACE;  // None without a window.
-  bool present_failed_ = false;          // Said once.
+  bool window_missing_ = false;          // Said once.
+  bool present_failed_ = false;          // So is this.
+  // Whether a driver may have a buffer for the next picture. It takes the window's size when the context is made
+  // current and keeps it, so that the window must not change until that picture is presented.
+  bool has_buffer_ = false;
+  unsigned int next_width_ = 0;  // What UpdateWindow asked for.
+  unsigned int next_height_ = 0;
 };
 
 }  // namespace

@@ -20,13 +20,25 @@ using Reply = std::unique_ptr<T, Free>;
 // A side as the server takes it.
 std::uint16_t Side(unsigned int size) { return static_cast<std::uint16_t>(std::clamp(size, 1u, 32767u)); }
 
-std::uint8_t DepthOf(const xcb_screen_t* screen, xcb_visualid_t visual) {
+// The visual of that name and its depth; null where the screen has none.
+const xcb_visualtype_t* FindVisual(const xcb_screen_t* screen, xcb_visualid_t visual, std::uint8_t* its_depth) {
+  *its_depth = screen->root_depth;
   for (auto depth = xcb_screen_allowed_depths_iterator(screen); depth.rem; xcb_depth_next(&depth)) {
     for (auto type = xcb_depth_visuals_iterator(depth.data); type.rem; xcb_visualtype_next(&type)) {
-      if (type.data->visual_id == visual) return depth.data->depth;
+      if (type.data->visual_id != visual) continue;
+      *its_depth = depth.data->depth;
+      return type.data;
     }
   }
-  return screen->root_depth;
+  return nullptr;
+}
+
+// A part of a colour, 0 to 1, in the bits that a visual has for it.
+std::uint32_t InBits(float part, std::uint32_t mask) {
+  if (mask == 0) return 0;
+  const std::uint32_t lowest = mask & ~(mask - 1);
+  const double value = part > 0 ? std::min(static_cast<double>(part), 1.0) : 0.0;
+  return static_cast<std::uint32_t>(value * (mask / lowest) + 0.5) * lowest;
 }
 
 xcb_screen_t* ScreenOf(xcb_connection_t* connection, int number) {
@@ -38,7 +50,6 @@ xcb_screen_t* ScreenOf(xcb_connection_t* connection, int number) {
 // Which of the server's errors it was.
 const char* ErrorName(std::uint8_t code) {
   switch (code) {
-    case XCB_WINDOW: return "there is no such window";
     case XCB_MATCH: return "it takes no pictures, or is on another screen";
     case XCB_ALLOC: return "the X server is out of memory";
     default: return "the X server refuses it";
@@ -90,7 +101,7 @@ void X11Connection::Add(X11Window* window) { windows_.push_back(window); }
 void X11Connection::Remove(X11Window* window) { windows_.erase(std::find(windows_.begin(), windows_.end(), window)); }
 
 std::unique_ptr<X11Window> X11Window::Create(X11Connection* connection, void* host_window, xcb_visualid_t visual,
-                                             unsigned int width, unsigned int height) {
+                                             unsigned int width, unsigned int height, bool* missing) {
   const auto handle = reinterpret_cast<std::uintptr_t>(host_window);
   const auto host = static_cast<xcb_window_t>(handle);
   if (handle == 0) {
@@ -103,23 +114,30 @@ std::unique_ptr<X11Window> X11Window::Create(X11Connection* connection, void* ho
     return nullptr;
   }
   xcb_connection_t* const xcb = connection->xcb();
-  std::unique_ptr<X11Window> window(new X11Window(connection, host));
+  std::uint8_t depth = 0;
+  const xcb_visualtype_t* const type = FindVisual(connection->screen(), visual, &depth);
+  std::unique_ptr<X11Window> window(new X11Window(connection, host, width, height));
+  window->visual_ = type;
   window->colormap_ = xcb_generate_id(xcb);
   const xcb_void_cookie_t colormap =
       xcb_create_colormap_checked(xcb, XCB_COLORMAP_ALLOC_NONE, window->colormap_, connection->screen()->root, visual);
   xcb_discard_reply(xcb, colormap.sequence);
 
-  // In the order of the bits. No background, and what is there stays in place when the size changes: nothing flashes.
-  // A window manager is to leave it alone, should the host's window be the root. Only its end is of interest.
+  // In the order of the bits. No background yet: the host's window comes through until there is a picture. What is
+  // there stays in place when the size changes, so that nothing flashes. A window manager is to leave it alone, should
+  // the host's window be the root. Only its end is of interest.
   const std::uint32_t values[] = {XCB_BACK_PIXMAP_NONE, 0, XCB_GRAVITY_NORTH_WEST, 1, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
                                   window->colormap_};
   const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_OVERRIDE_REDIRECT |
                              XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
   const xcb_void_cookie_t create =
-      xcb_create_window_checked(xcb, DepthOf(connection->screen(), visual), window->id_, host, 0, 0, Side(width),
-                                Side(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual, mask, values);
+      xcb_create_window_checked(xcb, depth, window->id_, host, 0, 0, window->width_, window->height_, 0,
+                                XCB_WINDOW_CLASS_INPUT_OUTPUT, visual, mask, values);
   if (const Reply<xcb_generic_error_t> error{xcb_request_check(xcb, create)}) {
-    Logger::default_logger()->Warn("A view cannot be shown in window 0x%x: %s", host, ErrorName(error->error_code));
+    *missing = error->error_code == XCB_WINDOW;
+    if (!*missing) {
+      Logger::default_logger()->Warn("A view cannot be shown in window 0x%x: %s", host, ErrorName(error->error_code));
+    }
     return nullptr;
   }
   if (!connection->Poll()) return nullptr;
@@ -128,8 +146,12 @@ std::unique_ptr<X11Window> X11Window::Create(X11Connection* connection, void* ho
   return window;
 }
 
-X11Window::X11Window(X11Connection* connection, xcb_window_t host_window)
-    : connection_(connection), host_window_(host_window), id_(xcb_generate_id(connection->xcb())) {
+X11Window::X11Window(X11Connection* connection, xcb_window_t host_window, unsigned int width, unsigned int height)
+    : connection_(connection),
+      host_window_(host_window),
+      id_(xcb_generate_id(connection->xcb())),
+      width_(Side(width)),
+      height_(Side(height)) {
   connection_->Add(this);
 }
 
@@ -145,10 +167,25 @@ X11Window::~X11Window() {
 bool X11Window::Alive() const { return connection_->Poll() && !destroyed_; }
 
 void X11Window::Resize(unsigned int width, unsigned int height) {
-  const std::uint32_t values[] = {Side(width), Side(height)};
+  if (Side(width) == width_ && Side(height) == height_) return;
+  width_ = Side(width);
+  height_ = Side(height);
+  const std::uint32_t values[] = {width_, height_};
   xcb_connection_t* const xcb = connection_->xcb();
   const xcb_void_cookie_t configure =
       xcb_configure_window_checked(xcb, id_, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, values);
   xcb_discard_reply(xcb, configure.sequence);
+  xcb_flush(xcb);
+}
+
+void X11Window::SetBackground(float r, float g, float b) {
+  if (!visual_) return;
+  const std::uint32_t red = visual_->red_mask, green = visual_->green_mask, blue = visual_->blue_mask;
+  // What is no colour is opacity, if it is anything.
+  const std::uint32_t pixel = InBits(r, red) | InBits(g, green) | InBits(b, blue) | ~(red | green | blue);
+  if (background_ == pixel) return;
+  background_ = pixel;
+  xcb_connection_t* const xcb = connection_->xcb();
+  xcb_discard_reply(xcb, xcb_change_window_attributes_checked(xcb, id_, XCB_CW_BACK_PIXEL, &pixel).sequence);
   xcb_flush(xcb);
 }

@@ -4,7 +4,9 @@
 
 #include <xcb/xcb.h>
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class X11Window;
@@ -46,11 +48,12 @@ class X11Connection {
 // have a drawable on its window, and another visual. It asks for no input, so that every event goes on to the host's.
 class X11Window {
  public:
-  // Null, with a line in the log, when there is no such window or it takes none inside.
+  // Null when there is no such window or it takes none inside. The log says which, but where the server does not know
+  // the window: *missing is true then, and the rest the caller's to say.
   //
   // Blocks: until the server has answered.
   static std::unique_ptr<X11Window> Create(X11Connection* connection, void* host_window, xcb_visualid_t visual,
-                                           unsigned int width, unsigned int height);
+                                           unsigned int width, unsigned int height, bool* missing);
   ~X11Window();
   X11Window(const X11Window&) = delete;
   X11Window& operator=(const X11Window&) = delete;
@@ -59,18 +62,28 @@ class X11Window {
   xcb_window_t host_window() const { return host_window_; }
   // Whether the window exists. It goes with the host's.
   bool Alive() const;
+  // The size last given to it.
+  std::uint16_t width() const { return width_; }
+  std::uint16_t height() const { return height_; }
   // Does not wait for the server.
   void Resize(unsigned int width, unsigned int height);
+  // What the server fills the window with where it is new or comes to light again; before the first call it leaves
+  // there what it finds. Does not wait for the server.
+  void SetBackground(float r, float g, float b);
 
  private:
   friend class X11Connection;
 
-  X11Window(X11Connection* connection, xcb_window_t host_window);
+  X11Window(X11Connection* connection, xcb_window_t host_window, unsigned int width, unsigned int height);
 
   X11Connection* const connection_;
   const xcb_window_t host_window_;
   const xcb_window_t id_;
+  const xcb_visualtype_t* visual_ = nullptr;
   xcb_colormap_t colormap_ = XCB_NONE;
+  std::optional<std::uint32_t> background_;  // As a pixel.
+  std::uint16_t width_;
+  std::uint16_t height_;
   bool destroyed_ = false;  // Written by the connection.
 };
 

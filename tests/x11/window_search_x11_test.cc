@@ -1,0 +1,215 @@
+// The engine's view and a window that is not there yet, against a clock that stands still until the test moves it. A
+// process keeps the display that it once chose, so one X server serves all of it.
+#include <xcb/xcb.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "graphics/internal_types.h"
+#include "graphics/opengl/cgl/graphics_view_cgl.h"
+#include "graphics/opengl/cgl/search_schedule.h"
+#include "tests/support/fake_os_time.h"
+#include "tests/support/gl_fixture.h"
+#include "tests/support/x_server.h"
+#include "tests/support/x_window.h"
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::AnyOf;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Le;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+constexpr std::uint64_t kSecondNs = 1'000'000'000;
+
+test::XServer& TheXServer() {
+  static test::XServer server;
+  return server;
+}
+
+// Asks for a window and keeps what it asks for to itself until Flush, as toolkits do.
+class LateWindow {
+ public:
+  LateWindow(const test::XConnection& connection, int width, int height)
+      : connection_(connection), id_(xcb_generate_id(connection.get())) {
+    const std::uint32_t values[] = {0x00f000, 1};
+    xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, id_, connection.screen()->root, 0, 0,
+                      static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height), 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT,
+                      values);
+    xcb_map_window(connection.get(), id_);
+  }
+  void Flush() const { connection_.Sync(); }
+  void* handle() const { return reinterpret_cast<void*>(static_cast<std::uintptr_t>(id_)); }
+  std::string name() const {
+    char text[20];
+    std::snprintf(text, sizeof(text), "0x%x", id_);
+    return text;
+  }
+  test::XWindow window() const { return test::XWindow(connection_, id_); }
+
+ private:
+  const test::XConnection& connection_;
+  const xcb_window_t id_;
+};
+
+class WindowSearchTest : public GlTest {
+ protected:
+  WindowSearchTest() {
+    EXPECT_NE(TheXServer().display(), "") << "Xvfb did not start";
+    setenv("DISPLAY", TheXServer().display().c_str(), 1);
+    fake_clock::Reset();
+    host_ = std::make_unique<test::XConnection>(TheXServer().display());
+  }
+
+  std::unique_ptr<GraphicsView> MakeView(void* window) {
+    std::unique_ptr<GraphicsView> view(device()->CreateView(InternalWindowInfo{window}, 120, 90));
+    view->SetBackgroundColor(1, 0, 0, 1);
+    return view;
+  }
+  const test::XConnection& host() const { return *host_; }
+  // Whether it shows what the view draws, without another frame.
+  static bool Shows(const LateWindow& late) { return late.window().ComesToShow(test::Flat(120, 90, 0xff0000), {}); }
+
+ private:
+  std::unique_ptr<test::XConnection> host_;
+};
+
+TEST_F(WindowSearchTest, FindsAWindowThatIsFlushedAfterTheView) {
+  const LateWindow late(host(), 120, 90);
+  const auto view = MakeView(late.handle());
+  EXPECT_THAT(TakeLog(), ElementsAre("W: A view cannot be shown in window " + late.name() +
+                                     ": there is no such window, or the connection that made it was not flushed; it "
+                                     "is looked for again for a while"));
+  late.Flush();
+  view->Draw();
+  EXPECT_TRUE(Shows(late));
+  EXPECT_TRUE(log().Has(Logger::Level::Info, "The window " + late.name() + " of a view is there now"));
+}
+
+TEST_F(WindowSearchTest, LooksAgainAfterAWhile) {
+  const LateWindow late(host(), 120, 90);
+  const auto view = MakeView(late.handle());
+  TakeLog();
+  for (int i = 0; i < 200; ++i) {
+    view->Draw();
+    fake_clock::Advance(kSecondNs / 60);
+  }
+  EXPECT_THAT(TakeLog(), IsEmpty());
+  late.Flush();
+  fake_clock::Advance(kSecondNs);
+  view->Draw();
+  EXPECT_TRUE(Shows(late));
+}
+
+// A frame costs nothing between two looks, and none costs anything in the end.
+TEST_F(WindowSearchTest, LooksSeldomAndGivesUp) {
+  const LateWindow late(host(), 120, 90);
+  const auto view = MakeView(late.handle());
+  TakeLog();
+  view->Draw();
+  late.Flush();
+  for (int i = 0; i < 3; ++i) view->Draw();
+  EXPECT_EQ(late.window().ChildCount(), 0);
+  fake_clock::Advance(kSecondNs);
+  view->Draw();
+  EXPECT_TRUE(Shows(late));
+
+  const LateWindow too_late(host(), 120, 90);
+  const auto other = MakeView(too_late.handle());
+  EXPECT_THAT(TakeLog(), SizeIs(1));
+  for (int i = 0; i < 60; ++i) {
+    other->Draw();
+    fake_clock::Advance(kSecondNs);
+  }
+  too_late.Flush();
+  other->Draw();
+  EXPECT_EQ(too_late.window().ChildCount(), 0);
+}
+
+// To the size that it has, too: toolkits say it when a window has come.
+TEST_F(WindowSearchTest, LooksAgainAfterAResize) {
+  const LateWindow late(host(), 120, 90);
+  const auto view = MakeView(late.handle());
+  TakeLog();
+  for (int i = 0; i < 60; ++i) {
+    view->Draw();
+    fake_clock::Advance(kSecondNs);
+  }
+  late.Flush();
+  view->Draw();
+  EXPECT_EQ(late.window().ChildCount(), 0);
+  view->Resize(120, 90);
+  view->Draw();
+  EXPECT_TRUE(Shows(late));
+}
+
+TEST_F(WindowSearchTest, DoesNotLookForAWindowThatHasGone) {
+  auto window = std::make_unique<test::XWindow>(host(), 120, 90);
+  const auto view = MakeView(window->handle());
+  view->Draw();
+  window.reset();
+  for (int i = 0; i < 10; ++i) {
+    view->Draw();
+    view->Resize(120, 90);
+    fake_clock::Advance(kSecondNs);
+  }
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
+}
+
+TEST_F(WindowSearchTest, MayEndWithTheViewThatLooks) {
+  const LateWindow late(host(), 120, 90);
+  auto view = MakeView(late.handle());
+  TakeLog();
+  view->Draw();
+  view.reset();
+  late.Flush();
+  EXPECT_EQ(late.window().ChildCount(), 0);
+}
+
+// The window is there, but the view's context cannot be made current in it.
+TEST_F(WindowSearchTest, PresentsNothingUntilTheContextWasCurrentInTheWindow) {
+  const test::XWindow window(host(), 120, 90);
+  gl_spy::faults().window_current = true;
+  const auto view = MakeView(window.handle());
+  gl_spy::StartTrace();
+  for (int i = 0; i < 5; ++i) view->Draw();
+  EXPECT_THAT(gl_spy::TakeTrace(), Not(Contains(AnyOf(HasSubstr("blit"), HasSubstr("present")))));
+  EXPECT_THAT(TakeLog(), AllOf(SizeIs(Le(2u)), Each(StartsWith("E: Failed to make the context current"))));
+  gl_spy::faults().window_current = false;
+  fake_clock::Advance(kSecondNs);
+  view->Draw();
+  EXPECT_TRUE(window.ComesToShow(test::Flat(120, 90, 0xff0000), {}));
+}
+
+TEST(SearchScheduleTest, LooksAtOnceThenAtGrowingIntervalsAndNotForEver) {
+  constexpr std::uint64_t kMs = 1'000'000;
+  SearchSchedule schedule;
+  std::uint64_t now = 5 * kSecondNs;
+  EXPECT_TRUE(schedule.Due(now));
+  for (int tries = 1; tries < SearchSchedule::kTries; ++tries) {
+    const std::uint64_t interval = tries <= 6 ? (10 * kMs) << (tries - 1) : 500 * kMs;
+    EXPECT_FALSE(schedule.Due(now + interval - 1));
+    now += interval;
+    EXPECT_TRUE(schedule.Due(now)) << tries;
+  }
+  EXPECT_LT(now, 18 * kSecondNs);
+  EXPECT_FALSE(schedule.Due(now + 1000 * kSecondNs));
+  schedule.Restart();
+  EXPECT_TRUE(schedule.Due(now));
+  EXPECT_FALSE(schedule.Due(now + 10 * kMs - 1));
+}
+
+}  // namespace
