@@ -70,6 +70,11 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   // Returns null for an unknown name.
   GraphicsShader* GetShader(const std::string& name);
   void ReleaseShader();
+  // Calls visit(program) for each.
+  template <class Visit>
+  void WalkShaders(Visit visit) {
+    for (const auto& entry : shaders_) visit(entry.second.get());
+  }
 
   // The YUV-to-RGB matrix of limited-range BT.709 video: 16 floats, rows of four.
   const float* matrix_limit() const { return matrix_limit_; }

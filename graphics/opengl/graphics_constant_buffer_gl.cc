@@ -61,7 +61,7 @@ void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
 }
 
 bool GraphicsConstantBufferGL::Bind(int slot) {
-  if (!context() || !buffer_ || slot < 0) return false;
+  if (!context() || !buffer_ || slot < 0 || !context()->CanDraw("Binding a constant buffer")) return false;
   binding_ = slot + 1;
   glBindBufferRange(GL_UNIFORM_BUFFER, static_cast<GLuint>(binding_), buffer_, 0, size_);
   context()->AddUboIndex(binding_);

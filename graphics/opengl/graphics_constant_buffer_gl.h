@@ -7,7 +7,8 @@
 #include "graphics/graphics_constant_buffer_impl.h"
 #include "graphics/opengl/gl_object.h"
 
-// Update and the destructor may run on any thread: they take the context's lock. Bind and Unbind belong to a draw.
+// Update and the destructor may run on any thread: they take the context's lock. Bind and Unbind belong to a draw;
+// Bind does nothing on a thread that has not the context current.
 class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObject {
  public:
   // Copies `size` bytes.

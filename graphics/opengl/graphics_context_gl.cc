@@ -118,8 +118,28 @@ void GraphicsContextGL::ReleaseVertexAttrBuffer() {
   DeleteBuffer(&default_uniform_buffer_);
 }
 
+void GraphicsContextGL::ForgetObjects() {
+  WalkShaders([](GraphicsShader* shader) { static_cast<GraphicsShaderGL*>(shader)->Forget(); });
+  vertex_array_ = vertex_buffer_ = index_buffer_ = mvp_buffer_ = default_uniform_buffer_ = 0;
+}
+
+bool GraphicsContextGL::CanDraw(const char* operation, bool ask) {
+  if (IsBound()) {
+    if (ask || away_) away_ = !IsCurrent();
+    if (!away_) return true;
+  }
+  // Where nothing was ever built the log has said why.
+  if (vertex_buffer_ && !reported_not_current_.exchange(true, std::memory_order_relaxed)) {
+    Logger::default_logger()->Error(
+        "%s does nothing: the device's GL context is not current on this thread; draw inside a Draw, TickSource, "
+        "OnTexture or queued task",
+        operation);
+  }
+  return false;
+}
+
 bool GraphicsContextGL::BindShader(const char* name) {
-  if (!name) return false;
+  if (!name || !CanDraw("BindShader", true)) return false;
   lookup_name_ = name;
   GraphicsShader* const shader = GetShader(lookup_name_);
   if (!shader || !shader->Bind()) return false;
@@ -128,11 +148,13 @@ bool GraphicsContextGL::BindShader(const char* name) {
 }
 
 void GraphicsContextGL::UnbindShader() {
+  if (!CanDraw("UnbindShader")) return;
   glUseProgram(0);
   current_shader_ = nullptr;
 }
 
 void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
+  if (!CanDraw("SetViewport", true)) return;
   // What does not fit a GLint would turn negative; drivers clamp the rest.
   const auto clamp = [](unsigned int value) {
     return static_cast<GLint>(std::min(value, static_cast<unsigned int>(std::numeric_limits<GLint>::max())));
@@ -141,7 +163,7 @@ void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int
 }
 
 void GraphicsContextGL::DrawRect(const internal_transform& transform, const internal_vec2& target_size) {
-  if (!vertex_buffer_ || !index_buffer_ || !current_shader_) return;
+  if (!CanDraw("DrawRect") || !vertex_buffer_ || !index_buffer_ || !current_shader_) return;
   const GraphicsShaderGL::Bindings& bindings = current_shader_->bindings();
   const GLuint program = current_shader_->program();
 

@@ -1,9 +1,11 @@
 // The drawing context on OpenGL: the unit quad, the named programs and rectangle drawing.
 //
-// Every operation runs on the thread that has the GL context current, under the context's lock; nothing here locks.
+// Every operation runs on the thread that has the GL context current, under the context's lock; nothing here locks. The
+// four that a host reaches make sure of it, for at any other time a host's own context may be current.
 #ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -36,9 +38,21 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // Undoes a BindContext that returned 1.
   virtual void UnbindContext() = 0;
 
+  // Whether GL calls of the calling thread reach this context; where they do not, they may reach a host's own. Asking
+  // is a system call on some machines. The platform's file defines it, and the next.
+  bool IsCurrent() const;
+  // Whether the calling thread has bound the context: if so it is current, unless a callback of the host's has changed
+  // that.
+  bool IsBound() const;
+  // Whether an operation that a host may call at any time may do its work now. The first that may not is logged. Goes
+  // by what the thread has bound, and asks what is current where drawing starts (`ask`).
+  bool CanDraw(const char* operation, bool ask = false);
+
   // Creates and deletes the objects that every draw shares.
   void BuildVertexAttrBuffer();
   void ReleaseVertexAttrBuffer();
+  // Lets go of the programs and the shared objects without a GL call: they die with the native context.
+  void ForgetObjects();
 
   // Claims and gives back a uniform buffer binding point: one that nobody claims reads zeros.
   void AddUboIndex(int index);
@@ -53,6 +67,8 @@ class GraphicsContextGL : public GraphicsContextImpl {
   GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
   std::string lookup_name_;                 // Of BindShader; keeps its memory too.
+  bool away_ = false;  // Whether another was current when that was last asked. The binding thread's.
+  std::atomic<bool> reported_not_current_{false};
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_

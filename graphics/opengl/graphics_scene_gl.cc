@@ -41,6 +41,8 @@ void GraphicsSceneGL::Draw() {
   glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
   CheckGLError(__FILE__, __LINE__);
   GraphicsSceneImpl::Draw();
+  ScopedBind again(context());  // A host may have made another context current.
+  if (!again.ok()) return;
   glDisable(GL_BLEND);
   CheckGLError(__FILE__, __LINE__);
   texture_->ReleaseRenderTarget();

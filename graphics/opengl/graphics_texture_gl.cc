@@ -101,11 +101,14 @@ bool GraphicsTextureGL::DefineStorage(bool render_target) {
   return true;
 }
 
+bool GraphicsTextureGL::CanDraw(const char* operation) const { return context() && context()->CanDraw(operation); }
+
 bool GraphicsTextureGL::BindShaderResource(int slot) {
   if (!texture_) {
     Logger::default_logger()->Warn("GraphicsTextureGL::BindShaderResource Texture is null");
     return false;
   }
+  if (!CanDraw("Binding a texture")) return false;
   slot_ = slot;
   glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot));
   CheckGLError(__FILE__, __LINE__);
@@ -115,6 +118,7 @@ bool GraphicsTextureGL::BindShaderResource(int slot) {
 }
 
 void GraphicsTextureGL::ReleaseShaderResource() {
+  if (!CanDraw("Releasing a texture")) return;
   glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot_));
   CheckGLError(__FILE__, __LINE__);
   glBindTexture(target(), 0);
@@ -126,6 +130,7 @@ bool GraphicsTextureGL::BindRenderTarget() {
     Logger::default_logger()->Warn("GraphicsTextureGL::BindRenderTarget FrameBuffer is null");
     return false;
   }
+  if (!CanDraw("Binding a target")) return false;
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, frame_buffer_);
   glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture_, 0);
   const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
@@ -136,7 +141,9 @@ bool GraphicsTextureGL::BindRenderTarget() {
   return false;
 }
 
-void GraphicsTextureGL::ReleaseRenderTarget() { glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0); }
+void GraphicsTextureGL::ReleaseRenderTarget() {
+  if (CanDraw("Releasing a target")) glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+}
 
 bool GraphicsTextureGL::BindReadFrameBuffer() {
   if (!frame_buffer_) {
@@ -144,11 +151,14 @@ bool GraphicsTextureGL::BindReadFrameBuffer() {
     Logger::default_logger()->Warn("GraphicsTextureGL::BindRenderTarget FrameBuffer is null");
     return false;
   }
+  if (!CanDraw("Binding a target")) return false;
   glBindFramebuffer(GL_READ_FRAMEBUFFER, frame_buffer_);
   return true;
 }
 
-void GraphicsTextureGL::ReleaseReadFrameBuffer() { glBindFramebuffer(GL_READ_FRAMEBUFFER, 0); }
+void GraphicsTextureGL::ReleaseReadFrameBuffer() {
+  if (CanDraw("Releasing a target")) glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+}
 
 void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
   if (!context()) {

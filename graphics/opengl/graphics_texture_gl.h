@@ -1,7 +1,7 @@
 // An image on OpenGL: a render target, an image sampled from a frame, or one bound to an external image.
 //
 // Init, Update and the destructor take the context's lock and make it current themselves, on any thread; binding and
-// releasing belong to a thread that holds the lock with the context current.
+// releasing belong to a thread that holds the lock with the context current, and do nothing on another.
 #ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
 

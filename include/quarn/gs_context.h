@@ -23,7 +23,8 @@ struct GsVertex {
 //     context.UnbindShader();
 //   }
 //
-// Thread: render, inside a Draw, TickSource, OnTexture or queued task. Without a device nothing happens.
+// Thread: render, inside a Draw, TickSource, OnTexture or queued task. At any other time, or while a context of the
+// host's own is current, nothing happens; the first such call is logged as an error. Without a device nothing happens.
 class QUARN_EXPORT GsContext {
  public:
   // Ownership: `device` stays the caller's; unlike elsewhere, null means none.

@@ -85,7 +85,7 @@ class QUARN_EXPORT GsTexture {
 // leaves its unit alone. Make it on the stack; the textures must outlive it. Create and update textures before making
 // it: both leave no texture bound on the active unit.
 //
-// Thread: render, inside a Draw, TickSource, OnTexture or queued task.
+// Thread: render, inside a Draw, TickSource, OnTexture or queued task; at any other time nothing happens.
 class QUARN_EXPORT GsTextureBinder {
  public:
   GsTextureBinder();

@@ -12,6 +12,7 @@
 #include "graphics/opengl/graphics_filter_gl.h"
 #include "graphics/opengl/graphics_scene_gl.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/host_context.h"
 
 namespace {
 
@@ -136,6 +137,33 @@ TYPED_TEST(GraphicsTargetGLTest, BlendsOnlyDuringTheDraw) {
   glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &framebuffer);
   EXPECT_EQ(framebuffer, 0);
   this->target_->Detach();
+}
+
+TYPED_TEST(GraphicsTargetGLTest, HostsContextThatACallbackLeavesIsNotDrawnWith) {
+  test::HostContext host;
+  glEnable(GL_BLEND);
+  typename TestFixture::Callback callback;
+  callback.draw = [&] {
+    host.MakeCurrent();
+    glEnable(0xFFFF);
+  };
+  this->target_->Attach(&callback);
+  this->target_->Draw();
+  this->target_->Detach();
+  EXPECT_TRUE(host.IsCurrent());
+  EXPECT_TRUE(glIsEnabled(GL_BLEND));
+  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_ENUM));
+  const test::CurrentContext current(this->context());
+  EXPECT_FALSE(glIsEnabled(GL_BLEND));
+  GLint framebuffer = -1;
+  glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &framebuffer);
+  EXPECT_EQ(framebuffer, 0);
+}
+
+TYPED_TEST(GraphicsTargetGLTest, AnotherInitLeaksNothing) {
+  const int objects = gl_spy::LiveObjects();
+  EXPECT_TRUE(this->target_->Init());
+  EXPECT_EQ(gl_spy::LiveObjects(), objects);
 }
 
 TYPED_TEST(GraphicsTargetGLTest, LeavesTheContextAsItFoundIt) {

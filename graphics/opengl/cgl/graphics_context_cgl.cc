@@ -21,6 +21,8 @@ GraphicsContextCGL::~GraphicsContextCGL() {
   if (bound != -1) {
     ReleaseShader();
     ReleaseVertexAttrBuffer();
+  } else {
+    ForgetObjects();
   }
   if (bound == 1) UnbindContext();
 }
@@ -48,6 +50,17 @@ bool GraphicsContextCGL::Build() {
     UnbindContext();
   }
   return true;
+}
+
+// The part of GraphicsContextGL that asks the platform: every context is one of the class below.
+bool GraphicsContextGL::IsCurrent() const {
+  const NativeContext* const native = static_cast<const GraphicsContextCGL*>(this)->native();
+  return native && native->IsCurrent();
+}
+
+bool GraphicsContextGL::IsBound() const {
+  const NativeContext* const native = static_cast<const GraphicsContextCGL*>(this)->native();
+  return native && native->IsBound();
 }
 
 int GraphicsContextCGL::BindContext() {

@@ -165,8 +165,10 @@ bool GraphicsViewCGL::Init() {
   const Size requested = RequestedSize();
   ScopedBind bind(context());
   MakeFrameTexture(requested);
-  glFlush();
-  CheckGLError(__FILE__, __LINE__);
+  if (bind.ok()) {
+    glFlush();
+    CheckGLError(__FILE__, __LINE__);
+  }
   window_->Run([native_view = native_view_, size = PictureSize(requested)](Window* window) {
     window->Attach(native_view, size);
   });
@@ -224,7 +226,8 @@ void GraphicsViewCGL::MakeFrameTexture(Size requested) {
 }
 
 void GraphicsViewCGL::Draw() {
-  CheckGLError(__FILE__, __LINE__);
+  // Where another context is current, the errors are a host's.
+  if (context() && context()->IsCurrent()) CheckGLError(__FILE__, __LINE__);
   if (!context() || !context()->available() || !view_context_) return;
   MutexLocker<GraphicsContextGL> lock(*context());
   const Size size = RequestedSize();
@@ -281,6 +284,8 @@ void GraphicsViewCGL::DrawFrame() {
   glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
   CheckGLError(__FILE__, __LINE__);
   GraphicsViewImpl::Draw();
+  ScopedBind again(context());  // A host may have made another context current.
+  if (!again.ok()) return;
   CheckGLError(__FILE__, __LINE__);
   glDisable(GL_BLEND);
   CheckGLError(__FILE__, __LINE__);
@@ -309,8 +314,10 @@ void GraphicsViewCGL::UpdateOnMainThread() {
     if (bound == -1 && frame_texture_) dropped_.push_back(std::move(frame_texture_));
     frame_texture_.reset();
     MakeFrameTexture(requested);
-    glFlush();
-    if (bound == 1) context()->UnbindContext();
+    if (bound == 1) {
+      glFlush();
+      context()->UnbindContext();
+    }
   }
   GiveBackKeptLock();
   // Without a picture the window keeps the last one.

@@ -197,6 +197,131 @@ TEST_F(GraphicsContextCGLTest, DestructionDeletesItsObjects) {
   EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
 }
 
+// What a host's own context holds, some of it under every name that the library's objects may have in theirs.
+class HostObjects {
+ public:
+  HostObjects() {
+    for (GLuint& program : programs_) program = glCreateProgram();
+    glGenBuffers(kCount, buffers_);
+    glGenTextures(kCount, textures_);
+    for (int i = 0; i < kCount; ++i) {
+      glBindBuffer(GL_ARRAY_BUFFER, buffers_[i]);
+      glBindTexture(GL_TEXTURE_2D, textures_[i]);
+    }
+    glActiveTexture(GL_TEXTURE2);
+    glBindTexture(GL_TEXTURE_2D, textures_[0]);
+    glBindBufferRange(GL_UNIFORM_BUFFER, 1, buffers_[0], 0, 16);
+    glViewport(1, 2, 3, 4);
+    glEnable(GL_BLEND);
+  }
+  // Whether all of it is as it was.
+  ::testing::AssertionResult Untouched() const {
+    for (int i = 0; i < kCount; ++i) {
+      if (!glIsProgram(programs_[i])) return ::testing::AssertionFailure() << "program " << programs_[i];
+      if (!glIsBuffer(buffers_[i])) return ::testing::AssertionFailure() << "buffer " << buffers_[i];
+      if (!glIsTexture(textures_[i])) return ::testing::AssertionFailure() << "texture " << textures_[i];
+    }
+    if (Value(GL_ACTIVE_TEXTURE) != GL_TEXTURE2) return ::testing::AssertionFailure() << "the active unit";
+    if (Value(GL_TEXTURE_BINDING_2D) != static_cast<GLint>(textures_[0])) {
+      return ::testing::AssertionFailure() << "the bound texture";
+    }
+    GLint buffer = 0;
+    glGetIntegeri_v(GL_UNIFORM_BUFFER_BINDING, 1, &buffer);
+    if (buffer != static_cast<GLint>(buffers_[0])) return ::testing::AssertionFailure() << "the bound buffer";
+    if (Value(GL_DRAW_FRAMEBUFFER_BINDING) != 0) return ::testing::AssertionFailure() << "the framebuffer";
+    if (Value(GL_CURRENT_PROGRAM) != 0) return ::testing::AssertionFailure() << "the program";
+    GLint viewport[4];
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    if (viewport[0] != 1 || viewport[3] != 4) return ::testing::AssertionFailure() << "the viewport";
+    if (!glIsEnabled(GL_BLEND)) return ::testing::AssertionFailure() << "blending";
+    const GLenum error = glGetError();
+    if (error != GL_NO_ERROR) return ::testing::AssertionFailure() << "an error, " << error;
+    return ::testing::AssertionSuccess();
+  }
+
+ private:
+  static constexpr int kCount = 64;
+  static GLint Value(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+  }
+
+  GLuint programs_[kCount];
+  GLuint buffers_[kCount];
+  GLuint textures_[kCount];
+};
+
+TEST_F(GraphicsContextCGLTest, EndWithoutBeingCurrentDeletesNothingOfTheHosts) {
+  const int objects = gl_spy::LiveObjects();
+  {
+    const HostContext host;
+    const HostObjects host_objects;
+    {
+      GraphicsContextCGL other;
+      ASSERT_TRUE(other.Build());
+      gl_spy::faults().make_current = true;
+    }
+    gl_spy::faults().make_current = false;
+    EXPECT_TRUE(host_objects.Untouched());
+    EXPECT_TRUE(host.IsCurrent());
+  }
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
+  gl_spy::SetLiveObjects(objects);  // They went with their contexts.
+}
+
+// Everything that a host can reach, at a time when it must not.
+TEST_F(GraphicsContextCGLTest, DrawingOutOfTimeLeavesTheHostsContextAlone) {
+  GraphicsTextureGL target(context(), 4, 4);
+  GraphicsTextureGL texture(context(), GraphicsFrame(kFormatRGBA, 4, 4));
+  GraphicsConstantBufferGL constants(context(), 16);
+  ASSERT_TRUE(target.Init(true));
+  ASSERT_TRUE(texture.Init(false));
+  ASSERT_TRUE(constants.Init());
+  const auto draw = [&] {
+    context()->SetViewPort(0, 0, 4, 4);
+    const bool bound = context()->BindShader("rgba");
+    EXPECT_EQ(target.BindRenderTarget(), bound);
+    EXPECT_EQ(texture.BindShaderResource(0), bound);
+    EXPECT_EQ(constants.Bind(0), bound);
+    context()->DrawRect(internal_vec2(4, 4), internal_vec2(4, 4));
+    constants.Unbind();
+    texture.ReleaseShaderResource();
+    context()->UnbindShader();
+    target.ReleaseRenderTarget();
+    EXPECT_EQ(target.BindReadFrameBuffer(), bound);
+    target.ReleaseReadFrameBuffer();
+    return bound;
+  };
+  const int drawn = gl_spy::Draws();
+  const int alive = gl_spy::LiveObjects();
+  {
+    HostContext host;
+    const HostObjects host_objects;
+    EXPECT_FALSE(draw());
+    EXPECT_FALSE(draw());
+    EXPECT_TRUE(host_objects.Untouched());
+    std::thread other([&] { EXPECT_FALSE(draw()); });
+    other.join();
+    EXPECT_EQ(gl_spy::Draws(), drawn);
+    EXPECT_THAT(TakeLog(), ElementsAre("E: SetViewport does nothing: the device's GL context is not current on this "
+                                       "thread; draw inside a Draw, TickSource, OnTexture or queued task"));
+    // And in the middle of a callback that has made the host's context current.
+    const test::CurrentContext current(context());
+    const EGLContext own = eglGetCurrentContext();
+    EXPECT_TRUE(draw());
+    host.MakeCurrent();
+    EXPECT_FALSE(draw());
+    EXPECT_TRUE(host_objects.Untouched());
+    eglBindAPI(EGL_OPENGL_API);
+    eglMakeCurrent(test::SharedDisplay(), EGL_NO_SURFACE, EGL_NO_SURFACE, own);
+    EXPECT_TRUE(draw());
+  }
+  gl_spy::SetLiveObjects(alive);
+  EXPECT_GT(gl_spy::Draws(), drawn);
+  EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
 TEST_F(GraphicsContextCGLTest, FailuresInARowAreOneLineAndTheirEndAnother) {
   for (int episode = 0; episode < 2; ++episode) {
     log().Clear();
@@ -241,6 +366,18 @@ TEST_F(GraphicsContextCGLTest, EachContextTellsOfItsOwnFailures) {
   ASSERT_TRUE(views->Bind());
   views->Unbind();
   EXPECT_EQ(log().Count(Logger::Level::Info, kCurrentAgain), 1u);
+}
+
+TEST_F(GraphicsContextCGLTest, FirstMakeCurrentThatFailsLeavesItUnavailable) {
+  GraphicsContextCGL other;
+  gl_spy::faults().make_current = true;
+  EXPECT_TRUE(other.Build());
+  gl_spy::faults().make_current = false;
+  EXPECT_FALSE(other.available());
+  EXPECT_EQ(other.native(), nullptr);
+  EXPECT_EQ(other.BindContext(), -1);
+  EXPECT_FALSE(other.BindShader("rgba"));
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
 }
 
 // Without a device of the fixture's: it would be lost as well.

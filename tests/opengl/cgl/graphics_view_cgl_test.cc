@@ -18,18 +18,21 @@
 
 #include "graphics/internal_types.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/host_context.h"
 #include "tests/support/host_loop.h"
 
 namespace {
 
 using test::HostLoop;
 using ::testing::AllOf;
+using ::testing::AnyOf;
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
+using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
@@ -230,10 +233,9 @@ TEST_F(GraphicsViewCGLTest, FrameIsDrawnInTheStatedOrder) {
   view->Attach(&probe);
   gl_spy::StartTrace();
   view->Draw();
-  EXPECT_THAT(gl_spy::TakeTrace(),
-              ElementsAre("check", "make current", "clear colour 0.25 0.5 0.75 1", "check", "clear 0x4000", "check",
-                          "enable 0xbe2", "check", "blend 0x302 0x303", "check", "check", "disable 0xbe2", "check",
-                          "flush", "check", "check", "clear current"));
+  EXPECT_THAT(gl_spy::TakeTrace(), ElementsAre("make current", "clear colour 0.25 0.5 0.75 1", "check", "clear 0x4000",
+                                               "check", "enable 0xbe2", "check", "blend 0x302 0x303", "check", "check",
+                                               "disable 0xbe2", "check", "flush", "check", "check", "clear current"));
   EXPECT_EQ(probe.draws, 1);
   EXPECT_NE(during, none);
   EXPECT_EQ(eglGetCurrentContext(), none);
@@ -242,10 +244,62 @@ TEST_F(GraphicsViewCGLTest, FrameIsDrawnInTheStatedOrder) {
 
 TEST_F(GraphicsViewCGLTest, EveryStepOfAFrameIsChecked) {
   const auto view = MakeView(40, 30);
-  gl_spy::faults().errors = std::deque<GLenum>(8, GL_OUT_OF_MEMORY);
-  view->Draw();
+  gl_spy::faults().errors = std::deque<GLenum>(9, GL_OUT_OF_MEMORY);
+  {
+    const test::CurrentContext current(context());  // For the first check: before the frame makes it so.
+    view->Draw();
+  }
   EXPECT_THAT(gl_spy::faults().errors, IsEmpty());
-  EXPECT_THAT(TakeLog(), AllOf(SizeIs(8), Each(MatchesRegex("W: OUT_OF_MEMORY" + std::string(kPlace)))));
+  EXPECT_THAT(TakeLog(), AllOf(SizeIs(9), Each(MatchesRegex("W: OUT_OF_MEMORY" + std::string(kPlace)))));
+}
+
+TEST_F(GraphicsViewCGLTest, HostsErrorsAreLeftToTheHost) {
+  const int objects = gl_spy::LiveObjects();
+  HostLoop loop;
+  const test::HostContext host;
+  const auto host_error = [] { glEnable(0xFFFF); };
+  host_error();
+  auto view = MakeView(40, 30);
+  view->Draw();
+  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_ENUM));
+
+  // The same where the library's context cannot be made current, throughout.
+  gl_spy::faults().make_current = true;
+  host_error();
+  const std::unique_ptr<GraphicsView> another(device()->CreateView(InternalWindowInfo{}, 4, 4));
+  view->Resize(64, 48);
+  view->Draw();
+  gl_spy::StartTrace();
+  loop.Run();
+  EXPECT_THAT(gl_spy::TakeTrace(), Not(Contains("flush")));
+  view.reset();
+  gl_spy::faults().make_current = false;
+  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_ENUM));
+  EXPECT_TRUE(host.IsCurrent());
+  EXPECT_THAT(TakeLog(), Each(AnyOf(kNoDisplay, "E: Failed to make the context current (EGL error 0x3000)")));
+  gl_spy::SetLiveObjects(objects);
+}
+
+TEST_F(GraphicsViewCGLTest, HostsContextThatACallbackLeavesIsNotDrawnWith) {
+  const auto view = MakeView(4, 4);
+  Probe probe;
+  test::HostContext host;
+  glEnable(GL_BLEND);
+  probe.look = [&] {
+    host.MakeCurrent();
+    glEnable(0xFFFF);
+  };
+  view->Attach(&probe);
+  device()->DrawDisplay();
+  EXPECT_TRUE(host.IsCurrent());
+  EXPECT_TRUE(glIsEnabled(GL_BLEND));
+  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_ENUM));
+  const test::CurrentContext current(context());
+  EXPECT_FALSE(glIsEnabled(GL_BLEND));
+  GLint target = -1;
+  glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &target);
+  EXPECT_EQ(target, 0);
+  view->Detach();
 }
 
 TEST_F(GraphicsViewCGLTest, CallbackFindsTheBackgroundAndBlending) {
