@@ -19,8 +19,8 @@ class GsScene;
 class GsViewOnDraw;
 
 // Where a view presents: a window of the X server and screen that DISPLAY names. The view shows in a child window of
-// its own, of the view's size, at the upper left corner; input goes on to the host's window. Of two views of one window
-// the later lies on top.
+// its own, of the view's size, at the upper left corner, which takes no input: to the pointer there is the host's
+// window only. Of two views of one window the later lies on top.
 struct GsWindowInfo {
   // The native window, for instance an X11 Window id: reinterpret_cast<void*>(static_cast<uintptr_t>(id)). It stays the
   // host's, and may be made by any toolkit and connection. One that is not there yet, for its connection was not

@@ -80,8 +80,10 @@ class WindowSearchTest : public GlTest {
     return view;
   }
   const test::XConnection& host() const { return *host_; }
-  // Whether it shows what the view draws, without another frame.
-  static bool Shows(const LateWindow& late) { return late.window().ComesToShow(test::Flat(120, 90, 0xff0000), {}); }
+  // Whether it comes to show what the view draws, while the clock stands still.
+  static bool Shows(const test::XWindow& window, GraphicsView* view) {
+    return window.ComesToShow(test::Flat(120, 90, 0xff0000), {}, [view] { view->Draw(); });
+  }
 
  private:
   std::unique_ptr<test::XConnection> host_;
@@ -94,8 +96,7 @@ TEST_F(WindowSearchTest, FindsAWindowThatIsFlushedAfterTheView) {
                                      ": there is no such window, or the connection that made it was not flushed; it "
                                      "is looked for again for a while"));
   late.Flush();
-  view->Draw();
-  EXPECT_TRUE(Shows(late));
+  EXPECT_TRUE(Shows(late.window(), view.get()));
   EXPECT_TRUE(log().Has(Logger::Level::Info, "The window " + late.name() + " of a view is there now"));
 }
 
@@ -110,8 +111,7 @@ TEST_F(WindowSearchTest, LooksAgainAfterAWhile) {
   EXPECT_THAT(TakeLog(), IsEmpty());
   late.Flush();
   fake_clock::Advance(kSecondNs);
-  view->Draw();
-  EXPECT_TRUE(Shows(late));
+  EXPECT_TRUE(Shows(late.window(), view.get()));
 }
 
 // A frame costs nothing between two looks, and none costs anything in the end.
@@ -124,8 +124,7 @@ TEST_F(WindowSearchTest, LooksSeldomAndGivesUp) {
   for (int i = 0; i < 3; ++i) view->Draw();
   EXPECT_EQ(late.window().ChildCount(), 0);
   fake_clock::Advance(kSecondNs);
-  view->Draw();
-  EXPECT_TRUE(Shows(late));
+  EXPECT_TRUE(Shows(late.window(), view.get()));
 
   const LateWindow too_late(host(), 120, 90);
   const auto other = MakeView(too_late.handle());
@@ -152,8 +151,7 @@ TEST_F(WindowSearchTest, LooksAgainAfterAResize) {
   view->Draw();
   EXPECT_EQ(late.window().ChildCount(), 0);
   view->Resize(120, 90);
-  view->Draw();
-  EXPECT_TRUE(Shows(late));
+  EXPECT_TRUE(Shows(late.window(), view.get()));
 }
 
 TEST_F(WindowSearchTest, DoesNotLookForAWindowThatHasGone) {
@@ -190,8 +188,7 @@ TEST_F(WindowSearchTest, PresentsNothingUntilTheContextWasCurrentInTheWindow) {
   EXPECT_THAT(TakeLog(), AllOf(SizeIs(Le(2u)), Each(StartsWith("E: Failed to make the context current"))));
   gl_spy::faults().window_current = false;
   fake_clock::Advance(kSecondNs);
-  view->Draw();
-  EXPECT_TRUE(window.ComesToShow(test::Flat(120, 90, 0xff0000), {}));
+  EXPECT_TRUE(Shows(window, view.get()));
 }
 
 TEST(SearchScheduleTest, LooksAtOnceThenAtGrowingIntervalsAndNotForEver) {

@@ -2,6 +2,8 @@
 // have to wait for it.
 #include "graphics/opengl/cgl/x11_window.h"
 
+#include <xcb/shape.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -76,7 +78,10 @@ X11Connection* X11Connection::Get() {
 }
 
 X11Connection::X11Connection(xcb_connection_t* connection, int screen_number)
-    : connection_(connection), screen_number_(screen_number), screen_(ScreenOf(connection, screen_number)) {}
+    : connection_(connection), screen_number_(screen_number), screen_(ScreenOf(connection, screen_number)) {
+  const xcb_query_extension_reply_t* const shape = xcb_get_extension_data(connection, &xcb_shape_id);
+  has_shapes_ = shape && shape->present;
+}
 
 bool X11Connection::Poll() {
   while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) Dispatch(*event);
@@ -141,6 +146,13 @@ std::unique_ptr<X11Window> X11Window::Create(X11Connection* connection, void* ho
     return nullptr;
   }
   if (!connection->Poll()) return nullptr;
+  // Without it the pointer would enter this window at each press, and the host's be told that it went inside: there are
+  // toolkits that let go of the pointer then, and never hear of a release outside.
+  if (connection->has_shapes()) {
+    const xcb_void_cookie_t shape = xcb_shape_rectangles_checked(
+        xcb, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, window->id_, 0, 0, 0, nullptr);
+    xcb_discard_reply(xcb, shape.sequence);
+  }
   xcb_discard_reply(xcb, xcb_map_window_checked(xcb, window->id_).sequence);
   xcb_flush(xcb);
   return window;

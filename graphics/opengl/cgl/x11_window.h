@@ -24,6 +24,8 @@ class X11Connection {
   xcb_connection_t* xcb() const { return connection_; }
   int screen_number() const { return screen_number_; }
   const xcb_screen_t* screen() const { return screen_; }
+  // Whether windows can have a region that takes input.
+  bool has_shapes() const { return has_shapes_; }
 
   // Takes in what the server has sent, answers to unchecked requests of the driver included. Returns whether the server
   // is still there; when it is not, the log says so, once.
@@ -40,12 +42,14 @@ class X11Connection {
   xcb_connection_t* const connection_;
   const int screen_number_;
   const xcb_screen_t* screen_ = nullptr;
+  bool has_shapes_ = false;
   std::vector<X11Window*> windows_;
   bool lost_ = false;
 };
 
 // A window inside one of the host's, at its upper left corner, of a visual of our own choice: the host's toolkit may
-// have a drawable on its window, and another visual. It asks for no input, so that every event goes on to the host's.
+// have a drawable on its window, and another visual. It asks for no input and takes none, so that to the pointer there
+// is the host's window only.
 class X11Window {
  public:
   // Null when there is no such window or it takes none inside. The log says which, but where the server does not know
