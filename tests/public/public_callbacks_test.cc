@@ -2,6 +2,7 @@
 #include <EGL/egl.h>
 
 #include <atomic>
+#include <initializer_list>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -324,6 +325,54 @@ TEST_F(GsOutputTexTest, RestartInsideOnTextureGoesOn) {
   ASSERT_TRUE(receiver.Start());
   EXPECT_EQ(receiver.WaitFor(6).size(), 6u);
   receiver.Stop();
+}
+
+TEST_F(DrivenOutputTest, OutputsThatStopOrRestartThemselvesTakeNothingFromTheOthers) {
+  const auto scene = MakeScene(8, 8, &device);
+  host::TextureReceiver stopping(scene, 8, 8, &device);
+  host::TextureReceiver restarting(scene, 8, 8, &device);
+  host::TextureReceiver textures(scene, 8, 8, &device);
+  host::Receiver frames(scene, 8, 8, kGsFormatRGBA, &device);
+  stopping.on_texture = [&](GsTexture*, int count) {
+    if (count == 2) stopping.Stop();
+  };
+  restarting.on_texture = [&](GsTexture*, int) {
+    restarting.Stop();
+    EXPECT_TRUE(restarting.Start());
+  };
+  for (GsOutput* output : std::initializer_list<GsOutput*>{&stopping, &restarting, &textures, &frames}) {
+    ASSERT_TRUE(output->Start());
+  }
+  for (std::uint64_t timestamp = 1; timestamp <= 4; ++timestamp) Frame(timestamp);
+  EXPECT_EQ(frames.WaitFor(4).size(), 4u);
+  EXPECT_EQ(frames.timestamps(), (std::vector<std::uint64_t>{1, 2, 3, 4}));
+  EXPECT_EQ(textures.timestamps(), (std::vector<std::uint64_t>{1, 2, 3, 4}));
+  EXPECT_EQ(restarting.timestamps(), (std::vector<std::uint64_t>{1, 2, 3, 4}));
+  EXPECT_EQ(stopping.timestamps(), (std::vector<std::uint64_t>{1, 2}));
+}
+
+TEST_F(DrivenOutputTest, ItemsThatComeAndGoInATickTakeNothingFromTheOthers) {
+  const auto scene = MakeScene(8, 8, &device);
+  const auto leaving = MakeItem(gs_vec2(8, 8), &device);
+  const auto moving = MakeItem(gs_vec2(8, 8), &device);
+  const auto coming = MakeItem(gs_vec2(8, 8), &device);
+  const auto staying = MakeItem(gs_vec2(8, 8), &device);
+  leaving->on_tick = [&] {
+    scene->RemoveItem(leaving);
+    scene->AddItem(coming);
+  };
+  moving->on_tick = [&] {  // To the top.
+    scene->RemoveItem(moving);
+    scene->AddItem(moving);
+  };
+  for (GsItem* item : std::initializer_list<GsItem*>{leaving, moving, staying}) scene->AddItem(item);
+  host::TextureReceiver in_use(scene, 8, 8, &device);
+  for (std::uint64_t timestamp = 1; timestamp <= 3; ++timestamp) Frame(timestamp);
+  EXPECT_EQ(leaving->ticks.value(), 1);
+  EXPECT_EQ(moving->ticks.value(), 3);
+  EXPECT_EQ(staying->ticks.value(), 3);
+  EXPECT_EQ(coming->ticks.value(), 2);
+  for (GsItem* item : std::initializer_list<GsItem*>{moving, coming, staying}) scene->RemoveItem(item);
 }
 
 TEST_F(GsOutputRawTest, StartAfterStopDeliversNothingThatIsOlder) {
