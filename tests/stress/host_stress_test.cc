@@ -293,6 +293,33 @@ TEST_F(HostStressTest, OutputsRestartThemselves) {
   RunTogether({restart_raw, restart_raw, restart_texture, restart_texture, ChangeItems()});
 }
 
+// The same, started and stopped from outside meanwhile, and gone right after.
+TEST_F(HostStressTest, OutputsThatRestartThemselvesAreStoppedAndDestroyed) {
+  const auto stop_raw = [this](Random& random) {
+    host::Receiver receiver(AnyScene(random), 16, 12, kFormats[random() % 4], device);
+    receiver.on_frame = [&receiver](int count) {
+      if (count % 3 != 0) receiver.Stop();
+      EXPECT_TRUE(receiver.Start());
+    };
+    EXPECT_TRUE(receiver.Start());
+    receiver.WaitFor(1 + random() % 3);
+    EXPECT_TRUE(receiver.Start());
+    receiver.Stop();
+  };
+  const auto stop_texture = [this](Random& random) {
+    host::TextureReceiver receiver(AnyScene(random), 16, 12, device);
+    receiver.on_texture = [&receiver](GsTexture*, int count) {
+      if (count % 3 != 0) receiver.Stop();
+      EXPECT_TRUE(receiver.Start());
+    };
+    EXPECT_TRUE(receiver.Start());
+    receiver.WaitFor(1 + random() % 3);
+    EXPECT_TRUE(receiver.Start());
+    receiver.Stop();
+  };
+  RunTogether({stop_raw, stop_raw, stop_raw, stop_texture, stop_texture});
+}
+
 // A render thread that is always late never sleeps: it must not keep hosts out all the same. The margin is for a host's
 // thread that the system lets wait between two of its steps; without a turn of its own it waits for several frames at
 // each.
