@@ -351,6 +351,37 @@ TEST_F(DrivenOutputTest, OutputsThatStopOrRestartThemselvesTakeNothingFromTheOth
   EXPECT_EQ(stopping.timestamps(), (std::vector<std::uint64_t>{1, 2}));
 }
 
+// Objects that a host makes, updates and destroys in a Draw leave the picture in hand alone.
+TEST_F(DrivenOutputTest, ObjectsMayComeAndGoInADraw) {
+  const test::Picture pattern = host::MakePattern(16, 12, 255);
+  const auto texture = host::MakeTexture(pattern, &device);
+  const auto scene = MakeScene(16, 12, &device);
+  auto leaving = std::make_unique<host::Receiver>(scene, 16, 12, kGsFormatNV12, &device);
+  host::Receiver restarting(scene, 16, 12, kGsFormatRGBA, &device);
+  host::Receiver receiver(scene, 16, 12, kGsFormatRGBA, &device);
+  for (host::Receiver* output : {leaving.get(), &restarting, &receiver}) ASSERT_TRUE(output->Start());
+  const auto item = MakeItem(gs_vec2(16, 12), &device);
+  item->texture = texture.get();
+  item->on_draw = [&] {
+    leaving.reset();
+    restarting.Stop();
+    EXPECT_TRUE(restarting.Start());
+    const auto passing = host::MakeTexture(pattern, &device);
+    GsTextureBinder binder(texture.get());
+    passing->Update(pattern.pixels.data(), 16 * 4, GsTexture::kTextureRGBA, 16, 12);
+    GsConstantBuffer constants(16, &device);
+  };
+  scene->AddItem(item);
+  Frame(1);
+  const std::vector<host::Delivery> deliveries = receiver.WaitFor(1);
+  ASSERT_EQ(deliveries.size(), 1u);
+  EXPECT_EQ(deliveries[0].planes[0].pixels, pattern.pixels);
+  restarting.Stop();
+  receiver.Stop();
+  scene->RemoveItem(item);
+  EXPECT_EQ(host::log::Complaints(), "");
+}
+
 TEST_F(DrivenOutputTest, ItemsThatComeAndGoInATickTakeNothingFromTheOthers) {
   const auto scene = MakeScene(8, 8, &device);
   const auto leaving = MakeItem(gs_vec2(8, 8), &device);
