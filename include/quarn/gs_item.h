@@ -77,6 +77,8 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   void SetSelected(bool selected);
 
  private:
+  friend class GsScene;  // Leaves an item at its end unless another scene has it by then.
+
   GraphicsItem* impl_ = nullptr;
   std::atomic<GsScene*> scene_{nullptr};
   GsItemOnTick* on_tick_ = nullptr;
