@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 // Keeps insertion order, holds each pointer once, owns nothing. Not locked: the context's lock guards it.
@@ -11,23 +12,54 @@ template <class T>
 class Registry {
  public:
   void Add(T* entry) {
-    if (entry && std::find(entries_.begin(), entries_.end(), entry) == entries_.end()) entries_.push_back(entry);
+    if (entry && !Has(entry)) entries_.push_back(entry);
   }
 
   void Remove(T* entry) {
     const auto found = std::find(entries_.begin(), entries_.end(), entry);
-    if (found != entries_.end()) entries_.erase(found);
+    if (found == entries_.end()) return;
+    entries_.erase(found);
+    ++removals_;
   }
 
-  // Calls visit(entry) front to back. It goes by position, so that a visit that adds or removes entries (which it
-  // should not) makes the walk miss or repeat one of them and harms nothing else.
+  // Calls visit(entry) front to back. A visit may add and remove entries, and walk: a walk visits each entry that was
+  // there when it began, and is there when its turn comes, once. What is added meanwhile is visited in the next.
   template <class Visit>
-  void Walk(Visit visit) const {
-    for (std::size_t i = 0; i < entries_.size(); ++i) visit(entries_[i]);
+  void Walk(Visit visit) {
+    const std::uint64_t removals = removals_;
+    const Copy copy(this);
+    for (std::size_t i = copy.begin(); i < copy.end(); ++i) {
+      T* const entry = walked_[i];
+      if (removals == removals_ || Has(entry)) visit(entry);
+    }
   }
 
  private:
+  // The entries that a walk goes over, on top of those of the walks that it runs inside of.
+  class Copy {
+   public:
+    explicit Copy(Registry* registry) : walked_(registry->walked_), begin_(walked_.size()) {
+      walked_.insert(walked_.end(), registry->entries_.begin(), registry->entries_.end());
+      end_ = walked_.size();
+    }
+    ~Copy() { walked_.resize(begin_); }
+    Copy(const Copy&) = delete;
+    Copy& operator=(const Copy&) = delete;
+
+    std::size_t begin() const { return begin_; }
+    std::size_t end() const { return end_; }
+
+   private:
+    std::vector<T*>& walked_;
+    std::size_t begin_;
+    std::size_t end_;
+  };
+
+  bool Has(const T* entry) const { return std::find(entries_.begin(), entries_.end(), entry) != entries_.end(); }
+
   std::vector<T*> entries_;
+  std::vector<T*> walked_;      // Keeps its memory, so that a walk allocates nothing.
+  std::uint64_t removals_ = 0;  // So that only a walk in which something left looks for its entries.
 };
 
 #endif  // QUARN_GRAPHICS_REGISTRY_H_

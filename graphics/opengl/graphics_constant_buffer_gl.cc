@@ -5,6 +5,8 @@
 #include <cstring>
 #include <new>
 
+#include "graphics/opengl/scoped_binding.h"
+
 GraphicsConstantBufferGL::GraphicsConstantBufferGL(GraphicsContextGL* context, const void* data, unsigned int size)
     : GraphicsConstantBufferGL(context, size) {
   if (shadow_ && data) std::memcpy(shadow_.get(), data, size);
@@ -41,9 +43,8 @@ bool GraphicsConstantBufferGL::Create() {
 }
 
 void GraphicsConstantBufferGL::Upload() {
-  glBindBuffer(GL_UNIFORM_BUFFER, buffer_);
+  ScopedBuffer bound(GL_UNIFORM_BUFFER, GL_UNIFORM_BUFFER_BINDING, buffer_);
   glBufferData(GL_UNIFORM_BUFFER, size_, shadow_.get(), GL_DYNAMIC_DRAW);
-  glBindBuffer(GL_UNIFORM_BUFFER, 0);
 }
 
 void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {

@@ -120,6 +120,7 @@ void GraphicsOutputGL::Detach() {
   if (!context()) return;
   context()->RemoveOutput(this);
   GraphicsOutputImpl::Detach();
+  context()->RemoveOutput(this);  // The call that Detach has waited for may have attached the output again.
 }
 
 void GraphicsOutputGL::Output(unsigned long long timestamp, int count) {
@@ -154,6 +155,7 @@ void GraphicsOutputGL::Output(unsigned long long timestamp, int count) {
 
 void GraphicsOutputGL::DeliverTexture(GraphicsTexture* texture, unsigned long long timestamp) {
   ScopedBind bind(context());  // So that a host can draw with the texture.
+  if (!bind.ok()) return;
   MutexLocker<Mutex> lock(callback_mutex_);
   if (callback_ && callback_->format() == kOutputTexture) callback_->OnOutputTexture(texture, timestamp);
 }

@@ -2,6 +2,7 @@
 #include "graphics/opengl/graphics_pack_buffer_gl.h"
 
 #include "graphics/opengl/gl_error.h"
+#include "graphics/opengl/scoped_binding.h"
 
 GraphicsPackBufferGL::GraphicsPackBufferGL(GraphicsContextGL* context, unsigned int size)
     : GLObject(context), size_(size) {}
@@ -25,9 +26,10 @@ bool GraphicsPackBufferGL::Init() {
   if (!bind.ok()) return false;
   Delete();
   glGenBuffers(1, &buffer_);
-  Bind();
-  glBufferData(GL_PIXEL_PACK_BUFFER, size_, nullptr, GL_STREAM_READ);
-  Unbind();
+  {
+    ScopedBuffer bound(GL_PIXEL_PACK_BUFFER, GL_PIXEL_PACK_BUFFER_BINDING, buffer_);
+    glBufferData(GL_PIXEL_PACK_BUFFER, size_, nullptr, GL_STREAM_READ);
+  }
   CheckGLError(__FILE__, __LINE__);
   return true;
 }

@@ -6,6 +6,7 @@
 #include "foundation/logger.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/pixel_store.h"
+#include "graphics/opengl/scoped_binding.h"
 
 GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, unsigned int width, unsigned int height)
     : GraphicsTextureGL(context, kFormatRGBA, width, height) {}
@@ -28,9 +29,7 @@ GraphicsTextureGL::~GraphicsTextureGL() {
 
 void GraphicsTextureGL::Delete() {
   if (frame_buffer_) {
-    glBindFramebuffer(GL_FRAMEBUFFER, frame_buffer_);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    // The attachment goes with it. Nothing is bound for that: another target may be in use.
     glDeleteFramebuffers(1, &frame_buffer_);
     frame_buffer_ = 0;
   }
@@ -59,14 +58,7 @@ bool GraphicsTextureGL::Create(bool render_target) {
   }
   if (!render_target && iosurface_) return true;  // Its storage comes with Update(image).
 
-  glBindTexture(GL_TEXTURE_2D, texture_);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-  const bool supported = DefineStorage(render_target);
-  glBindTexture(GL_TEXTURE_2D, 0);
-  if (!supported) {
+  if (!DefineStorage(render_target)) {
     glDeleteTextures(1, &texture_);
     texture_ = 0;
     return false;
@@ -93,6 +85,11 @@ bool GraphicsTextureGL::DefineStorage(bool render_target) {
     case kFormatRG8: internal_format = GL_RG; break;
     default: return false;
   }
+  ScopedTexture bound(GL_TEXTURE_2D, texture_);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
   ScopedUnpack unpack;
   glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(internal_format), static_cast<GLsizei>(width()),
                static_cast<GLsizei>(height()), 0, internal_format, GL_UNSIGNED_BYTE,
@@ -170,15 +167,14 @@ void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
   if (!Keep(std::move(frame)) || !texture_) return;
   ScopedBind bind(context());
   if (!bind.ok()) return;
-  glBindTexture(GL_TEXTURE_2D, texture_);
   // BGRA pixels go up as they are, without exchanging channels; other layouts are only kept. Both must stay.
   if (frame_.format == kFormatRGBA || frame_.format == kFormatBGRA) {
+    ScopedTexture bound(GL_TEXTURE_2D, texture_);
     ScopedUnpack unpack;
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, static_cast<GLsizei>(width()), static_cast<GLsizei>(height()), 0, GL_RGBA,
                  GL_UNSIGNED_BYTE, frame_.data[0]);
     CheckGLError(__FILE__, __LINE__);
   }
-  glBindTexture(GL_TEXTURE_2D, 0);
 }
 
 bool GraphicsTextureGL::Keep(GraphicsFrame&& frame) {

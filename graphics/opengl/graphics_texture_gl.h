@@ -1,7 +1,8 @@
 // An image on OpenGL: a render target, an image sampled from a frame, or one bound to an external image.
 //
-// Init, Update and the destructor take the context's lock and make it current themselves, on any thread; binding and
-// releasing belong to a thread that holds the lock with the context current, and do nothing on another.
+// Init, Update and the destructor take the context's lock and make it current themselves, on any thread, and leave
+// bound what was bound; binding and releasing belong to a thread that holds the lock with the context current, and do
+// nothing on another.
 #ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_
 
@@ -45,7 +46,7 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   void Delete();
   // Whether the context is current on the calling thread.
   bool CanDraw(const char* operation) const;
-  // Defines the storage of the bound texture. Returns false for a layout that has none.
+  // Defines the texture's storage. Returns false for a layout that has none.
   bool DefineStorage(bool render_target);
   // Takes a frame of the layout and size of the one held; returns whether it did.
   bool Keep(GraphicsFrame&& frame);

@@ -91,6 +91,10 @@ GraphicsFrame::~GraphicsFrame() {
   for (unsigned char*& plane : data) plane = nullptr;
 }
 
+void GraphicsFrame::Clear() {
+  if (data[0]) std::memset(data[0], 0, BlockSize(format, width, height));
+}
+
 void GraphicsFrame::Copy(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal src_format,
                          unsigned int /*src_width*/, unsigned int src_height) {
   if (!data[0]) return;

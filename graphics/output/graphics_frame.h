@@ -35,6 +35,8 @@ class GraphicsFrame {
   GraphicsFrame(const GraphicsFrame&) = delete;
   GraphicsFrame& operator=(const GraphicsFrame&) = delete;
 
+  // Sets every byte of the block to 0.
+  void Clear();
   // Copies `height` rows of plane 0, of the frame's own pitch each, upside down: the first source row becomes the last
   // of the frame. Copies RGBA, R8, RG8 and RGBA16 only; that BGRA is not among them must stay. More rows than the frame
   // has are not copied at all.

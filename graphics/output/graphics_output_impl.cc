@@ -68,8 +68,15 @@ void GraphicsOutputImpl::Output(unsigned long long /*timestamp*/, int /*count*/)
   Logger::default_logger()->Warn("GraphicsOuputImpl::Output is unimplemented");
 }
 
+void GraphicsOutputImpl::PauseCalls() {
+  ++pauses_;  // First, so that the wait is for one running call, not for all that is queued.
+  MutexLocker<Mutex> lock(callback_mutex_);
+}
+
+void GraphicsOutputImpl::ResumeCalls() { --pauses_; }
+
 void GraphicsOutputImpl::Attach(OutputCallback* callback) {
-  SuspendOutput();  // So that the wait below is for one running call, not for all that is queued.
+  PauseCalls();
   bool has_frames = true;
   {
     MutexLocker<Mutex> lock(callback_mutex_);
@@ -77,6 +84,7 @@ void GraphicsOutputImpl::Attach(OutputCallback* callback) {
     if (callback) has_frames = ResetPool(FrameFormat(callback->format()));
     attached_format_.store(callback ? callback->format() : kNotAttached, std::memory_order_release);
   }
+  ResumeCalls();
   // Without the locks: a host's log handler may take its time.
   if (!has_frames) {
     Logger::default_logger()->Error("[GraphicsOutput] no memory for frames of %u x %u pixels", width_, height_);
@@ -84,10 +92,13 @@ void GraphicsOutputImpl::Attach(OutputCallback* callback) {
 }
 
 void GraphicsOutputImpl::Detach() {
-  SuspendOutput();  // As above.
-  MutexLocker<Mutex> lock(callback_mutex_);
-  callback_ = nullptr;
-  SuspendOutput();  // An Attach on another thread may have been before us.
+  PauseCalls();
+  {
+    MutexLocker<Mutex> lock(callback_mutex_);
+    callback_ = nullptr;
+    SuspendOutput();
+  }
+  ResumeCalls();
 }
 
 bool GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
@@ -100,6 +111,7 @@ bool GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
   for (std::uint64_t i = 0; i < capacity_; ++i) {
     GraphicsFrame frame(format, width_, height_);
     if (!frame.data[0]) return false;
+    frame.Clear();  // The copies leave out the bytes that odd widths have too many.
     GraphicsFrame& pooled_frame = cache_[i].frame;
     if (&pooled_frame == delivering_) {
       // A receiver attaches from inside its call, whose planes stay valid until it ends.
@@ -170,7 +182,7 @@ bool GraphicsOutputImpl::OutputCurrentFrame() {
   // A receiver that is leaving is waiting for the lock: it must not have to wait for one more call.
   if (attached_format() != kNotAttached) {
     MutexLocker<Mutex> lock(callback_mutex_);
-    if (callback_ && generation == generation_) {
+    if (callback_ && generation == generation_ && pauses_ == 0) {
       delivering_ = &slot->frame;
       callback_->OnOutputRawData(slot->frame, timestamp);
       delivering_ = nullptr;

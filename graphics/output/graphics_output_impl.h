@@ -4,6 +4,9 @@
 // detaches, the output thread from inside its call too. `callback_mutex_` is held around every call into the host and
 // guards the receiver; `cache_mutex_` guards the pool. Who needs both, an attach, takes `cache_mutex_` second; the
 // output thread takes them in turn.
+//
+// One thread at a time attaches and detaches, and beside it a call that is running: a host's receiver may stop and
+// start its own output. So whoever waits for that call takes what it finds then, not what was there before.
 #ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 #define QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 
@@ -42,7 +45,8 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // that was not rendered for this receiver. The caller keeps the render thread from producing meanwhile. Null only
   // takes the receiver away.
   void Attach(OutputCallback* callback) override;
-  // Ends the calls: none is running when it returns (but the one that it is called from).
+  // Ends the calls: none is running when it returns (but the one that it is called from), and no receiver is in place,
+  // also when that call has attached one meanwhile.
   void Detach() override;
   // The body of the output thread.
   void Run() override;
@@ -54,6 +58,11 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // Makes one delivery of the oldest slot. Returns true when the slot is finished, or when nothing is queued.
   virtual bool OutputCurrentFrame();
 
+  // Waits for a running call (but the one that it is called from); no call of a raw receiver begins from then on, nor
+  // is anything produced for it, until ResumeCalls. For whoever attaches what a running call might exchange.
+  void PauseCalls();
+  void ResumeCalls();
+
   // Does nothing.
   void InitCache();
 
@@ -64,9 +73,11 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // What attached_format() answers without a receiver: told apart from a receiver that asks for kOutputNone.
   static constexpr OutputFormat kNotAttached = static_cast<OutputFormat>(0xFFFFFFFFu);
 
-  // The format of the attached receiver, or kNotAttached. What the render thread goes by: it must not wait for a
-  // host's callback.
-  OutputFormat attached_format() const { return attached_format_.load(std::memory_order_acquire); }
+  // The format of the attached receiver; kNotAttached without one, and while calls are paused. What the render thread
+  // goes by: it must not wait for a host's callback.
+  OutputFormat attached_format() const {
+    return pauses_ > 0 ? kNotAttached : attached_format_.load(std::memory_order_acquire);
+  }
   // Makes attached_format() answer kNotAttached until the next Attach: no delivery begins any more. A producer that
   // must not be under way either is kept out by the context's lock, which the caller then holds.
   void SuspendOutput() { attached_format_.store(kNotAttached, std::memory_order_release); }
@@ -106,6 +117,7 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   const GraphicsFrame* delivering_ QUARN_GUARDED_BY(callback_mutex_) = nullptr;  // The frame of the running call.
   GraphicsFrame delivered_frame_ QUARN_GUARDED_BY(callback_mutex_);  // Its planes, once an attach has replaced it.
   std::atomic<OutputFormat> attached_format_{kNotAttached};
+  std::atomic<int> pauses_{0};  // How many threads keep the calls paused.
 };
 
 #endif  // QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_

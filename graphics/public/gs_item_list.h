@@ -3,124 +3,114 @@
 #define QUARN_GRAPHICS_PUBLIC_GS_ITEM_LIST_H_
 
 #include <algorithm>
-#include <atomic>
 #include <cstddef>
-#include <list>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include <quarn/gs_item.h>
-#include <quarn/ref_count.h>
 
-#include "foundation/rw_mutex.h"
+#include "foundation/mutex.h"
 
-// Any thread. The lock is held to copy or to change the list only, never while an item runs: walks go over copies,
-// whose references keep removed items alive.
+// Any thread. A list is never changed: whoever changes the items makes another, and puts it in the place of the one
+// that it was made from. The lock is held to take a list and to exchange it, so that nobody waits for another's walk,
+// or for a host's code: those who change the items, and the render thread, ask for it with the context's lock held.
 class GsItemList {
  public:
-  using Entry = scoped_refptr<GsItem>;
-
-  // A copy of the list to walk over; the list must outlive it. It takes the list's spare vector along, so that a list
-  // walked every frame takes nothing from the heap; a walk inside or beside another finds none and makes its own.
-  class Walk {
-   public:
-    explicit Walk(GsItemList* list) : list_(list), items_(list->spare_.exchange(nullptr)) {
-      if (!items_) items_ = std::make_unique<std::vector<Entry>>();
-      list->CopyTo(items_.get());
-    }
-    ~Walk() {
-      items_->clear();
-      delete list_->spare_.exchange(items_.release());
-    }
-    Walk(const Walk&) = delete;
-    Walk& operator=(const Walk&) = delete;
-
-    std::vector<Entry>::const_iterator begin() const { return items_->begin(); }
-    std::vector<Entry>::const_iterator end() const { return items_->end(); }
-
-   private:
-    GsItemList* list_;
-    std::unique_ptr<std::vector<Entry>> items_;
-  };
+  // Each entry has one reference on its item, whichever lists share it.
+  using List = std::vector<std::shared_ptr<GsItem>>;
+  // A list to walk over. Its references keep removed items alive.
+  using Snapshot = std::shared_ptr<const List>;
 
   GsItemList() = default;
-  ~GsItemList() { delete spare_; }
   GsItemList(const GsItemList&) = delete;
   GsItemList& operator=(const GsItemList&) = delete;
 
-  // Puts `item` at the end, with a reference, and tells it its scene; does nothing when it is in the list.
-  void Add(GsItem* item, GsScene* scene) {
-    std::list<Entry> node;
-    node.emplace_back(item);
-    WriteGuard guard(mutex_);
-    if (Find(item) == items_.end()) {
-      items_.splice(items_.end(), node);
-      item->SetScene(scene);
-    }
+  Snapshot Current() {
+    MutexLocker<Mutex> lock(mutex_);
+    return list_;
   }
 
-  // Takes `item` out and answers the list's reference; null when it was not there.
-  Entry Remove(GsItem* item) {
-    std::list<Entry> node;
-    {
-      WriteGuard guard(mutex_);
-      const auto found = Find(item);
-      if (found != items_.end()) {
-        item->SetScene(nullptr);
-        node.splice(node.end(), items_, found);
-      }
-    }
-    return node.empty() ? Entry() : std::move(node.front());
+  // Puts `item` at the end, with a reference, and tells it its scene; does nothing when it is in the list.
+  void Add(GsItem* item, GsScene* scene) {
+    std::shared_ptr<GsItem> entry;
+    std::shared_ptr<List> list;
+    Snapshot old = Current();
+    do {
+      if (Find(*old, item) != old->end()) return;
+      if (!entry) entry = Reference(item);
+      list = std::make_shared<List>();
+      list->reserve(old->size() + 1);
+      list->assign(old->begin(), old->end());
+      list->push_back(entry);
+    } while (!Exchange(&old, list, item, scene));
+  }
+
+  // Takes `item` out and answers the list that it was in, which holds the reference; null when it was not there.
+  Snapshot Remove(GsItem* item) {
+    std::shared_ptr<List> list;
+    Snapshot old = Current();
+    do {
+      const auto found = Find(*old, item);
+      if (found == old->end()) return nullptr;
+      list = std::make_shared<List>();
+      list->reserve(old->size() - 1);
+      list->assign(old->begin(), found);
+      list->insert(list->end(), found + 1, old->end());
+    } while (!Exchange(&old, list, item, nullptr));
+    return old;
   }
 
   // Sorts by ascending z, equals in their order. Of a z that changes meanwhile, either value may count.
   void Order() {
-    WriteGuard guard(mutex_);
-    items_.sort([](const Entry& a, const Entry& b) { return a->z() < b->z(); });
+    std::shared_ptr<List> list;
+    Snapshot old = Current();
+    do {
+      // With the values read once: sorting by values that change would go anywhere.
+      std::vector<std::pair<int, std::shared_ptr<GsItem>>> entries;
+      entries.reserve(old->size());
+      for (const auto& entry : *old) entries.emplace_back(entry->z(), entry);
+      std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+      list = std::make_shared<List>();
+      list->reserve(entries.size());
+      for (auto& entry : entries) list->push_back(std::move(entry.second));
+    } while (!Exchange(&old, list, nullptr, nullptr));
   }
 
   std::size_t size() {
-    ReadGuard guard(mutex_);
-    return items_.size();
-  }
-
-  // Replaces what `copy` holds.
-  void CopyTo(std::vector<Entry>* copy) {
-    ReadGuard guard(mutex_);
-    copy->assign(items_.begin(), items_.end());
+    MutexLocker<Mutex> lock(mutex_);
+    return list_->size();
   }
 
  private:
-  // A host's AddRef, and the heap, may throw: the lock goes with them.
-  class QUARN_SCOPED_CAPABILITY ReadGuard {
-   public:
-    explicit ReadGuard(RWMutex& mutex) QUARN_ACQUIRE_SHARED(mutex) : mutex_(mutex) { mutex_.ReadLock(); }
-    ~ReadGuard() QUARN_RELEASE() { mutex_.ReadUnlock(); }
-    ReadGuard(const ReadGuard&) = delete;
-    ReadGuard& operator=(const ReadGuard&) = delete;
-
-   private:
-    RWMutex& mutex_;
-  };
-  class QUARN_SCOPED_CAPABILITY WriteGuard {
-   public:
-    explicit WriteGuard(RWMutex& mutex) QUARN_ACQUIRE(mutex) : mutex_(mutex) { mutex_.WriteLock(); }
-    ~WriteGuard() QUARN_RELEASE() { mutex_.WriteUnlock(); }
-    WriteGuard(const WriteGuard&) = delete;
-    WriteGuard& operator=(const WriteGuard&) = delete;
-
-   private:
-    RWMutex& mutex_;
-  };
-
-  std::list<Entry>::iterator Find(GsItem* item) QUARN_REQUIRES(mutex_) {
-    return std::find_if(items_.begin(), items_.end(), [item](const Entry& entry) { return entry.get() == item; });
+  static std::shared_ptr<GsItem> Reference(GsItem* item) {
+    item->AddRef();
+    return std::shared_ptr<GsItem>(item, [](GsItem* held) { held->Release(); });
   }
 
-  std::atomic<std::vector<Entry>*> spare_{nullptr};  // Empty; null while a walk has it.
-  std::list<Entry> items_ QUARN_GUARDED_BY(mutex_);
-  RWMutex mutex_;
+  static List::const_iterator Find(const List& list, const GsItem* item) {
+    return std::find_if(list.begin(), list.end(), [item](const auto& entry) { return entry.get() == item; });
+  }
+
+  // Puts `list` in the place of `old`, and tells `item`, if there is one, its scene. Returns false, and answers the
+  // present list in `old`, when there is another by now. No list goes under the lock: a host's Release might run.
+  bool Exchange(Snapshot* old, Snapshot list, GsItem* item, GsScene* scene) {
+    Snapshot present;
+    {
+      MutexLocker<Mutex> lock(mutex_);
+      if (list_ == *old) {
+        list_.swap(list);
+        if (item) item->SetScene(scene);
+        return true;
+      }
+      present = list_;
+    }
+    old->swap(present);
+    return false;
+  }
+
+  Snapshot list_ QUARN_GUARDED_BY(mutex_) = std::make_shared<const List>();
+  Mutex mutex_;
 };
 
 #endif  // QUARN_GRAPHICS_PUBLIC_GS_ITEM_LIST_H_

@@ -1,5 +1,8 @@
 // The host's side of an output. The host's thread starts and stops; calls come through the bridges, on the output
 // thread for raw frames and on the render thread for textures.
+//
+// A call may stop and start its own output, and so exchange the bridge, while the host's thread waits for that call to
+// end. So a stop looks at the bridge after the wait, and a start waits first.
 #include <quarn/gs_output.h>
 
 #include <algorithm>
@@ -13,6 +16,8 @@
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_output.h"
 #include "graphics/output/graphics_frame.h"
+#include "graphics/output/graphics_output_impl.h"
+#include "graphics/public/context_lock.h"
 #include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_on_output.h"
 #include "graphics/public/gs_scene_use.h"
@@ -31,6 +36,22 @@ GraphicsOutput::OutputFormat ToOutputFormat(GsFormat format) {
   }
   return GraphicsOutput::kOutputNone;
 }
+
+// No call of a raw output runs while it lives but the one that it is made in.
+class CallPause {
+ public:
+  explicit CallPause(GraphicsOutput* output) : output_(dynamic_cast<GraphicsOutputImpl*>(output)) {
+    if (output_) output_->PauseCalls();
+  }
+  ~CallPause() {
+    if (output_) output_->ResumeCalls();
+  }
+  CallPause(const CallPause&) = delete;
+  CallPause& operator=(const CallPause&) = delete;
+
+ private:
+  GraphicsOutputImpl* output_;
+};
 
 void ReportNotStopped() { Logger::default_logger()->Error("[GsOutput] destroyed while started: call Stop first"); }
 
@@ -106,6 +127,7 @@ bool GsOutputRaw::Start() {
     Logger::default_logger()->Error("[GsOutput] unsupported format");
     return false;
   }
+  CallPause pause(impl());
   if (!on_output_) on_output_ = new GsOnOutputRaw(format, this);
   if (impl()) impl()->Attach(on_output_);
   return true;
@@ -129,6 +151,8 @@ GsOutputTex::~GsOutputTex() {
 }
 
 bool GsOutputTex::Start() {
+  // Calls run with this lock held.
+  ContextLock lock(scene_ ? GsSceneUse::Context(scene_) : nullptr);
   if (!on_output_) on_output_ = new GsOnOutputTex(this);
   if (impl()) impl()->Attach(on_output_);
   return true;

@@ -2,8 +2,6 @@
 // bridge.
 #include <quarn/gs_scene.h>
 
-#include <vector>
-
 #include <quarn/gs_item.h>
 
 #include "foundation/logger.h"
@@ -39,41 +37,42 @@ GsScene::~GsScene() {
     Detach();
   }
   delete impl_;
-  std::vector<scoped_refptr<GsItem>> items;
-  items_->CopyTo(&items);
-  for (const auto& item : items) {
+  const GsItemList::Snapshot items = items_->Current();
+  for (const auto& item : *items) {
     item->Detach();
-    // An item that went on to another scene keeps that one as its scene(); its ticks have ended there too.
-    if (item->scene() == this) item->SetScene(nullptr);
+    // An item that went on to another scene, or goes there now, keeps that one as its scene(); its ticks have ended
+    // there too.
+    GsScene* scene = this;
+    item->scene_.compare_exchange_strong(scene, nullptr);
   }
   ReleaseContext(context_);
 }
 
 void GsScene::Draw() {
-  const GsItemList::Walk items(items_.get());
-  for (const auto& item : items) {
+  const GsItemList::Snapshot items = items_->Current();
+  for (const auto& item : *items) {
     if (item->visible()) item->Draw();
   }
 }
 
 void GsScene::Attach() {
-  std::vector<scoped_refptr<GsItem>> items;  // Releases its references, perhaps the last ones, without the lock.
+  GsItemList::Snapshot items;  // Releases its references, perhaps the last ones, without the lock.
   ContextLock lock(context_);
   if (on_draw_) return;
   on_draw_ = new GsSceneOnDraw(this);
   if (impl_) impl_->Attach(on_draw_);
-  items_->CopyTo(&items);
-  for (const auto& item : items) item->Attach();
+  items = items_->Current();
+  for (const auto& item : *items) item->Attach();
 }
 
 void GsScene::Detach() {
-  std::vector<scoped_refptr<GsItem>> items;  // As in Attach.
+  GsItemList::Snapshot items;  // As in Attach.
   ContextLock lock(context_);
   if (impl_) impl_->Detach();
   delete on_draw_;
   on_draw_ = nullptr;
-  items_->CopyTo(&items);
-  for (const auto& item : items) item->Detach();
+  items = items_->Current();
+  for (const auto& item : *items) item->Detach();
 }
 
 void GsScene::AddItem(GsItem* item) {
@@ -85,7 +84,7 @@ void GsScene::AddItem(GsItem* item) {
 
 void GsScene::RemoveItem(GsItem* item) {
   if (!item) return;
-  scoped_refptr<GsItem> removed;  // Perhaps the last reference: it goes once the item is detached and the lock free.
+  GsItemList::Snapshot removed;  // Perhaps the last reference: it goes once the item is detached and the lock free.
   ContextLock lock(context_);
   removed = items_->Remove(item);
   item->Detach();
@@ -97,9 +96,9 @@ unsigned int GsScene::item_count() const { return static_cast<unsigned int>(item
 
 void GsScene::EnumItems(bool (*fn)(GsItem* item, void* user), void* user) {
   if (!fn) return;
-  const GsItemList::Walk items(items_.get());
-  for (const auto& item : items) {
-    if (!fn(item, user)) return;
+  const GsItemList::Snapshot items = items_->Current();
+  for (const auto& item : *items) {
+    if (!fn(item.get(), user)) return;
   }
 }
 

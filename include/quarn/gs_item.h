@@ -30,7 +30,7 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   //
   // Thread: render, with the GL context current: textures may be updated here.
   // Callback safety: as GsScene::Draw; may set values, queue tasks, update textures and constant buffers, add and
-  // remove items, itself too. After that, an item may miss a tick of the running frame, or get one.
+  // remove items, itself too. An item that is added meanwhile is ticked from the next frame on.
   virtual void TickSource();
   // Draws the item into its scene; called for visible items, in the scene's order. Does nothing by default. Blending
   // is on; set the viewport first.
@@ -77,6 +77,8 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   void SetSelected(bool selected);
 
  private:
+  friend class GsScene;  // Leaves an item at its end unless another scene has it by then.
+
   GraphicsItem* impl_ = nullptr;
   std::atomic<GsScene*> scene_{nullptr};
   GsItemOnTick* on_tick_ = nullptr;

@@ -18,9 +18,9 @@ class GsTexture;
 // picture was drawn: the render loop hands on what it knows of the previous frame. A host that drives the frames itself
 // gives the timestamps to GsDevice::OutputFrame.
 //
-// Thread: caller-serialised. Not on the render thread (a Draw, TickSource, OnTexture or queued task) for a raw output
-// whose OnFrame calls into the engine: its Start, Stop and destructor would each wait for that call, and the call for
-// them.
+// Thread: caller-serialised, apart from a running callback, which may start and stop its own output meanwhile. Not on
+// the render thread (a Draw, TickSource, OnTexture or queued task) for a raw output whose OnFrame calls into the
+// engine: its Start, Stop and destructor would each wait for that call, and the call for them.
 class QUARN_EXPORT GsOutput {
  public:
   // An output of `scene` at `width` x `height` pixels; the picture is fitted, keeping its aspect ratio. Each side is at
@@ -42,7 +42,8 @@ class QUARN_EXPORT GsOutput {
   //
   // Blocks: for the running stage of a frame and a running callback. Not on the render thread, as said above.
   virtual bool Start() = 0;
-  // Ends the deliveries: when it returns no callback runs any more (but the one that it is called from).
+  // Ends the deliveries: when it returns no callback runs any more (but the one that it is called from), and the output
+  // is stopped, even when a callback that was still running has started it again.
   //
   // Blocks: for the running stage of a frame and a running callback. Not on the render thread, as said above.
   virtual void Stop();
@@ -54,6 +55,8 @@ class QUARN_EXPORT GsOutput {
   GraphicsOutput* impl() const;
 
  private:
+  friend class GsOutputTex;  // Its calls run under the lock of the scene's context.
+
   GraphicsOutput* impl_ = nullptr;
   GsScene* scene_ = nullptr;
 };

@@ -82,8 +82,7 @@ class QUARN_EXPORT GsTexture {
 };
 
 // Binds up to four textures to the texture units 0 to 3 (u_tex0 to u_tex3) for as long as it lives. A null texture
-// leaves its unit alone. Make it on the stack; the textures must outlive it. Create and update textures before making
-// it: both leave no texture bound on the active unit.
+// leaves its unit alone. Make it on the stack; the textures must outlive it. Other textures may come and go meanwhile.
 //
 // Thread: render, inside a Draw, TickSource, OnTexture or queued task; at any other time nothing happens.
 class QUARN_EXPORT GsTextureBinder {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -28,46 +29,51 @@ using ::testing::UnorderedElementsAre;
 // What the walks reached, oldest first.
 using Journal = std::vector<std::string>;
 
-class TestItem : public GraphicsItem, public GraphicsItem::TickCallback {
+// What each of the registered has in common: it notes that a walk has reached it, and does what the test wants there.
+class Visited {
+ public:
+  Visited(Journal* journal, std::string name) : journal_(journal), name_(std::move(name)) {}
+  std::function<void()> then;
+
+ protected:
+  void Visit(const std::string& details = "") {
+    journal_->push_back(name_ + details);
+    if (then) then();
+  }
+
+ private:
+  Journal* journal_;
+  std::string name_;
+};
+
+class TestItem : public GraphicsItem, public GraphicsItem::TickCallback, public Visited {
  public:
   // On a null context, so that only the test registers it.
-  TestItem(Journal* journal, std::string name) : GraphicsItem(nullptr), journal_(journal), name_(std::move(name)) {
+  TestItem(Journal* journal, std::string name) : GraphicsItem(nullptr), Visited(journal, std::move(name)) {
     Attach(this);
   }
-  void OnTick() override { journal_->push_back(name_); }
-
- private:
-  Journal* journal_;
-  std::string name_;
+  void OnTick() override { Visit(); }
 };
 
-class TestFilter : public GraphicsFilterImpl, public GraphicsFilter::DrawCallback {
+class TestFilter : public GraphicsFilterImpl, public GraphicsFilter::DrawCallback, public Visited {
  public:
-  TestFilter(Journal* journal, std::string name) : GraphicsFilterImpl(1, 1), journal_(journal), name_(std::move(name)) {
+  TestFilter(Journal* journal, std::string name) : GraphicsFilterImpl(1, 1), Visited(journal, std::move(name)) {
     Attach(this);
   }
-  void Draw() override { journal_->push_back(name_); }
-
- private:
-  Journal* journal_;
-  std::string name_;
+  void Draw() override { Visit(); }
 };
 
-class TestScene : public GraphicsSceneImpl {
+class TestScene : public GraphicsSceneImpl, public Visited {
  public:
-  TestScene(Journal* journal, std::string name) : GraphicsSceneImpl(1, 1), journal_(journal), name_(std::move(name)) {
+  TestScene(Journal* journal, std::string name) : GraphicsSceneImpl(1, 1), Visited(journal, std::move(name)) {
     AddRef();
   }
-  void Draw() override { journal_->push_back(name_); }
-
- private:
-  Journal* journal_;
-  std::string name_;
+  void Draw() override { Visit(); }
 };
 
-class TestView : public GraphicsView {
+class TestView : public GraphicsView, public Visited {
  public:
-  TestView(Journal* journal, std::string name) : journal_(journal), name_(std::move(name)) {}
+  using Visited::Visited;
   void Attach(DrawCallback*) override {}
   void Detach() override {}
   bool BindRenderTarget() override { return false; }
@@ -76,28 +82,20 @@ class TestView : public GraphicsView {
   unsigned int height() override { return 0; }
   void Resize(unsigned int, unsigned int) override {}
   void SetBackgroundColor(float, float, float, float) override {}
-  void Draw() override { journal_->push_back(name_); }
+  void Draw() override { Visit(); }
   void SetPresentationTime(long long) override {}
   GraphicsTexture* frame_buffer_texture() override { return nullptr; }
-
- private:
-  Journal* journal_;
-  std::string name_;
 };
 
-class TestOutput : public GraphicsOutput {
+class TestOutput : public GraphicsOutput, public Visited {
  public:
-  TestOutput(Journal* journal, std::string name) : journal_(journal), name_(std::move(name)) {}
+  using Visited::Visited;
   bool Init() override { return true; }
   void Output(unsigned long long timestamp, int count) override {
-    journal_->push_back(name_ + " " + std::to_string(timestamp) + " " + std::to_string(count));
+    Visit(" " + std::to_string(timestamp) + " " + std::to_string(count));
   }
   void Attach(OutputCallback*) override {}
   void Detach() override {}
-
- private:
-  Journal* journal_;
-  std::string name_;
 };
 
 // Notes its end.
@@ -241,6 +239,93 @@ TEST_F(GraphicsContextImplTest, AddingAndRemovingAreSilent) {
   context_.AddView(nullptr);
   context_.RemoveView(&view);
   EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+// Changes during a walk. Each has its own pair of functions here too.
+
+TEST_F(GraphicsContextImplTest, AnItemThatLeavesInItsTickTakesNoTickFromTheOthers) {
+  TestItem a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  for (TestItem* item : {&a, &b, &c}) context_.AddItem(item);
+  a.then = [&] { context_.RemoveItem(&a); };
+  context_.TickSource();
+  EXPECT_THAT(journal_, ElementsAre("a", "b", "c"));
+}
+
+TEST_F(GraphicsContextImplTest, AFilterThatLeavesInItsDrawTakesNoDrawFromTheOthers) {
+  TestFilter a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  for (TestFilter* filter : {&a, &b, &c}) context_.AddFilter(filter);
+  a.then = [&] { context_.RemoveFilter(&a); };
+  context_.HandleFilters();
+  EXPECT_THAT(journal_, ElementsAre("a", "b", "c"));
+}
+
+TEST_F(GraphicsContextImplTest, ASceneThatLeavesInItsDrawTakesNoDrawFromTheOthers) {
+  TestScene a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  for (TestScene* scene : {&a, &b, &c}) context_.AddScene(scene);
+  a.then = [&] { context_.RemoveScene(&a); };
+  context_.DrawSceneOutput();
+  EXPECT_THAT(journal_, ElementsAre("a", "b", "c"));
+}
+
+TEST_F(GraphicsContextImplTest, AViewThatLeavesInItsDrawTakesNoDrawFromTheOthers) {
+  TestView a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  for (TestView* view : {&a, &b, &c}) context_.AddView(view);
+  a.then = [&] { context_.RemoveView(&a); };
+  context_.DrawViews();
+  EXPECT_THAT(journal_, ElementsAre("a", "b", "c"));
+}
+
+TEST_F(GraphicsContextImplTest, AnOutputThatLeavesTakesNothingFromTheOthers) {
+  TestOutput a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  for (TestOutput* output : {&a, &b, &c}) context_.AddOutput(output);
+  a.then = [&] { context_.RemoveOutput(&a); };
+  context_.DoOutput(5, 1);
+  EXPECT_THAT(journal_, ElementsAre("a 5 1", "b 5 1", "c 5 1"));
+}
+
+TEST_F(GraphicsContextImplTest, WhoLeavesAndComesBackIsReachedOnceAWalk) {
+  TestItem item(&journal_, "item"), last_item(&journal_, "last item");
+  TestFilter filter(&journal_, "filter"), last_filter(&journal_, "last filter");
+  TestScene scene(&journal_, "scene"), last_scene(&journal_, "last scene");
+  TestView view(&journal_, "view"), last_view(&journal_, "last view");
+  TestOutput output(&journal_, "output"), last_output(&journal_, "last output");
+  context_.AddItem(&item);
+  context_.AddItem(&last_item);
+  context_.AddFilter(&filter);
+  context_.AddFilter(&last_filter);
+  context_.AddScene(&scene);
+  context_.AddScene(&last_scene);
+  context_.AddView(&view);
+  context_.AddView(&last_view);
+  context_.AddOutput(&output);
+  context_.AddOutput(&last_output);
+  item.then = [&] {
+    context_.RemoveItem(&item);
+    context_.AddItem(&item);
+  };
+  filter.then = [&] {
+    context_.RemoveFilter(&filter);
+    context_.AddFilter(&filter);
+  };
+  scene.then = [&] {
+    context_.RemoveScene(&scene);
+    context_.AddScene(&scene);
+  };
+  view.then = [&] {
+    context_.RemoveView(&view);
+    context_.AddView(&view);
+  };
+  output.then = [&] {
+    context_.RemoveOutput(&output);
+    context_.AddOutput(&output);
+  };
+  context_.TickSource();
+  context_.HandleFilters();
+  context_.DrawSceneOutput();
+  context_.DrawViews();
+  context_.DoOutput(5, 1);
+  EXPECT_THAT(journal_, ElementsAre("item", "last item", "filter", "last filter", "scene", "last scene", "view",
+                                    "last view", "output 5 1", "last output 5 1"));
 }
 
 // The lock.

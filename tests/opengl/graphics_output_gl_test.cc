@@ -2,6 +2,7 @@
 
 #include <EGL/egl.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -14,6 +15,7 @@
 #include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 
+#include "foundation/event.h"
 #include "graphics/graphics_scene.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/graphics_scene_gl.h"
@@ -640,6 +642,64 @@ TEST_F(GraphicsOutputGLTest, ContextThatCannotBeMadeCurrentCommitsNothing) {
   context()->DoOutput(2, 1);
   EXPECT_EQ(receiver.WaitFor(1)[0].timestamp, 2u);
   output->Detach();
+}
+
+TEST_F(GraphicsOutputGLTest, ContextThatCannotBeMadeCurrentHandsNoTextureOver) {
+  const auto output = MakeOutput(Show(Numbered(3)), 16, 8);
+  TextureReceiver receiver;
+  output->Attach(&receiver);
+  gl_spy::faults().make_current = true;
+  context()->DoOutput(1, 1);
+  gl_spy::faults().make_current = false;
+  EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
+  EXPECT_EQ(receiver.calls, 0);
+  context()->DoOutput(2, 1);
+  EXPECT_EQ(receiver.timestamp, 2u);
+  output->Detach();
+}
+
+// The call that a detach waits for attaches the output again: the context must not keep it.
+TEST_F(GraphicsOutputGLTest, DetachLeavesNothingRegisteredThatItsCallAttached) {
+  class CountingOutput : public GraphicsOutputGL {
+   public:
+    using GraphicsOutputGL::GraphicsOutputGL;
+    ~CountingOutput() override { StopThread(); }
+    void Output(unsigned long long timestamp, int count) override {
+      ++visits;
+      GraphicsOutputGL::Output(timestamp, count);
+    }
+    std::atomic<int> visits{0};
+  };
+  class StubbornReceiver : public GraphicsOutput::OutputCallback {
+   public:
+    StubbornReceiver(GraphicsContextGL* context, CountingOutput* output)
+        : OutputCallback(GraphicsOutput::kOutputRGBA), context_(context), output_(output) {}
+    void OnOutputRawData(const GraphicsFrame&, unsigned long long) override {
+      entered.Signal();
+      // Until the detach has taken it out of the registry.
+      for (int visits = -1; visits != output_->visits;) {
+        visits = output_->visits;
+        context_->DoOutput(2, 1);
+      }
+      output_->Attach(this);
+    }
+    Event entered{false};
+
+   private:
+    GraphicsContextGL* context_;
+    CountingOutput* output_;
+  };
+  auto output = std::make_unique<CountingOutput>(context(), Show(Numbered(3)), 16u, 8u, kFps);
+  ASSERT_TRUE(output->Init());
+  StubbornReceiver receiver(context(), output.get());
+  output->Attach(&receiver);
+  context()->DoOutput(1, 1);
+  receiver.entered.Wait();
+  output->Detach();
+  const int visits = output->visits;
+  context()->DoOutput(3, 1);
+  EXPECT_EQ(output->visits, visits);
+  context()->RemoveOutput(output.get());  // For the rest of the test's sake.
 }
 
 TEST_F(GraphicsOutputGLTest, ErrorsNameTheFileAndNeverStopTheOutput) {

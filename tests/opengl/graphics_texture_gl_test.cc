@@ -1,13 +1,18 @@
 #include "graphics/opengl/graphics_texture_gl.h"
 
+#include <cstdint>
 #include <cstring>
 #include <ostream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
+#include <quarn/qn_external_image.h>
 
 #include "graphics/internal_types.h"
+#include "graphics/opengl/graphics_constant_buffer_gl.h"
+#include "graphics/opengl/graphics_pack_buffer_gl.h"
 #include "tests/support/gl_fixture.h"
 
 namespace {
@@ -209,6 +214,78 @@ TEST_F(GraphicsTextureGLTest, InitLeavesTheContextAsItWas) {
   }
   EXPECT_EQ(context()->BindContext(), 1);
   context()->UnbindContext();
+}
+
+// A host makes, updates and destroys such objects in the middle of its drawing.
+TEST_F(GraphicsTextureGLTest, WorkOutsideADrawLeavesBoundWhatWasBound) {
+  const test::CurrentContext current(context());
+  GraphicsTextureGL target(context(), 4, 4);
+  ASSERT_TRUE(target.Init(true));
+  ASSERT_TRUE(target.BindRenderTarget());
+  ASSERT_TRUE(target.BindReadFrameBuffer());
+  GLuint names[5] = {};
+  glGenTextures(2, names);
+  glGenBuffers(3, names + 2);
+  glActiveTexture(GL_TEXTURE2);
+  glBindTexture(GL_TEXTURE_2D, names[0]);
+  glBindTexture(GL_TEXTURE_RECTANGLE, names[1]);
+  glBindBuffer(GL_PIXEL_UNPACK_BUFFER, names[2]);
+  glBindBuffer(GL_PIXEL_PACK_BUFFER, names[3]);
+  glBindBuffer(GL_UNIFORM_BUFFER, names[4]);
+  constexpr GLenum kBindings[] = {
+      GL_DRAW_FRAMEBUFFER_BINDING,  GL_READ_FRAMEBUFFER_BINDING,  GL_ACTIVE_TEXTURE,
+      GL_TEXTURE_BINDING_2D,        GL_TEXTURE_BINDING_RECTANGLE, GL_PIXEL_UNPACK_BUFFER_BINDING,
+      GL_PIXEL_PACK_BUFFER_BINDING, GL_UNIFORM_BUFFER_BINDING};
+  std::vector<GLint> before;
+  for (const GLenum name : kBindings) before.push_back(Get(name));
+  const auto expect_unchanged = [&](const char* work) {
+    for (std::size_t i = 0; i < before.size(); ++i)
+      EXPECT_EQ(Get(kBindings[i]), before[i]) << work << ", binding " << i;
+  };
+
+  {
+    GraphicsTextureGL sampled(context(), Filled(kFormatRGBA, 4, 4, 1));
+    EXPECT_TRUE(sampled.Init(false));
+    expect_unchanged("Init of a sampled texture");
+    sampled.Update(Filled(kFormatRGBA, 4, 4, 2));
+    expect_unchanged("Update");
+  }
+  expect_unchanged("the end of a sampled texture");
+  {
+    GraphicsTextureGL other(context(), 4, 4);
+    EXPECT_TRUE(other.Init(true));
+    expect_unchanged("Init of a target");
+  }
+  expect_unchanged("the end of a target");
+  EXPECT_FALSE(GraphicsTextureGL(context(), kFormatBGRA, 4, 4).Init(true));
+  expect_unchanged("Init of a layout without storage");
+  {
+    std::uint32_t pixel = 0;
+    QnExternalImage image(1, 1, QnExternalImage::kPixelFormatBGRA, 4, &pixel);
+    GraphicsTextureGL external(context(), static_cast<void*>(&image));
+    EXPECT_TRUE(external.Init(false));
+    external.Update(static_cast<void*>(&image));
+    expect_unchanged("Update from an external image");
+  }
+  expect_unchanged("the end of an external texture");
+  {
+    GraphicsPackBufferGL pack_buffer(context(), 16);
+    EXPECT_TRUE(pack_buffer.Init());
+    expect_unchanged("Init of a pack buffer");
+    const unsigned char bytes[16] = {};
+    GraphicsConstantBufferGL constants(context(), bytes, sizeof(bytes));
+    EXPECT_TRUE(constants.Init());
+    expect_unchanged("Init of a constant buffer");
+    constants.Update(bytes, sizeof(bytes));
+    expect_unchanged("Update of a constant buffer");
+  }
+  expect_unchanged("the end of buffers");
+
+  glDeleteTextures(2, names);
+  glDeleteBuffers(3, names + 2);
+  glActiveTexture(GL_TEXTURE0);
+  target.ReleaseReadFrameBuffer();
+  target.ReleaseRenderTarget();
 }
 
 TEST_F(GraphicsTextureGLTest, ReportsATextureThatCannotBeCreated) {

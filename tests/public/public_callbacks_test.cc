@@ -2,6 +2,7 @@
 #include <EGL/egl.h>
 
 #include <atomic>
+#include <initializer_list>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -324,6 +325,85 @@ TEST_F(GsOutputTexTest, RestartInsideOnTextureGoesOn) {
   ASSERT_TRUE(receiver.Start());
   EXPECT_EQ(receiver.WaitFor(6).size(), 6u);
   receiver.Stop();
+}
+
+TEST_F(DrivenOutputTest, OutputsThatStopOrRestartThemselvesTakeNothingFromTheOthers) {
+  const auto scene = MakeScene(8, 8, &device);
+  host::TextureReceiver stopping(scene, 8, 8, &device);
+  host::TextureReceiver restarting(scene, 8, 8, &device);
+  host::TextureReceiver textures(scene, 8, 8, &device);
+  host::Receiver frames(scene, 8, 8, kGsFormatRGBA, &device);
+  stopping.on_texture = [&](GsTexture*, int count) {
+    if (count == 2) stopping.Stop();
+  };
+  restarting.on_texture = [&](GsTexture*, int) {
+    restarting.Stop();
+    EXPECT_TRUE(restarting.Start());
+  };
+  for (GsOutput* output : std::initializer_list<GsOutput*>{&stopping, &restarting, &textures, &frames}) {
+    ASSERT_TRUE(output->Start());
+  }
+  for (std::uint64_t timestamp = 1; timestamp <= 4; ++timestamp) Frame(timestamp);
+  EXPECT_EQ(frames.WaitFor(4).size(), 4u);
+  EXPECT_EQ(frames.timestamps(), (std::vector<std::uint64_t>{1, 2, 3, 4}));
+  EXPECT_EQ(textures.timestamps(), (std::vector<std::uint64_t>{1, 2, 3, 4}));
+  EXPECT_EQ(restarting.timestamps(), (std::vector<std::uint64_t>{1, 2, 3, 4}));
+  EXPECT_EQ(stopping.timestamps(), (std::vector<std::uint64_t>{1, 2}));
+}
+
+// Objects that a host makes, updates and destroys in a Draw leave the picture in hand alone.
+TEST_F(DrivenOutputTest, ObjectsMayComeAndGoInADraw) {
+  const test::Picture pattern = host::MakePattern(16, 12, 255);
+  const auto texture = host::MakeTexture(pattern, &device);
+  const auto scene = MakeScene(16, 12, &device);
+  auto leaving = std::make_unique<host::Receiver>(scene, 16, 12, kGsFormatNV12, &device);
+  host::Receiver restarting(scene, 16, 12, kGsFormatRGBA, &device);
+  host::Receiver receiver(scene, 16, 12, kGsFormatRGBA, &device);
+  for (host::Receiver* output : {leaving.get(), &restarting, &receiver}) ASSERT_TRUE(output->Start());
+  const auto item = MakeItem(gs_vec2(16, 12), &device);
+  item->texture = texture.get();
+  item->on_draw = [&] {
+    leaving.reset();
+    restarting.Stop();
+    EXPECT_TRUE(restarting.Start());
+    const auto passing = host::MakeTexture(pattern, &device);
+    GsTextureBinder binder(texture.get());
+    passing->Update(pattern.pixels.data(), 16 * 4, GsTexture::kTextureRGBA, 16, 12);
+    GsConstantBuffer constants(16, &device);
+  };
+  scene->AddItem(item);
+  Frame(1);
+  const std::vector<host::Delivery> deliveries = receiver.WaitFor(1);
+  ASSERT_EQ(deliveries.size(), 1u);
+  EXPECT_EQ(deliveries[0].planes[0].pixels, pattern.pixels);
+  restarting.Stop();
+  receiver.Stop();
+  scene->RemoveItem(item);
+  EXPECT_EQ(host::log::Complaints(), "");
+}
+
+TEST_F(DrivenOutputTest, ItemsThatComeAndGoInATickTakeNothingFromTheOthers) {
+  const auto scene = MakeScene(8, 8, &device);
+  const auto leaving = MakeItem(gs_vec2(8, 8), &device);
+  const auto moving = MakeItem(gs_vec2(8, 8), &device);
+  const auto coming = MakeItem(gs_vec2(8, 8), &device);
+  const auto staying = MakeItem(gs_vec2(8, 8), &device);
+  leaving->on_tick = [&] {
+    scene->RemoveItem(leaving);
+    scene->AddItem(coming);
+  };
+  moving->on_tick = [&] {  // To the top.
+    scene->RemoveItem(moving);
+    scene->AddItem(moving);
+  };
+  for (GsItem* item : std::initializer_list<GsItem*>{leaving, moving, staying}) scene->AddItem(item);
+  host::TextureReceiver in_use(scene, 8, 8, &device);
+  for (std::uint64_t timestamp = 1; timestamp <= 3; ++timestamp) Frame(timestamp);
+  EXPECT_EQ(leaving->ticks.value(), 1);
+  EXPECT_EQ(moving->ticks.value(), 3);
+  EXPECT_EQ(staying->ticks.value(), 3);
+  EXPECT_EQ(coming->ticks.value(), 2);
+  for (GsItem* item : std::initializer_list<GsItem*>{moving, coming, staying}) scene->RemoveItem(item);
 }
 
 TEST_F(GsOutputRawTest, StartAfterStopDeliversNothingThatIsOlder) {

@@ -293,6 +293,33 @@ TEST_F(HostStressTest, OutputsRestartThemselves) {
   RunTogether({restart_raw, restart_raw, restart_texture, restart_texture, ChangeItems()});
 }
 
+// The same, started and stopped from outside meanwhile, and gone right after.
+TEST_F(HostStressTest, OutputsThatRestartThemselvesAreStoppedAndDestroyed) {
+  const auto stop_raw = [this](Random& random) {
+    host::Receiver receiver(AnyScene(random), 16, 12, kFormats[random() % 4], device);
+    receiver.on_frame = [&receiver](int count) {
+      if (count % 3 != 0) receiver.Stop();
+      EXPECT_TRUE(receiver.Start());
+    };
+    EXPECT_TRUE(receiver.Start());
+    receiver.WaitFor(1 + random() % 3);
+    EXPECT_TRUE(receiver.Start());
+    receiver.Stop();
+  };
+  const auto stop_texture = [this](Random& random) {
+    host::TextureReceiver receiver(AnyScene(random), 16, 12, device);
+    receiver.on_texture = [&receiver](GsTexture*, int count) {
+      if (count % 3 != 0) receiver.Stop();
+      EXPECT_TRUE(receiver.Start());
+    };
+    EXPECT_TRUE(receiver.Start());
+    receiver.WaitFor(1 + random() % 3);
+    EXPECT_TRUE(receiver.Start());
+    receiver.Stop();
+  };
+  RunTogether({stop_raw, stop_raw, stop_raw, stop_texture, stop_texture});
+}
+
 // A render thread that is always late never sleeps: it must not keep hosts out all the same. The margin is for a host's
 // thread that the system lets wait between two of its steps; without a turn of its own it waits for several frames at
 // each.
@@ -319,6 +346,40 @@ TEST_F(HostStressTest, LateRenderThreadLetsHostsIn) {
   EXPECT_LE(frames - before, kSteps * 3 / 2);
   output.Stop();
   scenes[0]->RemoveItem(slow);
+}
+
+// Threads that do nothing but walk a scene's items keep neither those who change them nor the render thread waiting.
+// The margin is for a machine on which all of them share one core.
+TEST_F(HostStressTest, EnumeratingThreadsHoldUpNobody) {
+  constexpr int kThreads = 8;
+  constexpr int kFrames = 30;
+  device->SetFps(30);
+  host::Receiver output(scenes[0], 16, 16, kGsFormatRGBA, device);
+  std::atomic<bool> over{false};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      while (!over) {
+        int seen = 0;
+        const auto count = [](GsItem*, void* user) { return ++*static_cast<int*>(user) > 0; };
+        scenes[0]->EnumItems(count, &seen);
+        scenes[0]->item_count();
+      }
+    });
+  }
+  threads.emplace_back([&] {
+    while (!over) {
+      scenes[0]->AddItem(items[1]);
+      scenes[0]->RemoveItem(items[1]);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  });
+  const auto start = std::chrono::steady_clock::now();
+  const int before = items[0]->ticks.value();
+  EXPECT_TRUE(items[0]->ticks.WaitFor(before + kFrames));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << "for a second of frames";
+  over = true;
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST(DeviceStressTest, DevicesComeAndGo) {

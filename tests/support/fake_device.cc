@@ -220,6 +220,7 @@ void FakeOutput::Detach() {
   fake::Record("output.Detach");
   if (context_) context_->RemoveOutput(this);
   GraphicsOutputImpl::Detach();
+  if (context_) context_->RemoveOutput(this);
 }
 
 void FakeOutput::Output(unsigned long long timestamp, int count) {

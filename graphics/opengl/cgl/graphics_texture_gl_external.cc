@@ -4,6 +4,7 @@
 #include "graphics/opengl/cgl/external_image.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/graphics_texture_gl.h"
+#include "graphics/opengl/scoped_binding.h"
 
 GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, void* external_image)
     : GraphicsTextureImpl(ExternalImageWidth(external_image), ExternalImageHeight(external_image)),
@@ -32,14 +33,12 @@ void GraphicsTextureGL::Update(void* external_image) {
                                     static_cast<char>(pixel_format >> 24), static_cast<char>(pixel_format >> 16),
                                     static_cast<char>(pixel_format >> 8), static_cast<char>(pixel_format));
   }
-  glBindTexture(GL_TEXTURE_RECTANGLE, texture_);
+  ScopedTexture bound(GL_TEXTURE_RECTANGLE, texture_);
   const bool ten_bits = pixel_format == kExternalImageL10R;
   if (!BindExternalImage(external_image, ten_bits ? GL_RGB10_A2 : GL_RGBA, width(), height(), GL_BGRA,
                          ten_bits ? GL_UNSIGNED_INT_2_10_10_10_REV : GL_UNSIGNED_INT_8_8_8_8_REV)) {
     Logger::default_logger()->Error("CGLTexImageIOSurface2D failed");
   }
   glFlush();
-  CheckGLError(__FILE__, __LINE__);
-  glBindTexture(GL_TEXTURE_RECTANGLE, 0);
   CheckGLError(__FILE__, __LINE__);
 }

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <string>
@@ -328,6 +329,18 @@ TEST_F(GraphicsFrameTest, MovedIntoItselfChangesNothing) {
   EXPECT_EQ(frame.format, kFormatR8);
   EXPECT_EQ(frame.width, 4u);
   EXPECT_EQ(frame.height, 4u);
+}
+
+TEST_F(GraphicsFrameTest, ClearLeavesNothingOfTheBlock) {
+  for (const GraphicsFormatInternal format : {kFormatRGBA, kFormatI420, kFormatNV12}) {
+    GraphicsFrame frame(format, 7, 5);
+    const unsigned int pixels = 7 * 5;
+    const unsigned int bytes = format == kFormatRGBA ? pixels * 4 : pixels * 3 / 2;
+    std::memset(frame.data[0], 0xAB, bytes);
+    frame.Clear();
+    EXPECT_EQ(std::count(frame.data[0], frame.data[0] + bytes, 0), static_cast<std::ptrdiff_t>(bytes));
+  }
+  GraphicsFrame().Clear();
 }
 
 TEST_F(GraphicsFrameTest, HasItsFieldsInOrder) {

@@ -214,6 +214,26 @@ TEST_F(GraphicsOutputImplTest, PoolsSixFramesOfTheReceiversFormat) {
   EXPECT_THAT(log_.Lines(), IsEmpty());
 }
 
+// What no copy reaches, the last byte of a chroma row of an odd width, is the same in every run all the same.
+TEST_F(GraphicsOutputImplTest, PoolFramesStartZeroed) {
+  constexpr std::size_t kBytes = 128;  // Of such a frame: 9 x 9 pixels of a byte and a half, rounded up.
+  {
+    // Leaves something on the heap.
+    std::vector<std::unique_ptr<unsigned char[]>> blocks;
+    for (int i = 0; i < 16; ++i) {
+      blocks.emplace_back(new unsigned char[kBytes]);
+      std::memset(blocks.back().get(), 0xAB, kBytes);
+    }
+  }
+  TestOutput output(9, 9);
+  Receiver receiver(GraphicsOutput::kOutputNV12);
+  output.Attach(&receiver);
+  for (int i = 0; i < 6; ++i) {
+    const unsigned char* const block = output.cache_[i].frame.data[0];
+    EXPECT_EQ(std::count(block, block + kBytes, 0), static_cast<std::ptrdiff_t>(kBytes));
+  }
+}
+
 TEST_F(GraphicsOutputImplTest, PoolsNoFramesForOtherFormats) {
   for (const unsigned int value : {0u, 1u, 6u, 100u}) {
     SCOPED_TRACE(value);
@@ -845,6 +865,55 @@ TEST_F(GraphicsOutputImplTest, DetachWaitsForTheRunningCallAlone) {
   while (!output.Produce(7, 0, 1)) std::this_thread::yield();
   output.StopThread();
   EXPECT_EQ(receiver.calls, 1);
+}
+
+TEST_F(GraphicsOutputImplTest, DetachOutlastsAnAttachOfTheRunningCall) {
+  TestOutput output;
+  // Attaches itself again, once the detach has begun, and brings more to be delivered.
+  class StubbornReceiver : public GraphicsOutput::OutputCallback {
+   public:
+    explicit StubbornReceiver(TestOutput* output) : OutputCallback(GraphicsOutput::kOutputRGBA), output_(output) {}
+    void OnOutputRawData(const GraphicsFrame&, unsigned long long) override {
+      ++calls;
+      while (output_->attached_format() != TestOutput::kNotAttached) std::this_thread::yield();
+      output_->Detach();
+      output_->Attach(this);
+      EXPECT_EQ(output_->attached_format(), TestOutput::kNotAttached) << "nothing is produced for it";
+      for (std::uint32_t i = 1; i <= 6; ++i) EXPECT_TRUE(output_->Produce(i, 0, 1000));
+    }
+    std::atomic<int> calls{0};
+
+   private:
+    TestOutput* output_;
+  } receiver(&output);
+  ASSERT_TRUE(output.Init());
+  output.Attach(&receiver);
+  ASSERT_TRUE(output.Produce(1, 0, 1));
+  while (receiver.calls == 0) std::this_thread::yield();
+  output.Detach();
+  EXPECT_EQ(output.attached_format(), TestOutput::kNotAttached);
+  while (!output.Produce(7, 0, 1)) std::this_thread::yield();
+  output.StopThread();
+  EXPECT_EQ(receiver.calls, 1);
+}
+
+TEST_F(GraphicsOutputImplTest, NoCallBeginsWhileTheyArePaused) {
+  TestOutput output;
+  Receiver receiver;
+  output.Attach(&receiver);
+  output.PauseCalls();
+  output.PauseCalls();
+  EXPECT_EQ(output.attached_format(), TestOutput::kNotAttached);
+  ASSERT_TRUE(output.Produce(1, 1, 1));
+  EXPECT_TRUE(output.OutputCurrentFrame());
+  output.ResumeCalls();
+  ASSERT_TRUE(output.Produce(2, 2, 1));
+  EXPECT_TRUE(output.OutputCurrentFrame());
+  output.ResumeCalls();
+  EXPECT_EQ(output.attached_format(), GraphicsOutput::kOutputRGBA);
+  ASSERT_TRUE(output.Produce(3, 3, 1));
+  EXPECT_TRUE(output.OutputCurrentFrame());
+  EXPECT_THAT(receiver.deliveries, ElementsAre(Delivery{3, 3}));
 }
 
 TEST_F(GraphicsOutputImplTest, AReceiverMayDetachFromItsCall) {

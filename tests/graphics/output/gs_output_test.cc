@@ -10,9 +10,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
+#include "foundation/event.h"
 #include "graphics/graphics_output.h"
 #include "graphics/output/graphics_frame.h"
 #include "graphics/output/graphics_output_impl.h"
@@ -94,6 +96,10 @@ class EngineOutput : public GraphicsOutputImpl {
  public:
   static OutputCallback* Callback(GsOutput* output) { return Of(output)->*(&EngineOutput::callback_); }
   static std::uint64_t FrameInterval(GsOutput* output) { return Of(output)->*(&EngineOutput::frame_interval_); }
+  // Whether the output is between receivers: a start or a stop is under way.
+  static bool IsWaitedFor(GsOutput* output) {
+    return (Of(output)->*(&EngineOutput::attached_format))() == kNotAttached;
+  }
 
  private:
   static GraphicsOutputImpl* Of(GsOutput* output) { return static_cast<GraphicsOutputImpl*>(output->impl()); }
@@ -364,6 +370,61 @@ TEST_F(GsOutputRawTest, StartsAgainInsideACall) {
   EXPECT_EQ(fake::Count("output.Detach"), 5);
 }
 
+// The bridge that a start attaches is the one that is left when the call that it has waited for is over.
+TEST_F(GsOutputRawTest, StartsBesideACallThatStopsItsOutput) {
+  for (const bool starts_again : {false, true}) {
+    SCOPED_TRACE(starts_again);
+    std::unique_ptr<GraphicsOutput::OutputCallback> bridge;
+    log_.Clear();
+    {
+      FrameOutput output(scene_, kGsFormatRGBA);
+      Event entered(false);
+      output.in_call = [&] {
+        entered.Signal();
+        while (!EngineOutput::IsWaitedFor(&output)) std::this_thread::yield();
+        output.Stop();
+        if (starts_again) {
+          EXPECT_TRUE(output.Start());
+        }
+      };
+      ASSERT_TRUE(output.Start());
+      Frame(1000, 1);
+      entered.Wait();
+      ASSERT_TRUE(output.Start());
+      output.WaitForFrames(1);
+      output.in_call = nullptr;
+      Frame(2000, 1);
+      EXPECT_EQ(output.WaitForFrames(2)[1].timestamp, 2000u);
+      bridge.reset(EngineOutput::Callback(&output));
+      engine()->context->RemoveOutput(output.impl());
+    }
+    // The output has known its bridge to the end, which leaves it behind.
+    EXPECT_THAT(errors(), ElementsAre(kNotStopped));
+  }
+}
+
+TEST_F(GsOutputRawTest, StopsBesideACallThatRestartsItsOutput) {
+  auto output = std::make_unique<FrameOutput>(scene_, kGsFormatRGBA);
+  Event entered(false);
+  output->in_call = [&] {
+    entered.Signal();
+    while (!EngineOutput::IsWaitedFor(output.get())) std::this_thread::yield();
+    EXPECT_TRUE(output->Start());
+    output->Stop();
+    EXPECT_TRUE(output->Start());
+  };
+  ASSERT_TRUE(output->Start());
+  Frame(1000, 1);
+  entered.Wait();
+  output->Stop();
+  Frame(2000, 1);
+  EXPECT_EQ(output->frame_count(), 1u);
+  EXPECT_EQ(EngineOutput::Callback(output.get()), nullptr);
+  output.reset();
+  Frame(3000, 1);  // Nothing of it is left in the context.
+  EXPECT_THAT(errors(), IsEmpty());
+}
+
 TEST_F(GsOutputRawTest, DestroyedWhileStartedLogsTheMistakeAndLeavesTheBridge) {
   std::unique_ptr<GraphicsOutput::OutputCallback> bridge;
   {
@@ -419,6 +480,32 @@ TEST_F(GsOutputTexTest, StopsAndStartsInsideACall) {
   Frame(4000, 1);
   output.Stop();
   EXPECT_THAT(output.timestamps, ElementsAre(1000u, 3000u, 4000u));
+}
+
+// As for raw outputs; here the context's lock is what the start waits for.
+TEST_F(GsOutputTexTest, StartsBesideACallThatStopsItsOutput) {
+  TextureOutput output(scene_);
+  std::thread starter;
+  output.in_call = [&] {
+    output.in_call = nullptr;
+    Event about_to(false);
+    starter = std::thread([&] {
+      about_to.Signal();
+      EXPECT_TRUE(output.Start());
+    });
+    about_to.Wait();
+    // Gives it every chance to come too early.
+    for (int i = 0; i < 1000 && !EngineOutput::IsWaitedFor(&output); ++i) std::this_thread::yield();
+    output.Stop();
+  };
+  ASSERT_TRUE(output.Start());
+  Frame(1000, 1);
+  starter.join();
+  Frame(2000, 1);
+  output.Stop();
+  Frame(3000, 1);
+  EXPECT_THAT(output.timestamps, ElementsAre(1000u, 2000u));
+  EXPECT_EQ(EngineOutput::Callback(&output), nullptr);
 }
 
 TEST_F(GsOutputTexTest, StopsAfterAFrameDrivenInsideACall) {

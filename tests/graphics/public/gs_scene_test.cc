@@ -3,10 +3,14 @@
 
 #include <quarn/gs_item.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
+#include <random>
 #include <thread>
+#include <vector>
 
+#include "foundation/event.h"
 #include "graphics/public/gs_scene_use.h"
 #include "tests/graphics/public/facade_test.h"
 #include "tests/graphics/public/lock_probe.h"
@@ -543,6 +547,186 @@ TEST_F(GsSceneTest, AttachingHoldsTheContextsLock) {
   scene.Detach();
   EXPECT_EQ(context->probes(), 10);
   EXPECT_EQ(context->intrusions(), 0);
+}
+
+TEST_F(GsSceneTest, AddingAnItemThatIsThereLeavesItsCountAlone) {
+  class CountedItem : public TestItem {
+   public:
+    void AddRef() override {
+      ++counted;
+      TestItem::AddRef();
+    }
+    void Release() override {
+      ++counted;
+      TestItem::Release();
+    }
+    int counted = 0;
+  };
+  CountedItem item;
+  TestScene scene;
+  scene.AddItem(&item);
+  EXPECT_EQ(item.counted, 1);
+  scene.AddItem(&item);
+  scene.Attach();
+  scene.AddItem(&item);
+  scene.Detach();
+  EXPECT_EQ(item.counted, 1);
+  scene.RemoveItem(&item);
+  EXPECT_EQ(item.counted, 2);
+  scene.RemoveItem(&item);
+  EXPECT_EQ(item.counted, 2);
+}
+
+// Who changes the list holds the context's lock: were it to wait there for a walk, so would the render thread.
+TEST_F(GsSceneTest, ChangesAndFramesDoNotWaitForAWalk) {
+  // Holds the thread that walks, wherever the walk calls the host.
+  struct Gate {
+    void Hold() {
+      if (std::this_thread::get_id() != walker) return;
+      entered.Signal();
+      open.Wait();
+    }
+    std::thread::id walker;
+    Event entered{true};
+    Event open{true};
+  };
+  class HeldItem : public TestItem {
+   public:
+    explicit HeldItem(Gate* gate) : gate_(gate) {}
+    void AddRef() override {
+      gate_->Hold();
+      TestItem::AddRef();
+    }
+
+   private:
+    Gate* gate_;
+  };
+  Gate gate;
+  HeldItem held(&gate);
+  TestItem other("other");
+  TestScene scene;
+  scene.Attach();
+  scene.AddItem(&held);
+  std::thread walker([&] {
+    gate.walker = std::this_thread::get_id();
+    const auto hold = [](GsItem*, void* user) {
+      static_cast<Gate*>(user)->Hold();
+      return true;
+    };
+    scene.EnumItems(hold, &gate);
+  });
+  gate.entered.Wait();
+  Event done(true);
+  std::thread changer([&] {
+    scene.AddItem(&other);
+    scene.OrderItem();
+    device()->TickSource();
+    scene.RemoveItem(&held);
+    done.Signal();
+  });
+  EXPECT_FALSE(done.TimedWait(10000));
+  EXPECT_EQ(fake::Count("other ticked"), 1);
+  gate.open.Signal();
+  walker.join();
+  changer.join();
+  scene.RemoveItem(&other);
+  scene.Detach();
+  EXPECT_EQ(held.references, 0);
+}
+
+// An item that goes to another scene at the moment at which its scene is destroyed.
+TEST_F(GsSceneTest, AnItemThatGoesToAnotherSceneMeanwhileKeepsThatOne) {
+  constexpr int kRounds = 200;
+  class QuietScene : public GsScene {
+   public:
+    QuietScene() : GsScene(8, 8, nullptr) {}
+    void AddRef() override {}
+    void Release() override {}
+  };
+  TestItem items[50];
+  QuietScene second;
+  int lost = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    auto first = std::make_unique<QuietScene>();
+    for (TestItem& item : items) first->AddItem(&item);
+    std::atomic<bool> taking{false};
+    std::atomic<bool> destroyed{false};
+    std::thread taker([&, former = first.get()] {
+      taking = true;
+      while (!destroyed) {
+        for (TestItem& item : items) {
+          // As scenes do it that take an item one after the other.
+          item.SetScene(former);
+          item.SetScene(&second);
+          if (item.scene() != &second) ++lost;
+        }
+      }
+    });
+    while (!taking) std::this_thread::yield();
+    first.reset();
+    destroyed = true;
+    taker.join();
+  }
+  EXPECT_EQ(lost, 0);
+}
+
+// Whoever comes first: an item is ticked if, and only if, it is in the list of an attached scene.
+TEST_F(GsSceneTest, ItemsOfAnAttachedSceneAreAttachedWhoeverComesFirst) {
+  class TickedItem : public TestItem {
+   public:
+    void TickSource() override { ++ticks; }
+    std::atomic<int> ticks{0};
+  };
+  class QuietScene : public GsScene {
+   public:
+    QuietScene() : GsScene(8, 8, nullptr) {}
+    void AddRef() override {}
+    void Release() override {}
+  };
+  constexpr int kItems = 4;
+  TickedItem items[kItems];
+  QuietScene scene;
+  for (int round = 0; round < 300; ++round) {
+    std::atomic<int> ready{0};
+    const auto run = [&](unsigned int seed) {
+      std::minstd_rand random(seed);
+      ++ready;
+      while (ready < 3) std::this_thread::yield();
+      for (int step = 0; step < 20; ++step) {
+        TickedItem* const item = &items[random() % kItems];
+        switch (random() % 5) {
+          case 0: scene.Attach(); break;
+          case 1: scene.Detach(); break;
+          case 2: scene.OrderItem(); break;
+          case 3: scene.AddItem(item); break;
+          default: scene.RemoveItem(item); break;
+        }
+      }
+    };
+    std::thread first(run, 1u + 2u * static_cast<unsigned int>(round));
+    std::thread second(run, 2u + 2u * static_cast<unsigned int>(round));
+    ++ready;
+    first.join();
+    second.join();
+    if (round % 2) scene.Attach();
+    if (!(round % 2)) scene.Detach();
+    std::vector<GsItem*> listed;
+    const auto list = [](GsItem* item, void* user) {
+      static_cast<std::vector<GsItem*>*>(user)->push_back(item);
+      return true;
+    };
+    scene.EnumItems(list, &listed);
+    for (TickedItem& item : items) item.ticks = 0;
+    engine()->context->TickSource();
+    for (TickedItem& item : items) {
+      const bool is_listed = std::count(listed.begin(), listed.end(), &item) == 1;
+      ASSERT_EQ(item.ticks, is_listed && round % 2 ? 1 : 0);
+      ASSERT_EQ(item.scene(), is_listed ? &scene : nullptr);
+      ASSERT_EQ(item.references, is_listed ? 1 : 0);
+    }
+  }
+  scene.Detach();
+  for (TickedItem& item : items) scene.RemoveItem(&item);
 }
 
 TEST_F(GsSceneTest, HostThreadsChangeTheListWhileItIsDrawn) {
