@@ -5,7 +5,13 @@
 
 #include "foundation/event.h"
 
-QNEvent::QNEvent(bool manual_reset) : impl_(new (std::nothrow) Event(manual_reset)) {}
+// The Event under a name of ours, as QNMutexPri is.
+class QNEventPri : public Event {
+ public:
+  using Event::Event;
+};
+
+QNEvent::QNEvent(bool manual_reset) : impl_(new (std::nothrow) QNEventPri(manual_reset)) {}
 
 QNEvent::~QNEvent() {
   delete impl_;

@@ -3,7 +3,10 @@
 
 #include "foundation/mutex.h"
 
-QNMutex::QNMutex() : impl_(std::make_unique<Mutex>()) {}
+// The Mutex under a name of ours: public headers name nothing that a host may have a name for.
+class QNMutexPri : public Mutex {};
+
+QNMutex::QNMutex() : impl_(std::make_unique<QNMutexPri>()) {}
 
 QNMutex::~QNMutex() = default;
 

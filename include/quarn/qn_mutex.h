@@ -6,7 +6,7 @@
 
 #include <quarn/export.h>
 
-class Mutex;
+class QNMutexPri;
 
 // A mutex that the owning thread may lock again; every Lock needs its Unlock.
 //
@@ -23,7 +23,7 @@ class QUARN_EXPORT QNMutex {
   void Unlock();
 
  private:
-  std::unique_ptr<Mutex> impl_;
+  std::unique_ptr<QNMutexPri> impl_;
 };
 
 // Holds a QNMutex for as long as it lives.

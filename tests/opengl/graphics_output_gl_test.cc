@@ -369,7 +369,7 @@ TEST_F(GraphicsOutputGLTest, BGRAIsOpaqueBlack) {
 }
 
 TEST_F(GraphicsOutputGLTest, BGRAUsesTheProgramThatAHostAddsForIt) {
-  ASSERT_TRUE(device()->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
+  ASSERT_TRUE(device()->AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]));
   const test::Picture card = test::TestCard(32, 16);
   const test::Picture delivered = Deliver(card, 32, 24, GraphicsOutput::kOutputBGRA)[0];
   test::Picture expected = test::FitPicture(card, 32, 24);
