@@ -52,13 +52,17 @@ inline short AbsMax<short>(short a, short b) {
 // dst[c][i] = AddAndNormaliz(dst[c][i], src[c][i]) for every frame of the first `channels` planes. It saturates at
 // every addition, so what several sources mix to depends on their order; that is part of the interface. A plane of
 // `src` is the same as that of `dst` or does not overlap it.
+//
+// Specialisations do not follow the build's visibility: they say that they stay inside.
 template <typename T>
 void MixSample(T** dst, T** src, unsigned int frames, unsigned int channels);
 
 template <>
-void MixSample<float>(float** dst, float** src, unsigned int frames, unsigned int channels);
+[[gnu::visibility("hidden")]] void MixSample<float>(float** dst, float** src, unsigned int frames,
+                                                    unsigned int channels);
 template <>
-void MixSample<short>(short** dst, short** src, unsigned int frames, unsigned int channels);
+[[gnu::visibility("hidden")]] void MixSample<short>(short** dst, short** src, unsigned int frames,
+                                                    unsigned int channels);
 
 // AbsMax folded over every sample of the first `channels` planes, from 0. No sample that is NaN counts, so the peak is
 // never one.
@@ -66,9 +70,9 @@ template <typename T>
 T CalcPeak(T** planes, unsigned int frames, unsigned int channels);
 
 template <>
-float CalcPeak<float>(float** planes, unsigned int frames, unsigned int channels);
+[[gnu::visibility("hidden")]] float CalcPeak<float>(float** planes, unsigned int frames, unsigned int channels);
 template <>
-short CalcPeak<short>(short** planes, unsigned int frames, unsigned int channels);
+[[gnu::visibility("hidden")]] short CalcPeak<short>(short** planes, unsigned int frames, unsigned int channels);
 
 // What CalcPeak gave as a linear level, 0 to 1.
 template <typename T>

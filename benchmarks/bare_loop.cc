@@ -111,7 +111,7 @@ class BareLoop : public FrameLoop {
   explicit BareLoop(const Workload& workload) : workload_(workload) {
     if (!MakeContext()) return;
     MakeCurrent();
-    rgba_ = Link(kGlslRgba);
+    rgba_ = Link(kGsGlslRgba);
     MakeQuad();
     const auto w = static_cast<GLsizei>(workload.width);
     const auto h = static_cast<GLsizei>(workload.height);
@@ -122,16 +122,16 @@ class BareLoop : public FrameLoop {
     }
     ComputeConstants();
     switch (workload.format) {
-      case kGsFormatRGBA: AddPlane(kGlslRgba, GL_RGBA, w, h, w * 4, nullptr, 0); break;
-      case kGsFormatBGRA: AddPlane(kGlslToBgra, GL_RGBA, w, h, w * 4, nullptr, 0); break;
+      case kGsFormatRGBA: AddPlane(kGsGlslRgba, GL_RGBA, w, h, w * 4, nullptr, 0); break;
+      case kGsFormatBGRA: AddPlane(kGsGlslToBgra, GL_RGBA, w, h, w * 4, nullptr, 0); break;
       case kGsFormatI420:
-        AddPlane(kGlslToY, GL_RED, w, h, w, constants_, 16);
-        AddPlane(kGlslToU, GL_RED, w / 2, h / 2, w / 2, constants_ + 4, 16);
-        AddPlane(kGlslToV, GL_RED, w / 2, h / 2, w / 2, constants_ + 8, 16);
+        AddPlane(kGsGlslToY, GL_RED, w, h, w, constants_, 16);
+        AddPlane(kGsGlslToU, GL_RED, w / 2, h / 2, w / 2, constants_ + 4, 16);
+        AddPlane(kGsGlslToV, GL_RED, w / 2, h / 2, w / 2, constants_ + 8, 16);
         break;
       default:
-        AddPlane(kGlslToY, GL_RED, w, h, w, constants_, 16);
-        AddPlane(kGlslToUv, GL_RG, w / 2, h / 2, (w / 2) * 2, constants_ + 4, 32);
+        AddPlane(kGsGlslToY, GL_RED, w, h, w, constants_, 16);
+        AddPlane(kGsGlslToUv, GL_RG, w / 2, h / 2, (w / 2) * 2, constants_ + 4, 32);
         break;
     }
     glPixelStorei(GL_PACK_ALIGNMENT, 1);

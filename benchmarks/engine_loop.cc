@@ -79,7 +79,7 @@ class EngineLoop : public FrameLoop {
   explicit EngineLoop(const Workload& workload) {
     device_.Init();
     device_.InitThreadContext();
-    device_.AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]);
+    device_.AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]);
     scene_ = MakeRef<RefCounted<GsScene>>(workload.width, workload.height, &device_);
     if (scene_->width() == 0) return;
     const std::vector<unsigned char> pixels = Image();

@@ -1,27 +1,33 @@
-# How every target of the project is compiled.
+# How every target of the project is compiled. Variables set here end with the project's folder; what would reach further
+# (cache entries) or is the builder's own choice is only set where Quarn is built for itself.
 
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+# Sources have names of their own in unnamed namespaces: they are not to be compiled as one.
+set(CMAKE_UNITY_BUILD OFF)
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
-endif()
-
-find_program(CCACHE ccache)
-if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+if(PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+  if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+  endif()
+  find_program(QUARN_CCACHE ccache)
+  if(QUARN_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${QUARN_CCACHE})
+  endif()
 endif()
 
 # __FILE__ in a log line is the path from the root.
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
+# The library throws, catches and asks for types, in itself: a host that builds without may add it to its build.
 add_library(quarn_compile_options INTERFACE)
 target_compile_options(quarn_compile_options INTERFACE
+  -fexceptions -frtti
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-gnu-zero-variadic-macro-arguments>)
 

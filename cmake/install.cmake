@@ -1,25 +1,34 @@
 # What an installed Quarn consists of: the library, its public headers, a CMake package, a pkg-config file and, where
 # they are built, the example programs.
 
+include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(QUARN_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/quarn)
 
 install(TARGETS quarn EXPORT quarnTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/quarn DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h")
 
 install(EXPORT quarnTargets NAMESPACE quarn:: DESTINATION ${QUARN_CMAKE_DIR})
 configure_package_config_file(cmake/quarnConfig.cmake.in quarnConfig.cmake INSTALL_DESTINATION ${QUARN_CMAKE_DIR})
-write_basic_package_version_file(quarnConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+write_basic_package_version_file(quarnConfigVersion.cmake COMPATIBILITY ${QUARN_COMPATIBILITY})
 install(FILES
   ${PROJECT_BINARY_DIR}/quarnConfig.cmake
   ${PROJECT_BINARY_DIR}/quarnConfigVersion.cmake
   DESTINATION ${QUARN_CMAKE_DIR})
 
-# The pkg-config file finds its prefix from where it lies, so that an installed tree may be moved.
+# The pkg-config file finds its prefix from where it lies, so that an installed tree may be moved. Only a static library
+# leaves its own dependencies to the host.
+set(QUARN_PC_PRIVATE "")
+if(NOT QUARN_SHARED)
+  string(JOIN " " QUARN_PC_PRIVATE ${QUARN_XCB_MODULES})
+  string(PREPEND QUARN_PC_PRIVATE "Requires.private: opengl egl ")
+  string(APPEND QUARN_PC_PRIVATE "\nLibs.private: -pthread\n")
+endif()
 file(RELATIVE_PATH QUARN_PC_PREFIX
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/quarn.pc.in quarn.pc @ONLY)

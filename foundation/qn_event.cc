@@ -6,7 +6,13 @@
 #include "foundation/event.h"
 #include "foundation/logger.h"
 
-QNEvent::QNEvent(bool manual_reset) : impl_(new (std::nothrow) Event(manual_reset)) {
+// The Event under a name of ours, as QNMutexPri is.
+class QNEventPri : public Event {
+ public:
+  using Event::Event;
+};
+
+QNEvent::QNEvent(bool manual_reset) : impl_(new (std::nothrow) QNEventPri(manual_reset)) {
   if (!impl_ || !impl_->valid()) {
     Logger::default_logger()->Error("[QNEvent] no memory: nothing is signalled, and nobody waits");
   }

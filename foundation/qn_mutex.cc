@@ -7,18 +7,21 @@
 #include "foundation/mutex.h"
 #include "foundation/never_destroyed.h"
 
+// The Mutex under a name of ours: public headers name nothing that a host may have a name for.
+class QNMutexPri : public Mutex {};
+
 namespace {
 
 // What all mutexes are that found no memory: a host that locks one must be alone. It is recursive, so a thread may hold
 // several of them.
-Mutex& SharedMutex() {
-  static NeverDestroyed<Mutex> mutex;
+QNMutexPri& SharedMutex() {
+  static NeverDestroyed<QNMutexPri> mutex;
   return mutex.get();
 }
 
 }  // namespace
 
-QNMutex::QNMutex() : impl_(new (std::nothrow) Mutex) {
+QNMutex::QNMutex() : impl_(new (std::nothrow) QNMutexPri) {
   if (!impl_) Logger::default_logger()->Error("[QNMutex] no memory: it shares one mutex with others without memory");
 }
 

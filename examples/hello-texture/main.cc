@@ -41,7 +41,7 @@ struct Watcher : GsOutputTex {
 
 int main() {
   if (!GsDevice::CreateDefaultDevice(true)) return 1;
-  GsDevice::DefaultDevice()->AddShader("stripes", glsl_src[kGlslRgba + 1], kStripes);
+  GsDevice::DefaultDevice()->AddShader("stripes", glsl_src[kGsGlslRgba + 1], kStripes);
   {
     const auto scene = MakeRef<RefCounted<GsScene>>(640u, 360u, nullptr);
     scene->AddItem(MakeRef<RefCounted<Stripes>>());

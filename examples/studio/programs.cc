@@ -74,7 +74,7 @@ void main() {
 }  // namespace
 
 bool AddPrograms(GsDevice* device) {
-  const char* vertex = glsl_src[kGlslRgba + 1];
+  const char* vertex = glsl_src[kGsGlslRgba + 1];
   const auto add = [&](const char* name, const std::string& body) {
     return device->AddShader(name, vertex, (kHead + body).c_str());
   };
@@ -87,7 +87,7 @@ bool AddPrograms(GsDevice* device) {
 }
 
 bool AddBgraProgram(GsDevice* device) {
-  return device->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]);
+  return device->AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]);
 }
 
 }  // namespace studio

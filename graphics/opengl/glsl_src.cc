@@ -113,7 +113,7 @@ constexpr char kToVSource[] = QUARN_FRAGMENT_SOURCE(
 
 }  // namespace
 
-const char* const glsl_src[kGlslSrcCount] = {
+const char* const glsl_src[kGsGlslSrcCount] = {
     "rgba",    kVertexSource, kRgbaSource,    //
     "to_bgra", kVertexSource, kToBgraSource,  //
     "to_y",    kVertexSource, kToYSource,     //

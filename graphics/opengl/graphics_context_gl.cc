@@ -58,7 +58,7 @@ GraphicsContextGL::GraphicsContextGL() = default;
 GraphicsContextGL::~GraphicsContextGL() = default;
 
 void GraphicsContextGL::BuildShader() {
-  for (int row = 0; row < kGlslSrcCount; row += 3) CompileShader(glsl_src[row], glsl_src[row + 1], glsl_src[row + 2]);
+  for (int row = 0; row < kGsGlslSrcCount; row += 3) CompileShader(glsl_src[row], glsl_src[row + 1], glsl_src[row + 2]);
 }
 
 bool GraphicsContextGL::CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source) {

@@ -70,7 +70,7 @@ class QUARN_EXPORT GsOutput {
 //
 // BGRA pictures are opaque black until the host adds the program that makes them, in one line (glsl_src.h):
 //
-//   device->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]);
+//   device->AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]);
 class QUARN_EXPORT GsOutputRaw : public GsOutput {
  public:
   GsOutputRaw(GsScene* scene, unsigned int width, unsigned int height, GsFormat format, GsDevice* device);

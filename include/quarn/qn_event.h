@@ -4,7 +4,7 @@
 
 #include <quarn/export.h>
 
-class Event;
+class QNEventPri;
 
 // A flag that threads wait for. An automatic event is cleared by the wait that it satisfies; a manual one
 // stays signalled until Reset. One that finds no memory says so in the log: then every operation returns false at once.
@@ -36,7 +36,7 @@ class QUARN_EXPORT QNEvent {
   bool Try();
 
  private:
-  Event* impl_;
+  QNEventPri* impl_;
 };
 
 #endif  // QUARN_QN_EVENT_H_

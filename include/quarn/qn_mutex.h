@@ -6,7 +6,7 @@
 
 #include <quarn/export.h>
 
-class Mutex;
+class QNMutexPri;
 
 // A mutex that the owning thread may lock again; every Lock needs its Unlock. One that finds no memory says so in the
 // log and shares one mutex with all others that found none: it excludes as it should, and more than that.
@@ -24,7 +24,7 @@ class QUARN_EXPORT QNMutex {
   void Unlock();
 
  private:
-  std::unique_ptr<Mutex> impl_;
+  std::unique_ptr<QNMutexPri> impl_;
 };
 
 // Holds a QNMutex for as long as it lives.

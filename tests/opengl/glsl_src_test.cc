@@ -84,19 +84,19 @@ std::string FrameFromOutput() {
 }
 
 TEST(GlslSrcTest, HasSixRowsInOrder) {
-  ASSERT_EQ(kGlslSrcCount, 18);
-  EXPECT_STREQ(glsl_src[kGlslRgba], "rgba");
-  EXPECT_STREQ(glsl_src[kGlslToBgra], "to_bgra");
-  EXPECT_STREQ(glsl_src[kGlslToY], "to_y");
-  EXPECT_STREQ(glsl_src[kGlslToUv], "to_uv");
-  EXPECT_STREQ(glsl_src[kGlslToU], "to_u");
-  EXPECT_STREQ(glsl_src[kGlslToV], "to_v");
-  EXPECT_EQ(kGlslRgba, 0);
-  EXPECT_EQ(kGlslToBgra, 3);
-  EXPECT_EQ(kGlslToY, 6);
-  EXPECT_EQ(kGlslToUv, 9);
-  EXPECT_EQ(kGlslToU, 12);
-  EXPECT_EQ(kGlslToV, 15);
+  ASSERT_EQ(kGsGlslSrcCount, 18);
+  EXPECT_STREQ(glsl_src[kGsGlslRgba], "rgba");
+  EXPECT_STREQ(glsl_src[kGsGlslToBgra], "to_bgra");
+  EXPECT_STREQ(glsl_src[kGsGlslToY], "to_y");
+  EXPECT_STREQ(glsl_src[kGsGlslToUv], "to_uv");
+  EXPECT_STREQ(glsl_src[kGsGlslToU], "to_u");
+  EXPECT_STREQ(glsl_src[kGsGlslToV], "to_v");
+  EXPECT_EQ(kGsGlslRgba, 0);
+  EXPECT_EQ(kGsGlslToBgra, 3);
+  EXPECT_EQ(kGsGlslToY, 6);
+  EXPECT_EQ(kGsGlslToUv, 9);
+  EXPECT_EQ(kGsGlslToU, 12);
+  EXPECT_EQ(kGsGlslToV, 15);
 }
 
 // Other static initialisers may read the table, before main.
@@ -104,17 +104,17 @@ const std::string first_name_at_static_initialisation = glsl_src[0];
 TEST(GlslSrcTest, IsFilledBeforeMain) { EXPECT_EQ(first_name_at_static_initialisation, "rgba"); }
 
 TEST(GlslSrcTest, EveryRowHasTheCommonVertexSource) {
-  for (int row = 0; row < kGlslSrcCount; row += 3) EXPECT_STREQ(glsl_src[row + 1], kCommonVertex) << glsl_src[row];
+  for (int row = 0; row < kGsGlslSrcCount; row += 3) EXPECT_STREQ(glsl_src[row + 1], kCommonVertex) << glsl_src[row];
 }
 
-TEST(GlslSrcTest, RgbaIsTheTextureCopy) { EXPECT_STREQ(glsl_src[kGlslRgba + 2], kTextureCopy); }
+TEST(GlslSrcTest, RgbaIsTheTextureCopy) { EXPECT_STREQ(glsl_src[kGsGlslRgba + 2], kTextureCopy); }
 
 TEST(GlslSrcTest, SourcesCarryNoVersionLine) {
-  for (int i = 0; i < kGlslSrcCount; ++i) EXPECT_THAT(glsl_src[i], Not(HasSubstr("#version")));
+  for (int i = 0; i < kGsGlslSrcCount; ++i) EXPECT_THAT(glsl_src[i], Not(HasSubstr("#version")));
 }
 
 TEST(GlslSrcTest, ConversionsShareTheFrameOfTheTextureCopy) {
-  for (int row = 0; row < kGlslSrcCount; row += 3) {
+  for (int row = 0; row < kGsGlslSrcCount; row += 3) {
     EXPECT_THAT(glsl_src[row + 2], StartsWith(FrameUpToSampler())) << glsl_src[row];
     EXPECT_THAT(glsl_src[row + 2], EndsWith(FrameFromOutput())) << glsl_src[row];
     EXPECT_THAT(glsl_src[row + 2], HasSubstr("#if __VERSION__ >= 150\n    vec4 rgba = texture(u_tex0, coord);\n#else\n"
@@ -124,15 +124,15 @@ TEST(GlslSrcTest, ConversionsShareTheFrameOfTheTextureCopy) {
 }
 
 TEST(GlslSrcTest, ConversionsComputeTheirRule) {
-  EXPECT_THAT(glsl_src[kGlslToBgra + 2], HasSubstr("vec4(rgba.b, rgba.g, rgba.r, rgba.a)"));
-  EXPECT_THAT(glsl_src[kGlslToBgra + 2], Not(HasSubstr("u_buf0")));
-  EXPECT_THAT(glsl_src[kGlslToY + 2], HasSubstr("dot(color_vec.xyz, rgba.rgb) + color_vec.w"));
-  EXPECT_THAT(glsl_src[kGlslToY + 2], HasSubstr("vec4(y, 0.0, 0.0, 0.0)"));
-  EXPECT_THAT(glsl_src[kGlslToU + 2], HasSubstr("dot(color_vec_u.xyz, rgba.rgb) + color_vec_u.w"));
-  EXPECT_THAT(glsl_src[kGlslToU + 2], HasSubstr("vec4(u, 0.0, 0.0, 0.0)"));
-  EXPECT_THAT(glsl_src[kGlslToV + 2], HasSubstr("dot(color_vec_v.xyz, rgba.rgb) + color_vec_v.w"));
-  EXPECT_THAT(glsl_src[kGlslToV + 2], HasSubstr("vec4(v, 0.0, 0.0, 0.0)"));
-  const char* const to_uv = glsl_src[kGlslToUv + 2];
+  EXPECT_THAT(glsl_src[kGsGlslToBgra + 2], HasSubstr("vec4(rgba.b, rgba.g, rgba.r, rgba.a)"));
+  EXPECT_THAT(glsl_src[kGsGlslToBgra + 2], Not(HasSubstr("u_buf0")));
+  EXPECT_THAT(glsl_src[kGsGlslToY + 2], HasSubstr("dot(color_vec.xyz, rgba.rgb) + color_vec.w"));
+  EXPECT_THAT(glsl_src[kGsGlslToY + 2], HasSubstr("vec4(y, 0.0, 0.0, 0.0)"));
+  EXPECT_THAT(glsl_src[kGsGlslToU + 2], HasSubstr("dot(color_vec_u.xyz, rgba.rgb) + color_vec_u.w"));
+  EXPECT_THAT(glsl_src[kGsGlslToU + 2], HasSubstr("vec4(u, 0.0, 0.0, 0.0)"));
+  EXPECT_THAT(glsl_src[kGsGlslToV + 2], HasSubstr("dot(color_vec_v.xyz, rgba.rgb) + color_vec_v.w"));
+  EXPECT_THAT(glsl_src[kGsGlslToV + 2], HasSubstr("vec4(v, 0.0, 0.0, 0.0)"));
+  const char* const to_uv = glsl_src[kGsGlslToUv + 2];
   EXPECT_THAT(to_uv, HasSubstr("dot(color_vec_u.xyz, rgba.rgb) + color_vec_u.w"));
   EXPECT_THAT(to_uv, HasSubstr("dot(color_vec_v.xyz, rgba.rgb) + color_vec_v.w"));
   // Two channels where MACOSX is defined, which every program's prefix does; four elsewhere.

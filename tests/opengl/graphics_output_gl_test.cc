@@ -284,27 +284,38 @@ class OutputPictureTest : public GraphicsOutputGLTest, public ::testing::WithPar
   std::vector<test::Picture> DeliverAs(OutputFormat format) {
     return Deliver(source_, GetParam().width, GetParam().height, format);
   }
+  // That a delivered plane is the reference's.
+  testing::AssertionResult IsFitted(const test::Picture& rgba) {
+    return test::PicturesMatchWithEdges(
+        rgba,
+        [this](const test::Edges& edges) {
+          return test::FitPicture(source_, GetParam().width, GetParam().height, edges);
+        },
+        kTolerance);
+  }
+  testing::AssertionResult IsConverted(const test::Picture& plane, test::Picture test::YuvPlanes::*which) {
+    return test::PicturesMatchWithEdges(
+        plane,
+        [this, which](const test::Edges& edges) {
+          return test::ConvertToYuv(source_, GetParam().width, GetParam().height, edges).*which;
+        },
+        kTolerance);
+  }
 };
 
-TEST_P(OutputPictureTest, RGBA) {
-  const std::vector<test::Picture> planes = DeliverAs(GraphicsOutput::kOutputRGBA);
-  EXPECT_TRUE(
-      test::PicturesMatch(planes[0], test::FitPicture(source_, GetParam().width, GetParam().height), kTolerance));
-}
+TEST_P(OutputPictureTest, RGBA) { EXPECT_TRUE(IsFitted(DeliverAs(GraphicsOutput::kOutputRGBA)[0])); }
 
 TEST_P(OutputPictureTest, I420) {
   const std::vector<test::Picture> planes = DeliverAs(GraphicsOutput::kOutputI420);
-  const test::YuvPlanes expected = test::ConvertToYuv(source_, GetParam().width, GetParam().height);
-  EXPECT_TRUE(test::PicturesMatch(planes[0], expected.y, kTolerance));
-  EXPECT_TRUE(test::PicturesMatch(planes[1], expected.u, kTolerance));
-  EXPECT_TRUE(test::PicturesMatch(planes[2], expected.v, kTolerance));
+  EXPECT_TRUE(IsConverted(planes[0], &test::YuvPlanes::y));
+  EXPECT_TRUE(IsConverted(planes[1], &test::YuvPlanes::u));
+  EXPECT_TRUE(IsConverted(planes[2], &test::YuvPlanes::v));
 }
 
 TEST_P(OutputPictureTest, NV12) {
   const std::vector<test::Picture> planes = DeliverAs(GraphicsOutput::kOutputNV12);
-  const test::YuvPlanes expected = test::ConvertToYuv(source_, GetParam().width, GetParam().height);
-  EXPECT_TRUE(test::PicturesMatch(planes[0], expected.y, kTolerance));
-  EXPECT_TRUE(test::PicturesMatch(planes[1], expected.uv, kTolerance));
+  EXPECT_TRUE(IsConverted(planes[0], &test::YuvPlanes::y));
+  EXPECT_TRUE(IsConverted(planes[1], &test::YuvPlanes::uv));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -371,7 +382,7 @@ TEST_F(GraphicsOutputGLTest, BGRAIsOpaqueBlack) {
 }
 
 TEST_F(GraphicsOutputGLTest, BGRAUsesTheProgramThatAHostAddsForIt) {
-  ASSERT_TRUE(device()->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
+  ASSERT_TRUE(device()->AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]));
   const test::Picture card = test::TestCard(32, 16);
   const test::Picture delivered = Deliver(card, 32, 24, GraphicsOutput::kOutputBGRA)[0];
   test::Picture expected = test::FitPicture(card, 32, 24);

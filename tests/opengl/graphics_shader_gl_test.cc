@@ -15,8 +15,8 @@ using ::testing::IsEmpty;
 
 constexpr char kPrefix[] = "#version 150\n#define MACOSX\n";
 
-const std::string kVertex = std::string(kPrefix) + glsl_src[kGlslRgba + 1];
-const std::string kFragment = std::string(kPrefix) + glsl_src[kGlslRgba + 2];
+const std::string kVertex = std::string(kPrefix) + glsl_src[kGsGlslRgba + 1];
+const std::string kFragment = std::string(kPrefix) + glsl_src[kGsGlslRgba + 2];
 const std::string kBroken = std::string(kPrefix) + "void main() { nonsense; }\n";
 // Compiles, and does not link: the function has no body.
 const std::string kUnlinkable = std::string(kPrefix) + "vec4 missing(); out vec4 c; void main() { c = missing(); }\n";

@@ -136,8 +136,8 @@ class World {
       : picture_(host::MakeTexture(host::MakePattern(16, 16, 200), device)),
         filter_(picture_.get(), device),
         view_({}, 80, 60, device) {
-    EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
-    EXPECT_TRUE(device->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
+    EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGsGlslRgba + 1], host::kTintSource));
+    EXPECT_TRUE(device->AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]));
     filter_.Attach();
     scene_ = MakeScene(64, 48, device);
     for (int i = 0; i < 8; ++i) {

@@ -287,8 +287,8 @@ TEST_F(BadInputTest, ConstantBufferOfAnImpossibleSizeIsInert) {
 }
 
 TEST_F(BadInputTest, ShaderThatCannotBeBuiltIsRefused) {
-  const char* const vertex = glsl_src[kGlslRgba + 1];
-  const char* const fragment = glsl_src[kGlslRgba + 2];
+  const char* const vertex = glsl_src[kGsGlslRgba + 1];
+  const char* const fragment = glsl_src[kGsGlslRgba + 2];
   EXPECT_FALSE(device.AddShader(nullptr, vertex, fragment));
   EXPECT_FALSE(device.AddShader("name", nullptr, fragment));
   EXPECT_FALSE(device.AddShader("name", vertex, nullptr));

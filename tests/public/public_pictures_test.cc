@@ -60,7 +60,7 @@ class Composition {
         canvas_(width, height, test::kOpaqueBlack),
         tint_(kTint, sizeof(kTint), device),
         filter_(80, 40, device) {
-    EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
+    EXPECT_TRUE(device->AddShader(kTintName, glsl_src[kGsGlslRgba + 1], host::kTintSource));
     const float w = static_cast<float>(width);
     const float h = static_cast<float>(height);
 
@@ -180,7 +180,7 @@ TEST_P(OutputSizesTest, RgbaMatchesTheReference) {
 }
 
 TEST_P(OutputSizesTest, BgraMatchesTheReferenceWithTheProgram) {
-  ASSERT_TRUE(device.AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
+  ASSERT_TRUE(device.AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]));
   const auto planes = Deliver(kGsFormatBGRA);
   Picture expected = test::FitPicture(source, GetParam().width, GetParam().height);
   for (std::size_t i = 0; i < expected.pixels.size(); i += 4) std::swap(expected.pixels[i], expected.pixels[i + 2]);
@@ -228,7 +228,7 @@ TEST_F(GsOutputRawTest, BgraTakesUpTheProgramBetweenFrames) {
   host::Receiver receiver(scene, 4, 4, kGsFormatBGRA, &device);
   ASSERT_TRUE(receiver.Start());
   Frame(1);
-  ASSERT_TRUE(device.AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
+  ASSERT_TRUE(device.AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]));
   Frame(2);
   const auto deliveries = receiver.WaitFor(2);
   receiver.Stop();
@@ -360,7 +360,7 @@ TEST_F(GsTextureTest, UpdateShowsInTheNextFrame) {
 class GsConstantBufferTest : public host::DrivenTest {};
 
 TEST_F(GsConstantBufferTest, UpdateShowsInTheNextFrameAndUnbindGivesZeros) {
-  ASSERT_TRUE(device.AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
+  ASSERT_TRUE(device.AddShader(kTintName, glsl_src[kGsGlslRgba + 1], host::kTintSource));
   const auto white = host::MakeColor(255, 255, 255, 255, &device);
   const float half[] = {0.5f, 0.5f, 0.5f, 1.0f};
   const float green[] = {0.0f, 1.0f, 0.0f, 1.0f};

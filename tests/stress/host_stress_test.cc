@@ -54,8 +54,8 @@ class HostStressTest : public host::ThreadedTest {
   void SetUp() override {
     ThreadedTest::SetUp();
     device->SetFps(500);
-    ASSERT_TRUE(device->AddShader(kTintName, glsl_src[kGlslRgba + 1], host::kTintSource));
-    ASSERT_TRUE(device->AddShader("to_rgba", glsl_src[kGlslToBgra + 1], glsl_src[kGlslToBgra + 2]));
+    ASSERT_TRUE(device->AddShader(kTintName, glsl_src[kGsGlslRgba + 1], host::kTintSource));
+    ASSERT_TRUE(device->AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]));
     pattern = host::MakePattern(16, 16, 128);
     texture = host::MakeTexture(pattern, device);
     constants = std::make_unique<GsConstantBuffer>(16, device);
@@ -177,7 +177,8 @@ class HostStressTest : public host::ThreadedTest {
       }
       if (random() % 2) passing_filter.Detach();
       scene->RemoveItem(item);
-      device->AddShader(random() % 2 ? "one name" : "another name", glsl_src[kGlslRgba + 1], glsl_src[kGlslRgba + 2]);
+      device->AddShader(random() % 2 ? "one name" : "another name", glsl_src[kGsGlslRgba + 1],
+                        glsl_src[kGsGlslRgba + 2]);
     };
   }
 

@@ -23,7 +23,7 @@ Color Mix(const Color& a, const Color& b, float t) {
 
 // Calls visit(x, y, u, v) for every pixel of a target whose centre lies in the rectangle.
 template <class Visit>
-void ForEachCovered(int width, int height, const Placement& placement, const Visit& visit) {
+void ForEachCovered(int width, int height, const Placement& placement, const Edges& edges, const Visit& visit) {
   const double cosine = std::cos(static_cast<double>(placement.rotation));
   const double sine = std::sin(static_cast<double>(placement.rotation));
   for (int y = 0; y < height; ++y) {
@@ -33,9 +33,9 @@ void ForEachCovered(int width, int height, const Placement& placement, const Vis
       // Turned back into the rectangle's own frame.
       const double u = (dx * cosine + dy * sine) / placement.width + 0.5;
       const double v = (dy * cosine - dx * sine) / placement.height + 0.5;
-      // A centre on an edge belongs to the left and the bottom one. GL leaves the choice to the driver, and drivers
-      // that count rows from the bottom choose so.
-      if (u >= 0.0 && u < 1.0 && v > 0.0 && v <= 1.0) visit(x, y, static_cast<float>(u), static_cast<float>(v));
+      const bool across = (u > 0.0 && u < 1.0) || (edges.left && u == 0.0) || (edges.right && u == 1.0);
+      const bool down = (v > 0.0 && v < 1.0) || (edges.top && v == 0.0) || (edges.bottom && v == 1.0);
+      if (across && down) visit(x, y, static_cast<float>(u), static_cast<float>(v));
     }
   }
 }
@@ -58,9 +58,10 @@ constexpr Weights kU = {-112.0 / 255.0 * kRed / (1.0 - kBlue), -112.0 / 255.0 * 
 constexpr Weights kV = {112.0 / 255.0, -112.0 / 255.0 * kGreen / (1.0 - kRed), -112.0 / 255.0 * kBlue / (1.0 - kRed),
                         128.0 / 255.0};
 
-Picture ConvertPlane(const Picture& source, int width, int height, const FittedSize& size, const Weights& weights) {
+Picture ConvertPlane(const Picture& source, int width, int height, const FittedSize& size, const Weights& weights,
+                     const Edges& edges) {
   Picture plane(width, height, 1);
-  ForEachCovered(width, height, {0.0f, 0.0f, size.width, size.height}, [&](int x, int y, float u, float v) {
+  ForEachCovered(width, height, {0.0f, 0.0f, size.width, size.height}, edges, [&](int x, int y, float u, float v) {
     const Color color = SampleLinear(source, u, v);
     *plane.at(x, y) =
         ToByte(static_cast<float>(weights.r * color.r + weights.g * color.g + weights.b * color.b + weights.offset));
@@ -93,8 +94,8 @@ Canvas::Canvas(int width, int height, const Color& clear) : picture_(width, heig
   }
 }
 
-void Canvas::Draw(const Placement& placement, const Shading& shading, bool blend) {
-  ForEachCovered(picture_.width, picture_.height, placement, [&](int x, int y, float u, float v) {
+void Canvas::Draw(const Placement& placement, const Shading& shading, bool blend, const Edges& edges) {
+  ForEachCovered(picture_.width, picture_.height, placement, edges, [&](int x, int y, float u, float v) {
     const Color source = shading(u, v);
     const Color color = blend ? Mix(ColorAt(picture_, x, y), source, source.a) : source;
     unsigned char* const pixel = picture_.at(x, y);
@@ -110,9 +111,9 @@ void Canvas::DrawSolid(const Placement& placement, const Color& color, bool blen
       placement, [&color](float, float) { return color; }, blend);
 }
 
-void Canvas::DrawPicture(const Placement& placement, const Picture& picture, bool blend) {
+void Canvas::DrawPicture(const Placement& placement, const Picture& picture, bool blend, const Edges& edges) {
   Draw(
-      placement, [&picture](float u, float v) { return SampleLinear(picture, u, v); }, blend);
+      placement, [&picture](float u, float v) { return SampleLinear(picture, u, v); }, blend, edges);
 }
 
 FittedSize FitSize(int source_width, int source_height, int width, int height) {
@@ -124,20 +125,20 @@ FittedSize FitSize(int source_width, int source_height, int width, int height) {
   return {h * source_aspect, h};
 }
 
-Picture FitPicture(const Picture& source, int width, int height) {
+Picture FitPicture(const Picture& source, int width, int height, const Edges& edges) {
   const FittedSize size = FitSize(source.width, source.height, width, height);
   Canvas canvas(width, height, kOpaqueBlack);
-  canvas.DrawPicture({0.0f, 0.0f, size.width, size.height}, source, /*blend=*/false);
+  canvas.DrawPicture({0.0f, 0.0f, size.width, size.height}, source, /*blend=*/false, edges);
   return canvas.picture();
 }
 
-YuvPlanes ConvertToYuv(const Picture& source, int width, int height) {
+YuvPlanes ConvertToYuv(const Picture& source, int width, int height, const Edges& edges) {
   const FittedSize size = FitSize(source.width, source.height, width, height);
   const FittedSize half = {size.width / 2.0f, size.height / 2.0f};
   YuvPlanes planes;
-  planes.y = ConvertPlane(source, width, height, size, kY);
-  planes.u = ConvertPlane(source, width / 2, height / 2, half, kU);
-  planes.v = ConvertPlane(source, width / 2, height / 2, half, kV);
+  planes.y = ConvertPlane(source, width, height, size, kY, edges);
+  planes.u = ConvertPlane(source, width / 2, height / 2, half, kU, edges);
+  planes.v = ConvertPlane(source, width / 2, height / 2, half, kV, edges);
   planes.uv = Picture(width / 2, height / 2, 2);
   for (int y = 0; y < height / 2; ++y) {
     for (int x = 0; x < width / 2; ++x) {
@@ -146,6 +147,22 @@ YuvPlanes ConvertToYuv(const Picture& source, int width, int height) {
     }
   }
   return planes;
+}
+
+::testing::AssertionResult PicturesMatchWithEdges(const Picture& actual,
+                                                  const std::function<Picture(const Edges& edges)>& reference,
+                                                  const Tolerance& tolerance) {
+  for (const bool left : {true, false}) {
+    for (const bool right : {false, true}) {
+      for (const bool top : {false, true}) {
+        for (const bool bottom : {true, false}) {
+          const Picture expected = reference({left, right, top, bottom});
+          if (AreAlike(actual, expected, tolerance)) return PicturesMatch(actual, expected, tolerance);
+        }
+      }
+    }
+  }
+  return PicturesMatch(actual, reference(Edges()), tolerance);
 }
 
 }  // namespace test

@@ -43,17 +43,27 @@ using Shading = std::function<Color(float u, float v)>;
 // GL_LINEAR with GL_CLAMP_TO_EDGE of an RGBA picture that shows upright; (0, 0) is its top left corner.
 Color SampleLinear(const Picture& picture, float u, float v);
 
+// Which edges of a rectangle have the pixels whose centres lie exactly on them. GL leaves it to the driver, and says
+// only that of two rectangles which share the edge one does. These are the edges of drivers that count rows from the
+// bottom.
+struct Edges {
+  bool left = true;
+  bool right = false;
+  bool top = false;
+  bool bottom = true;
+};
+
 // A target of 8 bits a channel, R G B A. A pixel belongs to a rectangle when its centre does; of centres on an edge,
-// those on the left and the bottom one do.
+// those that Edges says.
 class Canvas {
  public:
   Canvas(int width, int height, const Color& clear);
 
   // With `blend`, colours are mixed as scenes mix them: all four channels by the alpha of what is drawn. Else they are
   // stored as they are.
-  void Draw(const Placement& placement, const Shading& shading, bool blend = true);
+  void Draw(const Placement& placement, const Shading& shading, bool blend = true, const Edges& edges = {});
   void DrawSolid(const Placement& placement, const Color& color, bool blend = true);
-  void DrawPicture(const Placement& placement, const Picture& picture, bool blend = true);
+  void DrawPicture(const Placement& placement, const Picture& picture, bool blend = true, const Edges& edges = {});
 
   const Picture& picture() const { return picture_; }
 
@@ -69,7 +79,7 @@ struct FittedSize {
 FittedSize FitSize(int source_width, int source_height, int width, int height);
 
 // What an RGBA output of that size delivers of a scene that shows `source`: fitted and centred, the rest opaque black.
-Picture FitPicture(const Picture& source, int width, int height);
+Picture FitPicture(const Picture& source, int width, int height, const Edges& edges = {});
 
 // The planes of limited-range BT.709 that an I420 or NV12 output of that size delivers of a scene that shows `source`.
 // Each plane is drawn at its own size: chroma samples the source once for each of its pixels. What the source does not
@@ -80,7 +90,13 @@ struct YuvPlanes {
   Picture v;
   Picture uv;  // The two of them as pairs.
 };
-YuvPlanes ConvertToYuv(const Picture& source, int width, int height);
+YuvPlanes ConvertToYuv(const Picture& source, int width, int height, const Edges& edges = {});
+
+// PicturesMatch with a reference whose edges are those of the driver: the picture must be the reference for one way to
+// decide each of them. A pixel that lies on no edge has one value as ever.
+::testing::AssertionResult PicturesMatchWithEdges(const Picture& actual,
+                                                  const std::function<Picture(const Edges& edges)>& reference,
+                                                  const Tolerance& tolerance);
 
 }  // namespace test
 

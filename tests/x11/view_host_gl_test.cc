@@ -165,7 +165,7 @@ TYPED_TEST(ViewHostGlTest, IsLeftCurrentByEveryCall) {
   ASSERT_TRUE(GsDevice::CreateDefaultDevice(true));
   EXPECT_TRUE(host_gl.IsCurrent()) << "after CreateDefaultDevice";
   GsDevice* const device = GsDevice::DefaultDevice();
-  EXPECT_TRUE(device->AddShader("tint", glsl_src[kGlslRgba + 1], host::kTintSource));
+  EXPECT_TRUE(device->AddShader("tint", glsl_src[kGsGlslRgba + 1], host::kTintSource));
   EXPECT_TRUE(host_gl.IsCurrent()) << "after AddShader";
   {
     auto scene = std::make_unique<PatternScene>(64, 48, device);
