@@ -30,6 +30,9 @@ __attribute__((noinline)) void* operator new(std::size_t size) {
   if (void* const block = std::malloc(size)) return block;
   throw std::bad_alloc();
 }
+__attribute__((noinline)) void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size);
+}
 __attribute__((noinline)) void operator delete(void* block) noexcept {
   if (block && block == watched_block) watched_block_freed = true;
   std::free(block);
