@@ -29,8 +29,8 @@ class QUARN_EXPORT GsConstantBuffer {
   GsConstantBuffer(const GsConstantBuffer&) = delete;
   GsConstantBuffer& operator=(const GsConstantBuffer&) = delete;
 
-  // Makes the block u_buf`slot` of what is drawn next read this buffer. `slot` is 0 to 9. A buffer serves one slot at a
-  // time: Unbind before it takes another. Returns false when there is no buffer or the slot is out of range.
+  // Makes the block u_buf`slot` of what is drawn next read this buffer. `slot` is 0 to 9: no block reads another. A
+  // buffer serves one slot at a time: Unbind before it takes another. Returns false when there is no buffer.
   bool Bind(int slot);
   // Gives the block back: it reads zeros again.
   void Unbind();
