@@ -126,15 +126,14 @@ void GraphicsContextImpl::BuildShader() { Logger::default_logger()->Warn("BuildS
 
 // The context is the capability that callers see, so the analysis cannot follow it to the locks inside.
 void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
-  const std::thread::id self = std::this_thread::get_id();
-  if (owner_.load(std::memory_order_relaxed) == self) {
+  if (HeldByCaller()) {
     lock_.Lock();
   } else {
     // A render thread that is late takes the lock again as soon as it has given it back, for stage after stage. Whoever
     // waits holds the turnstile, so that it stops there and cannot keep the waiter out.
     MutexLocker<Mutex> turnstile(turnstile_);
     lock_.Lock();
-    owner_.store(self, std::memory_order_relaxed);
+    owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
   }
   ++lock_count_;
 }
@@ -142,6 +141,10 @@ void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
 void GraphicsContextImpl::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
   if (--lock_count_ == 0) owner_.store(std::thread::id(), std::memory_order_relaxed);
   lock_.Unlock();
+}
+
+bool GraphicsContextImpl::HeldByCaller() const {
+  return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
 }
 
 void GraphicsContextImpl::AddFilter(GraphicsFilter* filter) {

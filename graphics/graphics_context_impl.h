@@ -57,6 +57,8 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   // several that is, is not said.
   void Lock() QUARN_ACQUIRE();
   void Unlock() QUARN_RELEASE();
+  // Whether the calling thread holds the lock: it does in every stage of a frame, and in what a stage calls.
+  bool HeldByCaller() const;
 
   // Registries: insertion order, each pointer once, nothing owned. Null, a second Add and an unknown Remove are
   // ignored.

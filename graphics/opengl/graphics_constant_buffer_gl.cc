@@ -62,10 +62,14 @@ void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
 }
 
 bool GraphicsConstantBufferGL::Bind(int slot) {
-  if (!context() || !buffer_ || slot < 0 || !context()->CanDraw("Binding a constant buffer")) return false;
-  binding_ = slot + 1;
-  glBindBufferRange(GL_UNIFORM_BUFFER, static_cast<GLuint>(binding_), buffer_, 0, size_);
-  context()->AddUboIndex(binding_);
+  if (!context() || !buffer_ || !context()->CanDraw("Binding a constant buffer")) return false;
+  // Unsigned, because the highest slot has no point after it. GL refuses a point that it does not have, and the next
+  // check says so.
+  const GLuint point = static_cast<GLuint>(slot) + 1;
+  glBindBufferRange(GL_UNIFORM_BUFFER, point, buffer_, 0, size_);
+  binding_ = static_cast<int>(point);
+  // Point 0 is bound anew by every draw that has matrices.
+  if (binding_ >= 1) context()->AddUboIndex(binding_);
   return true;
 }
 

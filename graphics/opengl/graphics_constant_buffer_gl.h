@@ -20,7 +20,8 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
   // Another Init makes the buffer anew.
   bool Init();
   void Update(const void* data, unsigned int size) override;
-  // Slot s claims the binding point s + 1; point 0 is the matrices'.
+  // Slot s claims the binding point s + 1; point 0 is the matrices', and what is below it is nobody's: neither is
+  // claimed.
   bool Bind(int slot) override;
   // Gives the point back. The buffer stays bound there until the next draw finds the point unclaimed.
   void Unbind() override;

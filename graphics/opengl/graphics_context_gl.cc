@@ -155,11 +155,8 @@ void GraphicsContextGL::UnbindShader() {
 
 void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
   if (!CanDraw("SetViewport", true)) return;
-  // What does not fit a GLint would turn negative; drivers clamp the rest.
-  const auto clamp = [](unsigned int value) {
-    return static_cast<GLint>(std::min(value, static_cast<unsigned int>(std::numeric_limits<GLint>::max())));
-  };
-  glViewport(clamp(x), clamp(y), clamp(width), clamp(height));
+  // As they are: a side that turns negative so is GL's to refuse, and the next check says it.
+  glViewport(static_cast<GLint>(x), static_cast<GLint>(y), static_cast<GLsizei>(width), static_cast<GLsizei>(height));
 }
 
 void GraphicsContextGL::DrawRect(const internal_transform& transform, const internal_vec2& target_size) {

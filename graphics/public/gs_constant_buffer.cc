@@ -6,12 +6,6 @@
 #include "graphics/graphics_device.h"
 #include "graphics/public/device_resolve.h"
 
-namespace {
-
-constexpr int kSlotCount = 10;  // The uniform blocks u_buf0 to u_buf9.
-
-}  // namespace
-
 GsConstantBuffer::GsConstantBuffer(const void* data, unsigned int size, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);
   if (engine && size > 0) impl_ = engine->CreateConstantBuffer(size, data);
@@ -21,7 +15,7 @@ GsConstantBuffer::GsConstantBuffer(unsigned int size, GsDevice* device) : GsCons
 
 GsConstantBuffer::~GsConstantBuffer() { delete impl_; }
 
-bool GsConstantBuffer::Bind(int slot) { return impl_ && slot >= 0 && slot < kSlotCount && impl_->Bind(slot); }
+bool GsConstantBuffer::Bind(int slot) { return impl_ && impl_->Bind(slot); }
 
 void GsConstantBuffer::Unbind() {
   if (impl_) impl_->Unbind();

@@ -4,6 +4,7 @@
 
 #include "foundation/logger.h"
 #include "graphics/graphics_device_impl.h"
+#include "graphics/public/context_lock.h"
 
 GsDevice* app_default_device = nullptr;
 
@@ -18,10 +19,15 @@ bool GsDevice::CreateDefaultDevice(bool start) {
 GsDevice* GsDevice::DefaultDevice() { return app_default_device; }
 
 void GsDevice::DestroyDefaultDevice() {
-  const auto* const engine =
-      app_default_device ? dynamic_cast<GraphicsDeviceImpl*>(app_default_device->impl_) : nullptr;
+  auto* const engine = app_default_device ? dynamic_cast<GraphicsDeviceImpl*>(app_default_device->impl_) : nullptr;
   if (engine && engine->OnOwnRenderThread()) {
     Logger::default_logger()->Error("[GsDevice] the default device stays: it cannot be destroyed on its render thread");
+    return;
+  }
+  const GraphicsContextImpl* const context = engine ? LockableContext(engine->gs_context()) : nullptr;
+  if (context && context->HeldByCaller()) {
+    Logger::default_logger()->Error(
+        "[GsDevice] the default device stays: it cannot be destroyed inside one of its stages");
     return;
   }
   // The last frame may still ask for the default device, so the global outlasts the render thread.

@@ -73,6 +73,7 @@ unsigned int GsFilter::height() const { return impl_ ? impl_->height() : 0; }
 
 void GsFilter::Resize(unsigned int width, unsigned int height) {
   if (!impl_) return;
+  ContextLock lock(context_);  // A frame may be about to bind what the old wrapper wraps.
   impl_->Resize(width, height);
   // The old wrapper goes last, so that a host can tell the new one by its address.
   GsTexture* old = texture_;

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Copies the host's rows into `out`. Returns false, with an error line, when there are no such rows.
+// Copies the host's rows into `out`. Returns false, with an error line, when there are none.
 bool CopyPixels(const unsigned char* data, unsigned int stride, GraphicsFormatInternal format, unsigned int width,
                 unsigned int height, GraphicsFrame* out) {
   if (!data) {
@@ -22,11 +22,6 @@ bool CopyPixels(const unsigned char* data, unsigned int stride, GraphicsFormatIn
     return false;
   }
   GraphicsFrame frame(format, width, height);
-  if (stride < frame.linesize[0]) {
-    Logger::default_logger()->Error("[GsTexture] a stride of %u bytes is shorter than a row of %u bytes", stride,
-                                    frame.linesize[0]);
-    return false;
-  }
   const unsigned char* planes[4] = {data, nullptr, nullptr, nullptr};
   unsigned int strides[4] = {stride, 0, 0, 0};
   frame.Copy(planes, strides, format, width, height);

@@ -29,9 +29,9 @@ class QUARN_EXPORT GsConstantBuffer {
   GsConstantBuffer(const GsConstantBuffer&) = delete;
   GsConstantBuffer& operator=(const GsConstantBuffer&) = delete;
 
-  // Makes the block u_buf`slot` of what is drawn next read this buffer. `slot` is 0 to 9. A buffer serves one slot at a
-  // time: Unbind before it takes another. Returns false when there is no buffer, when the slot is out of range, and at
-  // any other time than inside such a call.
+  // Makes the block u_buf`slot` of what is drawn next read this buffer. `slot` is 0 to 9: no block reads another. A
+  // buffer serves one slot at a time: Unbind before it takes another. Returns false when there is no buffer, and at any
+  // other time than inside such a call.
   bool Bind(int slot);
   // Gives the block back: it reads zeros again.
   void Unbind();

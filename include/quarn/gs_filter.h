@@ -14,7 +14,7 @@ class GsTexture;
 // override Draw. Filters run in the order of their attaching, before any scene, so that an item may sample texture()
 // in the same frame.
 //
-// Thread: Attach and Detach from any; the rest is caller-serialised with drawing.
+// Thread: Attach, Detach and Resize from any; the rest is caller-serialised with them and with drawing.
 class QUARN_EXPORT GsFilter {
  public:
   // A target of `width` x `height` pixels, each at least 1 and at most the driver's longest texture side; otherwise,
@@ -47,8 +47,11 @@ class QUARN_EXPORT GsFilter {
   unsigned int width() const;
   unsigned int height() const;
   // Changes the reported size. The target keeps the size of its creation.
+  //
+  // Blocks: for the running stage of a frame.
   void Resize(unsigned int width, unsigned int height);
-  // The target, to be sampled by items; null for an inert filter. Fetch it again after every Resize.
+  // The target, to be sampled by items; null for an inert filter. Fetch it again after every Resize, which may come
+  // between two stages of a frame: an item whose filter is resized by another thread asks for it in its Draw.
   //
   // Ownership: the filter's.
   GsTexture* texture() const;

@@ -24,9 +24,10 @@ class QUARN_EXPORT GsTexture {
     kTextureRGBA16 = 4,  // 8 bytes a pixel; no texture of this layout can be made in this version.
   };
 
-  // Copies `height` rows of `width` pixels, the top row first, from `data`; rows start `stride` bytes apart, at least a
-  // row's own bytes. Each side is at least 1 and at most the driver's longest texture side. A null `device` means the
-  // default device. Bad arguments give an inert texture and, where the host could not know, an error line.
+  // Copies `height` rows of `width` pixels, the top row first, from `data`; rows start `stride` bytes apart, less than
+  // a row's own bytes where they overlap, 0 where one row serves for all. Each side is at least 1 and at most the
+  // driver's longest texture side. A null `device` means the default device. Bad arguments give an inert texture and,
+  // where the host could not know, an error line.
   //
   // Blocks: for the running stage of a frame.
   // Ownership: `data` is copied.

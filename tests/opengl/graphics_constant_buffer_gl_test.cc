@@ -1,5 +1,6 @@
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
 
+#include <limits>
 #include <numeric>
 #include <thread>
 #include <vector>
@@ -135,11 +136,47 @@ TEST_F(GraphicsConstantBufferGLTest, UnbindWithoutBindDoesNothing) {
   buffer.Unbind();
 }
 
-TEST_F(GraphicsConstantBufferGLTest, NegativeSlotIsRefused) {
-  GraphicsConstantBufferGL buffer(context(), 16);
+TEST_F(GraphicsConstantBufferGLTest, SlotsThatNoBlockHasAreBoundAllTheSame) {
+  GraphicsConstantBufferGL buffer(context(), 256);
   ASSERT_TRUE(buffer.Init());
   const test::CurrentContext current(context());
-  EXPECT_FALSE(buffer.Bind(-1));
+  EXPECT_TRUE(buffer.Bind(10));
+  EXPECT_NE(BufferAt(11), 0u);
+  buffer.Unbind();
+  EXPECT_TRUE(buffer.Bind(-1));
+  EXPECT_EQ(BufferAt(0), BufferAt(11));
+  buffer.Unbind();
+  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+TEST_F(GraphicsConstantBufferGLTest, PointsThatGlDoesNotHaveAreItsOwnErrors) {
+  GraphicsTextureGL target(context(), 4, 4);
+  ASSERT_TRUE(target.Init(true));
+  ASSERT_TRUE(device()->AddShader("blue", glsl_src[1], R"(
+out vec4 FragColor;
+uniform u_buf0 { vec4 color0; };
+void main() { FragColor = color0 + vec4(0.0, 0.0, 1.0, 1.0); }
+)"));
+  const float white[] = {1.0f, 1.0f, 1.0f, 1.0f};
+  GraphicsConstantBufferGL buffer(context(), white, sizeof(white));
+  ASSERT_TRUE(buffer.Init());
+  const test::CurrentContext current(context());
+  ASSERT_TRUE(target.BindRenderTarget());
+  context()->SetViewPort(0, 0, 4, 4);
+  ASSERT_TRUE(context()->BindShader("blue"));
+  constexpr int kMax = std::numeric_limits<int>::max();
+  for (const int slot : {1000000, kMax, -2, -kMax - 1}) {
+    EXPECT_TRUE(buffer.Bind(slot));
+    context()->DrawRect(internal_vec2(4, 4), internal_vec2(4, 4));
+    EXPECT_THAT(TakeLog(), ElementsAre(testing::MatchesRegex("W: INVALID_VALUE \\| graphics/opengl/.*"))) << slot;
+    buffer.Unbind();
+  }
+  EXPECT_TRUE(buffer.Bind(-1));  // In the place of the matrices, which the draw takes back.
+  context()->DrawRect(internal_vec2(4, 4), internal_vec2(4, 4));
+  buffer.Unbind();
+  context()->UnbindShader();
+  EXPECT_EQ(test::ReadTarget(context(), &target).at(1, 1)[0], 0);
+  EXPECT_EQ(test::ReadTarget(context(), &target).at(1, 1)[2], 255);
 }
 
 TEST_F(GraphicsConstantBufferGLTest, DoesNoGlWorkWithoutAContext) {

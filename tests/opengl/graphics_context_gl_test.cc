@@ -184,6 +184,14 @@ TEST_F(GraphicsContextGLTest, SetViewPortPassesTheFourValues) {
   GLint viewport[4] = {};
   glGetIntegerv(GL_VIEWPORT, viewport);
   EXPECT_THAT(viewport, ElementsAre(1, 2, 30, 40));
+  // Those that no GLint holds, too.
+  context()->SetViewPort(0u - 3, 0u - 4, 50, 60);
+  glGetIntegerv(GL_VIEWPORT, viewport);
+  EXPECT_THAT(viewport, ElementsAre(-3, -4, 50, 60));
+  context()->SetViewPort(0, 0, 0x80000000u, 1);
+  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_VALUE));
+  glGetIntegerv(GL_VIEWPORT, viewport);
+  EXPECT_THAT(viewport, ElementsAre(-3, -4, 50, 60));
 }
 
 TEST_F(GraphicsContextGLTest, RectangleOfTheTargetsSizeCoversItExactly) {

@@ -147,6 +147,63 @@ TEST_F(RenderThreadTest, OutputKeepsTheRateOfItsCreation) {
   }
 }
 
+// A host that drives the frames itself, and would destroy the device in every call that a stage makes.
+TEST(DefaultDeviceTest, StaysWhenDestroyedInsideAStage) {
+  constexpr char kRefused[] = "[GsDevice] the default device stays: it cannot be destroyed inside one of its stages";
+  class Filter : public GsFilter {
+   public:
+    using GsFilter::GsFilter;
+    void Draw() override { GsDevice::DestroyDefaultDevice(); }
+  };
+  class View : public GsView {
+   public:
+    using GsView::GsView;
+    void Draw() override { GsDevice::DestroyDefaultDevice(); }
+  };
+  host::log::Clear();
+  ASSERT_TRUE(GsDevice::CreateDefaultDevice(false));
+  GsDevice* const device = GsDevice::DefaultDevice();
+  ASSERT_TRUE(device->InitThreadContext());
+  const auto destroy = [] { GsDevice::DestroyDefaultDevice(); };
+  {
+    const auto scene = host::MakeScene(8, 8, nullptr);
+    const auto item = host::MakeItem(gs_vec2(8, 8), nullptr);
+    item->on_tick = destroy;
+    item->on_draw = destroy;
+    scene->AddItem(item);
+    Filter filter(8, 8, nullptr);
+    filter.Attach();
+    View view(GsWindowInfo(), 8, 8, nullptr);
+    view.Attch();
+    host::TextureReceiver receiver(scene, 8, 8, nullptr);
+    receiver.on_texture = [&](GsTexture*, int) { destroy(); };
+    ASSERT_TRUE(receiver.Start());
+    device->QueueTask([](void*) { GsDevice::DestroyDefaultDevice(); }, nullptr);
+
+    int refused = 0;
+    device->TickSource();
+    EXPECT_EQ(host::log::Count(kQnLogError, kRefused), refused += 1);
+    device->HandleFilter();
+    EXPECT_EQ(host::log::Count(kQnLogError, kRefused), refused += 1);
+    device->OutputFrame(1, 1);  // The item and the texture.
+    EXPECT_EQ(host::log::Count(kQnLogError, kRefused), refused += 2);
+    device->DrawDisplay();
+    EXPECT_EQ(host::log::Count(kQnLogError, kRefused), refused += 1);
+    device->DoTask();
+    EXPECT_EQ(host::log::Count(kQnLogError, kRefused), refused += 1);
+    ASSERT_EQ(GsDevice::DefaultDevice(), device);
+
+    receiver.Stop();
+    view.Detach();
+    filter.Detach();
+    scene->RemoveItem(item);
+  }
+  EXPECT_TRUE(host::DrivenDeviceWorks(device));
+  device->UninitThreadContext();
+  GsDevice::DestroyDefaultDevice();
+  EXPECT_EQ(GsDevice::DefaultDevice(), nullptr);
+}
+
 TEST_F(RenderThreadTest, RefusesImpossibleRates) {
   for (const unsigned int fps : {0u, 1000000001u, std::numeric_limits<unsigned int>::max()}) {
     host::log::Clear();

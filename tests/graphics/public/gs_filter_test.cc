@@ -1,10 +1,14 @@
 // The host's side of a filter.
 #include <quarn/gs_filter.h>
 
+#include <quarn/gs_item.h>
 #include <quarn/gs_texture.h>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
+#include "foundation/event.h"
 #include "tests/graphics/public/facade_test.h"
 #include "tests/graphics/public/lock_probe.h"
 
@@ -173,6 +177,40 @@ TEST_F(GsFilterTest, AttachingHoldsTheContextsLock) {
   filter.Detach();
   EXPECT_EQ(context->probes(), 2);
   EXPECT_EQ(context->intrusions(), 0);
+}
+
+TEST_F(GsFilterTest, ResizeWaitsForTheStageInWhichTheTargetIsUsed) {
+  GsFilter filter(4, 4, nullptr);
+  class Sampler : public GsItem {
+   public:
+    explicit Sampler(GsFilter* filter) : GsItem(nullptr), filter_(filter) {}
+    void AddRef() override {}
+    void Release() override {}
+    void TickSource() override {
+      GsTexture* const target = filter_->texture();
+      Event about_to(false);
+      resizer = std::thread([&about_to, this] {
+        about_to.Signal();
+        filter_->Resize(8, 8);
+        resized_ = true;
+      });
+      about_to.Wait();
+      for (int i = 0; i < 1000 && !resized_; ++i) std::this_thread::yield();
+      EXPECT_FALSE(resized_);
+      EXPECT_EQ(filter_->texture(), target);
+      EXPECT_EQ(target->width(), 4u);
+    }
+    std::thread resizer;
+
+   private:
+    GsFilter* filter_;
+    std::atomic<bool> resized_{false};
+  } sampler(&filter);
+  sampler.Attach();
+  device()->TickSource();
+  sampler.resizer.join();
+  sampler.Detach();
+  EXPECT_EQ(filter.width(), 8u);
 }
 
 TEST(GsFilterSlotTest, VirtualOperationsKeepTheirOrder) { EXPECT_EQ(Slot(&GsFilter::Draw), 2); }
