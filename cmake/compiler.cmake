@@ -1,5 +1,5 @@
-# How every target of the project is compiled. Variables set here end with the project's folder; what would reach further
-# (cache entries) or is the builder's own choice is only set where Quarn is built for itself.
+# How every target of the project is compiled. Variables set here end with the project's folder; what would reach
+# further (cache entries), or is the builder's own choice, is only set where Quarn is built for itself.
 
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

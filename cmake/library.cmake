@@ -46,13 +46,17 @@ else()
     COMMAND_EXPAND_LISTS
     VERBATIM
     COMMENT "Making one object of the library")
-  set_target_properties(${QUARN_LAYERS} PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
+  # It is made of machine code, whatever the host's build puts into its objects.
+  foreach(layer IN LISTS QUARN_LAYERS)
+    target_compile_options(${layer} PRIVATE -fno-lto)
+  endforeach()
   add_library(quarn STATIC ${object})
   target_link_options(quarn INTERFACE
     $<$<IN_LIST:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY$<SEMICOLON>SHARED_LIBRARY>:${QUARN_STAYS}>)
   # What a host links with it. Found packages are known in this folder only, so a host's build gets the files.
   target_link_libraries(quarn INTERFACE
-    $<BUILD_INTERFACE:${OPENGL_opengl_LIBRARY};${OPENGL_egl_LIBRARY};${QUARN_XCB_LINK_LIBRARIES};${CMAKE_THREAD_LIBS_INIT}>
+    $<BUILD_INTERFACE:${OPENGL_opengl_LIBRARY};${OPENGL_egl_LIBRARY}>
+    $<BUILD_INTERFACE:${QUARN_XCB_LINK_LIBRARIES};${CMAKE_THREAD_LIBS_INIT}>
     $<INSTALL_INTERFACE:OpenGL::OpenGL;OpenGL::EGL;PkgConfig::QUARN_XCB;Threads::Threads>)
 endif()
 add_library(quarn::quarn ALIAS quarn)
