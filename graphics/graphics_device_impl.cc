@@ -11,6 +11,8 @@
 
 #include "foundation/fork_count.h"
 #include "foundation/logger.h"
+#include "foundation/never_destroyed.h"
+#include "foundation/no_memory.h"
 #include "foundation/os_time.h"
 #include "graphics/registry.h"
 
@@ -26,8 +28,8 @@ thread_local bool is_render_thread = false;
 class RunningDevices {
  public:
   static RunningDevices& Get() {
-    static RunningDevices* const devices = new RunningDevices;  // For what stops a device even at exit.
-    return *devices;
+    static NeverDestroyed<RunningDevices> devices;
+    return devices.get();
   }
 
   // What is registered last is called first at exit, and drivers register their own ends when they first come to need
@@ -76,13 +78,14 @@ bool GraphicsDeviceImpl::Start() {
   last_frame_info_.reset();
   ended_.Reset();
   thread_.reset(Thread::Create());
+  RunningDevices::Get().Add(this);
   thread_->Start(this);
   if (!thread_->started()) {
     Logger::default_logger()->Error("the graphics render thread could not be created");
+    RunningDevices::Get().Remove(this);
     thread_.reset();
     return false;
   }
-  RunningDevices::Get().Add(this);
   return true;
 }
 
@@ -263,22 +266,29 @@ void GraphicsDeviceImpl::RunFrames() {
       measured_time_ = 0;
       measured_frames_ = 0;
     }
-    DoTask();
+    Stage([this] { DoTask(); });
   }
-  DoTask();
+  Stage([this] { DoTask(); });
   UninitThreadContext();
 }
 
+template <class Function>
+void GraphicsDeviceImpl::Stage(Function function) {
+  EvenWithoutMemory("A stage of a frame", function);
+}
+
 bool GraphicsDeviceImpl::Loop() {
-  tick_time_ = TickSource(frame_time_, tick_time_);
-  HandleFilter();
-  // Outputs receive the frame before this one, whose length in periods is known by now.
-  if (last_frame_info_) {
-    OutputFrame(last_frame_info_->timestamp, last_frame_info_->count);
-  } else {
-    OutputFrame(0, 0);
-  }
-  DrawDisplay();
+  Stage([this] { tick_time_ = TickSource(frame_time_, tick_time_); });
+  Stage([this] { HandleFilter(); });
+  Stage([this] {
+    // Outputs receive the frame before this one, whose length in periods is known by now.
+    if (last_frame_info_) {
+      OutputFrame(last_frame_info_->timestamp, last_frame_info_->count);
+    } else {
+      OutputFrame(0, 0);
+    }
+  });
+  Stage([this] { DrawDisplay(); });
   RunningDevices::Get().NoteFrame();
   SleepToNextFrame();
   // Frame time, not wall time: dropped periods lower the rate that is reported.

@@ -93,6 +93,9 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   void NoteEnd() { ended_.Signal(); }
 
  private:
+  // Runs a stage of the loop, which goes on where memory was missing.
+  template <class Function>
+  void Stage(Function function);
   bool Loop();
   void SleepToNextFrame();
 

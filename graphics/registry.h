@@ -12,7 +12,9 @@ template <class T>
 class Registry {
  public:
   void Add(T* entry) {
-    if (entry && !Has(entry)) entries_.push_back(entry);
+    if (!entry || Has(entry)) return;
+    walked_.reserve(entries_.size() + 1);  // So that a walk needs no memory, unless it runs inside another.
+    entries_.push_back(entry);
   }
 
   void Remove(T* entry) {
@@ -58,7 +60,7 @@ class Registry {
   bool Has(const T* entry) const { return std::find(entries_.begin(), entries_.end(), entry) != entries_.end(); }
 
   std::vector<T*> entries_;
-  std::vector<T*> walked_;      // Keeps its memory, so that a walk allocates nothing.
+  std::vector<T*> walked_;
   std::uint64_t removals_ = 0;  // So that only a walk in which something left looks for its entries.
 };
 

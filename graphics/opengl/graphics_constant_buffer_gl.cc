@@ -3,17 +3,16 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 #include "graphics/opengl/scoped_binding.h"
 
 GraphicsConstantBufferGL::GraphicsConstantBufferGL(GraphicsContextGL* context, const void* data, unsigned int size)
     : GraphicsConstantBufferGL(context, size) {
-  if (shadow_ && data) std::memcpy(shadow_.get(), data, size);
+  if (data) std::memcpy(shadow_.get(), data, size);
 }
 
 GraphicsConstantBufferGL::GraphicsConstantBufferGL(GraphicsContextGL* context, unsigned int size)
-    : GLObject(context), shadow_(new (std::nothrow) unsigned char[size]()), size_(size) {}
+    : GLObject(context), shadow_(new unsigned char[size]()), size_(size) {}
 
 GraphicsConstantBufferGL::~GraphicsConstantBufferGL() {
   if (!context()) return;
@@ -28,7 +27,7 @@ void GraphicsConstantBufferGL::Delete() {
 }
 
 bool GraphicsConstantBufferGL::Init() {
-  if (!context() || !shadow_) return false;
+  if (!context()) return false;
   MutexLocker<GraphicsContextGL> lock(*context());
   ScopedBind bind(context());
   return bind.ok() && Create();
@@ -48,7 +47,7 @@ void GraphicsConstantBufferGL::Upload() {
 }
 
 void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
-  if (!data || !shadow_) return;
+  if (!data) return;
   const unsigned int count = std::min(size, size_);
   if (!context()) {
     std::memcpy(shadow_.get(), data, count);

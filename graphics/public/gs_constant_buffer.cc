@@ -2,20 +2,26 @@
 // binds.
 #include <quarn/gs_constant_buffer.h>
 
+#include "foundation/no_memory.h"
 #include "graphics/graphics_constant_buffer.h"
 #include "graphics/graphics_device.h"
 #include "graphics/public/device_resolve.h"
 
 GsConstantBuffer::GsConstantBuffer(const void* data, unsigned int size, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);
-  if (engine && size > 0) impl_ = engine->CreateConstantBuffer(size, data);
+  if (!engine || size == 0) return;
+  EvenWithoutMemory("GsConstantBuffer::GsConstantBuffer", [&] { impl_ = engine->CreateConstantBuffer(size, data); });
 }
 
 GsConstantBuffer::GsConstantBuffer(unsigned int size, GsDevice* device) : GsConstantBuffer(nullptr, size, device) {}
 
 GsConstantBuffer::~GsConstantBuffer() { delete impl_; }
 
-bool GsConstantBuffer::Bind(int slot) { return impl_ && impl_->Bind(slot); }
+bool GsConstantBuffer::Bind(int slot) {
+  bool bound = false;
+  if (impl_) EvenWithoutMemory("GsConstantBuffer::Bind", [&] { bound = impl_->Bind(slot); });
+  return bound;
+}
 
 void GsConstantBuffer::Unbind() {
   if (impl_) impl_->Unbind();

@@ -5,6 +5,7 @@
 
 #include <quarn/gs_device.h>
 
+#include "foundation/no_memory.h"
 #include "graphics/graphics_context.h"
 #include "graphics/graphics_device.h"
 #include "graphics/internal_types.h"
@@ -23,7 +24,9 @@ GsContext::GsContext(GsDevice* device) : device_(device) {}
 
 bool GsContext::BindShader(const char* name) {
   GraphicsContext* context = Resolve(device_);
-  return context && name && context->BindShader(name);
+  bool bound = false;
+  if (context && name) EvenWithoutMemory("GsContext::BindShader", [&] { bound = context->BindShader(name); });
+  return bound;
 }
 
 void GsContext::UnbindShader() {

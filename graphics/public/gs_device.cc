@@ -3,6 +3,7 @@
 #include <quarn/gs_device.h>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/graphics_device_impl.h"
 #include "graphics/public/context_lock.h"
 
@@ -10,10 +11,13 @@ GsDevice* app_default_device = nullptr;
 
 bool GsDevice::CreateDefaultDevice(bool start) {
   if (app_default_device) return true;
-  app_default_device = new GsDevice;
-  if (app_default_device->Init() && (!start || app_default_device->impl_->Start())) return true;
-  DestroyDefaultDevice();
-  return false;
+  bool ready = false;
+  EvenWithoutMemory("GsDevice::CreateDefaultDevice", [&] {
+    app_default_device = new GsDevice;
+    ready = app_default_device->Init() && (!start || app_default_device->impl_->Start());
+  });
+  if (!ready) DestroyDefaultDevice();
+  return ready;
 }
 
 GsDevice* GsDevice::DefaultDevice() { return app_default_device; }
@@ -52,8 +56,12 @@ GsDevice::~GsDevice() {
 
 bool GsDevice::Init() {
   if (impl_) return true;
-  impl_ = GraphicsDevice::Create();
-  if (impl_ && impl_->Init()) {
+  bool ready = false;
+  EvenWithoutMemory("GsDevice::Init", [&] {
+    impl_ = GraphicsDevice::Create();
+    ready = impl_ && impl_->Init();
+  });
+  if (ready) {
     // At error level: part of the interface, and must stay.
     Logger::default_logger()->Error("device create success");
     return true;
@@ -82,7 +90,9 @@ bool GsDevice::AddShader(const char* name, const char* vs, const char* fs) {
     Logger::default_logger()->Error("[GsDevice] AddShader needs a name and both sources");
     return false;
   }
-  return impl_->AddShader(name, vs, fs);
+  bool added = false;
+  EvenWithoutMemory("GsDevice::AddShader", [&] { added = impl_->AddShader(name, vs, fs); });
+  return added;
 }
 
 bool GsDevice::InitThreadContext() { return impl_ && impl_->InitThreadContext(); }
@@ -92,19 +102,19 @@ void GsDevice::UninitThreadContext() {
 }
 
 void GsDevice::TickSource() {
-  if (impl_) impl_->TickSource(0, 0);
+  if (impl_) EvenWithoutMemory("GsDevice::TickSource", [this] { impl_->TickSource(0, 0); });
 }
 
 void GsDevice::HandleFilter() {
-  if (impl_) impl_->HandleFilter();
+  if (impl_) EvenWithoutMemory("GsDevice::HandleFilter", [this] { impl_->HandleFilter(); });
 }
 
 void GsDevice::OutputFrame(unsigned long long timestamp, unsigned int count) {
-  if (impl_) impl_->OutputFrame(timestamp, count);
+  if (impl_) EvenWithoutMemory("GsDevice::OutputFrame", [&] { impl_->OutputFrame(timestamp, count); });
 }
 
 void GsDevice::DrawDisplay() {
-  if (impl_) impl_->DrawDisplay();
+  if (impl_) EvenWithoutMemory("GsDevice::DrawDisplay", [this] { impl_->DrawDisplay(); });
 }
 
 void GsDevice::EnterThreadContext() {
@@ -118,7 +128,7 @@ void GsDevice::LeaveThreadContext() {
 void* GsDevice::native_obj() { return impl_ ? impl_->native_obj() : nullptr; }
 
 void GsDevice::QueueTask(void (*func)(void*), void* param) {
-  if (impl_) impl_->QueueTask(func, param);
+  if (impl_) EvenWithoutMemory("GsDevice::QueueTask", [&] { impl_->QueueTask(func, param); });
 }
 
 void GsDevice::DoTask() {

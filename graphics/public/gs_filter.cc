@@ -1,9 +1,12 @@
 // The host's side of a filter. Any thread attaches and detaches; the render thread draws, through the bridge.
 #include <quarn/gs_filter.h>
 
+#include <utility>
+
 #include <quarn/gs_texture.h>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_filter.h"
 #include "graphics/public/context_lock.h"
@@ -36,8 +39,10 @@ GsFilter::GsFilter(unsigned int width, unsigned int height, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);
   if (!engine) return;
   context_ = AcquireContext(engine->gs_context());
-  impl_ = engine->CreateFilter(width, height);
-  texture_ = WrapTarget(impl_);
+  EvenWithoutMemory("GsFilter::GsFilter", [&] {
+    impl_ = engine->CreateFilter(width, height);
+    texture_ = WrapTarget(impl_);
+  });
 }
 
 GsFilter::~GsFilter() {
@@ -56,8 +61,11 @@ void GsFilter::Draw() {}
 void GsFilter::Attach() {
   ContextLock lock(context_);
   if (on_draw_) return;
-  on_draw_ = new GsFilterOnDraw(this);
-  if (impl_) impl_->Attach(on_draw_);
+  const bool attached = EvenWithoutMemory("GsFilter::Attach", [this] {
+    on_draw_ = new GsFilterOnDraw(this);
+    if (impl_) impl_->Attach(on_draw_);
+  });
+  if (!attached) Detach();
 }
 
 void GsFilter::Detach() {
@@ -75,10 +83,11 @@ void GsFilter::Resize(unsigned int width, unsigned int height) {
   if (!impl_) return;
   ContextLock lock(context_);  // A frame may be about to bind what the old wrapper wraps.
   impl_->Resize(width, height);
-  // The old wrapper goes last, so that a host can tell the new one by its address.
-  GsTexture* old = texture_;
-  texture_ = WrapTarget(impl_);
-  delete old;
+  EvenWithoutMemory("A new GsFilter::texture", [this] {
+    // The old wrapper goes last, so that a host can tell the new one by its address.
+    GsTexture* const wrapper = WrapTarget(impl_);
+    delete std::exchange(texture_, wrapper);
+  });
 }
 
 GsTexture* GsFilter::texture() const { return texture_; }

@@ -2,6 +2,7 @@
 // bridge, and draws, through the scene.
 #include <quarn/gs_item.h>
 
+#include "foundation/no_memory.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_item.h"
 #include "graphics/public/context_lock.h"
@@ -27,7 +28,8 @@ GraphicsContextImpl* ContextOf(const GraphicsItem* item) { return item ? item->c
 }  // namespace
 
 GsItem::GsItem(GsDevice* device) {
-  if (GraphicsDevice* engine = ResolveDevice(device)) impl_ = new GraphicsItem(engine->gs_context());
+  GraphicsDevice* const engine = ResolveDevice(device);
+  if (engine) EvenWithoutMemory("GsItem::GsItem", [&] { impl_ = new GraphicsItem(engine->gs_context()); });
 }
 
 GsItem::GsItem(const gs_vec2& size, GsDevice* device) : GsItem(device) {
@@ -49,8 +51,11 @@ void GsItem::Draw() {}
 void GsItem::Attach() {
   ContextLock lock(ContextOf(impl_));
   if (on_tick_) return;
-  on_tick_ = new GsItemOnTick(this);
-  if (impl_) impl_->Attach(on_tick_);
+  const bool attached = EvenWithoutMemory("GsItem::Attach", [this] {
+    on_tick_ = new GsItemOnTick(this);
+    if (impl_) impl_->Attach(on_tick_);
+  });
+  if (!attached) Detach();
 }
 
 void GsItem::Detach() {

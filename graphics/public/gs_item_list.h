@@ -22,6 +22,20 @@ class GsItemList {
   // A list to walk over. Its references keep removed items alive.
   using Snapshot = std::shared_ptr<const List>;
 
+  // The items of a list, or of none, to walk over.
+  class Walk {
+   public:
+    Walk() = default;
+    // `list` may be null.
+    explicit Walk(GsItemList* list) : list_(list ? list->Current() : nullptr) {}
+
+    const std::shared_ptr<GsItem>* begin() const { return list_ ? list_->data() : nullptr; }
+    const std::shared_ptr<GsItem>* end() const { return list_ ? list_->data() + list_->size() : nullptr; }
+
+   private:
+    Snapshot list_;
+  };
+
   GsItemList() = default;
   GsItemList(const GsItemList&) = delete;
   GsItemList& operator=(const GsItemList&) = delete;

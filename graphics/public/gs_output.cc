@@ -13,6 +13,7 @@
 #include <quarn/gs_texture.h>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_output.h"
 #include "graphics/output/graphics_frame.h"
@@ -97,7 +98,8 @@ GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDe
     return;
   }
   GraphicsDevice* engine = ResolveDevice(device);
-  if (engine && scene->impl()) impl_ = engine->CreateOutput(scene->impl(), width, height);
+  if (!engine || !scene->impl()) return;
+  EvenWithoutMemory("GsOutput::GsOutput", [&] { impl_ = engine->CreateOutput(scene->impl(), width, height); });
 }
 
 GsOutput::~GsOutput() {
@@ -128,9 +130,12 @@ bool GsOutputRaw::Start() {
     return false;
   }
   CallPause pause(impl());
-  if (!on_output_) on_output_ = new GsOnOutputRaw(format, this);
-  if (impl()) impl()->Attach(on_output_);
-  return true;
+  const bool started = EvenWithoutMemory("GsOutputRaw::Start", [&] {
+    if (!on_output_) on_output_ = new GsOnOutputRaw(format, this);
+    if (impl()) impl()->Attach(on_output_);
+  });
+  if (!started) GsOutputRaw::Stop();
+  return started;
 }
 
 void GsOutputRaw::Stop() {
@@ -153,9 +158,12 @@ GsOutputTex::~GsOutputTex() {
 bool GsOutputTex::Start() {
   // Calls run with this lock held.
   ContextLock lock(scene_ ? GsSceneUse::Context(scene_) : nullptr);
-  if (!on_output_) on_output_ = new GsOnOutputTex(this);
-  if (impl()) impl()->Attach(on_output_);
-  return true;
+  const bool started = EvenWithoutMemory("GsOutputTex::Start", [this] {
+    if (!on_output_) on_output_ = new GsOnOutputTex(this);
+    if (impl()) impl()->Attach(on_output_);
+  });
+  if (!started) GsOutputTex::Stop();
+  return started;
 }
 
 void GsOutputTex::Stop() {

@@ -5,7 +5,9 @@
 #include <quarn/gs_item.h>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/graphics_device.h"
+#include "graphics/graphics_item.h"
 #include "graphics/graphics_scene.h"
 #include "graphics/public/context_lock.h"
 #include "graphics/public/device_resolve.h"
@@ -24,11 +26,12 @@ class GsSceneOnDraw : public GraphicsScene::DrawCallback {
   GsScene* scene_;
 };
 
-GsScene::GsScene(unsigned int width, unsigned int height, GsDevice* device) : items_(std::make_unique<GsItemList>()) {
+GsScene::GsScene(unsigned int width, unsigned int height, GsDevice* device) {
+  EvenWithoutMemory("The items of a scene", [this] { items_ = std::make_unique<GsItemList>(); });
   GraphicsDevice* engine = ResolveDevice(device);
   if (!engine) return;
   context_ = AcquireContext(engine->gs_context());
-  impl_ = engine->CreateScene(width, height);
+  EvenWithoutMemory("GsScene::GsScene", [&] { impl_ = engine->CreateScene(width, height); });
 }
 
 GsScene::~GsScene() {
@@ -37,8 +40,8 @@ GsScene::~GsScene() {
     Detach();
   }
   delete impl_;
-  const GsItemList::Snapshot items = items_->Current();
-  for (const auto& item : *items) {
+  const GsItemList::Walk items(items_.get());
+  for (const auto& item : items) {
     item->Detach();
     // An item that went on to another scene, or goes there now, keeps that one as its scene(); its ticks have ended
     // there too.
@@ -49,55 +52,65 @@ GsScene::~GsScene() {
 }
 
 void GsScene::Draw() {
-  const GsItemList::Snapshot items = items_->Current();
-  for (const auto& item : *items) {
+  const GsItemList::Walk items(items_.get());
+  for (const auto& item : items) {
     if (item->visible()) item->Draw();
   }
 }
 
 void GsScene::Attach() {
-  GsItemList::Snapshot items;  // Releases its references, perhaps the last ones, without the lock.
+  GsItemList::Walk items;  // Releases its references, perhaps the last ones, without the lock.
   ContextLock lock(context_);
   if (on_draw_) return;
-  on_draw_ = new GsSceneOnDraw(this);
-  if (impl_) impl_->Attach(on_draw_);
-  items = items_->Current();
-  for (const auto& item : *items) item->Attach();
+  const bool attached = EvenWithoutMemory("GsScene::Attach", [this] {
+    on_draw_ = new GsSceneOnDraw(this);
+    if (impl_) impl_->Attach(on_draw_);
+  });
+  if (!attached) return Detach();
+  items = GsItemList::Walk(items_.get());
+  for (const auto& item : items) item->Attach();
 }
 
 void GsScene::Detach() {
-  GsItemList::Snapshot items;  // As in Attach.
+  GsItemList::Walk items;  // As in Attach.
   ContextLock lock(context_);
   if (impl_) impl_->Detach();
   delete on_draw_;
   on_draw_ = nullptr;
-  items = items_->Current();
-  for (const auto& item : *items) item->Detach();
+  items = GsItemList::Walk(items_.get());
+  for (const auto& item : items) item->Detach();
 }
 
 void GsScene::AddItem(GsItem* item) {
-  if (!item) return;
+  if (!item || !items_) return;
+  GraphicsContextImpl* const its_context = item->impl_ ? item->impl_->context_impl() : nullptr;
+  if (its_context && context_ && its_context != context_) {
+    Logger::default_logger()->Error("[GsScene] the item is of another device: what it draws is not for this scene");
+  }
   ContextLock lock(context_);
   if (on_draw_) item->Attach();
-  items_->Add(item, this);
+  const bool added = EvenWithoutMemory("GsScene::AddItem", [&] { items_->Add(item, this); });
+  if (!added && !item->scene()) item->Detach();
 }
 
 void GsScene::RemoveItem(GsItem* item) {
-  if (!item) return;
+  if (!item || !items_) return;
   GsItemList::Snapshot removed;  // Perhaps the last reference: it goes once the item is detached and the lock free.
   ContextLock lock(context_);
-  removed = items_->Remove(item);
+  EvenWithoutMemory("GsScene::RemoveItem", [&] { removed = items_->Remove(item); });
   item->Detach();
 }
 
-void GsScene::OrderItem() { items_->Order(); }
+void GsScene::OrderItem() {
+  if (items_) EvenWithoutMemory("GsScene::OrderItem", [this] { items_->Order(); });
+}
 
-unsigned int GsScene::item_count() const { return static_cast<unsigned int>(items_->size()); }
+unsigned int GsScene::item_count() const { return items_ ? static_cast<unsigned int>(items_->size()) : 0; }
 
 void GsScene::EnumItems(bool (*fn)(GsItem* item, void* user), void* user) {
   if (!fn) return;
-  const GsItemList::Snapshot items = items_->Current();
-  for (const auto& item : *items) {
+  const GsItemList::Walk items(items_.get());
+  for (const auto& item : items) {
     if (!fn(item.get(), user)) return;
   }
 }

@@ -1,8 +1,11 @@
 // The host's handle on a screen duplicator: checks and forwarding. Caller-serialised.
 #include <quarn/gs_screen_dup.h>
 
+#include <utility>
+
 #include <quarn/gs_texture.h>
 
+#include "foundation/no_memory.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_duplicator.h"
 #include "graphics/public/device_resolve.h"
@@ -14,7 +17,8 @@ constexpr unsigned int kSdrWhiteNits = 80;  // The reference white of standard d
 }  // namespace
 
 GsScreenDup::GsScreenDup(const char* name, GsDevice* device) {
-  if (GraphicsDevice* engine = ResolveDevice(device)) impl_ = engine->CreateDuplicator(name);
+  GraphicsDevice* const engine = ResolveDevice(device);
+  if (engine) EvenWithoutMemory("GsScreenDup::GsScreenDup", [&] { impl_ = engine->CreateDuplicator(name); });
 }
 
 GsScreenDup::~GsScreenDup() {
@@ -25,9 +29,13 @@ GsScreenDup::~GsScreenDup() {
 int GsScreenDup::Dup() {
   if (!impl_) return -1;
   GraphicsTexture* texture = nullptr;
-  const int result = impl_->Dup(&texture);
-  delete last_frame_;
-  last_frame_ = result >= 0 ? new GsTexture(texture) : nullptr;
+  int result = -1;
+  EvenWithoutMemory("GsScreenDup::Dup", [&] {
+    const int answer = impl_->Dup(&texture);
+    delete std::exchange(last_frame_, nullptr);
+    if (answer >= 0) last_frame_ = new GsTexture(texture);
+    result = answer;
+  });
   return result;
 }
 

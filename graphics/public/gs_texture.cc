@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_texture.h"
 #include "graphics/graphics_texture_array.h"
@@ -43,6 +44,13 @@ GraphicsDevice* FindEngine(GsDevice* device, GsTexture::Format format, unsigned 
   return engine;
 }
 
+// Says which layouts the engine has no storage for: such a texture comes out inert, or, for R8, empty.
+void CheckStorage(GsTexture::Format format) {
+  if (format == GsTexture::kTextureRGBA || format == GsTexture::kTextureRG8) return;
+  Logger::default_logger()->Error("[GsTexture] a texture of layout %d shows nothing: in this version it has no storage",
+                                  static_cast<int>(format));
+}
+
 GraphicsTexture* EngineTexture(GsTexture* texture) { return texture ? texture->impl() : nullptr; }
 
 }  // namespace
@@ -70,24 +78,28 @@ GsTexture::GsTexture(const unsigned char* data, unsigned int stride, Format form
     Logger::default_logger()->Error("[GsTexture] no memory for %u x %u pixels", width, height);
     return;
   }
-  impl_ = engine->CreateTexture(std::move(frame));
+  CheckStorage(format);
+  EvenWithoutMemory("GsTexture::GsTexture", [&] { impl_ = engine->CreateTexture(std::move(frame)); });
 }
 
 GsTexture::GsTexture(Format format, unsigned int width, unsigned int height, GsDevice* device)
     : impl_(nullptr), owned_(true) {
   GraphicsFormatInternal internal_format = kFormatUnknown;
   GraphicsDevice* const engine = FindEngine(device, format, width, height, &internal_format);
-  if (engine) impl_ = engine->CreateTexture(internal_format, width, height);
+  if (!engine) return;
+  EvenWithoutMemory("GsTexture::GsTexture", [&] { impl_ = engine->CreateTexture(internal_format, width, height); });
 }
 
 GsTexture::GsTexture(GraphicsFrame&& frame, GsDevice* device) : impl_(nullptr), owned_(true) {
   GraphicsDevice* engine = ResolveDevice(device);
-  if (engine && frame.width > 0 && frame.height > 0) impl_ = engine->CreateTexture(std::move(frame));
+  if (!engine || frame.width == 0 || frame.height == 0) return;
+  EvenWithoutMemory("GsTexture::GsTexture", [&] { impl_ = engine->CreateTexture(std::move(frame)); });
 }
 
 GsTexture::GsTexture(void* external_image, GsDevice* device) : impl_(nullptr), owned_(true) {
   GraphicsDevice* engine = ResolveDevice(device);
-  if (engine && external_image) impl_ = engine->CreateTexture(external_image);
+  if (!engine || !external_image) return;
+  EvenWithoutMemory("GsTexture::GsTexture", [&] { impl_ = engine->CreateTexture(external_image); });
 }
 
 GsTexture::GsTexture(GraphicsTexture* texture) : impl_(texture), owned_(false) {}
@@ -101,8 +113,16 @@ void GsTexture::Update(const unsigned char* data, unsigned int stride, Format fo
   const GraphicsFormatInternal internal_format = ToInternalFormat(format);
   if (!impl_ || internal_format == kFormatUnknown) return;
   GraphicsFrame frame;
-  // Whether the layout and the size fit is the engine texture's to decide.
-  if (CopyPixels(data, stride, internal_format, width, height, &frame)) impl_->Update(std::move(frame));
+  if (!CopyPixels(data, stride, internal_format, width, height, &frame)) return;
+  const unsigned char* const pixels = frame.data[0];
+  // Whether the layout and the size fit is the engine texture's to decide: a frame that it does not take stays here.
+  impl_->Update(std::move(frame));
+  const bool shown = pixels && frame.data[0] != pixels && format == kTextureRGBA;
+  if (update_refused_.exchange(!shown, std::memory_order_relaxed) || shown) return;
+  Logger::default_logger()->Error(
+      "[GsTexture] an update of %u x %u pixels in layout %d changes nothing: only RGBA pixels of the texture's own "
+      "size do",
+      width, height, static_cast<int>(format));
 }
 
 void GsTexture::Update(void* external_image) {

@@ -9,6 +9,7 @@
 #include <quarn/gs_scene.h>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_scene.h"
 #include "graphics/graphics_view.h"
@@ -41,7 +42,7 @@ GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height
   context_ = AcquireContext(engine->gs_context());
   InternalWindowInfo internal_info = {};
   GsWindowInfoToInternalWindowInfo(info, internal_info);
-  impl_ = engine->CreateView(internal_info, width, height);
+  EvenWithoutMemory("GsView::GsView", [&] { impl_ = engine->CreateView(internal_info, width, height); });
 }
 
 GsView::~GsView() {
@@ -65,8 +66,11 @@ void GsView::Draw() {}
 void GsView::Attch() {
   ContextLock lock(context_);
   if (on_draw_) return;
-  on_draw_ = new GsViewOnDraw(this);
-  if (impl_) impl_->Attach(on_draw_);
+  const bool attached = EvenWithoutMemory("GsView::Attch", [this] {
+    on_draw_ = new GsViewOnDraw(this);
+    if (impl_) impl_->Attach(on_draw_);
+  });
+  if (!attached) Detach();
 }
 
 void GsView::Detach() {

@@ -5,12 +5,14 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include <quarn/gs_context.h>
 #include <quarn/gs_item.h>
 #include <quarn/gs_scene.h>
 
+#include "foundation/no_memory.h"
 #include "graphics/context_object.h"
 #include "graphics/graphics_context.h"
 #include "graphics/graphics_device.h"
@@ -38,11 +40,11 @@ constexpr unsigned char kBlue[] = {0, 0, 255, 255};
 constexpr unsigned char kRed[] = {255, 0, 0, 255};
 constexpr unsigned char kGreen[] = {0, 255, 0, 255};
 
-// A texture of one colour; null when there is no memory or no drawing context.
+// A texture of one colour; null when there is no drawing context.
 GraphicsTexture* CreateSolidTexture(GraphicsDevice* engine, const unsigned char (&color)[4]) {
   constexpr unsigned int kSide = 2;
   GraphicsFrame frame(kFormatRGBA, kSide, kSide);
-  if (frame.format == kFormatUnknown) return nullptr;
+  if (frame.format == kFormatUnknown) throw std::bad_alloc();  // As any other memory that is missing.
   for (unsigned int pixel = 0; pixel < kSide * kSide; ++pixel) {
     std::memcpy(frame.data[0] + pixel * sizeof(color), color, sizeof(color));
   }
@@ -92,9 +94,11 @@ GsViewImpl::GsViewImpl(const GsWindowInfo& info, unsigned int width, unsigned in
     : GsView(info, width, height, device) {
   GraphicsDevice* const engine = ResolveDevice(device);
   if (!engine) return;
-  hover_texture_ = CreateSolidTexture(engine, kBlue);
-  select_texture_ = CreateSolidTexture(engine, kRed);
-  guide_texture_ = CreateSolidTexture(engine, kGreen);
+  EvenWithoutMemory("The overlay of a view", [&] {
+    hover_texture_ = CreateSolidTexture(engine, kBlue);
+    select_texture_ = CreateSolidTexture(engine, kRed);
+    guide_texture_ = CreateSolidTexture(engine, kGreen);
+  });
 }
 
 GsViewImpl::~GsViewImpl() {

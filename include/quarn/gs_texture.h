@@ -2,6 +2,8 @@
 #ifndef QUARN_GS_TEXTURE_H_
 #define QUARN_GS_TEXTURE_H_
 
+#include <atomic>
+
 #include <quarn/export.h>
 
 class GraphicsFrame;
@@ -54,7 +56,7 @@ class QUARN_EXPORT GsTexture {
   GsTexture& operator=(const GsTexture&) = delete;
 
   // Replaces the pixels. Layout and size must be those of the constructor; anything else changes nothing, as does any
-  // layout but RGBA.
+  // layout but RGBA, and the log says so until an update does.
   //
   // Blocks: for the running stage of a frame.
   // Ownership: `data` is copied.
@@ -80,6 +82,7 @@ class QUARN_EXPORT GsTexture {
  private:
   GraphicsTexture* impl_;
   bool owned_;
+  std::atomic<bool> update_refused_{false};  // So that a row of updates that change nothing is one line in the log.
 };
 
 // Binds up to four textures to the texture units 0 to 3 (u_tex0 to u_tex3) for as long as it lives. A null texture

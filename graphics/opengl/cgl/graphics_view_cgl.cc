@@ -53,8 +53,8 @@ bool GraphicsViewCGL::Init() {
   link_ = std::make_shared<Link>(Link{context(), this});
   std::unique_ptr<NativeContext> view_context = GraphicsContextCGL::CreateContext(context()->native());
   if (!view_context) return true;
-  view_context_ = view_context.get();
   window_ = new Window(std::move(view_context));
+  view_context_ = window_->context.get();
   const Size requested = RequestedSize();
   ScopedBind bind(context());
   MakeFrameTexture(requested);
@@ -127,9 +127,9 @@ void GraphicsViewCGL::Draw() {
   MutexLocker<GraphicsContextGL> lock(*context());
   const Size size = RequestedSize();
   if (size.width != last_width_ || size.height != last_height_) {
+    if (size.width != 0 && size.height != 0) Update();
     last_width_ = size.width;
     last_height_ = size.height;
-    if (size.width != 0 && size.height != 0) Update();
   }
   if (!CanDraw(size)) return;
   {

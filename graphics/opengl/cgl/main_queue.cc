@@ -9,6 +9,7 @@
 
 #include "foundation/mutex.h"
 #include "foundation/never_destroyed.h"
+#include "foundation/no_memory.h"
 #include "graphics/opengl/cgl/work_thread.h"
 
 namespace {
@@ -34,7 +35,7 @@ class HandedOut {
       work = std::move(found->second);
       works_.erase(found);
     }
-    work();
+    EvenWithoutMemory("Work on the main queue", work);
   }
 
  private:

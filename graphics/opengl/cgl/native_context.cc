@@ -1,15 +1,21 @@
 // What native contexts of every platform share. Entered by every thread that does GL work.
 #include "graphics/opengl/cgl/native_context.h"
 
+#include "foundation/no_memory.h"
+
 bool NativeContext::Bind() {
   Lock();
-  Current previous;
-  if (!MakeCurrent(&previous)) {
+  // The room for it comes first, for what has been made current must be taken back.
+  if (!EvenWithoutMemory("Making a context current", [this] { previous_.emplace_back(); })) {
+    Unlock();
+    return false;
+  }
+  if (!MakeCurrent(&previous_.back())) {
+    previous_.pop_back();
     Unlock();
     return false;
   }
   bound_thread_.store(std::this_thread::get_id(), std::memory_order_relaxed);
-  previous_.push_back(previous);
   return true;
 }
 

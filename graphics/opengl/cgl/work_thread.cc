@@ -4,23 +4,28 @@
 #include <utility>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/opengl/cgl/native_context.h"
 
 std::uint64_t WorkThread::Post(std::function<void()> work) {
   if (of_another_process()) return 0;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (stopped_) return 0;
-  if (!thread_) {
-    thread_.reset(Thread::Create());
+  if (!EvenWithoutMemory("Work for a view's window", [&] {
+        if (!thread_) thread_.reset(Thread::Create());
+        queue_.push_back(std::move(work));
+      })) {
+    return 0;
+  }
+  if (!thread_->started()) {
     thread_->Start(this);
     if (!thread_->started()) {
-      thread_.reset();
+      queue_.clear();
       Logger::default_logger()->Error(
           "the thread for windows could not be created: a view is not shown, or not resized");
       return 0;
     }
   }
-  queue_.push_back(std::move(work));
   posted_.notify_one();
   return ++last_number_;
 }
@@ -45,7 +50,7 @@ void WorkThread::Stop() {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     stopped_ = true;
-    if (!thread_) return;
+    if (!thread_ || !thread_->started()) return;
     posted_.notify_one();
   }
   thread_->Join();
@@ -56,7 +61,7 @@ void WorkThread::StopWithin(std::chrono::milliseconds patience) {
   {
     std::unique_lock<std::mutex> lock(mutex_);
     stopped_ = true;
-    if (!thread_) return;
+    if (!thread_ || !thread_->started()) return;
     posted_.notify_one();
     if (!done_.wait_for(lock, patience, [&] { return ended_; })) return;
   }
@@ -75,7 +80,7 @@ void WorkThread::Run() {
     for (std::function<void()>& work : batch_) {
       if (stopped_) break;
       lock.unlock();
-      work();
+      EvenWithoutMemory("Work for a view's window", work);
       work = nullptr;  // What it holds goes with it.
       lock.lock();
       if (++done_number_ == last_number_) lags_ = false;

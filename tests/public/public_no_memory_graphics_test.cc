@@ -1,0 +1,286 @@
+// The graphics classes with each of their allocations failing: nothing is thrown, what cannot be had answers neutrally,
+// the log has an error, and the device works afterwards.
+#include <memory>
+#include <string>
+
+#include "tests/public/host.h"
+#include "tests/support/failing_allocations.h"
+
+namespace {
+
+using host::MakeColor;
+using host::MakeItem;
+using host::MakeScene;
+
+class Filter : public GsFilter {
+ public:
+  using GsFilter::GsFilter;
+};
+
+class NoMemoryGraphicsTest : public host::DrivenTest {
+ protected:
+  void TearDown() override {
+    EXPECT_TRUE(host::DrivenDeviceWorks(&device));
+    DrivenTest::TearDown();
+  }
+
+  // Calls work() with each of its allocations failing. Where one has, the log has an error; where none has, nothing.
+  // Returns how many were made to fail.
+  template <class Work>
+  int Run(Work work) {
+    return FailingAllocations::Run([&] {
+      {
+        const FailingAllocations::Pause pause;
+        host::log::Clear();
+      }
+      work();
+      const FailingAllocations::Pause pause;
+      EXPECT_EQ(host::log::CountContaining(kQnLogError, "") > 0, FailingAllocations::failed())
+          << host::log::Complaints();
+    });
+  }
+};
+
+TEST(NoMemoryDeviceTest, DeviceIsMadeOrNot) {
+  const int failures = FailingAllocations::Run([] {
+    {
+      const FailingAllocations::Pause pause;
+      host::log::Clear();
+    }
+    GsDevice device;
+    const bool made = device.Init();
+    const FailingAllocations::Pause pause;
+    EXPECT_EQ(device.impl() != nullptr, made);
+    EXPECT_TRUE(made || host::log::CountContaining(kQnLogError, "no memory") > 0) << host::log::Complaints();
+    EXPECT_TRUE(made || FailingAllocations::failed());
+    EXPECT_EQ(host::log::Count(kQnLogError, "device create failed"), made ? 0 : 1);
+  });
+  EXPECT_GT(failures, 20);
+  GsDevice device;
+  ASSERT_TRUE(device.Init());
+  EXPECT_TRUE(host::DrivenDeviceWorks(&device));
+}
+
+TEST(NoMemoryDeviceTest, DefaultDeviceIsMadeAndStartedOrNot) {
+  const int failures = FailingAllocations::Run([] {
+    const bool made = GsDevice::CreateDefaultDevice(true);
+    const FailingAllocations::Pause pause;
+    EXPECT_EQ(GsDevice::DefaultDevice() != nullptr, made);
+    EXPECT_TRUE(made || FailingAllocations::failed());
+    GsDevice::DestroyDefaultDevice();
+  });
+  EXPECT_GT(failures, 20);
+  ASSERT_TRUE(GsDevice::CreateDefaultDevice(true));
+  EXPECT_TRUE(host::ThreadedDeviceWorks(GsDevice::DefaultDevice()));
+  GsDevice::DestroyDefaultDevice();
+}
+
+TEST_F(NoMemoryGraphicsTest, ProgramIsMissing) {
+  int number = 0;
+  EXPECT_GT(Run([&] {
+              const std::string name = "program" + std::to_string(number++);
+              const bool added = device.AddShader(name.c_str(), glsl_src[1], host::kTintSource);
+              EXPECT_EQ(added, !FailingAllocations::failed());
+            }),
+            2);
+}
+
+TEST_F(NoMemoryGraphicsTest, TaskIsDropped) {
+  int queued = 0;
+  EXPECT_GT(Run([&] {
+              device.QueueTask([](void* count) { ++*static_cast<int*>(count); }, &queued);
+              const FailingAllocations::Pause pause;
+              queued = 0;
+              device.DoTask();
+              EXPECT_EQ(queued, FailingAllocations::failed() ? 0 : 1);
+            }),
+            0);
+}
+
+TEST_F(NoMemoryGraphicsTest, ObjectsAreInert) {
+  const unsigned char pixel[4] = {1, 2, 3, 4};
+  EXPECT_GT(Run([&] {
+              const GsTexture texture(pixel, 4, GsTexture::kTextureRGBA, 1, 1, &device);
+              EXPECT_EQ(texture.width(), FailingAllocations::failed() ? 0u : 1u);
+            }),
+            0);
+  QnExternalImage image(1, 1, QnExternalImage::kPixelFormatBGRA, 4, pixel);
+  EXPECT_GT(Run([&] {
+              GsTexture texture(&image, &device);
+              texture.Update(&image);
+            }),
+            0);
+  EXPECT_GT(Run([&] {
+              GsConstantBuffer constants(16, &device);
+              constants.Update(pixel, sizeof(pixel));
+            }),
+            0);
+  EXPECT_GT(Run([&] {
+              Filter filter(8, 8, &device);
+              filter.Resize(4, 4);
+              filter.Attach();
+              filter.Detach();
+            }),
+            2);
+  EXPECT_GT(Run([&] {
+              GsViewImpl view(GsWindowInfo{}, 16, 16, &device);
+              view.SetScene(nullptr);
+              view.Resize(20, 20);
+              view.Attch();
+              view.Detach();
+            }),
+            5);
+  EXPECT_GT(Run([&] {
+              const scoped_refptr<host::Scene> owned = MakeScene(8, 8, &device);
+              host::Scene& scene = *owned;
+              EXPECT_EQ(scene.item_count(), 0u);
+              scene.Attach();
+              scene.Draw();
+              scene.OrderItem();
+              scene.Detach();
+            }),
+            2);
+}
+
+TEST_F(NoMemoryGraphicsTest, ItemsComeAndGoOrNot) {
+  const auto scene = MakeScene(8, 8, &device);
+  const auto first = MakeItem(gs_vec2(4, 4), &device);
+  scene->AddItem(first);
+  scene->Attach();
+  EXPECT_GT(Run([&] {
+              const auto item = MakeItem(gs_vec2(4, 4), &device);
+              scene->AddItem(item);
+              EXPECT_EQ(item->scene() != nullptr, scene->item_count() == 2);
+              scene->RemoveItem(item);
+              const FailingAllocations::Pause pause;
+              scene->RemoveItem(item);
+              EXPECT_EQ(scene->item_count(), 1u);
+              EXPECT_EQ(item->scene(), nullptr);
+            }),
+            4);
+  scene->Detach();
+}
+
+// Sorting does with less where it must.
+TEST_F(NoMemoryGraphicsTest, ItemsAreSortedOrNot) {
+  const auto scene = MakeScene(8, 8, &device);
+  const auto low = MakeItem(gs_vec2(4, 4), &device);
+  const auto high = MakeItem(gs_vec2(4, 4), &device);
+  scene->AddItem(high);
+  scene->AddItem(low);
+  const auto is_first = [](GsItem* item, void* expected) {
+    EXPECT_EQ(item, expected) << host::log::Complaints();
+    return false;
+  };
+  EXPECT_GT(FailingAllocations::Run([&] {
+              {
+                const FailingAllocations::Pause pause;
+                host::log::Clear();
+                low->SetZ(1);
+                high->SetZ(0);
+                scene->OrderItem();
+                low->SetZ(0);
+                high->SetZ(1);
+              }
+              scene->OrderItem();
+              const bool sorted = host::log::Complaints().empty();
+              EXPECT_TRUE(sorted || FailingAllocations::failed());
+              scene->EnumItems(is_first, static_cast<GsItem*>(sorted ? low.get() : high.get()));
+            }),
+            2);
+}
+
+TEST_F(NoMemoryGraphicsTest, OutputsStartOrNot) {
+  const auto scene = MakeScene(8, 8, &device);
+  EXPECT_GT(Run([&] {
+              host::Receiver receiver(scene, 8, 8, kGsFormatNV12, &device);
+              const bool started = receiver.Start();
+              EXPECT_TRUE(started || FailingAllocations::failed());
+            }),
+            5);
+  EXPECT_GT(Run([&] {
+              host::TextureReceiver receiver(scene, 8, 8, &device);
+              const bool started = receiver.Start();
+              EXPECT_TRUE(started || FailingAllocations::failed());
+            }),
+            2);
+}
+
+TEST_F(NoMemoryGraphicsTest, StartedAgainOrStopped) {
+  const auto scene = MakeScene(8, 8, &device);
+  host::Receiver receiver(scene, 8, 8, kGsFormatRGBA, &device);
+  EXPECT_GT(Run([&] {
+              {
+                const FailingAllocations::Pause pause;
+                ASSERT_TRUE(receiver.Start());
+              }
+              const std::size_t before = receiver.timestamps().size();
+              const bool started = receiver.Start();
+              const FailingAllocations::Pause pause;
+              EXPECT_TRUE(started || FailingAllocations::failed());
+              Frame(7);
+              Frame(8);
+              if (!FailingAllocations::failed()) receiver.WaitFor(before + 1);
+              receiver.Stop();
+              if (!started) {
+                EXPECT_EQ(receiver.timestamps().size(), before);
+              }
+            }),
+            2);
+}
+
+TEST_F(NoMemoryGraphicsTest, FramesAreDrawnWithWhatThereIs) {
+  const auto scene = MakeScene(8, 8, &device);
+  const auto texture = MakeColor(9, 8, 7, 255, &device);
+  host::Receiver receiver(scene, 8, 8, kGsFormatI420, &device);
+  ASSERT_TRUE(receiver.Start());
+  GsViewImpl view(GsWindowInfo{}, 16, 16, &device);
+  view.SetScene(scene);
+  view.Attch();
+  int number = 0;
+  FailingAllocations::Run([&] {
+    scoped_refptr<host::Item> item;
+    {
+      const FailingAllocations::Pause pause;
+      item = MakeItem(gs_vec2(8, 8), &device);
+      item->texture = texture.get();
+      item->SetSelected(true);
+      scene->AddItem(item);
+      view.Resize(17 + number++, 16);
+    }
+    device.TickSource();
+    device.HandleFilter();
+    device.OutputFrame(1, 1);
+    device.DrawDisplay();
+    device.DoTask();
+    const FailingAllocations::Pause pause;
+    scene->RemoveItem(item);
+  });
+  view.Detach();
+  receiver.Stop();
+}
+
+TEST_F(NoMemoryGraphicsTest, ProgramsAndConstantsAreBoundOrNot) {
+  ASSERT_TRUE(
+      device.AddShader("a program whose name is longer than a string holds in place", glsl_src[1], host::kTintSource));
+  const auto scene = MakeScene(8, 8, &device);
+  host::TextureReceiver receiver(scene, 8, 8, &device);
+  int failures = 0;
+  const auto item = MakeItem(gs_vec2(8, 8), &device);
+  item->on_draw = [&] {
+    GsConstantBuffer constants(16, &device);
+    int slot = 0;
+    failures += Run([&] {
+      GsContext context(&device);
+      if (context.BindShader("a program whose name is longer than a string holds in place")) context.UnbindShader();
+      if (constants.Bind(slot++ % 10)) constants.Unbind();
+    });
+  };
+  scene->AddItem(item);
+  ASSERT_TRUE(receiver.Start());
+  Frame(1);
+  EXPECT_GT(failures, 0);
+  receiver.Stop();
+}
+
+}  // namespace
