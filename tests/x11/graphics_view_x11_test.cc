@@ -1,5 +1,4 @@
-// The engine's view in X11 windows, from the inside: what it asks of GL and of the window system, in which order. A
-// process keeps the display that it once chose, so one X server serves all of it.
+// The engine's view in X11 windows, from the inside: what it asks of GL and of the window system, in which order.
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <EGL/egl.h>
@@ -9,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -21,11 +19,8 @@
 
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/main_queue.h"
-#include "graphics/opengl/cgl/window_thread.h"
-#include "tests/support/gl_fixture.h"
 #include "tests/support/host_loop.h"
-#include "tests/support/x_server.h"
-#include "tests/support/x_window.h"
+#include "tests/x11/engine_view_test.h"
 
 namespace {
 
@@ -38,11 +33,6 @@ using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::SizeIs;
-
-test::XServer& TheXServer() {
-  static test::XServer server;
-  return server;
-}
 
 // Fills the view with a picture, pixel for pixel.
 class Painter : public GraphicsView::DrawCallback {
@@ -70,13 +60,8 @@ class Painter : public GraphicsView::DrawCallback {
   const std::unique_ptr<GraphicsTextureGL> texture_;
 };
 
-class GraphicsViewX11Test : public GlTest {
+class GraphicsViewX11Test : public EngineViewTest {
  protected:
-  GraphicsViewX11Test() {
-    EXPECT_NE(TheXServer().display(), "") << "Xvfb did not start";
-    setenv("DISPLAY", TheXServer().display().c_str(), 1);
-  }
-
   std::unique_ptr<GraphicsView> MakeView(void* window, unsigned int width, unsigned int height) {
     return std::unique_ptr<GraphicsView>(device()->CreateView(InternalWindowInfo{window}, width, height));
   }
@@ -86,31 +71,6 @@ class GraphicsViewX11Test : public GlTest {
     EXPECT_THAT(TakeLog(), IsEmpty());
     return view;
   }
-  // Frames wait for the window thread only so long, and skip pictures when it is late, as it is on a busy machine. Here
-  // every picture is presented, and what comes of it has come when the call returns.
-  static void Draw(GraphicsView* view) {
-    view->Draw();
-    WaitForTheWindowThread();
-  }
-  void Frames(int count) {
-    for (int i = 0; i < count; ++i) {
-      device()->DrawDisplay();
-      WaitForTheWindowThread();
-    }
-  }
-  std::vector<std::string> TakeTrace() {
-    WaitForTheWindowThread();
-    return gl_spy::TakeTrace();
-  }
-  std::vector<std::string> TakeLog() {
-    WaitForTheWindowThread();
-    return GlTest::TakeLog();
-  }
-  void TearDown() override {
-    WaitForTheWindowThread();  // The end of a view may be among its works.
-    GlTest::TearDown();
-  }
-
   // After the display is set.
   test::XConnection& x11() {
     if (!x11_) x11_ = std::make_unique<test::XConnection>(TheXServer().display());
@@ -118,10 +78,6 @@ class GraphicsViewX11Test : public GlTest {
   }
 
  private:
-  static void WaitForTheWindowThread() {
-    EXPECT_TRUE(test::ComesTrue([] { return RunOnWindowThread([] {}); }));
-  }
-
   std::unique_ptr<test::XConnection> x11_;
 };
 
