@@ -1,5 +1,4 @@
-// The engine's view in X11 windows, from the inside: what it asks of GL and of the window system, in which order. A
-// process keeps the display that it once chose, so one X server serves all of it.
+// The engine's view in X11 windows, from the inside: what it asks of GL and of the window system, in which order.
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <EGL/egl.h>
@@ -9,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -21,11 +19,8 @@
 
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/main_queue.h"
-#include "graphics/opengl/cgl/window_thread.h"
-#include "tests/support/gl_fixture.h"
 #include "tests/support/host_loop.h"
-#include "tests/support/x_server.h"
-#include "tests/support/x_window.h"
+#include "tests/x11/engine_view_test.h"
 
 namespace {
 
@@ -38,11 +33,6 @@ using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::SizeIs;
-
-test::XServer& TheXServer() {
-  static test::XServer server;
-  return server;
-}
 
 // Fills the view with a picture, pixel for pixel.
 class Painter : public GraphicsView::DrawCallback {
@@ -70,13 +60,8 @@ class Painter : public GraphicsView::DrawCallback {
   const std::unique_ptr<GraphicsTextureGL> texture_;
 };
 
-class GraphicsViewX11Test : public GlTest {
+class GraphicsViewX11Test : public EngineViewTest {
  protected:
-  GraphicsViewX11Test() {
-    EXPECT_NE(TheXServer().display(), "") << "Xvfb did not start";
-    setenv("DISPLAY", TheXServer().display().c_str(), 1);
-  }
-
   std::unique_ptr<GraphicsView> MakeView(void* window, unsigned int width, unsigned int height) {
     return std::unique_ptr<GraphicsView>(device()->CreateView(InternalWindowInfo{window}, width, height));
   }
@@ -86,10 +71,6 @@ class GraphicsViewX11Test : public GlTest {
     EXPECT_THAT(TakeLog(), IsEmpty());
     return view;
   }
-  void Frames(int count) {
-    for (int i = 0; i < count; ++i) device()->DrawDisplay();
-  }
-
   // After the display is set.
   test::XConnection& x11() {
     if (!x11_) x11_ = std::make_unique<test::XConnection>(TheXServer().display());
@@ -114,8 +95,8 @@ TEST_F(GraphicsViewX11Test, InitTakesTheWindowAndWaitsForNoRefresh) {
   const test::XWindow window(x11(), 120, 90);
   gl_spy::StartTrace();
   const auto view = MakeView(window.handle(), 120, 90);
-  EXPECT_THAT(gl_spy::TakeTrace(), ElementsAre("make current", "check", "flush", "check", "make current",
-                                               "swap interval 0", "flush", "check", "clear current", "clear current"));
+  EXPECT_THAT(TakeTrace(), ElementsAre("make current", "check", "flush", "check", "make current", "swap interval 0",
+                                       "flush", "check", "clear current", "clear current"));
   EXPECT_TRUE(window.ComesToHold(1));
 }
 
@@ -123,8 +104,8 @@ TEST_F(GraphicsViewX11Test, FrameIsDrawnCopiedAndPresentedInTheStatedOrder) {
   const test::XWindow window(x11(), 120, 90);
   const auto view = MakeView(window, 120, 90);
   gl_spy::StartTrace();
-  view->Draw();
-  std::vector<std::string> trace = gl_spy::TakeTrace();
+  Draw(view.get());
+  std::vector<std::string> trace = TakeTrace();
   ASSERT_GE(trace.size(), 10u);
   // Off-screen, as without a window.
   EXPECT_THAT(std::vector<std::string>(trace.begin(), trace.begin() + 3),
@@ -139,7 +120,7 @@ TEST_F(GraphicsViewX11Test, EveryStepOfTheCopyIsChecked) {
   const auto view = MakeView(window, 120, 90);
   gl_spy::faults().errors = std::deque<GLenum>(8, GL_NO_ERROR);  // What is drawn off-screen.
   gl_spy::faults().errors.insert(gl_spy::faults().errors.end(), 4, GL_INVALID_ENUM);
-  view->Draw();
+  Draw(view.get());
   EXPECT_THAT(gl_spy::faults().errors, IsEmpty());
   EXPECT_THAT(
       TakeLog(),
@@ -153,12 +134,12 @@ TEST_F(GraphicsViewX11Test, CopiesTheNewSizeFromTheOldImageUntilTheMainQueueHasR
   const auto view = MakeView(window, 120, 90);
   view->Resize(200, 160);
   gl_spy::StartTrace();
-  view->Draw();
-  EXPECT_THAT(gl_spy::TakeTrace(), ::testing::Contains("blit 0 0 200 160 to 0 0 200 160, 0x4000, 0x2600"));
+  Draw(view.get());
+  EXPECT_THAT(TakeTrace(), ::testing::Contains("blit 0 0 200 160 to 0 0 200 160, 0x4000, 0x2600"));
   gl_spy::StartTrace();
   loop.Run();
-  EXPECT_THAT(gl_spy::TakeTrace(), ElementsAre("make current", "check", "flush", "clear current",  // The image.
-                                               "make current", "flush", "clear current"));         // The window.
+  EXPECT_THAT(TakeTrace(), ElementsAre("make current", "check", "flush", "clear current",  // The image.
+                                       "make current", "flush", "clear current"));         // The window.
   Painter painter(context(), test::TestCard(200, 160));
   view->Attach(&painter);
   Frames(1);
@@ -173,8 +154,8 @@ TEST_F(GraphicsViewX11Test, CopiesASmallerPictureToTheUpperLeftOfAClearedWindow)
   view->SetBackgroundColor(1, 0.5f, 0.25f, 0);
   view->Resize(80, 60);
   gl_spy::StartTrace();
-  view->Draw();
-  const std::vector<std::string> trace = gl_spy::TakeTrace();
+  Draw(view.get());
+  const std::vector<std::string> trace = TakeTrace();
   ASSERT_GE(trace.size(), 11u);
   EXPECT_THAT(std::vector<std::string>(trace.end() - 11, trace.end() - 5),
               ElementsAre("check", "clear colour 1 0.5 0.25 0", "clear 0x4000", "check",
@@ -194,11 +175,11 @@ TEST_F(GraphicsViewX11Test, PictureIsNotPresentedWhenTheSizeChangesWhileItIsDraw
   Resizer resizer(view.get());
   view->Attach(&resizer);
   gl_spy::StartTrace();
-  view->Draw();
-  EXPECT_THAT(gl_spy::TakeTrace(), Not(::testing::Contains(HasSubstr("blit"))));
+  Draw(view.get());
+  EXPECT_THAT(TakeTrace(), Not(::testing::Contains(HasSubstr("blit"))));
   gl_spy::StartTrace();
-  view->Draw();
-  EXPECT_THAT(gl_spy::TakeTrace(), ::testing::Contains(HasSubstr("blit 0 0 80 60")));
+  Draw(view.get());
+  EXPECT_THAT(TakeTrace(), ::testing::Contains(HasSubstr("blit 0 0 80 60")));
   view->Detach();
 }
 
@@ -348,10 +329,10 @@ TEST_F(GraphicsViewX11Test, WindowThatGoesAwayIsSaidOnceAndFramesGoOn) {
 TEST_F(GraphicsViewX11Test, HostThatDestroysWhatIsInItsWindowHarmsNothing) {
   const test::XWindow window(x11(), 120, 90);
   const auto view = MakeView(window, 120, 90);
-  view->Draw();
+  Draw(view.get());
   xcb_destroy_subwindows(x11().get(), window.id());
   x11().Sync();
-  for (int i = 0; i < 3; ++i) view->Draw();
+  for (int i = 0; i < 3; ++i) Draw(view.get());
   EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
 }
 
@@ -359,14 +340,14 @@ TEST_F(GraphicsViewX11Test, WindowThatGoesAwayBeforeTheFirstFrameHarmsNothing) {
   auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
   const auto view = MakeView(*window, 120, 90);
   window.reset();
-  for (int i = 0; i < 3; ++i) view->Draw();
+  for (int i = 0; i < 3; ++i) Draw(view.get());
   EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
 }
 
 TEST_F(GraphicsViewX11Test, WindowThatIsGoneAtTheViewsEndHarmsNothing) {
   auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
   auto view = MakeView(*window, 120, 90);
-  view->Draw();
+  Draw(view.get());
   window.reset();
   view.reset();
   EXPECT_THAT(TakeLog(), IsEmpty());
@@ -377,10 +358,10 @@ TEST_F(GraphicsViewX11Test, WindowThatGoesAwayBeforeTheResizeWorkHarmsNothing) {
   HostLoop loop;
   const auto view = MakeView(*window, 120, 90);
   view->Resize(60, 50);
-  view->Draw();
+  Draw(view.get());
   window.reset();
   loop.Run();
-  view->Draw();
+  Draw(view.get());
   EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
 }
 
@@ -389,7 +370,7 @@ TEST_F(GraphicsViewX11Test, LeavesTheWindowWhenDestroyed) {
   auto view = MakeView(window, 120, 90);
   const auto second = MakeView(window, 60, 50);
   EXPECT_TRUE(window.ComesToHold(2));
-  view->Draw();
+  Draw(view.get());
   view.reset();
   EXPECT_TRUE(window.ComesToHold(1));
 }
@@ -400,8 +381,8 @@ TEST_F(GraphicsViewX11Test, LaterViewOfAWindowLiesOnTop) {
   const auto above = MakeView(window, 60, 45);
   below->SetBackgroundColor(1, 0, 0, 1);
   above->SetBackgroundColor(0, 1, 0, 1);
-  above->Draw();
-  below->Draw();
+  Draw(above.get());
+  Draw(below.get());
   test::Picture expected = test::Flat(120, 90, 0xff0000);
   for (int y = 0; y < 45; ++y) {
     for (int x = 0; x < 60; ++x) {
@@ -428,12 +409,15 @@ TEST_F(GraphicsViewX11Test, ServerThatStallsDoesNotStallTheFrames) {
   ASSERT_EQ(getsockopt(xcb_get_file_descriptor(x11().get()), SOL_SOCKET, SO_PEERCRED, &server, &size), 0);
   ASSERT_GT(server.pid, 1);
   ASSERT_EQ(kill(server.pid, SIGSTOP), 0);
+  const auto frames = [this](int count) {
+    for (int n = 0; n < count; ++n) device()->DrawDisplay();
+  };
   // Each of these would wait for the server for ever.
-  Frames(20);
+  frames(20);
   view->Resize(200, 160);
-  Frames(2);
+  frames(2);
   loop.Run();
-  Frames(2);
+  frames(2);
   EXPECT_EQ(painter.draws, 25);
   ASSERT_EQ(kill(server.pid, SIGCONT), 0);
   view->SetBackgroundColor(0, 0, 1, 1);
@@ -463,7 +447,7 @@ TEST_F(GraphicsViewX11Test, PresentationThatFailsIsSaidOnce) {
   const test::XWindow window(x11(), 120, 90);
   const auto view = MakeView(window, 120, 90);
   gl_spy::faults().present = true;
-  for (int i = 0; i < 3; ++i) view->Draw();
+  for (int i = 0; i < 3; ++i) Draw(view.get());
   gl_spy::faults().present = false;
   EXPECT_THAT(TakeLog(), ElementsAre("W: A view's picture could not be presented (EGL error 0x3000)"));
 }
@@ -472,11 +456,11 @@ TEST_F(GraphicsViewX11Test, NothingIsPresentedOfAnImageThatCannotBeDrawnTo) {
   const test::XWindow window(x11(), 120, 90);
   const auto view = MakeView(window, 120, 90);
   gl_spy::faults().incomplete = true;
-  view->Draw();
+  Draw(view.get());
   EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("frame_buffer status")));
   gl_spy::StartTrace();
-  for (int i = 0; i < 3; ++i) view->Draw();
-  EXPECT_THAT(gl_spy::TakeTrace(), Not(::testing::Contains(HasSubstr("blit"))));
+  for (int i = 0; i < 3; ++i) Draw(view.get());
+  EXPECT_THAT(TakeTrace(), Not(::testing::Contains(HasSubstr("blit"))));
   gl_spy::faults().incomplete = false;
   EXPECT_THAT(TakeLog(), IsEmpty());
 }

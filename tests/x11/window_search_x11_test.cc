@@ -1,10 +1,8 @@
-// The engine's view and a window that is not there yet, against a clock that stands still until the test moves it. A
-// process keeps the display that it once chose, so one X server serves all of it.
+// The engine's view and a window that is not there yet, against a clock that stands still until the test moves it.
 #include <xcb/xcb.h>
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -14,9 +12,7 @@
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 #include "graphics/opengl/cgl/search_schedule.h"
 #include "tests/support/fake_os_time.h"
-#include "tests/support/gl_fixture.h"
-#include "tests/support/x_server.h"
-#include "tests/support/x_window.h"
+#include "tests/x11/engine_view_test.h"
 
 namespace {
 
@@ -33,11 +29,6 @@ using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 constexpr std::uint64_t kSecondNs = 1'000'000'000;
-
-test::XServer& TheXServer() {
-  static test::XServer server;
-  return server;
-}
 
 // Asks for a window and keeps what it asks for to itself until Flush, as toolkits do.
 class LateWindow {
@@ -65,11 +56,9 @@ class LateWindow {
   const xcb_window_t id_;
 };
 
-class WindowSearchTest : public GlTest {
+class WindowSearchTest : public EngineViewTest {
  protected:
   WindowSearchTest() {
-    EXPECT_NE(TheXServer().display(), "") << "Xvfb did not start";
-    setenv("DISPLAY", TheXServer().display().c_str(), 1);
     fake_clock::Reset();
     host_ = std::make_unique<test::XConnection>(TheXServer().display());
   }
@@ -82,7 +71,7 @@ class WindowSearchTest : public GlTest {
   const test::XConnection& host() const { return *host_; }
   // Whether it comes to show what the view draws, while the clock stands still.
   static bool Shows(const test::XWindow& window, GraphicsView* view) {
-    return window.ComesToShow(test::Flat(120, 90, 0xff0000), {}, [view] { view->Draw(); });
+    return window.ComesToShow(test::Flat(120, 90, 0xff0000), {}, [view] { Draw(view); });
   }
 
  private:
@@ -105,7 +94,7 @@ TEST_F(WindowSearchTest, LooksAgainAfterAWhile) {
   const auto view = MakeView(late.handle());
   TakeLog();
   for (int i = 0; i < 200; ++i) {
-    view->Draw();
+    Draw(view.get());
     fake_clock::Advance(kSecondNs / 60);
   }
   EXPECT_THAT(TakeLog(), IsEmpty());
@@ -119,9 +108,9 @@ TEST_F(WindowSearchTest, LooksSeldomAndGivesUp) {
   const LateWindow late(host(), 120, 90);
   const auto view = MakeView(late.handle());
   TakeLog();
-  view->Draw();
+  Draw(view.get());
   late.Flush();
-  for (int i = 0; i < 3; ++i) view->Draw();
+  for (int i = 0; i < 3; ++i) Draw(view.get());
   EXPECT_EQ(late.window().ChildCount(), 0);
   fake_clock::Advance(kSecondNs);
   EXPECT_TRUE(Shows(late.window(), view.get()));
@@ -130,11 +119,11 @@ TEST_F(WindowSearchTest, LooksSeldomAndGivesUp) {
   const auto other = MakeView(too_late.handle());
   EXPECT_THAT(TakeLog(), SizeIs(1));
   for (int i = 0; i < 60; ++i) {
-    other->Draw();
+    Draw(other.get());
     fake_clock::Advance(kSecondNs);
   }
   too_late.Flush();
-  other->Draw();
+  Draw(other.get());
   EXPECT_EQ(too_late.window().ChildCount(), 0);
 }
 
@@ -144,11 +133,11 @@ TEST_F(WindowSearchTest, LooksAgainAfterAResize) {
   const auto view = MakeView(late.handle());
   TakeLog();
   for (int i = 0; i < 60; ++i) {
-    view->Draw();
+    Draw(view.get());
     fake_clock::Advance(kSecondNs);
   }
   late.Flush();
-  view->Draw();
+  Draw(view.get());
   EXPECT_EQ(late.window().ChildCount(), 0);
   view->Resize(120, 90);
   EXPECT_TRUE(Shows(late.window(), view.get()));
@@ -157,10 +146,10 @@ TEST_F(WindowSearchTest, LooksAgainAfterAResize) {
 TEST_F(WindowSearchTest, DoesNotLookForAWindowThatHasGone) {
   auto window = std::make_unique<test::XWindow>(host(), 120, 90);
   const auto view = MakeView(window->handle());
-  view->Draw();
+  Draw(view.get());
   window.reset();
   for (int i = 0; i < 10; ++i) {
-    view->Draw();
+    Draw(view.get());
     view->Resize(120, 90);
     fake_clock::Advance(kSecondNs);
   }
@@ -171,7 +160,7 @@ TEST_F(WindowSearchTest, MayEndWithTheViewThatLooks) {
   const LateWindow late(host(), 120, 90);
   auto view = MakeView(late.handle());
   TakeLog();
-  view->Draw();
+  Draw(view.get());
   view.reset();
   late.Flush();
   EXPECT_EQ(late.window().ChildCount(), 0);
@@ -183,8 +172,8 @@ TEST_F(WindowSearchTest, PresentsNothingUntilTheContextWasCurrentInTheWindow) {
   gl_spy::faults().window_current = true;
   const auto view = MakeView(window.handle());
   gl_spy::StartTrace();
-  for (int i = 0; i < 5; ++i) view->Draw();
-  EXPECT_THAT(gl_spy::TakeTrace(), Not(Contains(AnyOf(HasSubstr("blit"), HasSubstr("present")))));
+  for (int i = 0; i < 5; ++i) Draw(view.get());
+  EXPECT_THAT(TakeTrace(), Not(Contains(AnyOf(HasSubstr("blit"), HasSubstr("present")))));
   EXPECT_THAT(TakeLog(), AllOf(SizeIs(Le(2u)), Each(StartsWith("E: Failed to make the context current"))));
   gl_spy::faults().window_current = false;
   fake_clock::Advance(kSecondNs);
