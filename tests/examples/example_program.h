@@ -56,6 +56,10 @@ class ExampleTest : public testing::Test {
   pid_t Start(const std::string& program, const std::vector<std::string>& arguments);
   Ended Wait(pid_t pid);
 
+  // Runs a program that can write no file larger than `blocks` of 512 bytes, as on a full disk, and is not ended for
+  // it.
+  Ended RunOnFullDisk(int blocks, const std::string& program, const std::vector<std::string>& arguments);
+
   // Runs quarn-record, and expects it to succeed silently.
   Ended Record(const std::vector<std::string>& arguments);
   // Runs ffmpeg to make media; arguments split at spaces.

@@ -100,10 +100,8 @@ TEST_F(RecordErrorsTest, FailureKeepsAnOlderFilm) {
 }
 
 TEST_F(RecordErrorsTest, FullDiskLeavesNoFilm) {
-  // The shell's limit on the size of files stands in for a full disk; it must not end the program with a signal.
-  const std::string record = std::string(QUARN_BIN_DIR) + "/quarn-record";
-  const Ended ended = Run("/bin/sh", {"-c", "trap '' XFSZ; ulimit -f 200; exec '" + record +
-                                                "' --canvas 320x180 --duration 2 --offline -o film.y4m"});
+  const Ended ended =
+      RunOnFullDisk(200, "quarn-record", {"--canvas", "320x180", "--duration", "2", "--offline", "-o", "film.y4m"});
   EXPECT_EQ(ended.exit_code, 1);
   EXPECT_EQ(ended.err, "quarn-record: cannot write film.y4m: File too large\n");
   EXPECT_TRUE(Files().empty());

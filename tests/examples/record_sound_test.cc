@@ -540,9 +540,8 @@ TEST_F(RecordSoundTest, InterruptedWhileASenderIsSlow) {
 
 TEST_F(RecordSoundTest, FullDiskLeavesNoFilm) {
   MakeTone("tone.wav", 440, 0.5);
-  const std::string record = std::string(QUARN_BIN_DIR) + "/quarn-record";
-  const Ended ended = Run("/bin/sh", {"-c", "trap '' XFSZ; ulimit -f 20; exec '" + record +
-                                                "' --canvas 64x64 --duration 2 --audio tone.wav -o film.ts"});
+  const Ended ended = RunOnFullDisk(20, "quarn-record",
+                                    {"--canvas", "64x64", "--duration", "2", "--audio", "tone.wav", "-o", "film.ts"});
   EXPECT_EQ(ended.exit_code, 1);
   EXPECT_EQ(ended.err, "quarn-record: cannot write film.ts: File too large\n");
   EXPECT_EQ(Files(), std::vector<std::string>{"tone.wav"});
