@@ -15,7 +15,7 @@ class SearchSchedule {
   // Whether it is time for the next try, at `now` on the monotonic clock; if so, it counts as made.
   bool Due(std::uint64_t now_ns) {
     if (tries_ == kTries || (tries_ > 0 && now_ns < next_ns_)) return false;
-    next_ns_ = now_ns + std::min(kFirstNs << std::min(tries_, 16), kLongestNs);
+    next_ns_ = now_ns + std::min(kFirstNs << std::min(tries_, 16), std::uint64_t{kLongestNs});
     ++tries_;
     return true;
   }
