@@ -220,6 +220,60 @@ TEST_F(BadInputTest, TextureOfAnUnknownFormatIsInert) {
   }
 }
 
+TEST_F(BadInputTest, LayoutsWithoutStorageAreTold) {
+  const std::vector<unsigned char> pixels(1024, 0);
+  const auto told = [&](GsTexture::Format format) {
+    host::log::Clear();
+    const GsTexture texture(pixels.data(), 64, format, 8, 8, &device);
+    return host::log::Count(kQnLogError, "[GsTexture] a texture of layout " + std::to_string(format) +
+                                             " shows nothing: in this version it has no storage");
+  };
+  EXPECT_EQ(told(GsTexture::kTextureBGRA), 1);
+  EXPECT_EQ(told(GsTexture::kTextureR8), 1);
+  EXPECT_EQ(told(GsTexture::kTextureRGBA16), 1);
+  EXPECT_EQ(told(GsTexture::kTextureRGBA), 0);
+  EXPECT_EQ(told(GsTexture::kTextureRG8), 0);
+  EXPECT_EQ(host::log::Complaints(), "");
+}
+
+TEST_F(BadInputTest, UpdatesThatChangeNothingAreToldOnceUntilOneDoes) {
+  const std::vector<unsigned char> pixels(64, 9);
+  const auto line = [](const char* what) {
+    return "[GsTexture] an update of " + std::string(what) +
+           " changes nothing: only RGBA pixels of the texture's own size do\n";
+  };
+  GsTexture texture(pixels.data(), 8, GsTexture::kTextureRGBA, 2, 2, &device);
+  host::log::Clear();
+  texture.Update(pixels.data(), 12, GsTexture::kTextureRGBA, 3, 2);
+  texture.Update(pixels.data(), 8, GsTexture::kTextureRGBA, 2, 3);
+  texture.Update(pixels.data(), 4, GsTexture::kTextureRG8, 2, 2);
+  EXPECT_EQ(host::log::Complaints(), line("3 x 2 pixels in layout 0"));
+  host::log::Clear();
+  texture.Update(pixels.data(), 8, GsTexture::kTextureRGBA, 2, 2);
+  EXPECT_EQ(host::log::Complaints(), "");
+  texture.Update(pixels.data(), 4, GsTexture::kTextureRG8, 2, 2);
+  EXPECT_EQ(host::log::Complaints(), line("2 x 2 pixels in layout 3"));
+
+  GsTexture kept(pixels.data(), 4, GsTexture::kTextureRG8, 2, 2, &device);
+  host::log::Clear();
+  kept.Update(pixels.data(), 4, GsTexture::kTextureRG8, 2, 2);  // Taken, and not shown.
+  EXPECT_EQ(host::log::Complaints(), line("2 x 2 pixels in layout 3"));
+}
+
+TEST_F(BadInputTest, ItemOfAnotherDeviceIsTold) {
+  GsDevice other;
+  ASSERT_TRUE(other.Init());
+  const auto scene = MakeScene(8, 8, &device);
+  const auto own = host::MakeItem(gs_vec2(4, 4), &device);
+  const auto foreign = host::MakeItem(gs_vec2(4, 4), &other);
+  host::log::Clear();
+  scene->AddItem(own);
+  EXPECT_EQ(host::log::Complaints(), "");
+  scene->AddItem(foreign);
+  EXPECT_EQ(host::log::Complaints(), "[GsScene] the item is of another device: what it draws is not for this scene\n");
+  scene->RemoveItem(foreign);
+}
+
 TEST_F(BadInputTest, UpdateThatDoesNotFitChangesNothing) {
   const std::vector<unsigned char> red = {255, 0, 0, 255};
   const std::vector<unsigned char> pixels(4096, 77);

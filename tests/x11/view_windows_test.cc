@@ -1,4 +1,7 @@
 // Windows that a host treats badly: they cost the picture and a line in the log, and nothing else.
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -417,6 +420,51 @@ TEST_F(ViewDisplayTest, ProcessEndsWhileTheServerStalls) {
   setenv("TSAN_OPTIONS", (options + ":report_thread_leaks=0").c_str(), 1);
   EXPECT_EXIT(EndWhileTheServerStalls(), ::testing::ExitedWithCode(0), "");
   setenv("TSAN_OPTIONS", options.c_str(), 1);
+}
+
+// The views of a device that goes before them, and of one that a forked child has a copy of.
+[[noreturn]] void OutliveTheDevice(bool in_a_fork) {
+  alarm(60);
+  const test::XConnection x11;
+  const XWindow window(x11, 120, 90);
+  bool right = GsDevice::CreateDefaultDevice(true);
+  {
+    const PatternScene scene(64, 48, GsDevice::DefaultDevice());
+    View view(window.handle(), 120, 90, scene.scene());
+    right = right && window.ComesToShow(ViewOf(scene.picture(), 120, 90).picture(), host::kViewTolerance);
+    if (in_a_fork) {
+      const pid_t child = fork();
+      if (child == 0) {
+        host::log::Clear();
+        GsDevice::DestroyDefaultDevice();
+        const std::string said = host::log::Complaints();
+        view.Resize(50, 50);
+        view.~View();
+        _exit(said == "[GsDevice] left behind: it belongs to the process that this one was forked from\n" ? 0 : 1);
+      }
+      int status = 0;
+      right = right && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+      // The window is the parent's, and its picture goes on.
+      right = right && host::PassFrames(GsDevice::DefaultDevice(), 3) &&
+              window.ComesToShow(ViewOf(scene.picture(), 120, 90).picture(), host::kViewTolerance);
+    } else {
+      host::log::Clear();
+      GsDevice::DestroyDefaultDevice();
+      right = right && host::log::CountContaining(
+                           kQnLogError, "destroyed before its objects: 1 scene, 1 item, 1 view, 1 texture") == 1;
+      view.Resize(200, 100);
+    }
+  }
+  GsDevice::DestroyDefaultDevice();
+  std::exit(right ? 0 : 1);
+}
+
+TEST_F(ViewDisplayTest, DeviceMayGoBeforeItsViews) {
+  EXPECT_EXIT(OutliveTheDevice(false), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(ViewDisplayTest, ForkedChildLeavesTheDeviceAndItsWindowsAlone) {
+  EXPECT_EXIT(OutliveTheDevice(true), ::testing::ExitedWithCode(0), "");
 }
 
 [[noreturn]] void ViewWithoutADisplay(const test::XConnection& x11) {
