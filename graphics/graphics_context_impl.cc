@@ -126,6 +126,7 @@ void GraphicsContextImpl::BuildShader() { Logger::default_logger()->Warn("BuildS
 
 // The context is the capability that callers see, so the analysis cannot follow it to the locks inside.
 void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
+  ForgetOwnerInFork();
   if (HeldByCaller()) {
     lock_.Lock();
   } else {
@@ -139,8 +140,16 @@ void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 void GraphicsContextImpl::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
+  if (ForgetOwnerInFork()) return;
   if (--lock_count_ == 0) owner_.store(std::thread::id(), std::memory_order_relaxed);
   lock_.Unlock();
+}
+
+bool GraphicsContextImpl::ForgetOwnerInFork() {
+  return renewal_.Check([this] {
+    owner_.store(std::thread::id(), std::memory_order_relaxed);
+    lock_count_ = 0;
+  });
 }
 
 bool GraphicsContextImpl::HeldByCaller() const {

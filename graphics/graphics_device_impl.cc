@@ -7,12 +7,12 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "foundation/fork_count.h"
 #include "foundation/logger.h"
 #include "foundation/never_destroyed.h"
-#include "foundation/no_memory.h"
 #include "foundation/os_time.h"
 #include "graphics/registry.h"
 
@@ -40,6 +40,9 @@ class RunningDevices {
     if ((count & (count - 1)) == 0) std::atexit([] { Get().EndAll(); });
   }
 
+  // Whether the process is about to end.
+  bool ending() const { return ending_; }
+
   void Add(GraphicsDeviceImpl* device) {
     MutexLocker<Mutex> lock(mutex_);
     devices_.Add(device);
@@ -51,11 +54,13 @@ class RunningDevices {
 
  private:
   void EndAll() {
+    if (ending_.exchange(true)) return;
     MutexLocker<Mutex> lock(mutex_);
     devices_.Walk([](GraphicsDeviceImpl* device) { device->EndAtExit(); });
   }
 
   std::atomic<std::uint64_t> frames_{0};
+  std::atomic<bool> ending_{false};
   Mutex mutex_;
   Registry<GraphicsDeviceImpl> devices_ QUARN_GUARDED_BY(mutex_);
 };
@@ -242,6 +247,8 @@ void GraphicsDeviceImpl::EndAtExit() {
   ended_.TimedWait(kExitPatienceMs);
 }
 
+bool GraphicsDeviceImpl::ProcessIsEnding() { return RunningDevices::Get().ending(); }
+
 void GraphicsDeviceImpl::Run() {
   RunFrames();
   NoteEnd();
@@ -268,13 +275,20 @@ void GraphicsDeviceImpl::RunFrames() {
     }
     Stage([this] { DoTask(); });
   }
-  Stage([this] { DoTask(); });
+  // The driver may be gone by the time that a loop wakes up which slept when the process began to end.
+  if (!ProcessIsEnding()) Stage([this] { DoTask(); });
   UninitThreadContext();
 }
 
 template <class Function>
 void GraphicsDeviceImpl::Stage(Function function) {
-  EvenWithoutMemory("A stage of a frame", function);
+  try {
+    function();
+  } catch (const std::bad_alloc&) {
+    frame_is_whole_ = false;
+    if (std::exchange(lacks_memory_, true)) return;
+    Logger::default_logger()->Error("A stage of a frame comes to nothing: no memory");
+  }
 }
 
 bool GraphicsDeviceImpl::Loop() {
@@ -290,6 +304,9 @@ bool GraphicsDeviceImpl::Loop() {
   });
   Stage([this] { DrawDisplay(); });
   RunningDevices::Get().NoteFrame();
+  if (std::exchange(frame_is_whole_, true) && std::exchange(lacks_memory_, false)) {
+    Logger::default_logger()->Info("Frames have the memory that they need again");
+  }
   SleepToNextFrame();
   // Frame time, not wall time: dropped periods lower the rate that is reported.
   measured_time_ += frame_time_ - tick_time_;

@@ -91,9 +91,11 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   // What a Run is made of: the frames, and then the word that nothing of the thread's is to come.
   void RunFrames();
   void NoteEnd() { ended_.Signal(); }
+  // Whether the end of the process has begun: nothing may be asked of a driver any more.
+  static bool ProcessIsEnding();
 
  private:
-  // Runs a stage of the loop, which goes on where memory was missing.
+  // Runs a stage of the loop, which goes on where memory was missing: one line says so until a frame has been whole.
   template <class Function>
   void Stage(Function function);
   bool Loop();
@@ -109,6 +111,8 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   std::uint64_t frame_interval_ = 0;
   std::uint64_t measured_time_ = 0;
   std::uint64_t measured_frames_ = 0;
+  bool frame_is_whole_ = true;
+  bool lacks_memory_ = false;
   std::optional<VideoFrameInfo> last_frame_info_;
   std::vector<GsTask> tasks_ QUARN_GUARDED_BY(task_lock_);
   Mutex task_lock_;

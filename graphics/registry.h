@@ -25,7 +25,8 @@ class Registry {
   }
 
   // Calls visit(entry) front to back. A visit may add and remove entries, and walk: a walk visits each entry that was
-  // there when it began, and is there when its turn comes, once. What is added meanwhile is visited in the next.
+  // there when it began, and is there when its turn comes, once. What is added meanwhile is visited in the next. (What
+  // is added at the address of one that has gone counts as that one come back.)
   template <class Visit>
   void Walk(Visit visit) {
     const std::uint64_t removals = removals_;

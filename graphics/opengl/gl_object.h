@@ -27,6 +27,8 @@ class ScopedBind {
 
   // Whether the context is current.
   bool ok() const { return result_ != -1; }
+  // Whether it was so before.
+  bool nested() const { return result_ == 0; }
 
  private:
   GraphicsContextGL* context_;

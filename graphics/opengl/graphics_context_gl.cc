@@ -123,11 +123,8 @@ void GraphicsContextGL::ForgetObjects() {
   vertex_array_ = vertex_buffer_ = index_buffer_ = mvp_buffer_ = default_uniform_buffer_ = 0;
 }
 
-bool GraphicsContextGL::CanDraw(const char* operation, bool ask) {
-  if (IsBound()) {
-    if (ask || away_) away_ = !IsCurrent();
-    if (!away_) return true;
-  }
+bool GraphicsContextGL::CanDraw(const char* operation) {
+  if (IsBound() && IsCurrent()) return true;
   // Where nothing was ever built the log has said why.
   if (vertex_buffer_ && !reported_not_current_.exchange(true, std::memory_order_relaxed)) {
     Logger::default_logger()->Error(
@@ -139,7 +136,7 @@ bool GraphicsContextGL::CanDraw(const char* operation, bool ask) {
 }
 
 bool GraphicsContextGL::BindShader(const char* name) {
-  if (!name || !CanDraw("BindShader", true)) return false;
+  if (!name || !CanDraw("BindShader")) return false;
   lookup_name_ = name;
   GraphicsShader* const shader = GetShader(lookup_name_);
   if (!shader || !shader->Bind()) return false;
@@ -154,7 +151,7 @@ void GraphicsContextGL::UnbindShader() {
 }
 
 void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
-  if (!CanDraw("SetViewport", true)) return;
+  if (!CanDraw("SetViewport")) return;
   // As they are: a side that turns negative so is GL's to refuse, and the next check says it.
   glViewport(static_cast<GLint>(x), static_cast<GLint>(y), static_cast<GLsizei>(width), static_cast<GLsizei>(height));
 }

@@ -44,9 +44,8 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // Whether the calling thread has bound the context: if so it is current, unless a callback of the host's has changed
   // that.
   bool IsBound() const;
-  // Whether an operation that a host may call at any time may do its work now. The first that may not is logged. Goes
-  // by what the thread has bound, and asks what is current where drawing starts (`ask`).
-  bool CanDraw(const char* operation, bool ask = false);
+  // Whether an operation that a host may call at any time may do its work now. The first that may not is logged.
+  bool CanDraw(const char* operation);
 
   // Creates and deletes the objects that every draw shares.
   void BuildVertexAttrBuffer();
@@ -67,7 +66,6 @@ class GraphicsContextGL : public GraphicsContextImpl {
   GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
   std::string lookup_name_;                 // Of BindShader; keeps its memory too.
-  bool away_ = false;  // Whether another was current when that was last asked. The binding thread's.
   std::atomic<bool> reported_not_current_{false};
 };
 

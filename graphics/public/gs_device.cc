@@ -24,11 +24,13 @@ GsDevice* GsDevice::DefaultDevice() { return app_default_device; }
 
 void GsDevice::DestroyDefaultDevice() {
   auto* const engine = app_default_device ? dynamic_cast<GraphicsDeviceImpl*>(app_default_device->impl_) : nullptr;
-  if (engine && engine->OnOwnRenderThread()) {
+  // In a fork nobody of the engine is at work, whatever the locks say.
+  const bool at_work = engine && !engine->IsOfAnotherProcess();
+  if (at_work && engine->OnOwnRenderThread()) {
     Logger::default_logger()->Error("[GsDevice] the default device stays: it cannot be destroyed on its render thread");
     return;
   }
-  const GraphicsContextImpl* const context = engine ? LockableContext(engine->gs_context()) : nullptr;
+  const GraphicsContextImpl* const context = at_work ? LockableContext(engine->gs_context()) : nullptr;
   if (context && context->HeldByCaller()) {
     Logger::default_logger()->Error(
         "[GsDevice] the default device stays: it cannot be destroyed inside one of its stages");

@@ -44,6 +44,10 @@ GraphicsDevice* FindEngine(GsDevice* device, GsTexture::Format format, unsigned 
   return engine;
 }
 
+void ReportNoMemory(unsigned int width, unsigned int height) {
+  Logger::default_logger()->Error("[GsTexture] no memory for %u x %u pixels", width, height);
+}
+
 // Says which layouts the engine has no storage for: such a texture comes out inert, or, for R8, empty.
 void CheckStorage(GsTexture::Format format) {
   if (format == GsTexture::kTextureRGBA || format == GsTexture::kTextureRG8) return;
@@ -75,7 +79,7 @@ GsTexture::GsTexture(const unsigned char* data, unsigned int stride, Format form
   GraphicsFrame frame;
   if (!CopyPixels(data, stride, internal_format, width, height, &frame)) return;
   if (frame.format == kFormatUnknown) {
-    Logger::default_logger()->Error("[GsTexture] no memory for %u x %u pixels", width, height);
+    ReportNoMemory(width, height);
     return;
   }
   CheckStorage(format);
@@ -111,13 +115,17 @@ GsTexture::~GsTexture() {
 void GsTexture::Update(const unsigned char* data, unsigned int stride, Format format, unsigned int width,
                        unsigned int height) {
   const GraphicsFormatInternal internal_format = ToInternalFormat(format);
-  if (!impl_ || internal_format == kFormatUnknown) return;
-  GraphicsFrame frame;
-  if (!CopyPixels(data, stride, internal_format, width, height, &frame)) return;
-  const unsigned char* const pixels = frame.data[0];
-  // Whether the layout and the size fit is the engine texture's to decide: a frame that it does not take stays here.
-  impl_->Update(std::move(frame));
-  const bool shown = pixels && frame.data[0] != pixels && format == kTextureRGBA;
+  if (!impl_) return;
+  bool shown = false;
+  if (internal_format != kFormatUnknown && width != 0 && height != 0) {
+    GraphicsFrame frame;
+    if (!CopyPixels(data, stride, internal_format, width, height, &frame)) return;
+    const unsigned char* const pixels = frame.data[0];
+    if (!pixels) return ReportNoMemory(width, height);
+    // Whether the layout and the size fit is the engine texture's to decide: a frame that it does not take stays here.
+    impl_->Update(std::move(frame));
+    shown = frame.data[0] != pixels && format == kTextureRGBA;
+  }
   if (update_refused_.exchange(!shown, std::memory_order_relaxed) || shown) return;
   Logger::default_logger()->Error(
       "[GsTexture] an update of %u x %u pixels in layout %d changes nothing: only RGBA pixels of the texture's own "

@@ -40,8 +40,9 @@ class QUARN_EXPORT GsDevice {
   static bool CreateDefaultDevice(bool start);
   // Returns the default device, or null.
   static GsDevice* DefaultDevice();
-  // Stops and destroys the default device, if there is one. A process that ends without it stops drawing first, within
-  // a quarter of a second. In a fork of the process that made it, it is left behind with an error line.
+  // Stops and destroys the default device, if there is one. A process that ends without it stops drawing first, and
+  // waits a quarter of a second at most for the last frame. In a fork of the process that made it, it is left behind
+  // with an error line.
   //
   // Blocks: for the rest of the running frame, its sleep and the last drain of the task queue. On the render thread,
   // and inside the stages and tasks of a device that the host drives, it does nothing but log an error.

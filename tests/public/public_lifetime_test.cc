@@ -282,7 +282,7 @@ TEST_F(LifetimeTest, ForkedChildMayDestroyEverything) {
     EXPECT_EQ(RunInFork([&held] {
                 held = Holdings();
                 GsDevice::DestroyDefaultDevice();
-                return 0;
+                return GsDevice::DefaultDevice() ? 1 : 0;
               }),
               0);
     forked.Set();

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "foundation/mutex.h"
+#include "foundation/never_destroyed.h"
 
 #ifndef EGL_PLATFORM_XCB_EXT
 #define EGL_PLATFORM_XCB_EXT 0x31DC
@@ -107,8 +108,8 @@ class ScopedOpenGlApi {
 class DisplayChooser {
  public:
   static DisplayChooser& Get() {
-    static DisplayChooser* const chooser = new DisplayChooser;  // Outlives everything that might still draw at exit.
-    return *chooser;
+    static NeverDestroyed<DisplayChooser> chooser;  // For everything that might still draw at exit.
+    return chooser.get();
   }
 
   std::unique_ptr<EglContext> CreateContext(const EglContext* share, NativeContext::Error* error) {
@@ -132,6 +133,8 @@ class DisplayChooser {
   }
 
  private:
+  friend class NeverDestroyed<DisplayChooser>;
+
   DisplayChooser()
       : client_extensions_(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS)),
         get_platform_display_(

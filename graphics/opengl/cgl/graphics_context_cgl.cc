@@ -2,6 +2,7 @@
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 
 #include "foundation/logger.h"
+#include "graphics/opengl/gl_object.h"
 
 namespace {
 
@@ -46,15 +47,18 @@ std::unique_ptr<NativeContext> GraphicsContextCGL::CreateContext(NativeContext* 
 
 bool GraphicsContextCGL::Build() {
   native_ = CreateContext(nullptr);
-  if (BindContext() != 1) {
-    native_.reset();  // No programs, no pictures: it is as if there were none.
-  } else {
-    max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
-    max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
-    BuildShader();
-    BuildVertexAttrBuffer();
-    UnbindContext();
+  bool usable = false;
+  {
+    ScopedBind bind(this);
+    usable = bind.ok();
+    if (usable) {
+      max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
+      max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
+      BuildShader();
+      BuildVertexAttrBuffer();
+    }
   }
+  if (!usable) native_.reset();  // No programs, no pictures: it is as if there were none.
   return true;
 }
 

@@ -167,6 +167,6 @@ void GraphicsDeviceCGL::HandleTask(void (*func)(void*), void* param) {
 
 void GraphicsDeviceCGL::Run() {
   RunFrames();
-  NativeContext::ReleaseThread();
+  if (!ProcessIsEnding()) NativeContext::ReleaseThread();
   NoteEnd();
 }

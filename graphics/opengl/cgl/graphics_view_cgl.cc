@@ -115,9 +115,11 @@ void GraphicsViewCGL::MakeFrameTexture(Size requested) {
   }
   const Size size = PictureSize(requested);
   picture_.texture = 0;
+  image_untried_ = true;
   frame_texture_ = std::make_unique<GraphicsTextureGL>(context(), size.width, size.height);
   if (!frame_texture_->Init(true)) frame_texture_.reset();
   if (frame_texture_) frame_texture_->SetQuiet(target_failed_);
+  image_untried_ = !frame_texture_ && !context()->IsCurrent();
 }
 
 void GraphicsViewCGL::Draw() {
@@ -136,6 +138,7 @@ void GraphicsViewCGL::Draw() {
     ScopedBind bind(context());
     if (bind.ok()) {
       dropped_.clear();
+      if (image_untried_) MakeFrameTexture(size);
       DrawFrame(size);
     }
   }
@@ -221,14 +224,13 @@ void GraphicsViewCGL::UpdateOnMainThread() {
   const Size requested = RequestedSize();
   // A size that no frame has seen: whatever the next one finds is another.
   if (requested.width != last_width_ || requested.height != last_height_) last_width_ = last_height_ = 0;
-  const int bound = context()->BindContext();
-  if (bound != 0) {
-    if (bound == -1 && frame_texture_) dropped_.push_back(std::move(frame_texture_));
-    frame_texture_.reset();
-    MakeFrameTexture(requested);
-    if (bound == 1) {
-      glFlush();
-      context()->UnbindContext();
+  {
+    ScopedBind bind(context());
+    if (!bind.nested()) {
+      if (!bind.ok() && frame_texture_) dropped_.push_back(std::move(frame_texture_));
+      frame_texture_.reset();
+      MakeFrameTexture(requested);
+      if (bind.ok()) glFlush();
     }
   }
   GiveBackKeptLock();

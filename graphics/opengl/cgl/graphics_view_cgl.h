@@ -85,6 +85,7 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   // Images that could not be deleted when they were dropped.
   std::vector<std::unique_ptr<GraphicsTextureGL>> dropped_;
   Picture picture_;             // The last frame.
+  bool image_untried_ = false;  // Whether the image is missing because it could not even be tried to make one.
   bool target_failed_ = false;  // Whether the last frame could not be drawn into its image.
   SearchSchedule search_;       // For a window that was not there.
   std::atomic<bool> search_again_{false};

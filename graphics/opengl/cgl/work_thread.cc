@@ -11,7 +11,7 @@ std::uint64_t WorkThread::Post(std::function<void()> work) {
   if (of_another_process()) return 0;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (stopped_) return 0;
-  if (!EvenWithoutMemory("Work for a view's window", [&] {
+  if (!EvenWithoutMemory("Work for a view", [&] {
         if (!thread_) thread_.reset(Thread::Create());
         queue_.push_back(std::move(work));
       })) {
@@ -80,7 +80,7 @@ void WorkThread::Run() {
     for (std::function<void()>& work : batch_) {
       if (stopped_) break;
       lock.unlock();
-      EvenWithoutMemory("Work for a view's window", work);
+      EvenWithoutMemory("Work for a view", work);
       work = nullptr;  // What it holds goes with it.
       lock.lock();
       if (++done_number_ == last_number_) lags_ = false;

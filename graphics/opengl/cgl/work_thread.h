@@ -18,8 +18,8 @@ class WorkThread : public Runable {
  public:
   // `name` is what the thread will be called; at most 15 characters, and it stays the caller's.
   explicit WorkThread(const char* name) : name_(name) {}
-  // Queues `work` behind what is queued already. Returns its number, counted from 1; 0, with a line in the log, when
-  // there is no thread to do it: it is dropped then.
+  // Queues `work` behind what is queued already. Returns its number, counted from 1; 0 where it is dropped: with a line
+  // in the log when there is no thread or no memory for it, and without one after a Stop and in a forked child.
   std::uint64_t Post(std::function<void()> work);
   // Waits for a work, and for no longer than `patience`. Returns whether it is done. When it is not, nobody is waited
   // for any more, until all that is queued is done.

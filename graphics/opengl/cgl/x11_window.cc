@@ -10,6 +10,7 @@
 
 #include "foundation/logger.h"
 #include "foundation/mutex.h"
+#include "foundation/never_destroyed.h"
 
 namespace {
 
@@ -61,9 +62,9 @@ const char* ErrorName(std::uint8_t code) {
 }  // namespace
 
 X11Connection* X11Connection::Get() {
-  static Mutex mutex;
+  static NeverDestroyed<Mutex> mutex;
   static X11Connection* opened = nullptr;
-  MutexLocker<Mutex> lock(mutex);
+  MutexLocker<Mutex> lock(mutex.get());
   if (!opened) {
     int screen = 0;
     xcb_connection_t* const connection = xcb_connect(nullptr, &screen);
