@@ -27,7 +27,7 @@ set(QUARN_PC_PRIVATE "")
 if(NOT QUARN_SHARED)
   string(JOIN " " QUARN_PC_PRIVATE ${QUARN_XCB_MODULES})
   string(PREPEND QUARN_PC_PRIVATE "Requires.private: opengl egl ")
-  string(APPEND QUARN_PC_PRIVATE "\nLibs.private: -pthread\n")
+  string(APPEND QUARN_PC_PRIVATE "\nLibs.private: -pthread -Wl,-z,nodelete\n")
 endif()
 file(RELATIVE_PATH QUARN_PC_PREFIX
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})

@@ -6,13 +6,13 @@
 
 #include <new>
 
+#include "foundation/fork_count.h"
+
 class EventImpl {
  public:
-  explicit EventImpl(bool manual_reset) : manual_reset_(manual_reset) {
-    pthread_mutex_init(&mutex_, nullptr);
-    pthread_cond_init(&condition_, nullptr);
-  }
+  explicit EventImpl(bool manual_reset) : manual_reset_(manual_reset) { Make(); }
   ~EventImpl() {
+    Renew();  // A condition is destroyed once nobody waits any more, and a fork has none of those who did.
     pthread_cond_destroy(&condition_);
     pthread_mutex_destroy(&mutex_);
   }
@@ -20,7 +20,7 @@ class EventImpl {
   EventImpl& operator=(const EventImpl&) = delete;
 
   void Signal() {
-    pthread_mutex_lock(&mutex_);
+    Lock();
     // One waiter, not all of them: part of the interface.
     pthread_cond_signal(&condition_);
     signalled_ = true;
@@ -28,7 +28,7 @@ class EventImpl {
   }
 
   void Reset() {
-    pthread_mutex_lock(&mutex_);
+    Lock();
     signalled_ = false;
     pthread_mutex_unlock(&mutex_);
   }
@@ -37,7 +37,7 @@ class EventImpl {
   // flag as it is, for the next to find.
 
   bool Wait() {
-    pthread_mutex_lock(&mutex_);
+    Lock();
     int result = 0;
     while (!signalled_ && result == 0) result = pthread_cond_wait(&condition_, &mutex_);
     const bool found = result == 0 && Consume();
@@ -46,7 +46,7 @@ class EventImpl {
   }
 
   bool TimedWait(unsigned long ms) {
-    pthread_mutex_lock(&mutex_);
+    Lock();
     int result = 0;
     while (!signalled_ && result == 0) {
       // Taken anew on every pass: a spurious wake-up starts the full wait again, as the interface has it.
@@ -64,13 +64,25 @@ class EventImpl {
   }
 
   bool Try() {
-    pthread_mutex_lock(&mutex_);
+    Lock();
     const bool found = Consume();
     pthread_mutex_unlock(&mutex_);
     return found;
   }
 
  private:
+  void Make() {
+    pthread_mutex_init(&mutex_, nullptr);
+    pthread_cond_init(&condition_, nullptr);
+  }
+  void Renew() {
+    renewal_.Check([this] { Make(); });
+  }
+  void Lock() {
+    Renew();
+    pthread_mutex_lock(&mutex_);
+  }
+
   // Reads the flag, with mutex_ held, and clears it when the event resets itself.
   bool Consume() {
     const bool found = signalled_;
@@ -80,6 +92,7 @@ class EventImpl {
 
   pthread_mutex_t mutex_;
   pthread_cond_t condition_;
+  ForkRenewal renewal_;
   bool signalled_ = false;
   const bool manual_reset_;
 };

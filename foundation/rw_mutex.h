@@ -7,7 +7,8 @@
 #include "foundation/fork_count.h"
 #include "foundation/thread_annotations.h"
 
-// The POSIX lock lies in the object itself, as a Mutex's does, and is free in a fork of the process like that.
+// The POSIX lock lies in the object itself, as a Mutex's does, and is free in a fork of the process like that: a fork
+// gives back at most one of the locks that its thread held.
 class QUARN_CAPABILITY("mutex") RWMutex {
  public:
   RWMutex();

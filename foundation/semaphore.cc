@@ -5,6 +5,8 @@
 
 #include <new>
 
+#include "foundation/fork_count.h"
+
 class SemaphoreImpl {
  public:
   explicit SemaphoreImpl(int initial)
@@ -18,7 +20,7 @@ class SemaphoreImpl {
   bool valid() const { return valid_; }
 
   void Post() {
-    pthread_mutex_lock(&mutex_);
+    Lock();
     if (first_) {
       // The unit goes to the one who has waited longest: nobody who comes later can take it first.
       Waiter* const waiter = first_;
@@ -32,7 +34,7 @@ class SemaphoreImpl {
   }
 
   bool Wait() {
-    pthread_mutex_lock(&mutex_);
+    Lock();
     bool taken = count_ > 0;
     if (taken) {
       --count_;
@@ -50,6 +52,16 @@ class SemaphoreImpl {
     bool granted = false;
     Waiter* next = nullptr;
   };
+
+  void Lock() {
+    // A fork has none of the threads that waited.
+    renewal_.Check([this] {
+      pthread_mutex_init(&mutex_, nullptr);
+      first_ = nullptr;
+      end_ = &first_;
+    });
+    pthread_mutex_lock(&mutex_);
+  }
 
   bool WaitInQueue() {
     Waiter self;
@@ -70,6 +82,7 @@ class SemaphoreImpl {
   }
 
   pthread_mutex_t mutex_;
+  ForkRenewal renewal_;
   const bool valid_;          // Whether creation succeeded. What follows is guarded by mutex_.
   unsigned long long count_;  // Above zero only while nobody waits.
   Waiter* first_ = nullptr;

@@ -1,18 +1,23 @@
 // Locks in a fork of the process that made them.
 #include "foundation/fork_count.h"
 
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <fstream>
 #include <functional>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
 
+#include "foundation/event.h"
 #include "foundation/mutex.h"
 #include "foundation/rw_mutex.h"
+#include "foundation/semaphore.h"
 #include "foundation/thread.h"
 
 namespace {
@@ -97,6 +102,55 @@ TEST(ForkCountTest, ReaderWriterLockIsFreeInTheChild) {
             }),
             0);
   EXPECT_FALSE(written.TryReadLock());
+}
+
+// A thread that waits, as far as the system can tell.
+class Waiter {
+ public:
+  template <class Wait>
+  explicit Waiter(Wait wait)
+      : thread_([this, wait] {
+          id_ = static_cast<int>(syscall(SYS_gettid));
+          wait();
+        }) {
+    while (id_ == 0 || !Sleeps()) std::this_thread::yield();
+  }
+  ~Waiter() { thread_.join(); }
+
+ private:
+  bool Sleeps() const {
+    std::ifstream file("/proc/self/task/" + std::to_string(id_) + "/stat");
+    std::string number, name, state;
+    file >> number >> name >> state;
+    return state == "S";
+  }
+
+  std::atomic<int> id_{0};
+  std::thread thread_;
+};
+
+TEST(ForkCountTest, EventThatSomebodyWaitsForMayBeUsedAndDestroyedInTheChild) {
+  auto event = std::make_unique<Event>(false);
+  const Waiter waiter([&event] { event->Wait(); });
+  EXPECT_EQ(RunInFork([&event] {
+              event->Signal();
+              const bool signalled = event->Wait();
+              event.reset();
+              return signalled ? 0 : 1;
+            }),
+            0);
+  event->Signal();
+}
+
+TEST(ForkCountTest, SemaphoreThatSomebodyWaitsForStartsAnewInTheChild) {
+  Semaphore semaphore(0);
+  const Waiter waiter([&semaphore] { semaphore.Wait(); });
+  EXPECT_EQ(RunInFork([&semaphore] {
+              semaphore.Post();
+              return semaphore.Wait() ? 0 : 1;
+            }),
+            0);
+  semaphore.Post();
 }
 
 // Ends when it is told to.

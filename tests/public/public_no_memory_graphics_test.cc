@@ -142,6 +142,47 @@ TEST_F(NoMemoryGraphicsTest, ObjectsAreInert) {
             2);
 }
 
+// Values, stages and what this version leaves out.
+TEST_F(NoMemoryGraphicsTest, TheRestThrowsNothing) {
+  const auto item = MakeItem(gs_vec2(4, 4), &device);
+  const auto texture = MakeColor(1, 2, 3, 4, &device);
+  GsViewImpl view(GsWindowInfo{}, 16, 16, &device);
+  FailingAllocations::Run([&] {
+    GsScreenDup duplicator("screen", &device);
+    EXPECT_EQ(duplicator.Dup(), -1);
+    device.SetFps(60);
+    device.ClearFrameList();
+    device.EnterThreadContext();
+    device.LeaveThreadContext();
+    EXPECT_TRUE(device.InitThreadContext());
+    EXPECT_TRUE(device.IsInternalRenderThread());
+    device.UninitThreadContext();
+    device.Enter();
+    device.Leave();
+    EXPECT_EQ(device.native_obj(), nullptr);
+    view.SetBackgroundColor(1, 1, 1, 1);
+    view.SetClampX(1);
+    view.SetClampY(1);
+    EXPECT_EQ(view.scene_ptr(), nullptr);
+    item->MoveTo(gs_vec2(1, 1));
+    item->Resize(gs_vec2(2, 2));
+    item->SetRotation(1);
+    item->SetZ(1);
+    item->SetVisible(true);
+    item->SetHovered(true);
+    item->SetSelected(true);
+    item->Attach();
+    item->Detach();
+    texture->SetRotation(1);
+    const GsTextureBinder binder(texture.get());
+    GsContext context(&device);
+    context.SetViewport(0, 0, 1, 1);
+    context.DrawRect({gs_vec2(), gs_vec2(1, 1)}, {1, 1});
+    context.DrawVertexArray(nullptr, 0, nullptr, 0, {gs_vec2(), gs_vec2()}, {1, 1});
+    context.UnbindShader();
+  });
+}
+
 TEST_F(NoMemoryGraphicsTest, ItemsComeAndGoOrNot) {
   const auto scene = MakeScene(8, 8, &device);
   const auto first = MakeItem(gs_vec2(4, 4), &device);
