@@ -2,12 +2,10 @@
 #include "foundation/fork_count.h"
 
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <fstream>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -19,19 +17,11 @@
 #include "foundation/rw_mutex.h"
 #include "foundation/semaphore.h"
 #include "foundation/thread.h"
+#include "tests/support/run_in_fork.h"
 
 namespace {
 
-// Returns what `child` returns in a fork of this process; -1 when it does not end within a minute.
-int RunInFork(const std::function<int()>& child) {
-  const pid_t pid = fork();
-  if (pid == 0) {
-    alarm(60);
-    _exit(child());
-  }
-  int status = 0;
-  return waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using test::RunInFork;
 
 TEST(ForkCountTest, CountsInTheChildAlone) {
   const unsigned int before = os::ForkCount();

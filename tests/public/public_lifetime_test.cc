@@ -1,19 +1,19 @@
 // Hosts whose objects outlive their device, and processes that are forked from a host.
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "tests/public/host.h"
+#include "tests/support/run_in_fork.h"
 
 namespace {
 
 using host::MakeColor;
 using host::MakeItem;
 using host::MakeScene;
+using test::RunInFork;
 
 class Filter : public GsFilter {
  public:
@@ -232,18 +232,6 @@ TEST(LifetimeDeathTest, NothingIsDrawnOnceTheProcessEnds) {
     std::exit(2);
   };
   EXPECT_EXIT(host_program(), ::testing::ExitedWithCode(7), "");
-}
-
-// Runs `child` in a fork of this process, which has a minute for it. Returns what the child returns.
-int RunInFork(const std::function<int()>& child) {
-  const pid_t pid = fork();
-  if (pid == 0) {
-    alarm(60);
-    _exit(child());
-  }
-  int status = 0;
-  if (waitpid(pid, &status, 0) != pid) return -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
 }
 
 constexpr char kLeftBehind[] = "[GsDevice] left behind: it belongs to the process that this one was forked from";

@@ -1,5 +1,4 @@
 // Windows that a host treats badly: they cost the picture and a line in the log, and nothing else.
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/run_in_fork.h"
 #include "tests/x11/view_host.h"
 
 namespace {
@@ -433,17 +433,16 @@ TEST_F(ViewDisplayTest, ProcessEndsWhileTheServerStalls) {
     View view(window.handle(), 120, 90, scene.scene());
     right = right && window.ComesToShow(ViewOf(scene.picture(), 120, 90).picture(), host::kViewTolerance);
     if (in_a_fork) {
-      const pid_t child = fork();
-      if (child == 0) {
-        host::log::Clear();
-        GsDevice::DestroyDefaultDevice();
-        const std::string said = host::log::Complaints();
-        view.Resize(50, 50);
-        view.~View();
-        _exit(said == "[GsDevice] left behind: it belongs to the process that this one was forked from\n" ? 0 : 1);
-      }
-      int status = 0;
-      right = right && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+      right =
+          right &&
+          test::RunInFork([&view] {
+            host::log::Clear();
+            GsDevice::DestroyDefaultDevice();
+            const std::string said = host::log::Complaints();
+            view.Resize(50, 50);
+            view.~View();
+            return said == "[GsDevice] left behind: it belongs to the process that this one was forked from\n" ? 0 : 1;
+          }) == 0;
       // The window is the parent's, and its picture goes on.
       right = right && host::PassFrames(GsDevice::DefaultDevice(), 3) &&
               window.ComesToShow(ViewOf(scene.picture(), 120, 90).picture(), host::kViewTolerance);
