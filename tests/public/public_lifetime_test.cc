@@ -7,6 +7,7 @@
 
 #include "tests/public/host.h"
 #include "tests/support/run_in_fork.h"
+#include "tests/support/threads_left_behind.h"
 
 namespace {
 
@@ -205,6 +206,7 @@ TEST(LifetimeDeathTest, StaticObjectsMayOutliveTheDevice) {
     if (destroy) GsDevice::DestroyDefaultDevice();
     std::exit(7);
   };
+  const test::ThreadsLeftBehind left_behind;  // The render thread of a device that is never destroyed.
   EXPECT_EXIT(host_program(true), ::testing::ExitedWithCode(7), "");
   EXPECT_EXIT(host_program(false), ::testing::ExitedWithCode(7), "");
 }
@@ -231,6 +233,7 @@ TEST(LifetimeDeathTest, NothingIsDrawnOnceTheProcessEnds) {
     held.raw->WaitFor(3);
     std::exit(2);
   };
+  const test::ThreadsLeftBehind left_behind;
   EXPECT_EXIT(host_program(), ::testing::ExitedWithCode(7), "");
 }
 

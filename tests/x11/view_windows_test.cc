@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "tests/support/run_in_fork.h"
+#include "tests/support/threads_left_behind.h"
 #include "tests/x11/view_host.h"
 
 namespace {
@@ -413,13 +414,8 @@ TEST_F(ViewDisplayTest, MayGoAwayUnderItsViews) {
 }
 
 TEST_F(ViewDisplayTest, ProcessEndsWhileTheServerStalls) {
-  // The thread that hangs in the window system is left behind on purpose; ThreadSanitizer, which reads its options when
-  // the process starts, would call it leaked.
-  const char* const set = std::getenv("TSAN_OPTIONS");
-  const std::string options = set ? set : "";
-  setenv("TSAN_OPTIONS", (options + ":report_thread_leaks=0").c_str(), 1);
+  const test::ThreadsLeftBehind left_behind;  // The one that hangs in the window system.
   EXPECT_EXIT(EndWhileTheServerStalls(), ::testing::ExitedWithCode(0), "");
-  setenv("TSAN_OPTIONS", options.c_str(), 1);
 }
 
 // The views of a device that goes before them, and of one that a forked child has a copy of.
