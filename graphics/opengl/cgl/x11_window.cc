@@ -5,6 +5,7 @@
 #include <xcb/shape.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 
@@ -41,7 +42,8 @@ std::uint32_t InBits(float part, std::uint32_t mask) {
   if (mask == 0) return 0;
   const std::uint32_t lowest = mask & ~(mask - 1);
   const double value = part > 0 ? std::min(static_cast<double>(part), 1.0) : 0.0;
-  return static_cast<std::uint32_t>(value * (mask / lowest) + 0.5) * lowest;
+  const std::uint32_t highest = mask / lowest;
+  return static_cast<std::uint32_t>(std::lround(value * highest)) * lowest;
 }
 
 xcb_screen_t* ScreenOf(xcb_connection_t* connection, int number) {
