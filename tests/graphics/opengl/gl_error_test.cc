@@ -53,7 +53,7 @@ TEST_F(CheckGLErrorTest, ReportsWhatTheDriverRefuses) {
 TEST_F(CheckGLErrorTest, NamesTheFileByItsPathFromTheRoot) {
   gl_spy::faults().errors = {0x0500};
   CheckGLError(__FILE__, 5);
-  EXPECT_THAT(TakeLog(), ElementsAre("W: INVALID_ENUM | tests/opengl/gl_error_test.cc (5)"));
+  EXPECT_THAT(TakeLog(), ElementsAre("W: INVALID_ENUM | tests/graphics/opengl/gl_error_test.cc (5)"));
 }
 
 }  // namespace
