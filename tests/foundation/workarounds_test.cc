@@ -1,0 +1,59 @@
+// The names of workarounds, and how the environment turns them off.
+#include "foundation/workarounds.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/log_capture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+using Line = LogCapture::Line;
+
+constexpr std::uint32_t kAll = 0x7f;
+
+std::uint32_t Bit(Workaround workaround) { return 1u << static_cast<int>(workaround); }
+
+class WorkaroundsTest : public ::testing::Test {
+ protected:
+  LogCapture log_;
+};
+
+TEST_F(WorkaroundsTest, AllAreUsedUnlessToldOtherwise) {
+  EXPECT_EQ(UsedWorkarounds(nullptr), kAll);
+  EXPECT_EQ(UsedWorkarounds(""), kAll);
+  EXPECT_TRUE(IsUsed(Workaround::kSteadyWindow));
+  EXPECT_TRUE(IsUsed(Workaround::kRequestLength));
+  EXPECT_THAT(log_.Lines(), IsEmpty());
+}
+
+TEST_F(WorkaroundsTest, AreTurnedOffByName) {
+  EXPECT_EQ(UsedWorkarounds("-glx-aside"), kAll & ~Bit(Workaround::kGlxAside));
+  EXPECT_EQ(UsedWorkarounds("-steady-window,-request-length"),
+            kAll & ~Bit(Workaround::kSteadyWindow) & ~Bit(Workaround::kRequestLength));
+  EXPECT_THAT(log_.Lines(), ElementsAre(Line{Logger::Level::Info, "The workaround \"glx-aside\" is turned off"},
+                                        Line{Logger::Level::Info, "The workaround \"steady-window\" is turned off"},
+                                        Line{Logger::Level::Info, "The workaround \"request-length\" is turned off"}));
+}
+
+TEST_F(WorkaroundsTest, EveryNameTurnsOneOff) {
+  EXPECT_EQ(UsedWorkarounds("-steady-window,-look-before-swap,-glx-aside,-draw-to-back,-no-release-flush,"
+                            "-exit-handlers,-request-length"),
+            0u);
+}
+
+TEST_F(WorkaroundsTest, UnknownNamesAreToldOf) {
+  EXPECT_EQ(UsedWorkarounds("glx-aside,-glx,,-"), kAll);
+  const auto complaint = [](const std::string& name) {
+    return Line{Logger::Level::Warn,
+                "QUARN_WORKAROUNDS names no workaround by \"" + name + "\": it takes -name,-name,..."};
+  };
+  EXPECT_THAT(log_.Lines(), ElementsAre(complaint("glx-aside"), complaint("-glx"), complaint("-")));
+}
+
+}  // namespace
