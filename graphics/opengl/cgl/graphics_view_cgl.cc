@@ -143,7 +143,7 @@ void GraphicsViewCGL::Draw() {
     }
   }
   // A window system that stalls costs the view its pictures and the others nothing.
-  if (window_->has_thread && WindowThreadLags()) return;
+  if (window_->has_thread && WindowThread::Get().lags()) return;
   GiveBackKeptLock();
   view_context_->Lock();
   if (!frame_texture_) {

@@ -19,7 +19,7 @@ struct GraphicsViewCGL::Window {
   template <class Work>
   void Run(Work work) {
     if (has_thread) {
-      RunOnWindowThread([this, work] { work(this); });
+      WindowThread::Get().HandOver([this, work] { work(this); });
     } else {
       work(this);
     }
