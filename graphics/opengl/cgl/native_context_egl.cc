@@ -2,12 +2,10 @@
 #include <dlfcn.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <utility>
 
 #include "foundation/logger.h"
-#include "foundation/thread_annotations.h"
+#include "foundation/transferable_mutex.h"
 #include "graphics/opengl/cgl/egl_display.h"
 #include "graphics/opengl/cgl/native_context.h"
 #include "graphics/opengl/cgl/x11_window.h"
@@ -62,28 +60,6 @@ class Glx {
 
 EGLSurface Surface(std::uintptr_t handle) { return reinterpret_cast<EGLSurface>(handle); }
 
-// A recursive lock that another thread than its holder may give back, and that may be destroyed while it is held.
-class ContextMonitor {
- public:
-  void Lock() {
-    const std::thread::id self = std::this_thread::get_id();
-    std::unique_lock<std::mutex> lock(mutex_);
-    free_.wait(lock, [&] { return depth_ == 0 || owner_ == self; });
-    owner_ = self;
-    ++depth_;
-  }
-  void Unlock() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (depth_ > 0 && --depth_ == 0) free_.notify_one();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable free_;
-  std::thread::id owner_;
-  int depth_ = 0;
-};
-
 class NativeContextEgl : public NativeContext {
  public:
   // `shares`: whether it shares another's objects, and its fate.
@@ -91,8 +67,8 @@ class NativeContextEgl : public NativeContext {
       : context_(std::move(context)), display_(context_->display()), shares_(shares) {}
   ~NativeContextEgl() override { NativeContextEgl::DetachWindow(); }
 
-  void Lock() override { monitor_.Lock(); }
-  void Unlock() override { monitor_.Unlock(); }
+  void Lock() override { mutex_.Lock(); }
+  void Unlock() override { mutex_.Unlock(); }
 
   bool MakeCurrent(Current* previous) override {
     if (context_->lost()) {
@@ -246,7 +222,7 @@ class NativeContextEgl : public NativeContext {
   const bool shares_;
   std::atomic<bool> failing_{false};  // Whether it could not be made current when that was last tried.
   std::atomic<bool> loss_reported_{false};
-  ContextMonitor monitor_;
+  TransferableMutex mutex_;
   // What follows belongs to the window thread.
   std::unique_ptr<X11Window> window_;
   EGLSurface surface_ = EGL_NO_SURFACE;  // None without a window.
