@@ -6,9 +6,9 @@
 
 #include "foundation/logger.h"
 #include "foundation/transferable_mutex.h"
-#include "graphics/opengl/cgl/egl_display.h"
+#include "graphics/opengl/cgl/linux/egl_display.h"
 #include "graphics/opengl/cgl/native_context.h"
-#include "graphics/opengl/cgl/x11_window.h"
+#include "graphics/opengl/cgl/linux/x11_window.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // X11 windows for views. Only the window thread enters, but for X11Connection::Get; whoever talks to the server may
 // have to wait for it.
-#include "graphics/opengl/cgl/x11_window.h"
+#include "graphics/opengl/cgl/linux/x11_window.h"
 
 #include <xcb/shape.h>
 

@@ -1,6 +1,6 @@
 // Windows in an X11 window of the host's.
-#ifndef QUARN_GRAPHICS_OPENGL_CGL_X11_WINDOW_H_
-#define QUARN_GRAPHICS_OPENGL_CGL_X11_WINDOW_H_
+#ifndef QUARN_GRAPHICS_OPENGL_CGL_LINUX_X11_WINDOW_H_
+#define QUARN_GRAPHICS_OPENGL_CGL_LINUX_X11_WINDOW_H_
 
 #include <xcb/xcb.h>
 
@@ -91,4 +91,4 @@ class X11Window {
   bool destroyed_ = false;  // Written by the connection.
 };
 
-#endif  // QUARN_GRAPHICS_OPENGL_CGL_X11_WINDOW_H_
+#endif  // QUARN_GRAPHICS_OPENGL_CGL_LINUX_X11_WINDOW_H_

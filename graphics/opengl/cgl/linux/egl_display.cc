@@ -1,5 +1,5 @@
 // The choice of the display, and what is made on it. Entered by every thread that makes a context or a window surface.
-#include "graphics/opengl/cgl/egl_display.h"
+#include "graphics/opengl/cgl/linux/egl_display.h"
 
 #include <algorithm>
 #include <cstring>

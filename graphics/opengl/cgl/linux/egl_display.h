@@ -1,6 +1,6 @@
 // The EGL display of the process.
-#ifndef QUARN_GRAPHICS_OPENGL_CGL_EGL_DISPLAY_H_
-#define QUARN_GRAPHICS_OPENGL_CGL_EGL_DISPLAY_H_
+#ifndef QUARN_GRAPHICS_OPENGL_CGL_LINUX_EGL_DISPLAY_H_
+#define QUARN_GRAPHICS_OPENGL_CGL_LINUX_EGL_DISPLAY_H_
 
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "graphics/opengl/cgl/native_context.h"
-#include "graphics/opengl/cgl/x11_window.h"
+#include "graphics/opengl/cgl/linux/x11_window.h"
 
 struct EglDisplay {
   EGLDisplay display = EGL_NO_DISPLAY;
@@ -56,4 +56,4 @@ class EglContext {
 // Makes a drawable of an X11 window whose visual is the display's window_visual.
 EGLSurface CreateEglSurface(const EglDisplay& display, xcb_window_t window);
 
-#endif  // QUARN_GRAPHICS_OPENGL_CGL_EGL_DISPLAY_H_
+#endif  // QUARN_GRAPHICS_OPENGL_CGL_LINUX_EGL_DISPLAY_H_
