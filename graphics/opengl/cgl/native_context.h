@@ -74,7 +74,7 @@ class NativeContext {
   virtual bool CanPresent() = 0;
   // Gives the place another size, which holds from the next MakeCurrent on; where a picture may have been begun, from
   // the one after its Present. The context is current nowhere. Does nothing without a place.
-  virtual void UpdateWindow(unsigned int width, unsigned int height) = 0;
+  virtual void ResizeWindow(unsigned int width, unsigned int height) = 0;
   // With the context current: the size of the place. Leaves both alone where there is none.
   virtual void WindowSize(unsigned int* width, unsigned int* height) = 0;
   // What the window system shows in the place where there is no picture yet, each part 0 to 1: where the place has

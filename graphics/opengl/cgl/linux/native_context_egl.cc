@@ -108,7 +108,7 @@ class NativeContextEgl : public NativeContext {
     if (window_) window_->SetBackground(r, g, b);
   }
 
-  void UpdateWindow(unsigned int width, unsigned int height) override {
+  void ResizeWindow(unsigned int width, unsigned int height) override {
     next_width_ = width;
     next_height_ = height;
     if (window_ && !has_buffer_) window_->Resize(width, height);
@@ -176,7 +176,7 @@ class NativeContextEgl : public NativeContext {
   // Whether a driver may have a buffer for the next picture. It takes the window's size when the context is made
   // current and keeps it, so that the window must not change until that picture is presented.
   bool has_buffer_ = false;
-  unsigned int next_width_ = 0;  // What UpdateWindow asked for.
+  unsigned int next_width_ = 0;  // What ResizeWindow asked for.
   unsigned int next_height_ = 0;
 };
 
