@@ -20,7 +20,7 @@ ViewPresenter* ViewPresenter::Create(std::unique_ptr<NativeContext> context) {
 }
 
 ViewPresenter::ViewPresenter(std::unique_ptr<NativeContext> context)
-    : context_(std::move(context)), has_window_system_(context_->HasWindows()) {}
+    : context_(std::move(context)), has_window_system_(context_->HasWindowSystem()) {}
 
 bool ViewPresenter::lags() const { return has_window_system_ && WindowThread::Get().lags(); }
 

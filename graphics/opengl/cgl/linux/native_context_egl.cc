@@ -59,7 +59,7 @@ class NativeContextEgl : public NativeContext {
     return IsBound() && !context_->lost() && eglGetCurrentContext() == context_->handle();
   }
 
-  bool HasWindows() const override { return display_.window_system != nullptr; }
+  bool HasWindowSystem() const override { return display_.window_system != nullptr; }
 
   Place AttachWindow(void* window, unsigned int width, unsigned int height) override {
     if (!display_.window_system) {
