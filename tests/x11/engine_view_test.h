@@ -30,7 +30,7 @@ class EngineViewTest : public GlTest {
     return server;
   }
   static void WaitForTheWindowThread() {
-    EXPECT_TRUE(test::ComesTrue([] { return RunOnWindowThread([] {}); }));
+    EXPECT_TRUE(test::ComesTrue([] { return WindowThread::Get().HandOver([] {}); }));
   }
 
   static void Draw(GraphicsView* view) {

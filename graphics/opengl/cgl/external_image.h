@@ -1,5 +1,5 @@
 // What a host hands over as an external image, and how it gets into a rectangle texture: a seam of its own, because
-// every platform has its own kind of image. Here it is a QnExternalImage.
+// every platform has its own kind of image. On Linux it is a QnExternalImage (linux/external_image.cc).
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_EXTERNAL_IMAGE_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_EXTERNAL_IMAGE_H_
 

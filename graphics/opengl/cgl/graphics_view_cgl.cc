@@ -1,5 +1,5 @@
-// The platform's view. The context's lock, which a frame and a change of size hold throughout, guards all of it but
-// what the window thread works on.
+// The drawing half of the platform's view. Host threads, the render thread and the main queue enter; a frame and a
+// change of size hold the lock of the device's context throughout, and it guards all that is here.
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <algorithm>
@@ -9,16 +9,14 @@
 #include "foundation/os_time.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
-#include "graphics/opengl/cgl/graphics_view_cgl_window.h"
 #include "graphics/opengl/cgl/main_queue.h"
-#include "graphics/opengl/cgl/window_thread.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/gl_object.h"
 #include "graphics/opengl/graphics_texture_gl.h"
 
 struct GraphicsViewCGL::Link {
   const scoped_refptr<GraphicsContextCGL> context;
-  GraphicsViewCGL* view;  // Null when it is gone. Under the context's lock.
+  GraphicsViewCGL* view;  // Null when it is gone; guarded by the context's lock.
 };
 
 GraphicsViewCGL::GraphicsViewCGL(GraphicsContextCGL* context, const InternalWindowInfo& info, unsigned int width,
@@ -42,8 +40,7 @@ GraphicsViewCGL::~GraphicsViewCGL() {
     if (picture_.drawn && bind.ok()) glDeleteSync(picture_.drawn);
   }
   GiveBackKeptLock();
-  window_->closed = true;
-  window_->Run([](Window* window) { window->Delete(); });
+  presenter_->HandOverEnd();
 }
 
 bool GraphicsViewCGL::Init() {
@@ -53,8 +50,8 @@ bool GraphicsViewCGL::Init() {
   link_ = std::make_shared<Link>(Link{context(), this});
   std::unique_ptr<NativeContext> view_context = GraphicsContextCGL::CreateContext(context()->native());
   if (!view_context) return true;
-  window_ = new Window(std::move(view_context));
-  view_context_ = window_->context.get();
+  presenter_ = ViewPresenter::Create(std::move(view_context));
+  view_context_ = presenter_->context();
   const Size requested = RequestedSize();
   ScopedBind bind(context());
   MakeFrameTexture(requested);
@@ -62,7 +59,7 @@ bool GraphicsViewCGL::Init() {
     glFlush();
     CheckGLError(__FILE__, __LINE__);
   }
-  AttachToWindow(PictureSize(requested));
+  presenter_->HandOverWindow(native_view_, ImageSize(requested));
   return true;
 }
 
@@ -99,21 +96,21 @@ GraphicsViewCGL::Size GraphicsViewCGL::RequestedSize() {
   return {width(), height()};
 }
 
-bool GraphicsViewCGL::CanDraw(Size size) const {
+bool GraphicsViewCGL::FitsTexture(Size size) const {
   return size.width != 0 && size.height != 0 && std::max(size.width, size.height) <= context()->max_texture_size();
 }
 
-GraphicsViewCGL::Size GraphicsViewCGL::PictureSize(Size requested) const {
-  return CanDraw(requested) ? requested : Size{1, 1};
+GraphicsViewCGL::Size GraphicsViewCGL::ImageSize(Size requested) const {
+  return FitsTexture(requested) ? requested : Size{1, 1};
 }
 
 void GraphicsViewCGL::MakeFrameTexture(Size requested) {
   const bool empty = requested.width == 0 || requested.height == 0;
-  if (!empty && !CanDraw(requested)) {
+  if (!empty && !FitsTexture(requested)) {
     Logger::default_logger()->Warn("A view of %ux%u cannot be drawn: a side is longer than %u", requested.width,
                                    requested.height, context()->max_texture_size());
   }
-  const Size size = PictureSize(requested);
+  const Size size = ImageSize(requested);
   picture_.texture = 0;
   image_untried_ = true;
   frame_texture_ = std::make_unique<GraphicsTextureGL>(context(), size.width, size.height);
@@ -133,7 +130,7 @@ void GraphicsViewCGL::Draw() {
     last_width_ = size.width;
     last_height_ = size.height;
   }
-  if (!CanDraw(size)) return;
+  if (!FitsTexture(size)) return;
   {
     ScopedBind bind(context());
     if (bind.ok()) {
@@ -143,7 +140,7 @@ void GraphicsViewCGL::Draw() {
     }
   }
   // A window system that stalls costs the view its pictures and the others nothing.
-  if (window_->has_thread && WindowThreadLags()) return;
+  if (presenter_->lags()) return;
   GiveBackKeptLock();
   view_context_->Lock();
   if (!frame_texture_) {
@@ -155,14 +152,8 @@ void GraphicsViewCGL::Draw() {
   view_context_->Unlock();
   // A host's connection keeps its requests for itself until it is flushed, which may be after the making of the view.
   if (search_again_.exchange(false)) search_.Restart();
-  if (window_->may_come && search_.Due(os::GetTimeNs())) AttachToWindow(size);
-  if (!window_->can_present || picture_.texture == 0) return;
-  window_->picture = picture_;
-  window_->Run([](Window* window) { window->Present(); });
-}
-
-void GraphicsViewCGL::AttachToWindow(Size size) {
-  window_->Run([native_view = native_view_, size](Window* window) { window->Attach(native_view, size); });
+  if (presenter_->may_find_window() && search_.Due(os::GetTimeNs())) presenter_->HandOverWindow(native_view_, size);
+  if (presenter_->can_present() && picture_.texture != 0) presenter_->HandOverPicture(picture_);
 }
 
 void GraphicsViewCGL::GiveBackKeptLock() {
@@ -182,7 +173,7 @@ void GraphicsViewCGL::DrawFrame(Size size) {
   if (failed) return;
   {
     MutexLocker<Mutex> lock(background_mutex_);
-    picture_.background = background_;
+    picture_.background = {background_.r, background_.g, background_.b, background_.a};
     glClearColor(background_.r, background_.g, background_.b, background_.a);
     CheckGLError(__FILE__, __LINE__);
   }
@@ -216,11 +207,11 @@ void GraphicsViewCGL::DrawFrame(Size size) {
 void GraphicsViewCGL::Update() {
   PostToMainQueue([link = link_] {
     MutexLocker<GraphicsContextGL> lock(*link->context);
-    if (link->view && link->context->available()) link->view->UpdateOnMainThread();
+    if (link->view && link->context->available()) link->view->FinishResize();
   });
 }
 
-void GraphicsViewCGL::UpdateOnMainThread() {
+void GraphicsViewCGL::FinishResize() {
   const Size requested = RequestedSize();
   // A size that no frame has seen: whatever the next one finds is another.
   if (requested.width != last_width_ || requested.height != last_height_) last_width_ = last_height_ = 0;
@@ -235,5 +226,5 @@ void GraphicsViewCGL::UpdateOnMainThread() {
   }
   GiveBackKeptLock();
   // Without a picture the window keeps the last one.
-  window_->Run([size = CanDraw(requested) ? requested : Size{0, 0}](Window* window) { window->Resize(size); });
+  presenter_->HandOverSize(FitsTexture(requested) ? requested : Size{0, 0});
 }

@@ -1,5 +1,5 @@
-// A view on the platform: each frame is drawn off-screen in the device's context and then copied into the host's
-// window, through a native context of the view's own.
+// A view on the platform, and of its two halves the one that draws: each frame goes into an off-screen image in the
+// device's context. The other half, ViewPresenter, copies it to the host's window in a context of the view's own.
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_H_
 
@@ -10,9 +10,8 @@
 
 #include "graphics/graphics_view_impl.h"
 #include "graphics/opengl/cgl/gs_object_cgl.h"
-#include "graphics/opengl/cgl/native_context.h"
 #include "graphics/opengl/cgl/search_schedule.h"
-#include "graphics/opengl/gl.h"
+#include "graphics/opengl/cgl/view_presenter.h"
 
 class GraphicsTextureGL;
 struct InternalWindowInfo;
@@ -39,57 +38,46 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   void Draw() override;
 
  private:
-  // The size last asked for, both sides of one call.
-  struct Size {
-    std::uint32_t width;
-    std::uint32_t height;
-  };
-  // A frame that is finished.
-  struct Picture {
-    GLuint texture = 0;      // What it is in; 0 while there is no picture.
-    Size image = {0, 0};     // The texture's size: not the picture's own while that changes.
-    Size size = {0, 0};      // The picture's. It lies at the texture's lower left corner.
-    GLsync drawn = nullptr;  // Passed when it is finished.
-    Color background = {0, 0, 0, 1};
-  };
-  // What work on the main queue knows of the view: it may come when the view, or the device, is gone.
+  using Size = ViewPresenter::Size;
+  // What work on the main queue knows of the view: it may run when the view, or the device, is gone.
   struct Link;
-  // The part of the view that the window thread works with.
-  struct Window;
 
+  // The size last asked for, both sides of one call.
   Size RequestedSize();
-  // Whether there is something to draw, and a texture can have that size.
-  bool CanDraw(Size size) const;
-  // Of the off-screen image: one pixel for a size that cannot be drawn, so that there always is one.
-  Size PictureSize(Size requested) const;
+  // Whether a picture of that size has pixels, and a texture can hold them.
+  bool FitsTexture(Size size) const;
+  // Of the off-screen image: one pixel for a size that no texture fits, so that there always is an image.
+  Size ImageSize(Size requested) const;
+  // Has FinishResize run on the main queue; the name is part of the interface and must stay.
   void Update();
-  // The part of Update that belongs to the main thread; under the context's lock.
-  void UpdateOnMainThread();
+  // The second stage of a change of size: makes the new image and has the window resized. On the main queue, under the
+  // context's lock.
+  void FinishResize();
   void MakeFrameTexture(Size requested);
   // Draws a frame of that size into the off-screen image, with the device's context current.
   void DrawFrame(Size size);
   void GiveBackKeptLock();
-  // Has the window thread look for the host's window, for pictures of that size.
-  void AttachToWindow(Size size);
 
-  // The view's own context, which shares the device's objects; null until Init, and for ever if that fails. The window
-  // thread uses it.
+  // What follows is guarded by the lock of the device's context, but where it says otherwise.
+  //
+  // The view's own context, which shares the device's objects and belongs to the presenter; null until Init, and for
+  // ever where it could not be made. It has a lock of its own.
   NativeContext* view_context_ = nullptr;
   void* const native_view_;
   std::unique_ptr<GraphicsTextureGL> frame_texture_;
   std::uint32_t last_width_;
   std::uint32_t last_height_;
 
-  // Owns the view's context. The window thread deletes it, with the last work that it is given.
-  Window* window_ = nullptr;
+  // Null when view_context_ is. It ends itself, once the destructor has asked it to.
+  ViewPresenter* presenter_ = nullptr;
   // Images that could not be deleted when they were dropped.
   std::vector<std::unique_ptr<GraphicsTextureGL>> dropped_;
-  Picture picture_;             // The last frame.
-  bool image_untried_ = false;  // Whether the image is missing because it could not even be tried to make one.
-  bool target_failed_ = false;  // Whether the last frame could not be drawn into its image.
-  SearchSchedule search_;       // For a window that was not there.
-  std::atomic<bool> search_again_{false};
-  bool lock_kept_ = false;  // Whether a Draw without an image has kept the view context's lock.
+  ViewPresenter::Picture picture_;  // The last frame.
+  bool image_untried_ = false;      // Whether the image is missing because it could not even be tried to make one.
+  bool target_failed_ = false;      // Whether the last frame could not be drawn into its image.
+  SearchSchedule search_;           // When to look again for a window that was not there.
+  std::atomic<bool> search_again_{false};  // Set by the host's thread that resizes: the schedule begins anew.
+  bool lock_kept_ = false;                 // Whether a Draw without an image has kept the view context's lock.
   std::shared_ptr<Link> link_;
 };
 

@@ -10,7 +10,8 @@
 #include "foundation/mutex.h"
 #include "foundation/never_destroyed.h"
 #include "foundation/no_memory.h"
-#include "graphics/opengl/cgl/work_thread.h"
+#include "foundation/worker.h"
+#include "graphics/opengl/cgl/view_worker.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ class MainQueue {
     static NeverDestroyed<MainQueue> queue;
     struct AtExit {
       // A work that waits for an engine that the host has left running is left where it is.
-      ~AtExit() { queue.get().thread_.StopWithin(std::chrono::milliseconds(250)); }
+      ~AtExit() { queue.get().worker_.StopWithin(kViewWorkPatience); }
     };
     static const AtExit at_exit;
     return queue.get();
@@ -62,7 +63,7 @@ class MainQueue {
     if (post_) {
       post_(&MainQueue::RunHandedOut, handed_out_.Add(std::move(work)), user_);
     } else {
-      thread_.Post(std::move(work));
+      worker_.Post(std::move(work));
     }
   }
 
@@ -78,7 +79,7 @@ class MainQueue {
   Mutex mutex_;  // Held while the host's post runs, so that Set waits for it.
   QnMainQueuePost post_ QUARN_GUARDED_BY(mutex_) = nullptr;
   void* user_ QUARN_GUARDED_BY(mutex_) = nullptr;
-  WorkThread thread_{"quarn-mainqueue"};  // The default.
+  Worker worker_{ViewWorkerRole("quarn-mainqueue")};  // Does the works while no host has named a queue.
   HandedOut handed_out_;
 };
 

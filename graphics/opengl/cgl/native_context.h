@@ -1,5 +1,5 @@
-// The platform's OpenGL contexts: the seam between the engine and a window system. One file implements it on each
-// platform.
+// The platform's OpenGL contexts: the seam between the engine and a platform with its window systems. Each platform
+// implements it in a folder of its own, Linux in linux/native_context_egl.cc.
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_NATIVE_CONTEXT_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_NATIVE_CONTEXT_H_
 
@@ -16,14 +16,14 @@ class NativeContext {
   enum class Error { kNone, kNoPixelFormat, kNoContext };
 
   // What a thread has current: a context of the library's or of the host's own, by whichever interface. Only the
-  // platform's file looks inside.
+  // platform's sources look inside.
   struct Current {
     void* display = nullptr;
     void* context = nullptr;
     std::uintptr_t draw = 0;
     std::uintptr_t read = 0;
     unsigned int api = 0;
-    bool foreign = false;  // Not of the interface that the library uses.
+    bool foreign = false;  // Whether it belongs to another interface than the one that the library uses.
   };
 
   // Makes a context that shares textures and buffers with `share`, unless that is null. On failure returns null and
@@ -60,8 +60,9 @@ class NativeContext {
   void Unbind();
 
   // Whether there is a window system to present with.
-  virtual bool HasWindows() const = 0;
-  // What follows belongs on the window thread (window_thread.h).
+  virtual bool HasWindowSystem() const = 0;
+  // All that follows belongs on the window thread (window_thread.h): on some platforms a window may be used by the
+  // thread that made it only.
   //
   // Makes a place of `width` x `height` pixels for pictures in the upper left corner of a window of the host's: from
   // the next MakeCurrent on it is the default framebuffer. When there is none to be had, the log says so, once; kNotYet
@@ -74,7 +75,7 @@ class NativeContext {
   virtual bool CanPresent() = 0;
   // Gives the place another size, which holds from the next MakeCurrent on; where a picture may have been begun, from
   // the one after its Present. The context is current nowhere. Does nothing without a place.
-  virtual void UpdateWindow(unsigned int width, unsigned int height) = 0;
+  virtual void ResizeWindow(unsigned int width, unsigned int height) = 0;
   // With the context current: the size of the place. Leaves both alone where there is none.
   virtual void WindowSize(unsigned int* width, unsigned int* height) = 0;
   // What the window system shows in the place where there is no picture yet, each part 0 to 1: where the place has

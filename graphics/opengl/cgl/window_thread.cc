@@ -1,31 +1,23 @@
 // The thread for windows. Entered by render threads and by the host's.
 #include "graphics/opengl/cgl/window_thread.h"
 
-#include <chrono>
+#include <cstdint>
 #include <utility>
 
-#include "foundation/never_destroyed.h"
-#include "graphics/opengl/cgl/work_thread.h"
+#include "graphics/opengl/cgl/view_worker.h"
 
-namespace {
-
-constexpr std::chrono::milliseconds kPatience(250);
-
-// Outlives everything that might still draw at exit.
-WorkThread& TheThread() {
-  static NeverDestroyed<WorkThread> thread("quarn-window");
+WindowThread& WindowThread::Get() {
+  static NeverDestroyed<WindowThread> thread;
   struct AtExit {
-    ~AtExit() { thread.get().StopWithin(kPatience); }  // One that hangs in the window system is left there.
+    ~AtExit() { thread.get().worker_.StopWithin(kViewWorkPatience); }
   };
   static const AtExit at_exit;
   return thread.get();
 }
 
-}  // namespace
+WindowThread::WindowThread() : worker_(ViewWorkerRole("quarn-window")) {}
 
-bool RunOnWindowThread(std::function<void()> work) {
-  WorkThread& thread = TheThread();
-  return thread.WaitFor(thread.Post(std::move(work)), kPatience);
+bool WindowThread::HandOver(std::function<void()> work) {
+  const std::uint64_t number = worker_.Post(std::move(work));
+  return worker_.WaitFor(number, kViewWorkPatience);
 }
-
-bool WindowThreadLags() { return TheThread().lags(); }

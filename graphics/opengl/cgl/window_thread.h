@@ -1,19 +1,37 @@
-// The thread that talks to the window system: a seam of its own, for some window systems want it to be the main thread.
-// Here it is one for the process. A window system can stop answering at any point, and those who draw must not stop
-// with it.
+// The thread that talks to the window system: a seam of its own, for some window systems want it to be the main thread,
+// and some want windows to be used by the thread that made them only.
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_WINDOW_THREAD_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_WINDOW_THREAD_H_
 
 #include <functional>
 
-// Has `work` run after all that was handed over before. Waits for it, a quarter of a second at most; once that was in
-// vain, not at all until the window system has caught up. Returns true when the work is known to be done; else it is
-// done later, or, where there is no such thread, never.
-//
-// Thread: any. The work must not take the context's lock.
-bool RunOnWindowThread(std::function<void()> work);
+#include "foundation/never_destroyed.h"
+#include "foundation/worker.h"
 
-// Whether the window system has kept somebody waiting in vain and has not caught up yet.
-bool WindowThreadLags();
+// There is one for the process, from the first work on. A window system can stop answering at any point, and those who
+// draw must not stop with it: they wait for this thread in HandOver only, and there only so long.
+class WindowThread {
+ public:
+  // The process's. It outlives everything that might still draw at exit; one that hangs in the window system when the
+  // process ends is left there.
+  static WindowThread& Get();
+
+  // Has `work` run after all that was handed over before. Waits for it, a quarter of a second at most; once that was in
+  // vain, not at all until the window system has caught up. Returns true when the work is known to be done; else it is
+  // done later, or, where there is no such thread, never.
+  //
+  // Thread: any. The work must not take the context's lock.
+  bool HandOver(std::function<void()> work);
+
+  // Whether the window system has kept somebody waiting in vain and has not caught up yet.
+  bool lags() const { return worker_.lags(); }
+
+ private:
+  friend class NeverDestroyed<WindowThread>;
+
+  WindowThread();
+
+  Worker worker_;
+};
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_WINDOW_THREAD_H_

@@ -438,7 +438,7 @@ TEST_F(GraphicsViewX11Test, ServerThatStallsDoesNotKeepAViewFromItsEnd) {
   view->Draw();
   view.reset();
   ASSERT_EQ(kill(server.pid, SIGCONT), 0);
-  while (!RunOnWindowThread([] {})) {
+  while (!WindowThread::Get().HandOver([] {})) {
   }
   EXPECT_TRUE(window.ComesToHold(0));
 }

@@ -11,7 +11,7 @@
 TEST(WindowThreadTest, IsAThreadOfItsOwnWithAName) {
   char name[16] = "";
   std::promise<std::thread::id> id;
-  RunOnWindowThread([&] {
+  WindowThread::Get().HandOver([&] {
     pthread_getname_np(pthread_self(), name, sizeof(name));
     id.set_value(std::this_thread::get_id());
   });

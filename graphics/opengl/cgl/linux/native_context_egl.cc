@@ -1,88 +1,18 @@
 // OpenGL contexts on Linux, through EGL. Entered by every thread that does GL work.
-#include <dlfcn.h>
-
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <utility>
 
 #include "foundation/logger.h"
-#include "foundation/thread_annotations.h"
-#include "graphics/opengl/cgl/egl_display.h"
+#include "foundation/transferable_mutex.h"
+#include "graphics/opengl/cgl/linux/egl_display.h"
+#include "graphics/opengl/cgl/linux/host_glx.h"
+#include "graphics/opengl/cgl/linux/native_window.h"
+#include "graphics/opengl/cgl/linux/window_system.h"
 #include "graphics/opengl/cgl/native_context.h"
-#include "graphics/opengl/cgl/x11_window.h"
 
 namespace {
 
-// The other interface to OpenGL in X11. A thread has one of the two current: where a host uses GLX, its context must be
-// put aside before EGL can have the thread. The library does not link GLX; it looks for the one that a host has loaded.
-class Glx {
- public:
-  // Null while nobody in the process has loaded GLX.
-  static const Glx* Loaded() {
-    void* const library = dlopen("libGLX.so.0", RTLD_LAZY | RTLD_NOLOAD);
-    if (!library) return nullptr;
-    static const Glx glx(library);  // And it stays loaded.
-    return glx.make_current_ ? &glx : nullptr;
-  }
-
-  // Leaves the thread without its GLX context and keeps that in *previous; false when it has none.
-  bool PutAside(NativeContext::Current* previous) const {
-    void* const context = get_context_();
-    if (!context) return false;
-    previous->foreign = true;
-    previous->context = context;
-    previous->display = get_display_();
-    previous->draw = get_drawable_();
-    previous->read = get_read_drawable_();
-    return make_current_(previous->display, 0, 0, nullptr) != 0;
-  }
-
-  bool Restore(const NativeContext::Current& previous) const {
-    return make_current_(previous.display, previous.draw, previous.read, previous.context) != 0;
-  }
-
- private:
-  explicit Glx(void* library) {
-    get_context_ = reinterpret_cast<void* (*)()>(dlsym(library, "glXGetCurrentContext"));
-    get_display_ = reinterpret_cast<void* (*)()>(dlsym(library, "glXGetCurrentDisplay"));
-    get_drawable_ = reinterpret_cast<unsigned long (*)()>(dlsym(library, "glXGetCurrentDrawable"));
-    get_read_drawable_ = reinterpret_cast<unsigned long (*)()>(dlsym(library, "glXGetCurrentReadDrawable"));
-    if (!get_context_ || !get_display_ || !get_drawable_ || !get_read_drawable_) return;
-    make_current_ =
-        reinterpret_cast<int (*)(void*, unsigned long, unsigned long, void*)>(dlsym(library, "glXMakeContextCurrent"));
-  }
-
-  void* (*get_context_)() = nullptr;
-  void* (*get_display_)() = nullptr;
-  unsigned long (*get_drawable_)() = nullptr;
-  unsigned long (*get_read_drawable_)() = nullptr;
-  int (*make_current_)(void*, unsigned long, unsigned long, void*) = nullptr;
-};
-
 EGLSurface Surface(std::uintptr_t handle) { return reinterpret_cast<EGLSurface>(handle); }
-
-// A recursive lock that another thread than its holder may give back, and that may be destroyed while it is held.
-class ContextMonitor {
- public:
-  void Lock() {
-    const std::thread::id self = std::this_thread::get_id();
-    std::unique_lock<std::mutex> lock(mutex_);
-    free_.wait(lock, [&] { return depth_ == 0 || owner_ == self; });
-    owner_ = self;
-    ++depth_;
-  }
-  void Unlock() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (depth_ > 0 && --depth_ == 0) free_.notify_one();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable free_;
-  std::thread::id owner_;
-  int depth_ = 0;
-};
 
 class NativeContextEgl : public NativeContext {
  public:
@@ -91,8 +21,8 @@ class NativeContextEgl : public NativeContext {
       : context_(std::move(context)), display_(context_->display()), shares_(shares) {}
   ~NativeContextEgl() override { NativeContextEgl::DetachWindow(); }
 
-  void Lock() override { monitor_.Lock(); }
-  void Unlock() override { monitor_.Unlock(); }
+  void Lock() override { mutex_.Lock(); }
+  void Unlock() override { mutex_.Unlock(); }
 
   bool MakeCurrent(Current* previous) override {
     if (context_->lost()) {
@@ -129,26 +59,19 @@ class NativeContextEgl : public NativeContext {
     return IsBound() && !context_->lost() && eglGetCurrentContext() == context_->handle();
   }
 
-  bool HasWindows() const override { return display_.x11 != nullptr; }
+  bool HasWindowSystem() const override { return display_.window_system != nullptr; }
 
   Place AttachWindow(void* window, unsigned int width, unsigned int height) override {
-    if (!display_.x11) {
-      Logger::default_logger()->Warn("A view cannot be shown: there is no X11 display");
+    if (!display_.window_system) {
+      Logger::default_logger()->Warn(kNoWindowSystemMessage);
       return Place::kNever;
     }
-    const auto id = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(window));
-    bool missing = false;
     has_buffer_ = false;
-    window_ = X11Window::Create(display_.x11, window, display_.window_visual, width, height, &missing);
-    if (missing && !std::exchange(window_missing_, true)) {
-      Logger::default_logger()->Warn(
-          "A view cannot be shown in window 0x%x: there is no such window, or the connection that made it was not "
-          "flushed; it is looked for again for a while",
-          id);
-    }
-    if (!window_) return missing ? Place::kNotYet : Place::kNever;
-    if (window_missing_) Logger::default_logger()->Info("The window 0x%x of a view is there now", id);
-    surface_ = CreateEglSurface(display_, window_->id());
+    const Place place = display_.window_system->CreateWindow(
+        {window, width, height, display_.window_visual, window_missing_}, &window_);
+    if (place == Place::kNotYet) window_missing_ = true;
+    if (place != Place::kMade) return place;
+    surface_ = CreateEglSurface(display_, window_.get());
     if (surface_ != EGL_NO_SURFACE) return Place::kMade;
     Logger::default_logger()->Warn("A view cannot be shown: no surface for its window (EGL error 0x%04x)",
                                    static_cast<unsigned int>(eglGetError()));
@@ -165,10 +88,8 @@ class NativeContextEgl : public NativeContext {
   bool CanPresent() override {
     if (!window_) return false;
     if (window_->Alive()) return true;
-    // When it is the whole server that has gone, the log has said that.
-    if (display_.x11->Poll()) {
-      Logger::default_logger()->Warn("A view shows nothing any more: its window 0x%x is gone", window_->host_window());
-    }
+    // When it is the whole window system that has gone, the log has said that.
+    if (display_.window_system->Poll()) window_->LogGone();
     DetachWindow();
     return false;
   }
@@ -187,7 +108,7 @@ class NativeContextEgl : public NativeContext {
     if (window_) window_->SetBackground(r, g, b);
   }
 
-  void UpdateWindow(unsigned int width, unsigned int height) override {
+  void ResizeWindow(unsigned int width, unsigned int height) override {
     next_width_ = width;
     next_height_ = height;
     if (window_ && !has_buffer_) window_->Resize(width, height);
@@ -226,7 +147,7 @@ class NativeContextEgl : public NativeContext {
     if (TryMakeCurrent()) return true;
     *error = eglGetError();
     if (*error != EGL_BAD_ACCESS || previous->context != EGL_NO_CONTEXT) return false;
-    const Glx* const glx = Glx::Loaded();
+    const HostGlx* const glx = HostGlx::Loaded();
     if (!glx || !glx->PutAside(previous)) return false;
     if (TryMakeCurrent()) return true;
     Restore(*previous);
@@ -246,16 +167,16 @@ class NativeContextEgl : public NativeContext {
   const bool shares_;
   std::atomic<bool> failing_{false};  // Whether it could not be made current when that was last tried.
   std::atomic<bool> loss_reported_{false};
-  ContextMonitor monitor_;
+  TransferableMutex mutex_;
   // What follows belongs to the window thread.
-  std::unique_ptr<X11Window> window_;
+  std::unique_ptr<NativeWindow> window_;
   EGLSurface surface_ = EGL_NO_SURFACE;  // None without a window.
-  bool window_missing_ = false;          // Said once.
-  bool present_failed_ = false;          // So is this.
+  bool window_missing_ = false;          // Whether the window system did not know the host's window at first.
+  bool present_failed_ = false;          // Whether the log has said that presenting failed.
   // Whether a driver may have a buffer for the next picture. It takes the window's size when the context is made
   // current and keeps it, so that the window must not change until that picture is presented.
   bool has_buffer_ = false;
-  unsigned int next_width_ = 0;  // What UpdateWindow asked for.
+  unsigned int next_width_ = 0;  // What ResizeWindow asked for.
   unsigned int next_height_ = 0;
 };
 
@@ -280,7 +201,7 @@ void NativeContext::Restore(const Current& previous) {
   if (!previous.context || previous.foreign) ClearCurrent();
   eglBindAPI(previous.api);
   if (previous.foreign) {
-    const Glx* const glx = Glx::Loaded();
+    const HostGlx* const glx = HostGlx::Loaded();
     restored = glx && glx->Restore(previous);
   } else if (previous.context) {
     restored = eglMakeCurrent(previous.display, Surface(previous.draw), Surface(previous.read), previous.context);

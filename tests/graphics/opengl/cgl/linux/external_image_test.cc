@@ -245,7 +245,7 @@ TEST_F(ExternalImageTest, SmallerImageIsRefusedAndTheOldPictureStays) {
 TEST_F(ExternalImageTest, ImageThatGLRefusesIsReported) {
   const unsigned int width = context()->max_rectangle_size() + 1;
   const std::vector<unsigned char> bytes(std::size_t{width} * 4 + 1);
-  const std::string refused = "W: INVALID_VALUE \\| graphics/opengl/cgl/external_image_linux\\.cc \\([0-9]+\\)";
+  const std::string refused = "W: INVALID_VALUE \\| graphics/opengl/cgl/linux/external_image\\.cc \\([0-9]+\\)";
   for (const unsigned int pitch : {width * 4, width * 4 + 1}) {
     QnExternalImage image(width, 1, QnExternalImage::kPixelFormatBGRA, pitch, bytes.data());
     GraphicsTextureGL texture(context(), static_cast<void*>(&image));

@@ -1,6 +1,6 @@
 // A thread that does one work after the other.
-#ifndef QUARN_GRAPHICS_OPENGL_CGL_WORK_THREAD_H_
-#define QUARN_GRAPHICS_OPENGL_CGL_WORK_THREAD_H_
+#ifndef QUARN_FOUNDATION_WORKER_H_
+#define QUARN_FOUNDATION_WORKER_H_
 
 #include <chrono>
 #include <condition_variable>
@@ -13,11 +13,19 @@
 #include "foundation/fork_count.h"
 #include "foundation/thread.h"
 
-// The thread starts with the first work. Any thread may call; a work may post another.
-class WorkThread : public Runable {
+// Does works in the order of their posting, on a thread of its own that starts with the first. Any thread may call; a
+// work may post another.
+class Worker : public Runable {
  public:
-  // `name` is what the thread will be called; at most 15 characters, and it stays the caller's.
-  explicit WorkThread(const char* name) : name_(name) {}
+  // What a worker is to whoever made it. The texts stay the owner's and must outlive the worker.
+  struct Role {
+    const char* thread_name;            // What the system calls the thread; at most 15 characters.
+    const char* work;                   // What a work is called in the log, where memory is missing for it.
+    void (*log_no_thread)() = nullptr;  // Says in the log what does not happen because the thread cannot be created.
+    void (*at_thread_end)() = nullptr;  // Called on the thread, when it has done its last work.
+  };
+
+  explicit Worker(const Role& role) : role_(role) {}
   // Queues `work` behind what is queued already. Returns its number, counted from 1; 0 where it is dropped: with a line
   // in the log when there is no thread or no memory for it, and without one after a Stop and in a forked child.
   std::uint64_t Post(std::function<void()> work);
@@ -38,7 +46,7 @@ class WorkThread : public Runable {
   // Then nothing is done any more, nor waited for.
   bool of_another_process() const { return fork_count_ != os::ForkCount(); }
 
-  const char* const name_;
+  const Role role_;
   mutable std::mutex mutex_;
   std::condition_variable posted_;
   std::condition_variable done_;
@@ -54,4 +62,4 @@ class WorkThread : public Runable {
   std::unique_ptr<Thread> thread_;
 };
 
-#endif  // QUARN_GRAPHICS_OPENGL_CGL_WORK_THREAD_H_
+#endif  // QUARN_FOUNDATION_WORKER_H_

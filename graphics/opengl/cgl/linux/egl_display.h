@@ -1,6 +1,6 @@
 // The EGL display of the process.
-#ifndef QUARN_GRAPHICS_OPENGL_CGL_EGL_DISPLAY_H_
-#define QUARN_GRAPHICS_OPENGL_CGL_EGL_DISPLAY_H_
+#ifndef QUARN_GRAPHICS_OPENGL_CGL_LINUX_EGL_DISPLAY_H_
+#define QUARN_GRAPHICS_OPENGL_CGL_LINUX_EGL_DISPLAY_H_
 
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
@@ -8,21 +8,20 @@
 #include <atomic>
 #include <memory>
 
+#include "graphics/opengl/cgl/linux/window_system.h"
 #include "graphics/opengl/cgl/native_context.h"
-#include "graphics/opengl/cgl/x11_window.h"
 
 struct EglDisplay {
   EGLDisplay display = EGL_NO_DISPLAY;
   EGLConfig config = EGL_NO_CONFIG_KHR;  // None where contexts can do without, so that any window can be presented to.
   bool flush_control = false;            // Whether changing contexts can be told not to flush.
 
-  // For windows; null where the display has none.
-  X11Connection* x11 = nullptr;
-  EGLConfig window_config = EGL_NO_CONFIG_KHR;
-  xcb_visualid_t window_visual = 0;  // Of that configuration.
+  WindowSystem* window_system = nullptr;        // Null where the display has no windows.
+  EGLConfig window_config = EGL_NO_CONFIG_KHR;  // Of all windows' surfaces.
+  EGLint window_visual = 0;                     // The EGL_NATIVE_VISUAL_ID of that configuration.
 };
 
-// One display serves the process, for contexts cannot share objects across displays: an X11 display where one can be
+// One display serves the process, for contexts cannot share objects across displays: a window system's where one can be
 // opened, else a surfaceless one, else the first EGL device that will do. It is never terminated: the host may use the
 // same one. A host may terminate it all the same, which is the end of its contexts: it is chosen and initialised again
 // for the next context that shares with none.
@@ -53,7 +52,7 @@ class EglContext {
   std::atomic<bool> lost_{false};
 };
 
-// Makes a drawable of an X11 window whose visual is the display's window_visual.
-EGLSurface CreateEglSurface(const EglDisplay& display, xcb_window_t window);
+// Makes a drawable of a window that the display's window system made for its window_config; EGL_NO_SURFACE on failure.
+EGLSurface CreateEglSurface(const EglDisplay& display, NativeWindow* window);
 
-#endif  // QUARN_GRAPHICS_OPENGL_CGL_EGL_DISPLAY_H_
+#endif  // QUARN_GRAPHICS_OPENGL_CGL_LINUX_EGL_DISPLAY_H_

@@ -1,17 +1,15 @@
-// Works in order, on a thread of their own; see the header for who enters.
-#include "graphics/opengl/cgl/work_thread.h"
+// Works in order, on a thread of their own. Any thread posts, waits and stops; Run is the thread itself.
+#include "foundation/worker.h"
 
 #include <utility>
 
-#include "foundation/logger.h"
 #include "foundation/no_memory.h"
-#include "graphics/opengl/cgl/native_context.h"
 
-std::uint64_t WorkThread::Post(std::function<void()> work) {
+std::uint64_t Worker::Post(std::function<void()> work) {
   if (of_another_process()) return 0;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (stopped_) return 0;
-  if (!EvenWithoutMemory("Work for a view", [&] {
+  if (!EvenWithoutMemory(role_.work, [&] {
         if (!thread_) thread_.reset(Thread::Create());
         queue_.push_back(std::move(work));
       })) {
@@ -21,8 +19,7 @@ std::uint64_t WorkThread::Post(std::function<void()> work) {
     thread_->Start(this);
     if (!thread_->started()) {
       queue_.clear();
-      Logger::default_logger()->Error(
-          "the thread for windows could not be created: a view is not shown, or not resized");
+      if (role_.log_no_thread) role_.log_no_thread();
       return 0;
     }
   }
@@ -30,7 +27,7 @@ std::uint64_t WorkThread::Post(std::function<void()> work) {
   return ++last_number_;
 }
 
-bool WorkThread::WaitFor(std::uint64_t number, std::chrono::milliseconds patience) {
+bool Worker::WaitFor(std::uint64_t number, std::chrono::milliseconds patience) {
   if (number == 0) return false;
   std::unique_lock<std::mutex> lock(mutex_);
   if (lags_) return false;
@@ -39,13 +36,13 @@ bool WorkThread::WaitFor(std::uint64_t number, std::chrono::milliseconds patienc
   return false;
 }
 
-bool WorkThread::lags() const {
+bool Worker::lags() const {
   if (of_another_process()) return true;
   const std::lock_guard<std::mutex> lock(mutex_);
   return lags_;
 }
 
-void WorkThread::Stop() {
+void Worker::Stop() {
   if (of_another_process()) return;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -56,7 +53,7 @@ void WorkThread::Stop() {
   thread_->Join();
 }
 
-void WorkThread::StopWithin(std::chrono::milliseconds patience) {
+void Worker::StopWithin(std::chrono::milliseconds patience) {
   if (of_another_process()) return;
   {
     std::unique_lock<std::mutex> lock(mutex_);
@@ -68,8 +65,8 @@ void WorkThread::StopWithin(std::chrono::milliseconds patience) {
   thread_->Join();
 }
 
-void WorkThread::Run() {
-  NameThisThread(name_);
+void Worker::Run() {
+  NameThisThread(role_.thread_name);
   std::unique_lock<std::mutex> lock(mutex_);
   while (!stopped_) {
     if (queue_.empty()) {
@@ -80,7 +77,7 @@ void WorkThread::Run() {
     for (std::function<void()>& work : batch_) {
       if (stopped_) break;
       lock.unlock();
-      EvenWithoutMemory("Work for a view", work);
+      EvenWithoutMemory(role_.work, work);
       work = nullptr;  // What it holds goes with it.
       lock.lock();
       if (++done_number_ == last_number_) lags_ = false;
@@ -91,5 +88,5 @@ void WorkThread::Run() {
   ended_ = true;
   done_.notify_all();
   lock.unlock();
-  NativeContext::ReleaseThread();
+  if (role_.at_thread_end) role_.at_thread_end();
 }

@@ -1,5 +1,5 @@
 // The choice of the display, and what is made on it. Entered by every thread that makes a context or a window surface.
-#include "graphics/opengl/cgl/egl_display.h"
+#include "graphics/opengl/cgl/linux/egl_display.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,11 +7,6 @@
 
 #include "foundation/mutex.h"
 #include "foundation/never_destroyed.h"
-
-#ifndef EGL_PLATFORM_XCB_EXT
-#define EGL_PLATFORM_XCB_EXT 0x31DC
-#define EGL_PLATFORM_XCB_SCREEN_EXT 0x31DE
-#endif
 
 namespace {
 
@@ -26,9 +21,8 @@ bool HasExtension(const char* extensions, const char* name) {
   return false;
 }
 
-// Finds a configuration for windows, of the screen's own visual where there is one, so that a picture on its way to the
-// screen changes its format as rarely as can be.
-void ChooseWindowConfig(X11Connection* x11, EglDisplay* display) {
+// Finds a configuration for windows, the one that suits the window system best. Without any the display has no windows.
+void ChooseWindowConfig(WindowSystem* window_system, EglDisplay* display) {
   const EGLint attributes[] = {EGL_SURFACE_TYPE,
                                EGL_WINDOW_BIT,
                                EGL_RENDERABLE_TYPE,
@@ -45,19 +39,18 @@ void ChooseWindowConfig(X11Connection* x11, EglDisplay* display) {
   EGLint count = 0;
   if (!eglChooseConfig(display->display, attributes, configs, kMaxConfigs, &count)) return;
   for (EGLint i = 0; i < count; ++i) {
-    EGLint visual = 0;
-    if (!eglGetConfigAttrib(display->display, configs[i], EGL_NATIVE_VISUAL_ID, &visual) || visual == 0) continue;
-    const bool own = static_cast<xcb_visualid_t>(visual) == x11->screen()->root_visual;
-    if (display->x11 && !own) continue;
-    display->x11 = x11;
+    const WindowSystem::Fit fit = window_system->FitOf(display->display, configs[i]);
+    if (fit == WindowSystem::Fit::kNone) continue;
+    if (display->window_system && fit != WindowSystem::Fit::kBest) continue;  // The first will do, but for the best.
+    display->window_system = window_system;
     display->window_config = configs[i];
-    display->window_visual = static_cast<xcb_visualid_t>(visual);
-    if (own) return;
+    eglGetConfigAttrib(display->display, configs[i], EGL_NATIVE_VISUAL_ID, &display->window_visual);
+    if (fit == WindowSystem::Fit::kBest) return;
   }
 }
 
 // Fills *result from an EGL display when contexts without a drawable can be made on it.
-bool OpenDisplay(EGLDisplay display, X11Connection* x11, EglDisplay* result) {
+bool OpenDisplay(EGLDisplay display, WindowSystem* window_system, EglDisplay* result) {
   if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr)) return false;
   const char* const extensions = eglQueryString(display, EGL_EXTENSIONS);
   if (!HasExtension(extensions, "EGL_KHR_surfaceless_context")) return false;
@@ -65,9 +58,9 @@ bool OpenDisplay(EGLDisplay display, X11Connection* x11, EglDisplay* result) {
   *result = EglDisplay();
   result->display = display;
   result->flush_control = HasExtension(extensions, "EGL_KHR_context_flush_control");
-  if (x11) ChooseWindowConfig(x11, result);
+  if (window_system) ChooseWindowConfig(window_system, result);
   if (HasExtension(extensions, "EGL_KHR_no_config_context")) return true;
-  if (result->x11) {
+  if (result->window_system) {
     result->config = result->window_config;
     return true;
   }
@@ -157,7 +150,7 @@ class DisplayChooser {
     }
     *error = NativeContext::Error::kNoPixelFormat;
     // The first display on which a context can really be made is the process's from then on.
-    if (const EGLContext context = TryX11(error)) return context;
+    if (const EGLContext context = TryWindowSystems(error)) return context;
     if (const EGLContext context = TrySurfaceless(error)) return context;
     return TryDevices(error);
   }
@@ -173,26 +166,29 @@ class DisplayChooser {
     return context;
   }
 
-  EGLContext TryDisplay(EGLenum platform, void* native, const EGLint* attributes, X11Connection* x11,
+  // `window_system` is null for a display without windows.
+  EGLContext TryDisplay(const WindowSystem::EglPlatform& platform, WindowSystem* window_system,
                         NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    if (!get_platform_display_) return EGL_NO_CONTEXT;
+    const EGLDisplay found = get_platform_display_(platform.platform, platform.native_display, platform.attributes);
     EglDisplay display;
-    if (!get_platform_display_ || !OpenDisplay(get_platform_display_(platform, native, attributes), x11, &display)) {
-      return EGL_NO_CONTEXT;
-    }
+    if (!OpenDisplay(found, window_system, &display)) return EGL_NO_CONTEXT;
     return Try(display, EGL_NO_CONTEXT, error);
   }
 
-  EGLContext TryX11(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
-    if (!HasExtension(client_extensions_, "EGL_EXT_platform_xcb")) return EGL_NO_CONTEXT;
-    X11Connection* const x11 = X11Connection::Get();
-    if (!x11) return EGL_NO_CONTEXT;
-    const EGLint attributes[] = {EGL_PLATFORM_XCB_SCREEN_EXT, x11->screen_number(), EGL_NONE};
-    return TryDisplay(EGL_PLATFORM_XCB_EXT, x11->xcb(), attributes, x11, error);
+  EGLContext TryWindowSystems(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    for (const WindowSystemKind& kind : kWindowSystems) {
+      if (!HasExtension(client_extensions_, kind.egl_extension)) continue;
+      WindowSystem* const window_system = kind.open();
+      if (!window_system) continue;
+      if (const EGLContext context = TryDisplay(window_system->egl_platform(), window_system, error)) return context;
+    }
+    return EGL_NO_CONTEXT;
   }
 
   EGLContext TrySurfaceless(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
     if (!HasExtension(client_extensions_, "EGL_MESA_platform_surfaceless")) return EGL_NO_CONTEXT;
-    return TryDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr, nullptr, error);
+    return TryDisplay({EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr}, nullptr, error);
   }
 
   EGLContext TryDevices(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
@@ -201,7 +197,7 @@ class DisplayChooser {
     EGLint count = 0;
     if (!query_devices_ || !query_devices_(kMaxDevices, devices, &count)) return EGL_NO_CONTEXT;
     for (EGLint i = 0; i < count; ++i) {
-      if (const EGLContext context = TryDisplay(EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr, nullptr, error)) {
+      if (const EGLContext context = TryDisplay({EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr}, nullptr, error)) {
         return context;
       }
     }
@@ -224,9 +220,8 @@ std::unique_ptr<EglContext> EglContext::Create(const EglContext* share, NativeCo
 
 EglContext::~EglContext() { DisplayChooser::Get().DestroyContext(this); }
 
-EGLSurface CreateEglSurface(const EglDisplay& display, xcb_window_t window) {
-  // The interface that takes a platform's window wants a pointer to the id.
+EGLSurface CreateEglSurface(const EglDisplay& display, NativeWindow* window) {
   const auto create = reinterpret_cast<PFNEGLCREATEPLATFORMWINDOWSURFACEEXTPROC>(
       eglGetProcAddress("eglCreatePlatformWindowSurfaceEXT"));
-  return create ? create(display.display, display.window_config, &window, nullptr) : EGL_NO_SURFACE;
+  return create ? create(display.display, display.window_config, window->egl_window(), nullptr) : EGL_NO_SURFACE;
 }

@@ -1,0 +1,36 @@
+// A window for a view's pictures, inside one of the host's: what every window system of this platform offers.
+#ifndef QUARN_GRAPHICS_OPENGL_CGL_LINUX_NATIVE_WINDOW_H_
+#define QUARN_GRAPHICS_OPENGL_CGL_LINUX_NATIVE_WINDOW_H_
+
+// Made by WindowSystem::CreateWindow. It lies at the upper left corner of the host's window and gets none of its input.
+// Sizes are in pixels of pictures: a window system that counts in other units, or scales, converts them inside.
+//
+// Thread: window.
+class NativeWindow {
+ public:
+  NativeWindow() = default;
+  // Takes it out of the host's window again, whether that still exists or not.
+  virtual ~NativeWindow() = default;
+  NativeWindow(const NativeWindow&) = delete;
+  NativeWindow& operator=(const NativeWindow&) = delete;
+
+  // Whether the window exists: it goes with the host's, and with the window system. Takes in what the window system has
+  // sent before it answers.
+  virtual bool Alive() const = 0;
+  // Says in the log that the host's window has gone, by the handle that the host knows.
+  virtual void LogGone() const = 0;
+
+  // The size last given to it, as the window system has taken it: within its limits.
+  virtual unsigned int width() const = 0;
+  virtual unsigned int height() const = 0;
+  // Does not wait for the window system.
+  virtual void Resize(unsigned int width, unsigned int height) = 0;
+  // What the window system fills the window with where it is new or comes to light again, each part 0 to 1; before the
+  // first call it leaves there what it finds. Does not wait for the window system.
+  virtual void SetBackground(float r, float g, float b) = 0;
+
+  // What eglCreatePlatformWindowSurfaceEXT wants to be given for it, valid as long as the window.
+  virtual void* egl_window() = 0;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_CGL_LINUX_NATIVE_WINDOW_H_
