@@ -6,15 +6,13 @@
 #include "graphics/graphics_device_impl.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <new>
 #include <utility>
 
 #include "foundation/fork_count.h"
 #include "foundation/logger.h"
-#include "foundation/never_destroyed.h"
 #include "foundation/os_time.h"
-#include "graphics/registry.h"
+#include "graphics/running_devices.h"
 
 namespace {
 
@@ -23,47 +21,6 @@ constexpr unsigned long kExitPatienceMs = 250;
 
 // Shared by all devices: it says that this thread is some device's render thread.
 thread_local bool is_render_thread = false;
-
-// The devices with a render thread. A process that ends takes the driver away, and no thread may be drawing then.
-class RunningDevices {
- public:
-  static RunningDevices& Get() {
-    static NeverDestroyed<RunningDevices> devices;
-    return devices.get();
-  }
-
-  // What is registered last is called first at exit, and drivers register their own ends when they first come to need
-  // what those take away: with the first pictures, or with a program that is new. So this one is registered anew after
-  // the 1st frame of the process, the 2nd, the 4th, the 8th, ...
-  void NoteFrame() {
-    const std::uint64_t count = ++frames_;
-    if ((count & (count - 1)) == 0) std::atexit([] { Get().EndAll(); });
-  }
-
-  // Whether the process is about to end.
-  bool ending() const { return ending_; }
-
-  void Add(GraphicsDeviceImpl* device) {
-    MutexLocker<Mutex> lock(mutex_);
-    devices_.Add(device);
-  }
-  void Remove(GraphicsDeviceImpl* device) {
-    MutexLocker<Mutex> lock(mutex_);
-    devices_.Remove(device);
-  }
-
- private:
-  void EndAll() {
-    if (ending_.exchange(true)) return;
-    MutexLocker<Mutex> lock(mutex_);
-    devices_.Walk([](GraphicsDeviceImpl* device) { device->EndAtExit(); });
-  }
-
-  std::atomic<std::uint64_t> frames_{0};
-  std::atomic<bool> ending_{false};
-  Mutex mutex_;
-  Registry<GraphicsDeviceImpl> devices_ QUARN_GUARDED_BY(mutex_);
-};
 
 }  // namespace
 
