@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "foundation/logger.h"
+#include "graphics/frame_times.h"
 #include "graphics/graphics_filter.h"
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_output.h"
@@ -125,7 +126,11 @@ void GraphicsContextImpl::DrawVertexArray(GraphicsVertex*, unsigned int, unsigne
 void GraphicsContextImpl::BuildShader() { Logger::default_logger()->Warn("BuildShader is unimplemented"); }
 
 // The context is the capability that callers see, so the analysis cannot follow it to the lock inside.
-void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS { lock_.Lock(); }
+void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
+  if (lock_.LockAtOnce()) return;
+  const FrameSpan wait(FramePart::kContextLockWait);
+  lock_.Lock();
+}
 
 void GraphicsContextImpl::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS { lock_.Unlock(); }
 

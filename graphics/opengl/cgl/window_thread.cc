@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/never_destroyed.h"
+#include "graphics/frame_times.h"
 #include "graphics/opengl/cgl/work_thread.h"
 
 namespace {
@@ -24,6 +25,7 @@ WorkThread& TheThread() {
 }  // namespace
 
 bool RunOnWindowThread(std::function<void()> work) {
+  const FrameSpan wait(FramePart::kWindowWait);
   WorkThread& thread = TheThread();
   return thread.WaitFor(thread.Post(std::move(work)), kPatience);
 }
