@@ -200,7 +200,7 @@ void AudioMixer::Mix(unsigned char** mix_planes, unsigned char** scratch_planes,
   std::copy_n(mix_planes, kMaxMixChannels, mix.begin());
   std::copy_n(scratch_planes, kMaxMixChannels, scratch.begin());
 
-  const FairMutexReturn lock(lock_);
+  const ReturningLocker lock(lock_);
   for (AudioMixSource* source : sources_) {
     if (!source->enabled()) continue;
     // Only the first plane is cleared: where a source comes short, or has fewer channels than the mixer, the other

@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "audio/audio_mix_source.h"
-#include "audio/fair_mutex.h"
 #include "audio/mix_format.h"
+#include "foundation/fair_mutex.h"
 #include "foundation/mutex.h"
 #include "foundation/thread.h"
 

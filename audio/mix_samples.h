@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "foundation/util_math.h"
+#include "foundation/integer_math.h"
 
 // a + b, saturated: to -1 ... 1 for float, to the range of the type for short. A NaN passes through, the one of `a`
 // where both are.

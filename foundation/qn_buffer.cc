@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "foundation/align.h"
+#include "foundation/integer_math.h"
 #include "foundation/logger.h"
 
 QNBuffer::QNBuffer() : data_(nullptr), size_(0) {}

@@ -2,16 +2,27 @@
 #include <quarn/qn_log.h>
 
 #include <atomic>
-#include <mutex>
 #include <new>
 
 #include "foundation/logger.h"
+#include "foundation/mutex.h"
+#include "foundation/never_destroyed.h"
 
 namespace {
 
 std::atomic<QnLogHandler> installed_handler{nullptr};
-std::mutex install_mutex;
-LoggerHook* current_hook = nullptr;  // Guarded by install_mutex.
+
+// The hook that qn_set_log_handle made last.
+struct CurrentHook {
+  Mutex mutex;
+  LoggerHook* hook QUARN_GUARDED_BY(mutex) = nullptr;
+};
+
+// A host may install a handler before the library's own statics are made, and until the end of the process.
+CurrentHook& GetCurrentHook() {
+  static NeverDestroyed<CurrentHook> current;
+  return current.get();
+}
 
 int PublicLevel(int level) {
   switch (static_cast<Logger::Level>(level)) {
@@ -52,9 +63,10 @@ void qn_set_log_handle(QnLogHandler handler, void* user) {
     Logger::default_logger()->Error("[Log] no memory for another handler: messages go where they went before");
     return;
   }
-  std::lock_guard<std::mutex> lock(install_mutex);
+  CurrentHook& current = GetCurrentHook();
+  MutexLocker<Mutex> lock(current.mutex);
   installed_handler.store(handler, std::memory_order_release);
   Logger::SetDefaultLogger(hook);
-  delete current_hook;
-  current_hook = hook;
+  delete current.hook;
+  current.hook = hook;
 }

@@ -1,4 +1,4 @@
-// A lock with many readers or one writer.
+// A lock with many readers or one writer, and its scoped guards.
 #ifndef QUARN_FOUNDATION_RW_MUTEX_H_
 #define QUARN_FOUNDATION_RW_MUTEX_H_
 
@@ -33,6 +33,30 @@ class QUARN_CAPABILITY("mutex") RWMutex {
 
   pthread_rwlock_t lock_;
   ForkRenewal renewal_;
+};
+
+// Holds the lock for reading, beside other readers, for as long as it lives.
+class QUARN_SCOPED_CAPABILITY ReadLocker {
+ public:
+  explicit ReadLocker(RWMutex& mutex) QUARN_ACQUIRE_SHARED(mutex) : mutex_(mutex) { mutex_.ReadLock(); }
+  ~ReadLocker() QUARN_RELEASE() { mutex_.ReadUnlock(); }
+  ReadLocker(const ReadLocker&) = delete;
+  ReadLocker& operator=(const ReadLocker&) = delete;
+
+ private:
+  RWMutex& mutex_;
+};
+
+// Holds the lock for writing, alone, for as long as it lives.
+class QUARN_SCOPED_CAPABILITY WriteLocker {
+ public:
+  explicit WriteLocker(RWMutex& mutex) QUARN_ACQUIRE(mutex) : mutex_(mutex) { mutex_.WriteLock(); }
+  ~WriteLocker() QUARN_RELEASE() { mutex_.WriteUnlock(); }
+  WriteLocker(const WriteLocker&) = delete;
+  WriteLocker& operator=(const WriteLocker&) = delete;
+
+ private:
+  RWMutex& mutex_;
 };
 
 #endif  // QUARN_FOUNDATION_RW_MUTEX_H_

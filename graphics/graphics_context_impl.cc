@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "foundation/logger.h"
+#include "graphics/frame_times.h"
 #include "graphics/graphics_filter.h"
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_output.h"
@@ -124,37 +125,16 @@ void GraphicsContextImpl::DrawVertexArray(GraphicsVertex*, unsigned int, unsigne
 
 void GraphicsContextImpl::BuildShader() { Logger::default_logger()->Warn("BuildShader is unimplemented"); }
 
-// The context is the capability that callers see, so the analysis cannot follow it to the locks inside.
+// The context is the capability that callers see, so the analysis cannot follow it to the lock inside.
 void GraphicsContextImpl::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
-  ForgetOwnerInFork();
-  if (HeldByCaller()) {
-    lock_.Lock();
-  } else {
-    // A render thread that is late takes the lock again as soon as it has given it back, for stage after stage. Whoever
-    // waits holds the turnstile, so that it stops there and cannot keep the waiter out.
-    MutexLocker<Mutex> turnstile(turnstile_);
-    lock_.Lock();
-    owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
-  }
-  ++lock_count_;
+  if (lock_.LockAtOnce()) return;
+  const FrameSpan wait(FramePart::kContextLockWait);
+  lock_.Lock();
 }
 
-void GraphicsContextImpl::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
-  if (ForgetOwnerInFork()) return;
-  if (--lock_count_ == 0) owner_.store(std::thread::id(), std::memory_order_relaxed);
-  lock_.Unlock();
-}
+void GraphicsContextImpl::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS { lock_.Unlock(); }
 
-bool GraphicsContextImpl::ForgetOwnerInFork() {
-  return renewal_.Check([this] {
-    owner_.store(std::thread::id(), std::memory_order_relaxed);
-    lock_count_ = 0;
-  });
-}
-
-bool GraphicsContextImpl::HeldByCaller() const {
-  return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
-}
+bool GraphicsContextImpl::HeldByCaller() const { return lock_.HeldByCaller(); }
 
 void GraphicsContextImpl::AddFilter(GraphicsFilter* filter) {
   MutexLocker<GraphicsContextImpl> lock(*this);

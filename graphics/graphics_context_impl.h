@@ -8,10 +8,9 @@
 #include <atomic>
 #include <memory>
 #include <string>
-#include <thread>
 #include <unordered_map>
 
-#include "foundation/fork_count.h"
+#include "foundation/fair_mutex.h"
 #include "foundation/mutex.h"
 #include "graphics/graphics_context.h"
 #include "graphics/registry.h"
@@ -101,18 +100,11 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   void ReportObjectsLeft() const;
 
  private:
-  // Returns whether this process had not used the lock yet: nobody holds it then.
-  bool ForgetOwnerInFork();
-
   static constexpr int kObjectKinds = static_cast<int>(ObjectKind::kConstantBuffer) + 1;
 
   std::atomic<int> references_{1};
   std::atomic<int> objects_[kObjectKinds] = {};
-  Mutex lock_;
-  Mutex turnstile_;                       // Held by the thread that waits for the lock.
-  std::atomic<std::thread::id> owner_{};  // Of the lock.
-  int lock_count_ = 0;                    // How often its owner holds it.
-  ForkRenewal renewal_;                   // Of the two, for the locks are free in a fork.
+  RecursiveFairMutex lock_;
   std::unordered_map<std::string, std::unique_ptr<GraphicsShader>> shaders_;
   Registry<GraphicsItem> items_;
   Registry<GraphicsFilter> filters_;

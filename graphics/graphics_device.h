@@ -13,6 +13,7 @@ class GraphicsOutput;
 class GraphicsScene;
 class GraphicsTexture;
 class GraphicsView;
+struct GsFrameTime;
 struct InternalWindowInfo;
 enum GraphicsFormatInternal : std::uint32_t;
 
@@ -56,5 +57,8 @@ class GraphicsDevice {
   virtual void OutputFrame(unsigned long long timestamp, unsigned int count) = 0;
   virtual void DrawDisplay() = 0;
 };
+
+// Copies the last frames of the device's loop to `times`, as GsDevice::ReadFrameTimes does. Thread: any.
+unsigned int ReadFrameTimes(const GraphicsDevice* device, GsFrameTime* times, unsigned int capacity);
 
 #endif  // QUARN_GRAPHICS_GRAPHICS_DEVICE_H_

@@ -6,15 +6,13 @@
 #include "graphics/graphics_device_impl.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <new>
 #include <utility>
 
 #include "foundation/fork_count.h"
 #include "foundation/logger.h"
-#include "foundation/never_destroyed.h"
 #include "foundation/os_time.h"
-#include "graphics/registry.h"
+#include "graphics/running_devices.h"
 
 namespace {
 
@@ -24,50 +22,17 @@ constexpr unsigned long kExitPatienceMs = 250;
 // Shared by all devices: it says that this thread is some device's render thread.
 thread_local bool is_render_thread = false;
 
-// The devices with a render thread. A process that ends takes the driver away, and no thread may be drawing then.
-class RunningDevices {
- public:
-  static RunningDevices& Get() {
-    static NeverDestroyed<RunningDevices> devices;
-    return devices.get();
-  }
-
-  // What is registered last is called first at exit, and drivers register their own ends when they first come to need
-  // what those take away: with the first pictures, or with a program that is new. So this one is registered anew after
-  // the 1st frame of the process, the 2nd, the 4th, the 8th, ...
-  void NoteFrame() {
-    const std::uint64_t count = ++frames_;
-    if ((count & (count - 1)) == 0) std::atexit([] { Get().EndAll(); });
-  }
-
-  // Whether the process is about to end.
-  bool ending() const { return ending_; }
-
-  void Add(GraphicsDeviceImpl* device) {
-    MutexLocker<Mutex> lock(mutex_);
-    devices_.Add(device);
-  }
-  void Remove(GraphicsDeviceImpl* device) {
-    MutexLocker<Mutex> lock(mutex_);
-    devices_.Remove(device);
-  }
-
- private:
-  void EndAll() {
-    if (ending_.exchange(true)) return;
-    MutexLocker<Mutex> lock(mutex_);
-    devices_.Walk([](GraphicsDeviceImpl* device) { device->EndAtExit(); });
-  }
-
-  std::atomic<std::uint64_t> frames_{0};
-  std::atomic<bool> ending_{false};
-  Mutex mutex_;
-  Registry<GraphicsDeviceImpl> devices_ QUARN_GUARDED_BY(mutex_);
-};
+bool SleepTo(std::uint64_t target) {
+  const FrameSpan span(FramePart::kSleep);
+  return os::SleepToNs(target);
+}
 
 }  // namespace
 
-GraphicsDeviceImpl::GraphicsDeviceImpl() : fork_count_(os::ForkCount()) {}
+GraphicsDeviceImpl::GraphicsDeviceImpl() : fork_count_(os::ForkCount()) {
+  DeclareMeasured({FramePart::kStartDelay, FramePart::kTasks, FramePart::kTicks, FramePart::kFilters, FramePart::kViews,
+                   FramePart::kSleep});
+}
 
 GraphicsDeviceImpl::~GraphicsDeviceImpl() { GraphicsDeviceImpl::Stop(); }
 
@@ -262,6 +227,15 @@ void GraphicsDeviceImpl::RunFrames() {
     return;
   }
   frame_time_ = os::GetTimeNs();
+  RunMeasuredFrames();
+  // The driver may be gone by the time that a loop wakes up which slept when the process began to end.
+  if (!ProcessIsEnding()) Stage([this] { DoTask(); });
+  UninitThreadContext();
+}
+
+void GraphicsDeviceImpl::RunMeasuredFrames() {
+  const MeasuredFrames measured(&frame_times_);
+  frame_times_.Begin(frame_time_);
   while (Loop()) {
     const std::uint32_t requested = requested_fps_.load(std::memory_order_relaxed);
     if (requested != applied_fps_) {
@@ -272,12 +246,11 @@ void GraphicsDeviceImpl::RunFrames() {
       frame_interval_ = kNsPerSecond / applied_fps_;
       measured_time_ = 0;
       measured_frames_ = 0;
+      frame_times_.Begin(frame_time_);
     }
-    Stage([this] { DoTask(); });
+    // The next frame waits for the tasks, so they are a part of its time.
+    MeasuredStage(FramePart::kTasks, [this] { DoTask(); });
   }
-  // The driver may be gone by the time that a loop wakes up which slept when the process began to end.
-  if (!ProcessIsEnding()) Stage([this] { DoTask(); });
-  UninitThreadContext();
 }
 
 template <class Function>
@@ -291,10 +264,16 @@ void GraphicsDeviceImpl::Stage(Function function) {
   }
 }
 
+template <class Function>
+void GraphicsDeviceImpl::MeasuredStage(FramePart part, Function function) {
+  const FrameSpan span(part);
+  Stage(function);
+}
+
 bool GraphicsDeviceImpl::Loop() {
-  Stage([this] { tick_time_ = TickSource(frame_time_, tick_time_); });
-  Stage([this] { HandleFilter(); });
-  Stage([this] {
+  MeasuredStage(FramePart::kTicks, [this] { tick_time_ = TickSource(frame_time_, tick_time_); });
+  MeasuredStage(FramePart::kFilters, [this] { HandleFilter(); });
+  Stage([this] {  // Its two parts, scenes and outputs, are the platform's to tell apart.
     // Outputs receive the frame before this one, whose length in periods is known by now.
     if (last_frame_info_) {
       OutputFrame(last_frame_info_->timestamp, last_frame_info_->count);
@@ -302,7 +281,7 @@ bool GraphicsDeviceImpl::Loop() {
       OutputFrame(0, 0);
     }
   });
-  Stage([this] { DrawDisplay(); });
+  MeasuredStage(FramePart::kViews, [this] { DrawDisplay(); });
   RunningDevices::Get().NoteFrame();
   if (std::exchange(frame_is_whole_, true) && std::exchange(lacks_memory_, false)) {
     Logger::default_logger()->Info("Frames have the memory that they need again");
@@ -324,7 +303,7 @@ void GraphicsDeviceImpl::SleepToNextFrame() {
   const std::uint64_t previous = frame_time_;
   const std::uint64_t target = previous + frame_interval_;
   std::uint32_t periods = 1;
-  if (os::SleepToNs(target)) {
+  if (SleepTo(target)) {
     frame_time_ = target;
   } else {
     // Late: skip the grid points that have passed instead of catching up with a burst.
@@ -334,4 +313,11 @@ void GraphicsDeviceImpl::SleepToNextFrame() {
     frame_time_ = previous + frame_interval_ * periods;
   }
   last_frame_info_.emplace(previous, periods);
+  late_frames_.Note(frame_times_.End(periods), frame_interval_);
+  frame_times_.Begin(frame_time_);
+}
+
+unsigned int ReadFrameTimes(const GraphicsDevice* device, GsFrameTime* times, unsigned int capacity) {
+  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
+  return impl ? impl->frame_times().Read(times, capacity) : 0;
 }

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -15,7 +16,9 @@
 #include "foundation/event.h"
 #include "foundation/mutex.h"
 #include "foundation/thread.h"
+#include "graphics/frame_times.h"
 #include "graphics/graphics_device.h"
+#include "graphics/late_frame_report.h"
 
 class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
  public:
@@ -87,7 +90,13 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   // at most.
   void EndAtExit();
 
+  // The frames of the loop, and where their time went; none of a device that its host drives. Thread: any.
+  const FrameTimes& frame_times() const { return frame_times_; }
+
  protected:
+  // Says that the device measures these parts of a frame, beside those that every loop does: all but scenes, outputs
+  // and waits. For constructors.
+  void DeclareMeasured(std::initializer_list<FramePart> parts) { frame_times_.Declare(parts); }
   // What a Run is made of: the frames, and then the word that nothing of the thread's is to come.
   void RunFrames();
   void NoteEnd() { ended_.Signal(); }
@@ -98,6 +107,10 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   // Runs a stage of the loop, which goes on where memory was missing: one line says so until a frame has been whole.
   template <class Function>
   void Stage(Function function);
+  // The same for a stage that is one part of a frame's time.
+  template <class Function>
+  void MeasuredStage(FramePart part, Function function);
+  void RunMeasuredFrames();
   bool Loop();
   void SleepToNextFrame();
 
@@ -114,6 +127,8 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   bool frame_is_whole_ = true;
   bool lacks_memory_ = false;
   std::optional<VideoFrameInfo> last_frame_info_;
+  FrameTimes frame_times_;
+  LateFrameReport late_frames_;
   std::vector<GsTask> tasks_ QUARN_GUARDED_BY(task_lock_);
   Mutex task_lock_;
   const unsigned int fork_count_;

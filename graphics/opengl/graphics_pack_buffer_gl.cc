@@ -1,6 +1,7 @@
 // Readback buffers. Made and destroyed by any thread, used by the render thread.
 #include "graphics/opengl/graphics_pack_buffer_gl.h"
 
+#include "graphics/frame_times.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/scoped_binding.h"
 
@@ -42,6 +43,7 @@ bool GraphicsPackBufferGL::Bind() {
 void GraphicsPackBufferGL::Unbind() { glBindBuffer(GL_PIXEL_PACK_BUFFER, 0); }
 
 const unsigned char* GraphicsPackBufferGL::Map() {
+  const FrameSpan wait(FramePart::kReadbackWait);
   return static_cast<const unsigned char*>(glMapBufferRange(GL_PIXEL_PACK_BUFFER, 0, size_, GL_MAP_READ_BIT));
 }
 

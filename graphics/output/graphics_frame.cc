@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-#include "foundation/align.h"
+#include "foundation/integer_math.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "foundation/integer_math.h"
 #include "foundation/logger.h"
-#include "foundation/util_math.h"
 
 namespace {
 

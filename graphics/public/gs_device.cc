@@ -142,3 +142,7 @@ void GsDevice::Enter() {}
 void GsDevice::Leave() {}
 
 GraphicsDevice* GsDevice::impl() const { return impl_; }
+
+unsigned int GsDevice::ReadFrameTimes(GsFrameTime* times, unsigned int capacity) const {
+  return ::ReadFrameTimes(impl_, times, capacity);
+}

@@ -5,6 +5,7 @@
 #include <quarn/export.h>
 
 class GraphicsDevice;
+struct GsFrameTime;
 
 // One graphics engine: a drawing context and, once started, a render thread.
 //
@@ -133,6 +134,18 @@ class QUARN_EXPORT GsDevice {
 
   // For the library's own use.
   GraphicsDevice* impl() const;
+
+  // Tells where the time of the last frames of the render loop went (gs_frame_times.h). The last 128 are kept, over
+  // stops and starts too.
+  // times: receives the frames that have ended, the newest last; null for none.
+  // capacity: how many fit in there, of which the newest are answered.
+  // Returns how many were written, 0 to `capacity`: at most 128, and one less where a frame ends meanwhile.
+  // Without an engine, and on a device whose frames the host drives, there are none: 0.
+  //
+  // Thread: any.
+  // Blocks: no.
+  // Ownership: `times` stays the caller's.
+  unsigned int ReadFrameTimes(GsFrameTime* times, unsigned int capacity) const;
 
  private:
   GraphicsDevice* impl_;

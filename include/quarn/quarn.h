@@ -9,6 +9,7 @@
 #include <quarn/gs_device.h>
 #include <quarn/gs_filter.h>
 #include <quarn/gs_frame.h>
+#include <quarn/gs_frame_times.h>
 #include <quarn/gs_item.h>
 #include <quarn/gs_output.h>
 #include <quarn/gs_scene.h>

@@ -1,13 +1,8 @@
 // Locks in a fork of the process that made them.
 #include "foundation/fork_count.h"
 
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <fstream>
 #include <memory>
-#include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -18,10 +13,12 @@
 #include "foundation/semaphore.h"
 #include "foundation/thread.h"
 #include "tests/support/run_in_fork.h"
+#include "tests/support/waiter.h"
 
 namespace {
 
 using test::RunInFork;
+using test::Waiter;
 
 TEST(ForkCountTest, CountsInTheChildAlone) {
   const unsigned int before = os::ForkCount();
@@ -93,31 +90,6 @@ TEST(ForkCountTest, ReaderWriterLockIsFreeInTheChild) {
             0);
   EXPECT_FALSE(written.TryReadLock());
 }
-
-// A thread that waits, as far as the system can tell.
-class Waiter {
- public:
-  template <class Wait>
-  explicit Waiter(Wait wait)
-      : thread_([this, wait] {
-          id_ = static_cast<int>(syscall(SYS_gettid));
-          wait();
-        }) {
-    while (id_ == 0 || !Sleeps()) std::this_thread::yield();
-  }
-  ~Waiter() { thread_.join(); }
-
- private:
-  bool Sleeps() const {
-    std::ifstream file("/proc/self/task/" + std::to_string(id_) + "/stat");
-    std::string number, name, state;
-    file >> number >> name >> state;
-    return state == "S";
-  }
-
-  std::atomic<int> id_{0};
-  std::thread thread_;
-};
 
 TEST(ForkCountTest, EventThatSomebodyWaitsForMayBeUsedAndDestroyedInTheChild) {
   auto event = std::make_unique<Event>(false);

@@ -104,3 +104,24 @@ TEST(RWMutexTest, WritersExcludeEachOtherAndReaders) {
   EXPECT_EQ(torn, 0);
   EXPECT_EQ(first, 4000);
 }
+
+TEST(ReadLockerTest, ReadsBesideOthersWhileItLives) {
+  RWMutex mutex;
+  {
+    const ReadLocker lock(mutex);
+    EXPECT_TRUE(OtherTryReadLock(mutex));
+    EXPECT_TRUE(OtherTryWriteLock(mutex));  // Not obtained.
+  }
+  EXPECT_FALSE(OtherTryWriteLock(mutex));
+}
+
+TEST(WriteLockerTest, WritesAloneWhileItLives) {
+  RWMutex mutex;
+  {
+    const WriteLocker lock(mutex);
+    EXPECT_FALSE(OtherTryReadLock(mutex));
+    EXPECT_TRUE(OtherTryWriteLock(mutex));  // Not obtained.
+  }
+  EXPECT_TRUE(OtherTryReadLock(mutex));
+  EXPECT_FALSE(OtherTryWriteLock(mutex));
+}

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "foundation/event.h"
+#include "graphics/frame_times.h"
 #include "graphics/graphics_filter_impl.h"
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_output.h"
@@ -17,7 +18,9 @@
 #include "graphics/graphics_shader.h"
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
+#include "tests/support/fake_os_time.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/waiter.h"
 
 namespace {
 
@@ -385,6 +388,31 @@ TEST_F(GraphicsContextImplTest, AddWaitsForTheLock) {
   context_.Unlock();
   adder.join();
   EXPECT_THAT(journal_, ElementsAre("unlocked", "added"));
+}
+
+TEST_F(GraphicsContextImplTest, WaitForTheLockIsAPartOfTheFrameThatWaits) {
+  fake_clock::Reset();
+  FrameTimes times;
+  times.Begin(fake_clock::Now());
+  context_.Lock();
+  {
+    const test::Waiter waiter([&] {
+      const MeasuredFrames measured(&times);
+      MutexLocker<GraphicsContextImpl> lock(context_);
+    });
+    fake_clock::Advance(40);
+    context_.Unlock();
+  }
+  EXPECT_EQ(times.End(1).context_lock_wait_ns, 40u);
+}
+
+TEST_F(GraphicsContextImplTest, LockThatNobodyHoldsIsNotWaitedFor) {
+  FrameTimes times;
+  times.Begin(0);
+  const MeasuredFrames measured(&times);
+  MutexLocker<GraphicsContextImpl> lock(context_);
+  MutexLocker<GraphicsContextImpl> again(context_);
+  EXPECT_EQ(times.End(1).context_lock_wait_ns, kGsNotMeasured);  // The clock has not even been read.
 }
 
 // Programs.

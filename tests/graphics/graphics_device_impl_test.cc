@@ -271,6 +271,109 @@ TEST_F(GraphicsDeviceImplTest, LongStallSkipsEveryMissedPoint) {
   EXPECT_EQ(device.frames[2].output_count, 1u);
 }
 
+// Where the time of frames goes. (Frames that the host drives itself have no loop: tests of the public class.)
+
+TEST_F(GraphicsDeviceImplTest, RecordsWhatEachPartOfAFrameTook) {
+  constexpr std::uint64_t kInterval = 25000000;
+  // Takes its time in every stage, and tells scenes from outputs.
+  class SlowDevice : public RecordingDevice {
+   public:
+    SlowDevice() { DeclareMeasured({FramePart::kScenes, FramePart::kOutputs}); }
+    std::uint64_t TickSource(unsigned long long frame_time, unsigned long long last_tick) override {
+      fake_clock::Advance(1000);
+      return RecordingDevice::TickSource(frame_time, last_tick);
+    }
+    void HandleFilter() override { fake_clock::Advance(200); }
+    void OutputFrame(unsigned long long timestamp, unsigned int count) override {
+      RecordingDevice::OutputFrame(timestamp, count);
+      {
+        const FrameSpan span(FramePart::kScenes);
+        fake_clock::Advance(30);
+      }
+      const FrameSpan span(FramePart::kOutputs);
+      fake_clock::Advance(4);
+    }
+  };
+  SlowDevice device;
+  device.SetFps(40);
+  device.QueueTask([](void*) { fake_clock::Advance(70000); }, nullptr);
+  device.on_frame = [](std::size_t frame) { fake_clock::Advance(frame == 2 ? 2 * kInterval : 5); };
+  device.RunFrames(3);
+  std::vector<GsFrameTime> frames(5);
+  frames.resize(ReadFrameTimes(&device, frames.data(), 5));
+  ASSERT_EQ(frames.size(), 3u);
+  const std::vector<unsigned long long> times = {frames[0].time_ns, frames[1].time_ns, frames[2].time_ns};
+  EXPECT_EQ(times, device.FrameTimes());
+  EXPECT_EQ(frames[0].periods, 1u);
+  EXPECT_EQ(frames[1].periods, 2u);
+  EXPECT_EQ(frames[2].periods, 1u);
+  // The task ran after the first frame's sleep, in the time of the second.
+  EXPECT_EQ(frames[0].tasks_ns, 0u);
+  EXPECT_EQ(frames[1].tasks_ns, 70000u);
+  EXPECT_EQ(frames[2].tasks_ns, 0u);
+  for (const GsFrameTime& frame : frames) {
+    EXPECT_EQ(frame.ticks_ns, 1000u);
+    EXPECT_EQ(frame.filters_ns, 200u);
+    EXPECT_EQ(frame.scenes_ns, 30u);
+    EXPECT_EQ(frame.outputs_ns, 4u);
+    EXPECT_EQ(frame.context_lock_wait_ns, kGsNotMeasured);
+    EXPECT_EQ(frame.readback_wait_ns, kGsNotMeasured);
+    EXPECT_EQ(frame.window_wait_ns, kGsNotMeasured);
+  }
+  EXPECT_EQ(frames[0].views_ns, 5u);
+  EXPECT_EQ(frames[0].start_delay_ns, 0u);
+  EXPECT_EQ(frames[0].sleep_ns, kInterval - 1239);
+  EXPECT_EQ(frames[1].views_ns, 2 * kInterval);
+  EXPECT_EQ(frames[1].start_delay_ns, 0u);
+  EXPECT_EQ(frames[1].sleep_ns, 0u);
+  // What the second ran over.
+  EXPECT_EQ(frames[2].start_delay_ns, 71234u);
+  EXPECT_EQ(frames[2].sleep_ns, kInterval - 71234 - 1239);
+}
+
+TEST_F(GraphicsDeviceImplTest, WhatAPlatformDoesNotTellApartIsNotMeasured) {
+  RecordingDevice device;
+  device.RunFrames(1);
+  GsFrameTime frame;
+  ASSERT_EQ(ReadFrameTimes(&device, &frame, 1), 1u);
+  EXPECT_EQ(frame.scenes_ns, kGsNotMeasured);
+  EXPECT_EQ(frame.outputs_ns, kGsNotMeasured);
+  EXPECT_EQ(frame.ticks_ns, 0u);
+  EXPECT_EQ(frame.filters_ns, 0u);
+  EXPECT_EQ(frame.views_ns, 0u);
+}
+
+TEST_F(GraphicsDeviceImplTest, FrameTimesOutlastAStop) {
+  RecordingDevice device;
+  device.RunFrames(2);
+  device.RunFrames(1);
+  GsFrameTime frames[3];
+  ASSERT_EQ(ReadFrameTimes(&device, frames, 3), 3u);
+  EXPECT_EQ(frames[0].time_ns, kStart);
+  EXPECT_EQ(frames[2].time_ns, device.frames[0].frame_time);
+}
+
+TEST_F(GraphicsDeviceImplTest, DeviceWithoutALoopHasNoFrameTimes) {
+  GraphicsDeviceImpl device;
+  GsFrameTime frame;
+  device.InitThreadContext();
+  device.TickSource(0, 0);
+  device.DoTask();
+  device.UninitThreadContext();
+  EXPECT_EQ(ReadFrameTimes(&device, &frame, 1), 0u);
+  EXPECT_EQ(ReadFrameTimes(nullptr, &frame, 1), 0u);
+}
+
+TEST_F(GraphicsDeviceImplTest, LateFramesAreToldOfAtDebugLevel) {
+  RecordingDevice device;
+  device.SetFps(40);
+  device.on_frame = [](std::size_t frame) {
+    if (frame == 2) fake_clock::Advance(62500000);
+  };
+  device.RunFrames(4);
+  EXPECT_EQ(log_.Count(Logger::Level::Debug, "a frame took 2 periods of 25.0 ms: 62.5 ms went into views"), 1u);
+}
+
 // A change of rate.
 
 TEST_F(GraphicsDeviceImplTest, RateChangeRestartsTheGridAtTheClock) {

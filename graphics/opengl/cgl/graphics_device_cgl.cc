@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "foundation/logger.h"
@@ -29,7 +30,10 @@ T* ReadyOrNull(std::unique_ptr<T> object, bool ready, ContextObject::Kind kind) 
 
 GraphicsDevice* GraphicsDevice::Create() { return new GraphicsDeviceCGL; }
 
-GraphicsDeviceCGL::GraphicsDeviceCGL() = default;
+GraphicsDeviceCGL::GraphicsDeviceCGL() {
+  DeclareMeasured({FramePart::kScenes, FramePart::kOutputs, FramePart::kContextLockWait, FramePart::kReadbackWait,
+                   FramePart::kWindowWait});
+}
 
 GraphicsDeviceCGL::~GraphicsDeviceCGL() {
   if (context_) context_->Close();
@@ -145,9 +149,11 @@ void GraphicsDeviceCGL::HandleFilter() {
 
 void GraphicsDeviceCGL::OutputFrame(unsigned long long timestamp, unsigned int count) {
   if (!available()) return;
+  std::optional<FrameSpan> part(std::in_place, FramePart::kScenes);  // The wait for the lock is a part of them.
   MutexLocker<GraphicsContextGL> lock(*context_);
   context_->DrawSceneOutput();
   if (count == 0) return;
+  part.emplace(FramePart::kOutputs);
   constexpr unsigned int kMaxCount = std::numeric_limits<int>::max();
   context_->DoOutput(timestamp, static_cast<int>(std::min(count, kMaxCount)));
 }

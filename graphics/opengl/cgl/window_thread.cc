@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "graphics/frame_times.h"
 #include "graphics/opengl/cgl/view_worker.h"
 
 WindowThread& WindowThread::Get() {
@@ -18,6 +19,7 @@ WindowThread& WindowThread::Get() {
 WindowThread::WindowThread() : worker_(ViewWorkerRole("quarn-window")) {}
 
 bool WindowThread::HandOver(std::function<void()> work) {
+  const FrameSpan wait(FramePart::kWindowWait);
   const std::uint64_t number = worker_.Post(std::move(work));
   return worker_.WaitFor(number, kViewWorkPatience);
 }
