@@ -48,6 +48,8 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   bool CanDraw(const char* operation) const;
   // Defines the texture's storage. Returns false for a layout that has none.
   bool DefineStorage(bool render_target);
+  // The same for the bound texture, with the pixels of a frame or, from null, without.
+  void Upload(GLenum storage, const unsigned char* pixels);
   // Takes a frame of the layout and size of the one held; returns whether it did.
   bool Keep(GraphicsFrame&& frame);
   GLenum target() const { return iosurface_ ? GL_TEXTURE_RECTANGLE : GL_TEXTURE_2D; }
