@@ -33,9 +33,15 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // its program. Returns false, with the compiler's message in the log, when the program cannot be built.
   bool CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source);
 
-  // Makes the context current on the calling thread: -1 failure, 1 made current by this call, 0 was current already.
+  // What BindContext answers.
+  enum BindResult : int {
+    kBindFailed = -1,
+    kWasCurrent = 0,
+    kMadeCurrent = 1,  // The caller calls UnbindContext after its work.
+  };
+  // Makes the context current on the calling thread, which ScopedBind and GLScope (gl_scope.h) do for most callers.
   virtual int BindContext() = 0;
-  // Undoes a BindContext that returned 1.
+  // Undoes a BindContext that answered kMadeCurrent.
   virtual void UnbindContext() = 0;
 
   // Whether GL calls of the calling thread reach this context; where they do not, they may reach a host's own. Asking

@@ -99,9 +99,8 @@ void GraphicsOutputGL::Attach(OutputCallback* callback) {
   if (callback) {
     // The render thread works under this lock too: once it is released, Output does nothing until the receiver is in
     // place. The receiver is put there without the lock, because a host's callback that is still running may want it.
-    MutexLocker<GraphicsContextGL> lock(*context());
+    GLScope gl(context());  // The context is made current once for all resources, each of which would do it by itself.
     SuspendOutput();
-    ScopedBind bind(context());
     CreateResources(callback->format());
     reported_incomplete_ = false;
     context()->AddOutput(this);

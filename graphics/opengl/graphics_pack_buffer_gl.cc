@@ -8,10 +8,8 @@ GraphicsPackBufferGL::GraphicsPackBufferGL(GraphicsContextGL* context, unsigned 
     : GLObject(context), size_(size) {}
 
 GraphicsPackBufferGL::~GraphicsPackBufferGL() {
-  if (!context()) return;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (bind.ok()) Delete();
+  GLScope gl(context());
+  if (gl.ok()) Delete();
 }
 
 void GraphicsPackBufferGL::Delete() {
@@ -20,10 +18,8 @@ void GraphicsPackBufferGL::Delete() {
 }
 
 bool GraphicsPackBufferGL::Init() {
-  if (!context()) return false;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (!bind.ok()) return false;
+  GLScope gl(context());
+  if (!gl.ok()) return false;
   Delete();
   glGenBuffers(1, &buffer_);
   {

@@ -22,10 +22,8 @@ GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, GraphicsFrame&&
     : GraphicsTextureImpl(frame.width, frame.height), GLObject(context), frame_(std::move(frame)) {}
 
 GraphicsTextureGL::~GraphicsTextureGL() {
-  if (!context()) return;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (bind.ok()) Delete();
+  GLScope gl(context());
+  if (gl.ok()) Delete();
 }
 
 void GraphicsTextureGL::Delete() {
@@ -41,10 +39,8 @@ void GraphicsTextureGL::Delete() {
 }
 
 bool GraphicsTextureGL::Init(bool render_target) {
-  if (!context()) return false;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (!bind.ok()) return false;
+  GLScope gl(context());
+  if (!gl.ok()) return false;
   Delete();
   const bool created = Create(render_target);
   CheckGLError(__FILE__, __LINE__);
@@ -161,7 +157,7 @@ void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
   }
   MutexLocker<GraphicsContextGL> lock(*context());
   if (!Keep(std::move(frame)) || !texture_) return;
-  ScopedBind bind(context());
+  ScopedBind bind(context());  // Only now: a frame that is refused costs no change of the current context.
   if (!bind.ok()) return;
   const GLenum storage = PixelFormatGLOf(frame_.format).updated;
   if (storage == 0) return;

@@ -2,7 +2,7 @@
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 
 #include "foundation/logger.h"
-#include "graphics/opengl/gl_object.h"
+#include "graphics/opengl/gl_scope.h"
 
 namespace {
 
@@ -23,14 +23,15 @@ GraphicsContextCGL::~GraphicsContextCGL() {
 void GraphicsContextCGL::Close() {
   MutexLocker<GraphicsContextGL> lock(*this);
   ReportObjectsLeft();
-  const int bound = BindContext();
-  if (bound != -1) {
-    ReleaseShader();
-    ReleaseVertexAttrBuffer();
-  } else {
-    ForgetObjects();
+  {
+    ScopedBind bind(this);
+    if (bind.ok()) {
+      ReleaseShader();
+      ReleaseVertexAttrBuffer();
+    } else {
+      ForgetObjects();
+    }
   }
-  if (bound == 1) UnbindContext();
   native_.reset();
 }
 
@@ -74,9 +75,9 @@ bool GraphicsContextGL::IsBound() const {
 }
 
 int GraphicsContextCGL::BindContext() {
-  if (!available()) return -1;
-  if (native_->IsCurrent()) return 0;
-  return native_->Bind() ? 1 : -1;
+  if (!available()) return kBindFailed;
+  if (native_->IsCurrent()) return kWasCurrent;
+  return native_->Bind() ? kMadeCurrent : kBindFailed;
 }
 
 void GraphicsContextCGL::UnbindContext() {

@@ -17,9 +17,8 @@ void GraphicsTextureGL::Update(void* external_image) {
     Logger::default_logger()->Error("Only a texture made from an external image can be updated from one");
     return;
   }
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (!bind.ok()) return;
+  GLScope gl(context());
+  if (!gl.ok()) return;
   // Every error from before: the upload is judged by those that it leaves.
   while (CheckGLError(__FILE__, __LINE__) != GL_NO_ERROR) {
   }
