@@ -46,6 +46,12 @@ void UploadUniforms(GLuint buffer, GLsizeiptr size, const void* data) {
   glBindBuffer(GL_UNIFORM_BUFFER, 0);
 }
 
+unsigned int Limit(GLenum name) {
+  GLint value = 0;
+  glGetIntegerv(name, &value);
+  return static_cast<unsigned int>(value);
+}
+
 void DeleteBuffer(GLuint* buffer) {
   if (*buffer) glDeleteBuffers(1, buffer);
   *buffer = 0;
@@ -70,6 +76,11 @@ bool GraphicsContextGL::CompileShader(const std::string& name, const char* verte
   }
   AddShader(name, shader.release());
   return true;
+}
+
+void GraphicsContextGL::ReadLimits() {
+  max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
+  max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
 }
 
 void GraphicsContextGL::BuildVertexAttrBuffer() {

@@ -53,6 +53,13 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // Whether an operation that a host may call at any time may do its work now. The first that may not is logged.
   bool CanDraw(const char* operation);
 
+  // Asks GL for the limits below, once, when the context is built.
+  void ReadLimits();
+  // The longest side of a texture in pixels; 0 in a context that was not built.
+  unsigned int max_texture_size() const { return max_texture_size_; }
+  // The same of a rectangle texture, which is what external images are.
+  unsigned int max_rectangle_size() const { return max_rectangle_size_; }
+
   // Creates and deletes the objects that every draw shares.
   void BuildVertexAttrBuffer();
   void ReleaseVertexAttrBuffer();
@@ -73,6 +80,8 @@ class GraphicsContextGL : public GraphicsContextImpl {
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
   std::string lookup_name_;                 // Of BindShader; keeps its memory too.
   std::atomic<bool> reported_not_current_{false};
+  unsigned int max_texture_size_ = 0;
+  unsigned int max_rectangle_size_ = 0;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_

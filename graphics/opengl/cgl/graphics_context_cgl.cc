@@ -4,16 +4,6 @@
 #include "foundation/logger.h"
 #include "graphics/opengl/gl_scope.h"
 
-namespace {
-
-unsigned int Limit(GLenum name) {
-  GLint value = 0;
-  glGetIntegerv(name, &value);
-  return static_cast<unsigned int>(value);
-}
-
-}  // namespace
-
 GraphicsContextCGL::GraphicsContextCGL() : fork_count_(os::ForkCount()) {}
 
 GraphicsContextCGL::~GraphicsContextCGL() {
@@ -53,8 +43,7 @@ bool GraphicsContextCGL::Build() {
     ScopedBind bind(this);
     usable = bind.ok();
     if (usable) {
-      max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
-      max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
+      ReadLimits();
       BuildShader();
       BuildVertexAttrBuffer();
     }
