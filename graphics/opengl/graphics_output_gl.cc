@@ -14,6 +14,7 @@
 #include "graphics/opengl/graphics_pack_buffer_gl.h"
 #include "graphics/opengl/graphics_texture_gl.h"
 #include "graphics/opengl/pixel_store.h"
+#include "graphics/opengl/render_pass.h"
 
 namespace {
 
@@ -155,30 +156,26 @@ void GraphicsOutputGL::DeliverTexture(GraphicsTexture* texture, unsigned long lo
 void GraphicsOutputGL::DrawPlane(int index, const PixelFormatGL::Plane& plane, GraphicsTextureGL* source,
                                  const internal_vec2& draw_size, const float* matrix) {
   GraphicsTextureGL& target = *textures_[index];
-  target.BindRenderTarget();
   const internal_transform transform(draw_size);
   const internal_vec2 target_size(static_cast<float>(target.width()), static_cast<float>(target.height()));
-  context()->SetViewPort(0, 0, target.width(), target.height());
+  RenderPass::Options options;
   // What the picture does not cover is opaque black, and in a plane of Y, U or V zeros.
-  glClearColor(0.0f, 0.0f, 0.0f, plane.rows == 0 ? 1.0f : 0.0f);
-  CheckGLError(__FILE__, __LINE__);
-  glClear(GL_COLOR_BUFFER_BIT);
-  CheckGLError(__FILE__, __LINE__);
-  if (context()->BindShader(plane.program)) {
-    source->BindShaderResource(0);
-    if (plane.rows == 0) {
+  if (plane.rows > 0) options.clear_color[3] = 0.0f;
+  options.whole_viewport = true;
+  RenderPass pass(context(), &target, options, __FILE__, __LINE__);
+  if (!pass.begun() || !context()->BindShader(plane.program)) return;
+  source->BindShaderResource(0);
+  if (plane.rows == 0) {
+    context()->DrawRect(transform, target_size);
+  } else {
+    constant_buffer_->Update(matrix + kRowLength * plane.first_row, kRowSize * static_cast<unsigned int>(plane.rows));
+    if (constant_buffer_->Bind(0)) {
       context()->DrawRect(transform, target_size);
-    } else {
-      constant_buffer_->Update(matrix + kRowLength * plane.first_row, kRowSize * static_cast<unsigned int>(plane.rows));
-      if (constant_buffer_->Bind(0)) {
-        context()->DrawRect(transform, target_size);
-        constant_buffer_->Unbind();
-      }
+      constant_buffer_->Unbind();
     }
-    source->ReleaseShaderResource();
-    context()->UnbindShader();
   }
-  target.ReleaseRenderTarget();
+  source->ReleaseShaderResource();
+  context()->UnbindShader();
 }
 
 void GraphicsOutputGL::ConvertFormat(GraphicsTextureGL* source, OutputFormat format) {
