@@ -52,12 +52,12 @@ void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
 
 bool GraphicsConstantBufferGL::Bind(int slot) {
   if (!context() || !buffer_ || !context()->CanDraw("Binding a constant buffer")) return false;
-  // Unsigned, because the highest slot has no point after it. GL refuses a point that it does not have, and the next
-  // check says so.
+  // The sum is unsigned, because for the highest slot a signed one would overflow. GL refuses a point that it does not
+  // have, and the next check logs that.
   const GLuint point = static_cast<GLuint>(slot) + 1;
   glBindBufferRange(GL_UNIFORM_BUFFER, point, buffer_, 0, size_);
   binding_ = static_cast<int>(point);
-  // Point 0 is bound anew by every draw that has matrices.
+  // Nothing has to be claimed at point 0: every draw that has matrices binds them there anew.
   if (binding_ >= 1) context()->AddUboIndex(binding_);
   return true;
 }

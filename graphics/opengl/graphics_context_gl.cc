@@ -136,7 +136,7 @@ void GraphicsContextGL::ForgetObjects() {
 
 bool GraphicsContextGL::CanDraw(const char* operation) {
   if (IsBound() && IsCurrent()) return true;
-  // Where nothing was ever built the log has said why.
+  // A context that was never built cannot draw either, and the log has said why.
   if (vertex_buffer_ && !reported_not_current_.exchange(true, std::memory_order_relaxed)) {
     Logger::default_logger()->Error(
         "%s does nothing: the device's GL context is not current on this thread; draw inside a Draw, TickSource, "
@@ -163,7 +163,7 @@ void GraphicsContextGL::UnbindShader() {
 
 void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
   if (!CanDraw("SetViewport")) return;
-  // As they are: a side that turns negative so is GL's to refuse, and the next check says it.
+  // The casts keep every bit: a side that becomes negative by them is refused by GL, and the next check logs that.
   glViewport(static_cast<GLint>(x), static_cast<GLint>(y), static_cast<GLsizei>(width), static_cast<GLsizei>(height));
 }
 

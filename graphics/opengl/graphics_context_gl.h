@@ -1,7 +1,8 @@
 // The drawing context on OpenGL: the unit quad, the named programs and rectangle drawing.
 //
-// Every operation runs on the thread that has the GL context current, under the context's lock; nothing here locks. The
-// four that a host reaches make sure of it, for at any other time a host's own context may be current.
+// Every operation runs on the thread that has the GL context current, under the context's lock; nothing here locks. A
+// host reaches four of them at any time: BindShader, UnbindShader, SetViewPort and DrawRect. They do nothing unless the
+// context is current, for a host's own may be.
 #ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
 
@@ -45,7 +46,7 @@ class GraphicsContextGL : public GraphicsContextImpl {
   virtual void UnbindContext() = 0;
 
   // Whether GL calls of the calling thread reach this context; where they do not, they may reach a host's own. Asking
-  // is a system call on some machines. The platform's file defines it, and the next.
+  // is a system call on some machines. This and IsBound are defined by the platform (cgl/graphics_context_cgl.cc).
   bool IsCurrent() const;
   // Whether the calling thread has bound the context: if so it is current, unless a callback of the host's has changed
   // that.
@@ -78,7 +79,7 @@ class GraphicsContextGL : public GraphicsContextImpl {
   GLuint default_uniform_buffer_ = 0;
   GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
-  std::string lookup_name_;                 // Of BindShader; keeps its memory too.
+  std::string lookup_name_;                 // What BindShader looks up; keeps its memory too.
   std::atomic<bool> reported_not_current_{false};
   unsigned int max_texture_size_ = 0;
   unsigned int max_rectangle_size_ = 0;

@@ -18,7 +18,7 @@
 
 namespace {
 
-// Of the matrix whose rows are the programs' constants.
+// A row of the matrix, as which the programs get their constants: floats, and bytes.
 constexpr int kRowLength = 4;
 constexpr unsigned int kRowSize = kRowLength * sizeof(float);
 constexpr unsigned int kConstantBufferSize = 2 * kRowSize;
@@ -43,7 +43,7 @@ GraphicsOutputGL::GraphicsOutputGL(GraphicsContextGL* context, GraphicsScene* sc
     : GraphicsOutputImpl(scene, width, height, fps), GLObject(context) {}
 
 GraphicsOutputGL::~GraphicsOutputGL() {
-  StopThread();  // Before anything that the thread's calls might reach is gone.
+  StopThread();  // First, so that the thread is gone before what its calls reach.
 }
 
 GraphicsOutputGL::Planes GraphicsOutputGL::PlanesOf(OutputFormat format) const {
@@ -230,7 +230,7 @@ void GraphicsOutputGL::OutputRawPixel(OutputFormat format, unsigned long long ti
     pack_buffers_[i]->Bind();
     const unsigned char* const pixels = pack_buffers_[i]->Map();
     if (pixels) {
-      // Rows come bottom-up.
+      // GL's first row is the bottom one, the frame's the top one.
       for (std::uint32_t y = 0; y < plane.height; ++y) {
         std::memcpy(frame->data[i] + pitch * y, pixels + row_size * (plane.height - 1 - y), row_size);
       }

@@ -28,7 +28,7 @@ GraphicsTextureGL::~GraphicsTextureGL() {
 
 void GraphicsTextureGL::Delete() {
   if (frame_buffer_) {
-    // The attachment goes with it. Nothing is bound for that: another target may be in use.
+    // Its attachment is gone with it, too. It is not bound for that, because another target may be bound.
     glDeleteFramebuffers(1, &frame_buffer_);
     frame_buffer_ = 0;
   }
@@ -167,7 +167,7 @@ void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
 }
 
 bool GraphicsTextureGL::Keep(GraphicsFrame&& frame) {
-  if (frame.format == kFormatUnknown) return false;  // An empty frame, as is the one held by some textures.
+  if (frame.format == kFormatUnknown) return false;  // It is empty, and would equal the one held by some textures.
   // Compared with the frame held, not with the texture's size: a texture made without a frame refuses every update.
   if (frame.format != frame_.format || frame.width != frame_.width || frame.height != frame_.height) return false;
   frame_ = std::move(frame);

@@ -1,4 +1,4 @@
-// Pictures in memory.
+// Pictures in memory. Any thread, one at a time for each frame.
 #ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_FRAME_H_
 #define QUARN_GRAPHICS_OUTPUT_GRAPHICS_FRAME_H_
 
