@@ -1,4 +1,4 @@
-// The registries and their walks, the programs by name, and the colour matrices of the output conversion.
+// The registries and their walks, and the programs by name.
 //
 // Any thread adds and removes; the render thread walks; both under the context's lock.
 #include "graphics/graphics_context_impl.h"
@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "foundation/logger.h"
+#include "graphics/color_matrix.h"
 #include "graphics/frame_times.h"
 #include "graphics/graphics_filter.h"
 #include "graphics/graphics_item.h"
@@ -14,15 +15,8 @@
 #include "graphics/graphics_scene.h"
 #include "graphics/graphics_shader.h"
 #include "graphics/graphics_view.h"
-#include "graphics/internal_types.h"
 
 namespace {
-
-void log_matrix(const float* m) {
-  Logger::default_logger()->Debug("\n% f, % f, % f, % f\n% f, % f, % f, % f\n% f, % f, % f, % f\n% f, % f, % f, % f",
-                                  m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8], m[9], m[10], m[11], m[12],
-                                  m[13], m[14], m[15]);
-}
 
 struct KindName {
   const char* one;
@@ -46,20 +40,8 @@ KindName NameOf(GraphicsContextImpl::ObjectKind kind) {
 }  // namespace
 
 GraphicsContextImpl::GraphicsContextImpl() {
-  // ITU-R BT.709.
-  constexpr float kKb = 0.0722f;
-  constexpr float kKr = 0.2126f;
-  constexpr float kBitRange = 256.0f - 1.0f;
-
-  constexpr float kFullMin[] = {0.0f, 0.0f, 0.0f};
-  constexpr float kFullMax[] = {255.0f, 255.0f, 255.0f};
-  constexpr float kFullBlack[] = {0.0f, 128.0f, 128.0f};
-  initialize_matrix(kKb, kKr, kBitRange, kFullMin, kFullMax, kFullBlack, matrix_full_);
-
-  constexpr float kLimitMin[] = {16.0f, 16.0f, 16.0f};
-  constexpr float kLimitMax[] = {235.0f, 240.0f, 240.0f};
-  constexpr float kLimitBlack[] = {16.0f, (16.0f + 240.0f) * 0.5f, (16.0f + 240.0f) * 0.5f};
-  initialize_matrix(kKb, kKr, kBitRange, kLimitMin, kLimitMax, kLimitBlack, matrix_limit_);
+  InitializeFullRangeMatrix(matrix_full_);
+  InitializeLimitedRangeMatrix(matrix_limit_);
 }
 
 GraphicsContextImpl::~GraphicsContextImpl() = default;
@@ -215,38 +197,3 @@ GraphicsShader* GraphicsContextImpl::GetShader(const std::string& name) {
 }
 
 void GraphicsContextImpl::ReleaseShader() { shaders_.clear(); }
-
-// The order of the operations decides the last bit of the entries: keep it.
-void initialize_matrix(float kb, float kr, float bit_range, const float* range_min, const float* range_max,
-                       const float* black, float* matrix) {
-  const float y_range = range_max[0] - range_min[0];
-  const float u_range = (range_max[1] - range_min[1]) / 2.0f;
-  const float v_range = (range_max[2] - range_min[2]) / 2.0f;
-
-  const float y_scale = bit_range / y_range;
-  const float u_scale = bit_range / u_range;
-  const float v_scale = bit_range / v_range;
-
-  const float kg = 1.0f - kb - kr;
-
-  const internal_vec3 rows[] = {
-      {y_scale, 0.0f, v_scale * (1.0f - kr)},
-      {y_scale, u_scale * (kb - 1.0f) * kb / kg, v_scale * (kr - 1.0f) * kr / kg},
-      {y_scale, u_scale * (1.0f - kb), 0.0f},
-  };
-  const internal_vec3 offset(-black[0] / bit_range, -black[1] / bit_range, -black[2] / bit_range);
-
-  float* out = matrix;
-  for (const internal_vec3& row : rows) {
-    *out++ = row.x;
-    *out++ = row.y;
-    *out++ = row.z;
-    *out++ = offset.dot(row);
-  }
-  *out++ = 0.0f;
-  *out++ = 0.0f;
-  *out++ = 0.0f;
-  *out++ = 1.0f;
-
-  log_matrix(matrix);
-}

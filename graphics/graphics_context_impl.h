@@ -115,10 +115,4 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   float matrix_limit_[16];
 };
 
-// Fills `matrix` (16 floats, rows of four) with the conversion of (Y, U, V, 1), each 0 to 1, to red, green and blue,
-// and logs it at debug level. kb and kr are the luma coefficients; the ranges and the black level are code values of Y,
-// U and V.
-void initialize_matrix(float kb, float kr, float bit_range, const float* range_min, const float* range_max,
-                       const float* black, float* matrix);
-
 #endif  // QUARN_GRAPHICS_GRAPHICS_CONTEXT_IMPL_H_

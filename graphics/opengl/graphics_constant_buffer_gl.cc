@@ -15,10 +15,8 @@ GraphicsConstantBufferGL::GraphicsConstantBufferGL(GraphicsContextGL* context, u
     : GLObject(context), shadow_(new unsigned char[size]()), size_(size) {}
 
 GraphicsConstantBufferGL::~GraphicsConstantBufferGL() {
-  if (!context()) return;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (bind.ok()) Delete();
+  GLScope gl(context());
+  if (gl.ok()) Delete();
 }
 
 void GraphicsConstantBufferGL::Delete() {
@@ -27,10 +25,8 @@ void GraphicsConstantBufferGL::Delete() {
 }
 
 bool GraphicsConstantBufferGL::Init() {
-  if (!context()) return false;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  return bind.ok() && Create();
+  GLScope gl(context());
+  return gl.ok() && Create();
 }
 
 bool GraphicsConstantBufferGL::Create() {
@@ -48,26 +44,20 @@ void GraphicsConstantBufferGL::Upload() {
 
 void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
   if (!data) return;
-  const unsigned int count = std::min(size, size_);
-  if (!context()) {
-    std::memcpy(shadow_.get(), data, count);
-    return;
-  }
   // The copy stands under the lock as well, so that two updates at once do not mix.
-  MutexLocker<GraphicsContextGL> lock(*context());
-  std::memcpy(shadow_.get(), data, count);
-  ScopedBind bind(context());
-  if (bind.ok() && buffer_) Upload();
+  GLScope gl(context());
+  std::memcpy(shadow_.get(), data, std::min(size, size_));
+  if (gl.ok() && buffer_) Upload();
 }
 
 bool GraphicsConstantBufferGL::Bind(int slot) {
   if (!context() || !buffer_ || !context()->CanDraw("Binding a constant buffer")) return false;
-  // Unsigned, because the highest slot has no point after it. GL refuses a point that it does not have, and the next
-  // check says so.
+  // The sum is unsigned, because for the highest slot a signed one would overflow. GL refuses a point that it does not
+  // have, and the next check logs that.
   const GLuint point = static_cast<GLuint>(slot) + 1;
   glBindBufferRange(GL_UNIFORM_BUFFER, point, buffer_, 0, size_);
   binding_ = static_cast<int>(point);
-  // Point 0 is bound anew by every draw that has matrices.
+  // Nothing has to be claimed at point 0: every draw that has matrices binds them there anew.
   if (binding_ >= 1) context()->AddUboIndex(binding_);
   return true;
 }

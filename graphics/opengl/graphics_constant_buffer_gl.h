@@ -20,8 +20,8 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
   // Another Init makes the buffer anew.
   bool Init();
   void Update(const void* data, unsigned int size) override;
-  // Slot s claims the binding point s + 1; point 0 is the matrices', and what is below it is nobody's: neither is
-  // claimed.
+  // Binds the buffer to point s + 1 for slot s, and claims the point. Point 0, which is the matrices', and those below
+  // it, which do not exist, are not claimed.
   bool Bind(int slot) override;
   // Gives the point back. The buffer stays bound there until the next draw finds the point unclaimed.
   void Unbind() override;
@@ -31,7 +31,7 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
   void Delete();
   void Upload();
 
-  std::unique_ptr<unsigned char[]> shadow_;  // Null when memory was short.
+  std::unique_ptr<unsigned char[]> shadow_;  // The bytes, of which the GL buffer has a copy.
   unsigned int size_;
   GLuint buffer_ = 0;
   int binding_ = -1;

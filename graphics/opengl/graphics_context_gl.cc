@@ -46,6 +46,12 @@ void UploadUniforms(GLuint buffer, GLsizeiptr size, const void* data) {
   glBindBuffer(GL_UNIFORM_BUFFER, 0);
 }
 
+unsigned int Limit(GLenum name) {
+  GLint value = 0;
+  glGetIntegerv(name, &value);
+  return static_cast<unsigned int>(value);
+}
+
 void DeleteBuffer(GLuint* buffer) {
   if (*buffer) glDeleteBuffers(1, buffer);
   *buffer = 0;
@@ -70,6 +76,11 @@ bool GraphicsContextGL::CompileShader(const std::string& name, const char* verte
   }
   AddShader(name, shader.release());
   return true;
+}
+
+void GraphicsContextGL::ReadLimits() {
+  max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
+  max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
 }
 
 void GraphicsContextGL::BuildVertexAttrBuffer() {
@@ -125,7 +136,7 @@ void GraphicsContextGL::ForgetObjects() {
 
 bool GraphicsContextGL::CanDraw(const char* operation) {
   if (IsBound() && IsCurrent()) return true;
-  // Where nothing was ever built the log has said why.
+  // A context that was never built cannot draw either, and the log has said why.
   if (vertex_buffer_ && !reported_not_current_.exchange(true, std::memory_order_relaxed)) {
     Logger::default_logger()->Error(
         "%s does nothing: the device's GL context is not current on this thread; draw inside a Draw, TickSource, "
@@ -152,7 +163,7 @@ void GraphicsContextGL::UnbindShader() {
 
 void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
   if (!CanDraw("SetViewport")) return;
-  // As they are: a side that turns negative so is GL's to refuse, and the next check says it.
+  // The casts keep every bit: a side that becomes negative by them is refused by GL, and the next check logs that.
   glViewport(static_cast<GLint>(x), static_cast<GLint>(y), static_cast<GLsizei>(width), static_cast<GLsizei>(height));
 }
 

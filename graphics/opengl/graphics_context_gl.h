@@ -1,7 +1,8 @@
 // The drawing context on OpenGL: the unit quad, the named programs and rectangle drawing.
 //
-// Every operation runs on the thread that has the GL context current, under the context's lock; nothing here locks. The
-// four that a host reaches make sure of it, for at any other time a host's own context may be current.
+// Every operation runs on the thread that has the GL context current, under the context's lock; nothing here locks. A
+// host reaches four of them at any time: BindShader, UnbindShader, SetViewPort and DrawRect. They do nothing unless the
+// context is current, for a host's own may be.
 #ifndef QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
 
@@ -33,19 +34,32 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // its program. Returns false, with the compiler's message in the log, when the program cannot be built.
   bool CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source);
 
-  // Makes the context current on the calling thread: -1 failure, 1 made current by this call, 0 was current already.
+  // What BindContext answers.
+  enum BindResult : int {
+    kBindFailed = -1,
+    kWasCurrent = 0,
+    kMadeCurrent = 1,  // The caller calls UnbindContext after its work.
+  };
+  // Makes the context current on the calling thread, which ScopedBind and GLScope (gl_scope.h) do for most callers.
   virtual int BindContext() = 0;
-  // Undoes a BindContext that returned 1.
+  // Undoes a BindContext that answered kMadeCurrent.
   virtual void UnbindContext() = 0;
 
   // Whether GL calls of the calling thread reach this context; where they do not, they may reach a host's own. Asking
-  // is a system call on some machines. The platform's file defines it, and the next.
+  // is a system call on some machines. This and IsBound are defined by the platform (cgl/graphics_context_cgl.cc).
   bool IsCurrent() const;
   // Whether the calling thread has bound the context: if so it is current, unless a callback of the host's has changed
   // that.
   bool IsBound() const;
   // Whether an operation that a host may call at any time may do its work now. The first that may not is logged.
   bool CanDraw(const char* operation);
+
+  // Asks GL for the limits below, once, when the context is built.
+  void ReadLimits();
+  // The longest side of a texture in pixels; 0 in a context that was not built.
+  unsigned int max_texture_size() const { return max_texture_size_; }
+  // The same of a rectangle texture, which is what external images are.
+  unsigned int max_rectangle_size() const { return max_rectangle_size_; }
 
   // Creates and deletes the objects that every draw shares.
   void BuildVertexAttrBuffer();
@@ -65,8 +79,10 @@ class GraphicsContextGL : public GraphicsContextImpl {
   GLuint default_uniform_buffer_ = 0;
   GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
-  std::string lookup_name_;                 // Of BindShader; keeps its memory too.
+  std::string lookup_name_;                 // What BindShader looks up; keeps its memory too.
   std::atomic<bool> reported_not_current_{false};
+  unsigned int max_texture_size_ = 0;
+  unsigned int max_rectangle_size_ = 0;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_

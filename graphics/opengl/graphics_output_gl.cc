@@ -14,11 +14,14 @@
 #include "graphics/opengl/graphics_pack_buffer_gl.h"
 #include "graphics/opengl/graphics_texture_gl.h"
 #include "graphics/opengl/pixel_store.h"
+#include "graphics/opengl/render_pass.h"
 
 namespace {
 
-constexpr unsigned int kVec4Size = 4 * sizeof(float);
-constexpr unsigned int kConstantBufferSize = 2 * kVec4Size;
+// A row of the matrix, as which the programs get their constants: floats, and bytes.
+constexpr int kRowLength = 4;
+constexpr unsigned int kRowSize = kRowLength * sizeof(float);
+constexpr unsigned int kConstantBufferSize = 2 * kRowSize;
 
 // The largest size of the source's aspect ratio inside the target.
 internal_vec2 FitSize(unsigned int source_width, unsigned int source_height, unsigned int width, unsigned int height) {
@@ -40,34 +43,25 @@ GraphicsOutputGL::GraphicsOutputGL(GraphicsContextGL* context, GraphicsScene* sc
     : GraphicsOutputImpl(scene, width, height, fps), GLObject(context) {}
 
 GraphicsOutputGL::~GraphicsOutputGL() {
-  StopThread();  // Before anything that the thread's calls might reach is gone.
+  StopThread();  // First, so that the thread is gone before what its calls reach.
 }
 
 GraphicsOutputGL::Planes GraphicsOutputGL::PlanesOf(OutputFormat format) const {
-  const std::uint32_t w = width_;
-  const std::uint32_t h = height_;
-  const std::uint64_t pixels = std::uint64_t{w} * h;
-  const Plane luma = {kFormatR8, w, h, pixels, GL_RED, 1};
-  const Plane chroma = {kFormatR8, w / 2, h / 2, pixels / 4, GL_RED, 1};
+  const GraphicsFormatInternal layout = FrameFormat(format);
+  const PixelFormatGL row = PixelFormatGLOf(layout);
+  const std::uint64_t pixels = std::uint64_t{width_} * height_;
   Planes planes;
-  switch (format) {
-    case kOutputRGBA:
-    case kOutputBGRA:
-      planes.count = 1;
-      planes.plane[0] = {kFormatRGBA, w, h, pixels * 4, GL_RGBA, 4};
-      break;
-    case kOutputI420:
-      planes.count = 3;
-      planes.plane[0] = luma;
-      planes.plane[1] = chroma;
-      planes.plane[2] = chroma;
-      break;
-    case kOutputNV12:
-      planes.count = 2;
-      planes.plane[0] = luma;
-      planes.plane[1] = {kFormatRG8, w / 2, h / 2, pixels / 2, GL_RG, 2};
-      break;
-    default: break;
+  planes.count = row.plane[0].program ? PixelFormatOf(layout).planes() : 0;
+  for (int i = 0; i < planes.count; ++i) {
+    const bool halved = i > 0;  // Chroma.
+    Plane& plane = planes.plane[i];
+    plane.drawn = row.plane[i];
+    plane.read_format = PixelFormatGLOf(plane.drawn.target).target;
+    plane.pixel_size = PixelFormatOf(plane.drawn.target).pixel_size;
+    plane.width = halved ? width_ / 2 : width_;
+    plane.height = halved ? height_ / 2 : height_;
+    plane.buffer_size = pixels * plane.pixel_size / (halved ? 4 : 1);
+    planes.need_constants |= plane.drawn.rows > 0;
   }
   return planes;
 }
@@ -80,12 +74,12 @@ void GraphicsOutputGL::CreateResources(OutputFormat format) {
     pack_buffers_[i].reset();
     if (plane.width == 0 || plane.height == 0) continue;  // Chroma of a picture one pixel wide or high.
     if (plane.buffer_size > std::numeric_limits<std::uint32_t>::max()) continue;
-    textures_[i] = std::make_unique<GraphicsTextureGL>(context(), plane.target_format, plane.width, plane.height);
+    textures_[i] = std::make_unique<GraphicsTextureGL>(context(), plane.drawn.target, plane.width, plane.height);
     if (!textures_[i]->Init(true)) textures_[i].reset();
     pack_buffers_[i] = std::make_unique<GraphicsPackBufferGL>(context(), static_cast<std::uint32_t>(plane.buffer_size));
     if (!pack_buffers_[i]->Init()) pack_buffers_[i].reset();
   }
-  if (planes.count > 1) {
+  if (planes.need_constants) {
     constant_buffer_ = std::make_unique<GraphicsConstantBufferGL>(context(), kConstantBufferSize);
     if (!constant_buffer_->Init()) constant_buffer_.reset();
   }
@@ -98,7 +92,7 @@ bool GraphicsOutputGL::HasResources(const Planes& planes) const {
     if (textures_[i]->width() != plane.width || textures_[i]->height() != plane.height) return false;
     if (!pack_buffers_[i]->available() || pack_buffers_[i]->size() < plane.buffer_size) return false;
   }
-  return planes.count == 1 || (planes.count > 1 && constant_buffer_);
+  return planes.count > 0 && (constant_buffer_ || !planes.need_constants);
 }
 
 void GraphicsOutputGL::Attach(OutputCallback* callback) {
@@ -106,9 +100,8 @@ void GraphicsOutputGL::Attach(OutputCallback* callback) {
   if (callback) {
     // The render thread works under this lock too: once it is released, Output does nothing until the receiver is in
     // place. The receiver is put there without the lock, because a host's callback that is still running may want it.
-    MutexLocker<GraphicsContextGL> lock(*context());
+    GLScope gl(context());  // The context is made current once for all resources, each of which would do it by itself.
     SuspendOutput();
-    ScopedBind bind(context());
     CreateResources(callback->format());
     reported_incomplete_ = false;
     context()->AddOutput(this);
@@ -160,61 +153,43 @@ void GraphicsOutputGL::DeliverTexture(GraphicsTexture* texture, unsigned long lo
   if (callback_ && callback_->format() == kOutputTexture) callback_->OnOutputTexture(texture, timestamp);
 }
 
-void GraphicsOutputGL::DrawPlane(int plane, const char* program, GraphicsTextureGL* source,
-                                 const internal_vec2& draw_size, float clear_alpha, const float* constants,
-                                 unsigned int constants_size) {
-  GraphicsTextureGL& target = *textures_[plane];
-  target.BindRenderTarget();
+void GraphicsOutputGL::DrawPlane(int index, const PixelFormatGL::Plane& plane, GraphicsTextureGL* source,
+                                 const internal_vec2& draw_size, const float* matrix) {
+  GraphicsTextureGL& target = *textures_[index];
   const internal_transform transform(draw_size);
   const internal_vec2 target_size(static_cast<float>(target.width()), static_cast<float>(target.height()));
-  context()->SetViewPort(0, 0, target.width(), target.height());
-  glClearColor(0.0f, 0.0f, 0.0f, clear_alpha);
-  CheckGLError(__FILE__, __LINE__);
-  glClear(GL_COLOR_BUFFER_BIT);
-  CheckGLError(__FILE__, __LINE__);
-  if (context()->BindShader(program)) {
-    source->BindShaderResource(0);
-    if (!constants) {
+  RenderPass::Options options;
+  // What the picture does not cover is opaque black, and in a plane of Y, U or V zeros.
+  if (plane.rows > 0) options.clear_color[3] = 0.0f;
+  options.whole_viewport = true;
+  RenderPass pass(context(), &target, options, __FILE__, __LINE__);
+  if (!pass.begun() || !context()->BindShader(plane.program)) return;
+  source->BindShaderResource(0);
+  if (plane.rows == 0) {
+    context()->DrawRect(transform, target_size);
+  } else {
+    constant_buffer_->Update(matrix + kRowLength * plane.first_row, kRowSize * static_cast<unsigned int>(plane.rows));
+    if (constant_buffer_->Bind(0)) {
       context()->DrawRect(transform, target_size);
-    } else {
-      constant_buffer_->Update(constants, constants_size);
-      if (constant_buffer_->Bind(0)) {
-        context()->DrawRect(transform, target_size);
-        constant_buffer_->Unbind();
-      }
+      constant_buffer_->Unbind();
     }
-    source->ReleaseShaderResource();
-    context()->UnbindShader();
   }
-  target.ReleaseRenderTarget();
+  source->ReleaseShaderResource();
+  context()->UnbindShader();
 }
 
 void GraphicsOutputGL::ConvertFormat(GraphicsTextureGL* source, OutputFormat format) {
   if (!context()) return;
   ScopedBind bind(context());
-  if (!bind.ok() || !HasResources(PlanesOf(format))) return;
-  const internal_vec2 size = FitSize(source->width(), source->height(), width_, height_);
-  if (format == kOutputRGBA) {
-    DrawPlane(0, "rgba", source, size, 1.0f, nullptr, 0);
-    return;
-  }
-  if (format == kOutputBGRA) {
-    // The built-in program has another name, "to_bgra", and must keep it: until the host adds one of this name the pass
-    // only clears, and the pictures are opaque black.
-    DrawPlane(0, "to_rgba", source, size, 1.0f, nullptr, 0);
-    return;
-  }
+  const Planes planes = PlanesOf(format);
+  if (!bind.ok() || !HasResources(planes)) return;
   // The matrix of the context, YUV to RGB in rows, is read as columns; so the columns of the inverse are the rows of
   // the way back: Y, U and V.
   const glm::mat4 inverse = glm::inverse(glm::make_mat4(context()->matrix_limit()));
-  const float* const vectors = glm::value_ptr(inverse);
+  const internal_vec2 size = FitSize(source->width(), source->height(), width_, height_);
   const internal_vec2 half_size(size.x / 2.0f, size.y / 2.0f);
-  DrawPlane(0, "to_y", source, size, 0.0f, vectors, kVec4Size);
-  if (format == kOutputI420) {
-    DrawPlane(1, "to_u", source, half_size, 0.0f, vectors + 4, kVec4Size);
-    DrawPlane(2, "to_v", source, half_size, 0.0f, vectors + 8, kVec4Size);
-  } else {
-    DrawPlane(1, "to_uv", source, half_size, 0.0f, vectors + 4, 2 * kVec4Size);
+  for (int i = 0; i < planes.count; ++i) {
+    DrawPlane(i, planes.plane[i].drawn, source, i == 0 ? size : half_size, glm::value_ptr(inverse));
   }
 }
 
@@ -255,7 +230,7 @@ void GraphicsOutputGL::OutputRawPixel(OutputFormat format, unsigned long long ti
     pack_buffers_[i]->Bind();
     const unsigned char* const pixels = pack_buffers_[i]->Map();
     if (pixels) {
-      // Rows come bottom-up.
+      // GL's first row is the bottom one, the frame's the top one.
       for (std::uint32_t y = 0; y < plane.height; ++y) {
         std::memcpy(frame->data[i] + pitch * y, pixels + row_size * (plane.height - 1 - y), row_size);
       }

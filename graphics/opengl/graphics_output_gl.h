@@ -9,6 +9,7 @@
 
 #include "graphics/internal_types.h"
 #include "graphics/opengl/gl_object.h"
+#include "graphics/opengl/pixel_format_gl.h"
 #include "graphics/output/graphics_output_impl.h"
 
 class GraphicsConstantBufferGL;
@@ -33,11 +34,10 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
 
  private:
   static constexpr int kSlots = 8;  // Room for layouts of more planes than the present ones have.
-  static constexpr int kMaxPlanes = 3;
 
-  // A plane of a raw layout, as it is drawn and read back.
+  // A plane of a raw frame of this output, as it is drawn and read back.
   struct Plane {
-    GraphicsFormatInternal target_format;
+    PixelFormatGL::Plane drawn;
     std::uint32_t width;  // Pixels of the target.
     std::uint32_t height;
     std::uint64_t buffer_size;  // Bytes of the pack buffer.
@@ -46,7 +46,8 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
   };
   struct Planes {
     int count = 0;
-    Plane plane[kMaxPlanes];
+    Plane plane[PixelFormatGL::kMaxPlanes];
+    bool need_constants = false;
   };
 
   // No planes for a format that is not raw.
@@ -54,8 +55,9 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
   void CreateResources(OutputFormat format);
   // Whether everything that the planes need is there.
   bool HasResources(const Planes& planes) const;
-  void DrawPlane(int plane, const char* program, GraphicsTextureGL* source, const internal_vec2& draw_size,
-                 float clear_alpha, const float* constants, unsigned int constants_size);
+  // Draws the source, `draw_size` large, into the middle of a plane's target; `matrix` has the constants of all planes.
+  void DrawPlane(int index, const PixelFormatGL::Plane& plane, GraphicsTextureGL* source,
+                 const internal_vec2& draw_size, const float* matrix);
   void DeliverTexture(GraphicsTexture* texture, unsigned long long timestamp);
 
   std::unique_ptr<GraphicsTextureGL> textures_[kSlots];

@@ -9,10 +9,8 @@ GraphicsPackBufferGL::GraphicsPackBufferGL(GraphicsContextGL* context, unsigned 
     : GLObject(context), size_(size) {}
 
 GraphicsPackBufferGL::~GraphicsPackBufferGL() {
-  if (!context()) return;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (bind.ok()) Delete();
+  GLScope gl(context());
+  if (gl.ok()) Delete();
 }
 
 void GraphicsPackBufferGL::Delete() {
@@ -21,10 +19,8 @@ void GraphicsPackBufferGL::Delete() {
 }
 
 bool GraphicsPackBufferGL::Init() {
-  if (!context()) return false;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (!bind.ok()) return false;
+  GLScope gl(context());
+  if (!gl.ok()) return false;
   Delete();
   glGenBuffers(1, &buffer_);
   {

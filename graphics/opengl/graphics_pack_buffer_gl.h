@@ -19,7 +19,8 @@ class GraphicsPackBufferGL : public GLObject {
   const unsigned char* Map();
   void Unmap();
 
-  // Whether there is a buffer to read into: Init succeeds without one, too.
+  // Whether there is a buffer to read into. There may be none after an Init that succeeded: GL gives no name when it
+  // runs out of them.
   bool available() const { return buffer_ != 0; }
   unsigned int size() const { return size_; }
 

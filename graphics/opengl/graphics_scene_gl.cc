@@ -1,8 +1,8 @@
 // Scene targets. Draw is entered by the render thread, the rest by host threads.
 #include "graphics/opengl/graphics_scene_gl.h"
 
-#include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/graphics_texture_gl.h"
+#include "graphics/opengl/render_pass.h"
 
 GraphicsSceneGL::GraphicsSceneGL(GraphicsContextGL* context, unsigned int width, unsigned int height)
     : GraphicsSceneImpl(width, height), GLObject(context) {}
@@ -31,21 +31,10 @@ void GraphicsSceneGL::Draw() {
   if (!context()) return;
   ScopedBind bind(context());
   if (!bind.ok()) return;
-  if (!texture_->BindRenderTarget()) return;
-  glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
-  CheckGLError(__FILE__, __LINE__);
-  glClear(GL_COLOR_BUFFER_BIT);
-  CheckGLError(__FILE__, __LINE__);
-  CheckGLError(__FILE__, __LINE__);  // Each check takes one of the pending errors.
-  glEnable(GL_BLEND);
-  glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-  CheckGLError(__FILE__, __LINE__);
-  GraphicsSceneImpl::Draw();
-  ScopedBind again(context());  // A host may have made another context current.
-  if (!again.ok()) return;
-  glDisable(GL_BLEND);
-  CheckGLError(__FILE__, __LINE__);
-  texture_->ReleaseRenderTarget();
+  RenderPass::Options options;
+  options.blend = true;
+  RenderPass pass(context(), texture_.get(), options, __FILE__, __LINE__);
+  if (pass.begun()) GraphicsSceneImpl::Draw();
 }
 
 GraphicsTexture* GraphicsSceneGL::texture() { return texture_.get(); }

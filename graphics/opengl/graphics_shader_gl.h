@@ -10,7 +10,7 @@
 // Made, used and destroyed with the GL context current.
 class GraphicsShaderGL : public GraphicsShader {
  public:
-  // Where the unit quad feeds a_pos and a_tex_coord.
+  // The locations of a_pos and a_tex_coord, which the unit quad's vertices are bound to.
   static constexpr GLuint kPositionLocation = 0;
   static constexpr GLuint kTexCoordLocation = 1;
 

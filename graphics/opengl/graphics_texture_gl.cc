@@ -5,6 +5,7 @@
 
 #include "foundation/logger.h"
 #include "graphics/opengl/gl_error.h"
+#include "graphics/opengl/pixel_format_gl.h"
 #include "graphics/opengl/pixel_store.h"
 #include "graphics/opengl/scoped_binding.h"
 
@@ -21,15 +22,13 @@ GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, GraphicsFrame&&
     : GraphicsTextureImpl(frame.width, frame.height), GLObject(context), frame_(std::move(frame)) {}
 
 GraphicsTextureGL::~GraphicsTextureGL() {
-  if (!context()) return;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (bind.ok()) Delete();
+  GLScope gl(context());
+  if (gl.ok()) Delete();
 }
 
 void GraphicsTextureGL::Delete() {
   if (frame_buffer_) {
-    // The attachment goes with it. Nothing is bound for that: another target may be in use.
+    // Its attachment is gone with it, too. It is not bound for that, because another target may be bound.
     glDeleteFramebuffers(1, &frame_buffer_);
     frame_buffer_ = 0;
   }
@@ -40,10 +39,8 @@ void GraphicsTextureGL::Delete() {
 }
 
 bool GraphicsTextureGL::Init(bool render_target) {
-  if (!context()) return false;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (!bind.ok()) return false;
+  GLScope gl(context());
+  if (!gl.ok()) return false;
   Delete();
   const bool created = Create(render_target);
   CheckGLError(__FILE__, __LINE__);
@@ -74,28 +71,23 @@ bool GraphicsTextureGL::Create(bool render_target) {
 }
 
 bool GraphicsTextureGL::DefineStorage(bool render_target) {
-  GLenum internal_format = 0;
-  switch (frame_.format) {
-    case kFormatRGBA: internal_format = GL_RGBA; break;
-    case kFormatR8:
-      // A sampled image passes GL_R8 as its pixel format too, which GL refuses: such an image gets no storage. That is
-      // part of the interface and must stay.
-      internal_format = render_target ? GL_RED : GL_R8;
-      break;
-    case kFormatRG8: internal_format = GL_RG; break;
-    default: return false;
-  }
+  const PixelFormatGL layout = PixelFormatGLOf(frame_.format);
+  const GLenum storage = render_target ? layout.target : layout.sampled;
+  if (storage == 0) return false;
   ScopedTexture bound(GL_TEXTURE_2D, texture_);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-  ScopedUnpack unpack;
-  glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(internal_format), static_cast<GLsizei>(width()),
-               static_cast<GLsizei>(height()), 0, internal_format, GL_UNSIGNED_BYTE,
-               render_target ? nullptr : frame_.data[0]);
+  Upload(storage, render_target ? nullptr : frame_.data[0]);
   if (render_target && frame_.format == kFormatR8) CheckGLError(__FILE__, __LINE__);
   return true;
+}
+
+void GraphicsTextureGL::Upload(GLenum storage, const unsigned char* pixels) {
+  ScopedUnpack unpack;
+  glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(storage), static_cast<GLsizei>(width()),
+               static_cast<GLsizei>(height()), 0, storage, GL_UNSIGNED_BYTE, pixels);
 }
 
 bool GraphicsTextureGL::CanDraw(const char* operation) const { return context() && context()->CanDraw(operation); }
@@ -165,20 +157,17 @@ void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
   }
   MutexLocker<GraphicsContextGL> lock(*context());
   if (!Keep(std::move(frame)) || !texture_) return;
-  ScopedBind bind(context());
+  ScopedBind bind(context());  // Only now: a frame that is refused costs no change of the current context.
   if (!bind.ok()) return;
-  // BGRA pixels go up as they are, without exchanging channels; other layouts are only kept. Both must stay.
-  if (frame_.format == kFormatRGBA || frame_.format == kFormatBGRA) {
-    ScopedTexture bound(GL_TEXTURE_2D, texture_);
-    ScopedUnpack unpack;
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, static_cast<GLsizei>(width()), static_cast<GLsizei>(height()), 0, GL_RGBA,
-                 GL_UNSIGNED_BYTE, frame_.data[0]);
-    CheckGLError(__FILE__, __LINE__);
-  }
+  const GLenum storage = PixelFormatGLOf(frame_.format).updated;
+  if (storage == 0) return;
+  ScopedTexture bound(GL_TEXTURE_2D, texture_);
+  Upload(storage, frame_.data[0]);
+  CheckGLError(__FILE__, __LINE__);
 }
 
 bool GraphicsTextureGL::Keep(GraphicsFrame&& frame) {
-  if (frame.format == kFormatUnknown) return false;  // An empty frame, as is the one held by some textures.
+  if (frame.format == kFormatUnknown) return false;  // It is empty, and would equal the one held by some textures.
   // Compared with the frame held, not with the texture's size: a texture made without a frame refuses every update.
   if (frame.format != frame_.format || frame.width != frame_.width || frame.height != frame_.height) return false;
   frame_ = std::move(frame);

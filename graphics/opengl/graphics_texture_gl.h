@@ -17,7 +17,7 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   GraphicsTextureGL(GraphicsContextGL* context, GraphicsFormatInternal format, unsigned int width, unsigned int height);
   // Takes the frame's pixels.
   GraphicsTextureGL(GraphicsContextGL* context, GraphicsFrame&& frame);
-  // Of the image's size; the first Update(image) gives it storage. The image is not kept.
+  // A texture of the image's size; the first Update(image) gives it storage. The image is not kept.
   GraphicsTextureGL(GraphicsContextGL* context, void* external_image);
   ~GraphicsTextureGL() override;
 
@@ -30,9 +30,10 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   void ReleaseShaderResource() override;
   bool BindRenderTarget() override;
   void ReleaseRenderTarget() override;
-  // Whether BindRenderTarget keeps to itself that it is refused: for those who try again and again.
+  // Whether a BindRenderTarget that GL refuses logs nothing: for a caller that tries again in every frame, and has let
+  // it be logged once.
   void SetQuiet(bool quiet) { quiet_ = quiet; }
-  // For pixels to be read back; relies on an earlier BindRenderTarget for the attachment.
+  // Binds the target for pixels to be read back from it; relies on an earlier BindRenderTarget for the attachment.
   bool BindReadFrameBuffer();
   void ReleaseReadFrameBuffer();
   // Only a texture made from a frame can be updated, and only by a frame of its layout and size; any other is left with
@@ -48,6 +49,8 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   bool CanDraw(const char* operation) const;
   // Defines the texture's storage. Returns false for a layout that has none.
   bool DefineStorage(bool render_target);
+  // The same for the bound texture, with the pixels of a frame or, from null, without.
+  void Upload(GLenum storage, const unsigned char* pixels);
   // Takes a frame of the layout and size of the one held; returns whether it did.
   bool Keep(GraphicsFrame&& frame);
   GLenum target() const { return iosurface_ ? GL_TEXTURE_RECTANGLE : GL_TEXTURE_2D; }
@@ -56,7 +59,7 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   GLuint frame_buffer_ = 0;
   int slot_ = -1;
   GraphicsFrame frame_;     // Its format is the texture's layout; it holds the pixels of the last upload.
-  bool iosurface_ = false;  // Whether an external image backs it, whatever the platform's are called.
+  bool iosurface_ = false;  // Whether an external image backs it.
   bool quiet_ = false;
 };
 

@@ -11,33 +11,14 @@
 
 namespace {
 
-// Bytes of a pixel in plane 0; 0 for an unknown format.
-std::uint32_t PixelSize(GraphicsFormatInternal format) {
-  switch (format) {
-    case kFormatRGBA:
-    case kFormatBGRA: return 4;
-    case kFormatRG8: return 2;
-    case kFormatRGBA16: return 8;
-    case kFormatR8:
-    case kFormatI420:
-    case kFormatNV12:
-    case kFormatNV21: return 1;
-    case kFormatUnknown: break;
-  }
-  return 0;
-}
-
-bool HasChroma(GraphicsFormatInternal format) {
-  return format == kFormatI420 || format == kFormatNV12 || format == kFormatNV21;
-}
-
 // The bytes to allocate; 0 for a picture without bytes and for one whose bytes do not fit 32 bits.
 std::size_t BlockSize(GraphicsFormatInternal format, std::uint32_t width, std::uint32_t height) {
   constexpr std::uint64_t kMax = std::numeric_limits<std::uint32_t>::max();
-  const std::uint64_t pitch = std::uint64_t{width} * PixelSize(format);
+  const PixelFormat layout = PixelFormatOf(format);
+  const std::uint64_t pitch = std::uint64_t{width} * layout.pixel_size;
   if (pitch == 0 || height == 0 || pitch > kMax / height) return 0;
   std::uint64_t size = pitch * height;
-  if (HasChroma(format)) size = size * 3 / 2;
+  if (layout.chroma != PixelFormat::Chroma::kNone) size = size * 3 / 2;
   size = AlignSize(size);
   return size > kMax ? 0 : static_cast<std::size_t>(size);
 }
@@ -55,16 +36,21 @@ GraphicsFrame::GraphicsFrame(GraphicsFormatInternal frame_format, unsigned int f
   format = frame_format;
   width = frame_width;
   height = frame_height;
-  linesize[0] = width * PixelSize(format);
-  if (!HasChroma(format)) return;
+  const PixelFormat layout = PixelFormatOf(format);
+  linesize[0] = width * layout.pixel_size;
   const std::size_t luma_size = std::size_t{width} * height;
-  data[1] = data[0] + luma_size;
-  if (format == kFormatI420) {
-    linesize[1] = width / 2;
-    data[2] = data[1] + luma_size / 4;
-    linesize[2] = width / 2;
-  } else {
-    linesize[1] = width;
+  switch (layout.chroma) {
+    case PixelFormat::Chroma::kNone: break;
+    case PixelFormat::Chroma::kPlanar:
+      data[1] = data[0] + luma_size;
+      linesize[1] = width / 2;
+      data[2] = data[1] + luma_size / 4;
+      linesize[2] = width / 2;
+      break;
+    case PixelFormat::Chroma::kInterleaved:
+      data[1] = data[0] + luma_size;
+      linesize[1] = width;
+      break;
   }
 }
 
@@ -98,10 +84,7 @@ void GraphicsFrame::Clear() {
 void GraphicsFrame::Copy(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal src_format,
                          unsigned int /*src_width*/, unsigned int src_height) {
   if (!data[0]) return;
-  // The other layouts, BGRA among them, are not copied: part of the interface, and must stay.
-  if (src_format != kFormatRGBA && src_format != kFormatR8 && src_format != kFormatRG8 && src_format != kFormatRGBA16) {
-    return;
-  }
+  if (!PixelFormatOf(src_format).copied) return;
   if (!src_data || !src_data[0] || !src_linesize) return;
   if (src_height > height) return;  // More rows than the block has.
   const std::size_t pitch = linesize[0];

@@ -1,21 +1,10 @@
-// Pictures in memory.
+// Pictures in memory. Any thread, one at a time for each frame.
 #ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_FRAME_H_
 #define QUARN_GRAPHICS_OUTPUT_GRAPHICS_FRAME_H_
 
 #include <cstdint>
 
-// The layout of a frame: its planes and their pitches.
-enum GraphicsFormatInternal : std::uint32_t {
-  kFormatUnknown = 0,
-  kFormatRGBA = 1,    // 4 bytes a pixel, R G B A in memory.
-  kFormatBGRA = 2,    // 4 bytes a pixel, B G R A in memory.
-  kFormatR8 = 3,      // 1 byte a pixel.
-  kFormatRG8 = 4,     // 2 bytes a pixel.
-  kFormatRGBA16 = 5,  // 8 bytes a pixel: four channels of 16 bits.
-  kFormatI420 = 6,    // Y, U, V planes, chroma halved both ways.
-  kFormatNV12 = 7,    // Y plane and interleaved U V plane.
-  kFormatNV21 = 8,    // Laid out as NV12, chroma pairs V U.
-};
+#include "graphics/pixel_format.h"
 
 // A block of pixels cut into up to four planes. Movable, not copyable; owns its one allocation.
 class GraphicsFrame {
@@ -38,8 +27,8 @@ class GraphicsFrame {
   // Sets every byte of the block to 0.
   void Clear();
   // Copies `height` rows of plane 0, of the frame's own pitch each, upside down: the first source row becomes the last
-  // of the frame. Copies RGBA, R8, RG8 and RGBA16 only; that BGRA is not among them must stay. More rows than the frame
-  // has are not copied at all.
+  // of the frame. Copies only the layouts whose row of the table says so. More rows than the frame has are not copied
+  // at all.
   void Copy(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal format,
             unsigned int width, unsigned int height);
 

@@ -9,19 +9,6 @@
 
 namespace {
 
-// The layout of the pool's frames; kFormatUnknown where no frames are pooled.
-GraphicsFormatInternal FrameFormat(GraphicsOutput::OutputFormat format) {
-  switch (format) {
-    case GraphicsOutput::kOutputRGBA: return kFormatRGBA;
-    case GraphicsOutput::kOutputBGRA: return kFormatBGRA;
-    case GraphicsOutput::kOutputI420: return kFormatI420;
-    case GraphicsOutput::kOutputNV12: return kFormatNV12;
-    case GraphicsOutput::kOutputNone:
-    case GraphicsOutput::kOutputTexture: break;
-  }
-  return kFormatUnknown;
-}
-
 std::int32_t SaturatingAdd(std::int32_t a, std::int32_t b) {
   constexpr std::int64_t kMin = std::numeric_limits<std::int32_t>::min();
   constexpr std::int64_t kMax = std::numeric_limits<std::int32_t>::max();
@@ -59,6 +46,18 @@ void GraphicsOutputImpl::StopThread() {
   semaphore_.Post();
   thread_->Join();
   thread_.reset();
+}
+
+GraphicsFormatInternal GraphicsOutputImpl::FrameFormat(OutputFormat format) {
+  switch (format) {
+    case kOutputNone:
+    case kOutputTexture: break;
+    case kOutputRGBA: return kFormatRGBA;
+    case kOutputBGRA: return kFormatBGRA;
+    case kOutputI420: return kFormatI420;
+    case kOutputNV12: return kFormatNV12;
+  }
+  return kFormatUnknown;
 }
 
 void GraphicsOutputImpl::InitCache() {}

@@ -78,6 +78,9 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   OutputFormat attached_format() const {
     return pauses_ > 0 ? kNotAttached : attached_format_.load(std::memory_order_acquire);
   }
+  // The layout of the frames that a receiver of that format gets; kFormatUnknown where it gets none.
+  static GraphicsFormatInternal FrameFormat(OutputFormat format);
+
   // Makes attached_format() answer kNotAttached until the next Attach: no delivery begins any more. A producer that
   // must not be under way either is kept out by the context's lock, which the caller then holds.
   void SuspendOutput() { attached_format_.store(kNotAttached, std::memory_order_release); }

@@ -2,17 +2,7 @@
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 
 #include "foundation/logger.h"
-#include "graphics/opengl/gl_object.h"
-
-namespace {
-
-unsigned int Limit(GLenum name) {
-  GLint value = 0;
-  glGetIntegerv(name, &value);
-  return static_cast<unsigned int>(value);
-}
-
-}  // namespace
+#include "graphics/opengl/gl_scope.h"
 
 GraphicsContextCGL::GraphicsContextCGL() : fork_count_(os::ForkCount()) {}
 
@@ -23,14 +13,15 @@ GraphicsContextCGL::~GraphicsContextCGL() {
 void GraphicsContextCGL::Close() {
   MutexLocker<GraphicsContextGL> lock(*this);
   ReportObjectsLeft();
-  const int bound = BindContext();
-  if (bound != -1) {
-    ReleaseShader();
-    ReleaseVertexAttrBuffer();
-  } else {
-    ForgetObjects();
+  {
+    ScopedBind bind(this);
+    if (bind.ok()) {
+      ReleaseShader();
+      ReleaseVertexAttrBuffer();
+    } else {
+      ForgetObjects();
+    }
   }
-  if (bound == 1) UnbindContext();
   native_.reset();
 }
 
@@ -52,8 +43,7 @@ bool GraphicsContextCGL::Build() {
     ScopedBind bind(this);
     usable = bind.ok();
     if (usable) {
-      max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
-      max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
+      ReadLimits();
       BuildShader();
       BuildVertexAttrBuffer();
     }
@@ -74,9 +64,9 @@ bool GraphicsContextGL::IsBound() const {
 }
 
 int GraphicsContextCGL::BindContext() {
-  if (!available()) return -1;
-  if (native_->IsCurrent()) return 0;
-  return native_->Bind() ? 1 : -1;
+  if (!available()) return kBindFailed;
+  if (native_->IsCurrent()) return kWasCurrent;
+  return native_->Bind() ? kMadeCurrent : kBindFailed;
 }
 
 void GraphicsContextCGL::UnbindContext() {

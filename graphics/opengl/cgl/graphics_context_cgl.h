@@ -34,18 +34,11 @@ class GraphicsContextCGL : public GraphicsContextGL {
   // Whether it was made before this process was forked from its parent: then the GL behind it is the parent's.
   bool of_another_process() const { return fork_count_ != os::ForkCount(); }
 
-  // The longest side of a texture in pixels; 0 without a native context.
-  unsigned int max_texture_size() const { return max_texture_size_; }
-  // The same of a rectangle texture, which is what external images are.
-  unsigned int max_rectangle_size() const { return max_rectangle_size_; }
-
   // Null where there is none.
   NativeContext* native() const { return native_.get(); }
 
  private:
   std::unique_ptr<NativeContext> native_;
-  unsigned int max_texture_size_ = 0;
-  unsigned int max_rectangle_size_ = 0;
   const unsigned int fork_count_;
 };
 

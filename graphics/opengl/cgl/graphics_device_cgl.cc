@@ -64,9 +64,8 @@ bool GraphicsDeviceCGL::CheckSize(const char* what, unsigned int width, unsigned
 
 bool GraphicsDeviceCGL::AddShader(const char* name, const char* vs, const char* fs) {
   if (!context_ || !name || !vs || !fs) return false;
-  MutexLocker<GraphicsContextGL> lock(*context_);
-  ScopedBind bind(context_);
-  return bind.ok() && context_->CompileShader(name, vs, fs);
+  GLScope gl(context_);
+  return gl.ok() && context_->CompileShader(name, vs, fs);
 }
 
 GraphicsView* GraphicsDeviceCGL::CreateView(const InternalWindowInfo& info, unsigned int width, unsigned int height) {
@@ -134,10 +133,9 @@ GraphicsContext* GraphicsDeviceCGL::gs_context() { return context_; }
 std::uint64_t GraphicsDeviceCGL::TickSource(unsigned long long frame_time, unsigned long long last_tick) {
   const std::uint64_t time = GraphicsDeviceImpl::TickSource(frame_time, last_tick);
   if (!context_) return time;
-  MutexLocker<GraphicsContextGL> lock(*context_);
-  ScopedBind bind(context_);
+  GLScope gl(context_);
   // Without a native context there is nothing to bind, and items go on all the same.
-  if (bind.ok() || !available()) context_->TickSource();
+  if (gl.ok() || !available()) context_->TickSource();
   return time;
 }
 
@@ -166,9 +164,8 @@ void GraphicsDeviceCGL::DrawDisplay() {
 
 void GraphicsDeviceCGL::HandleTask(void (*func)(void*), void* param) {
   if (!available()) return;
-  MutexLocker<GraphicsContextGL> lock(*context_);
-  ScopedBind bind(context_);
-  if (bind.ok()) GraphicsDeviceImpl::HandleTask(func, param);
+  GLScope gl(context_);
+  if (gl.ok()) GraphicsDeviceImpl::HandleTask(func, param);
 }
 
 void GraphicsDeviceCGL::Run() {

@@ -17,26 +17,24 @@ void GraphicsTextureGL::Update(void* external_image) {
     Logger::default_logger()->Error("Only a texture made from an external image can be updated from one");
     return;
   }
-  MutexLocker<GraphicsContextGL> lock(*context());
-  ScopedBind bind(context());
-  if (!bind.ok()) return;
+  GLScope gl(context());
+  if (!gl.ok()) return;
   // Every error from before: the upload is judged by those that it leaves.
   while (CheckGLError(__FILE__, __LINE__) != GL_NO_ERROR) {
   }
   const std::uint32_t pixel_format = ExternalImagePixelFormat(external_image);
+  const ExternalFormatGL format = ExternalFormatGLOf(pixel_format);
   // An unknown layout is reported and bound all the same. The texts of the three errors are part of the interface and
   // stay, whatever the platform's images are called.
   if (pixel_format == 0) {
     Logger::default_logger()->Error("Invalid IOSurface Buffer");
-  } else if (pixel_format != kExternalImageBGRA && pixel_format != kExternalImageL10R) {
+  } else if (!format.known) {
     Logger::default_logger()->Error("Unexpected pixel format: %d (%c%c%c%c)", static_cast<int>(pixel_format),
                                     static_cast<char>(pixel_format >> 24), static_cast<char>(pixel_format >> 16),
                                     static_cast<char>(pixel_format >> 8), static_cast<char>(pixel_format));
   }
   ScopedTexture bound(GL_TEXTURE_RECTANGLE, texture_);
-  const bool ten_bits = pixel_format == kExternalImageL10R;
-  if (!BindExternalImage(external_image, ten_bits ? GL_RGB10_A2 : GL_RGBA, width(), height(), GL_BGRA,
-                         ten_bits ? GL_UNSIGNED_INT_2_10_10_10_REV : GL_UNSIGNED_INT_8_8_8_8_REV)) {
+  if (!BindExternalImage(external_image, format, width(), height())) {
     Logger::default_logger()->Error("CGLTexImageIOSurface2D failed");
   }
   glFlush();

@@ -471,6 +471,18 @@ TEST_F(GraphicsContextGLTest, BuildingTheSharedObjectsChecksSixTimes) {
   EXPECT_EQ(TakeLog().size(), 6u);
 }
 
+TEST_F(GraphicsContextGLTest, LimitsAreReadWhenItIsBuiltAndNotAskedAgain) {
+  GLint size = 0;
+  glGetIntegerv(GL_MAX_TEXTURE_SIZE, &size);
+  EXPECT_EQ(context()->max_texture_size(), static_cast<unsigned int>(size));
+  glGetIntegerv(GL_MAX_RECTANGLE_TEXTURE_SIZE, &size);
+  EXPECT_EQ(context()->max_rectangle_size(), static_cast<unsigned int>(size));
+  gl_spy::faults().rectangle_limit = 17;
+  EXPECT_EQ(context()->max_rectangle_size(), static_cast<unsigned int>(size));
+  context()->ReadLimits();
+  EXPECT_EQ(context()->max_rectangle_size(), 17u);
+}
+
 TEST_F(GraphicsContextGLTest, BuildingTheProgramsAgainKeepsTheFirstOnes) {
   ASSERT_TRUE(context()->BindShader("rgba"));
   GLint before = 0;

@@ -21,8 +21,6 @@
 
 namespace {
 
-constexpr std::size_t kPixelSize = 4;
-
 static_assert(QnExternalImage::kPixelFormatBGRA == kExternalImageBGRA, "the engine's code for the layout");
 static_assert(QnExternalImage::kPixelFormatL10R == kExternalImageL10R, "the engine's code for the layout");
 
@@ -80,19 +78,22 @@ class MappedFile {
 };
 
 // Returns whether GL takes the pixels.
-bool Upload(const unsigned char* pixels, std::size_t pitch, GLint internal_format, GLsizei width, GLsizei height,
-            GLenum format, GLenum type) {
-  if (pitch % kPixelSize == 0) {
-    ScopedUnpack unpack(static_cast<GLint>(pitch / kPixelSize));
-    glTexImage2D(GL_TEXTURE_RECTANGLE, 0, internal_format, width, height, 0, format, type, pixels);
+bool Upload(const unsigned char* pixels, std::size_t pitch, const ExternalFormatGL& format, GLsizei width,
+            GLsizei height) {
+  const auto define = [&](const unsigned char* from) {
+    glTexImage2D(GL_TEXTURE_RECTANGLE, 0, format.internal_format, width, height, 0, format.format, format.type, from);
+  };
+  if (pitch % format.pixel_size == 0) {
+    ScopedUnpack unpack(static_cast<GLint>(pitch / format.pixel_size));
+    define(pixels);
     return CheckGLError(__FILE__, __LINE__) == GL_NO_ERROR;
   }
   // A pitch that GL cannot express goes up row by row.
   ScopedUnpack unpack;
-  glTexImage2D(GL_TEXTURE_RECTANGLE, 0, internal_format, width, height, 0, format, type, nullptr);
+  define(nullptr);
   if (CheckGLError(__FILE__, __LINE__) != GL_NO_ERROR) return false;
   for (GLint y = 0; y < height; ++y) {
-    glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, y, width, 1, format, type,
+    glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, y, width, 1, format.format, format.type,
                     pixels + pitch * static_cast<std::size_t>(y));
   }
   return CheckGLError(__FILE__, __LINE__) == GL_NO_ERROR;
@@ -106,17 +107,16 @@ unsigned int ExternalImageHeight(const void* image) { return Image(image).height
 
 std::uint32_t ExternalImagePixelFormat(const void* image) { return Image(image).pixel_format(); }
 
-bool BindExternalImage(const void* image, GLint internal_format, unsigned int width, unsigned int height, GLenum format,
-                       GLenum type) {
+bool BindExternalImage(const void* image, const ExternalFormatGL& format, unsigned int width, unsigned int height) {
   const QnExternalImage& source = Image(image);
-  const std::size_t row_size = width * kPixelSize;
+  const std::size_t row_size = std::size_t{width} * format.pixel_size;
   const std::size_t pitch = source.bytes_per_row();
   if (source.width() < width || source.height() < height || width == 0 || height == 0 || pitch < row_size) return false;
   const auto w = static_cast<GLsizei>(width);
   const auto h = static_cast<GLsizei>(height);
   if (source.base()) {
-    return Upload(static_cast<const unsigned char*>(source.base()), pitch, internal_format, w, h, format, type);
+    return Upload(static_cast<const unsigned char*>(source.base()), pitch, format, w, h);
   }
   const MappedFile file(source.fd(), source.offset(), pitch * (height - 1) + row_size);
-  return file.data() && Upload(file.data(), pitch, internal_format, w, h, format, type);
+  return file.data() && Upload(file.data(), pitch, format, w, h);
 }

@@ -1,0 +1,35 @@
+// The tables of layouts on OpenGL. They have no default, so that the compiler warns of a layout that has no row.
+#include "graphics/opengl/pixel_format_gl.h"
+
+PixelFormatGL PixelFormatGLOf(GraphicsFormatInternal format) {
+  switch (format) {
+    case kFormatUnknown: break;
+    case kFormatRGBA: return {GL_RGBA, GL_RGBA, GL_RGBA, {{kFormatRGBA, "rgba", 0, 0}}};
+    case kFormatBGRA:
+      // An update puts the pixels up as they are, without exchanging channels. The built-in program that an output
+      // would need has another name, "to_bgra": until the host adds one of the name asked for, the output only clears
+      // its target, and its pictures are opaque black. Both are part of the interface and must stay.
+      return {0, 0, GL_RGBA, {{kFormatRGBA, "to_rgba", 0, 0}}};
+    case kFormatR8:
+      // A sampled image passes GL_R8 as its pixel format too, which GL refuses: such an image gets no storage. That is
+      // part of the interface and must stay.
+      return {GL_RED, GL_R8, 0, {}};
+    case kFormatRG8: return {GL_RG, GL_RG, 0, {}};
+    case kFormatRGBA16: break;
+    case kFormatI420:
+      return {0, 0, 0, {{kFormatR8, "to_y", 0, 1}, {kFormatR8, "to_u", 1, 1}, {kFormatR8, "to_v", 2, 1}}};
+    case kFormatNV12: return {0, 0, 0, {{kFormatR8, "to_y", 0, 1}, {kFormatRG8, "to_uv", 1, 2}}};
+    case kFormatNV21: break;
+  }
+  return {};
+}
+
+ExternalFormatGL ExternalFormatGLOf(std::uint32_t code) {
+  switch (static_cast<ExternalImageFormat>(code)) {
+    case kExternalImageBGRA: return {GL_RGBA, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, 4, true};
+    case kExternalImageL10R: return {GL_RGB10_A2, GL_BGRA, GL_UNSIGNED_INT_2_10_10_10_REV, 4, true};
+  }
+  ExternalFormatGL unknown = ExternalFormatGLOf(kExternalImageBGRA);
+  unknown.known = false;
+  return unknown;
+}

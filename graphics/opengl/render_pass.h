@@ -1,0 +1,53 @@
+// One pass: a target is bound, cleared and drawn into, and what that needed is undone.
+//
+//   RenderPass pass(context(), target, options, __FILE__, __LINE__);
+//   if (pass.begun()) DrawRect(...);
+//
+// Used by the thread that has the GL context current, under the context's lock.
+#ifndef QUARN_GRAPHICS_OPENGL_RENDER_PASS_H_
+#define QUARN_GRAPHICS_OPENGL_RENDER_PASS_H_
+
+#include <optional>
+
+#include "graphics/opengl/gl_scope.h"
+
+class GraphicsTextureGL;
+
+// The calls of a pass, their order and the checks between them are part of the interface and must stay. So a pass does
+// not give back what it finds: it leaves blending off, its clear colour and blend function set, and no target bound.
+// Every pass sets what it needs, and nothing else of the engine reads them.
+class RenderPass {
+ public:
+  struct Options {
+    float clear_color[4] = {0.0f, 0.0f, 0.0f, 1.0f};  // Red, green, blue, alpha: opaque black.
+    bool whole_viewport = false;                      // Whether the viewport is made the whole target.
+    bool blend = false;            // Whether what is drawn is blended over what is there, by its alpha.
+    bool check_each_call = false;  // Whether GL's errors are asked for after every call, and after the drawing.
+  };
+
+  // Binds and clears the target, and begins to blend. Every check of the pass names `file` and `line`, where it stands.
+  RenderPass(GraphicsContextGL* context, GraphicsTextureGL* target, const Options& options, const char* file, int line);
+  // Ends the drawing, if that was not done, and releases the target.
+  ~RenderPass();
+  RenderPass(const RenderPass&) = delete;
+  RenderPass& operator=(const RenderPass&) = delete;
+
+  // Whether the target could be bound; if not, the log says why, and there is nothing to draw into or to undo.
+  bool begun() const { return begun_; }
+
+  // Ends blending, with the target still bound: for what belongs between the two. Returns false, with nothing undone,
+  // when a callback of the host's has made another context current and this one cannot be made so again.
+  bool EndDrawing();
+
+ private:
+  void Check() const;
+
+  GraphicsContextGL* context_;
+  const Options options_;
+  const char* file_;
+  int line_;
+  bool begun_;
+  std::optional<ScopedBind> again_;  // From EndDrawing to the end.
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_RENDER_PASS_H_
