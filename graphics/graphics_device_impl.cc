@@ -335,3 +335,13 @@ void GraphicsDeviceImpl::SleepToNextFrame() {
   }
   last_frame_info_.emplace(previous, periods);
 }
+
+bool IsOnRenderThreadOf(const GraphicsDevice* device) {
+  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
+  return impl && impl->OnOwnRenderThread();
+}
+
+bool IsOfAnotherProcess(const GraphicsDevice* device) {
+  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
+  return impl && impl->IsOfAnotherProcess();
+}

@@ -209,3 +209,11 @@ bool GraphicsOutputImpl::OutputCurrentFrame() {
 std::uint64_t GraphicsOutputImpl::NextIndex(std::uint64_t index) const {
   return index + 1 == capacity_ ? 0 : index + 1;
 }
+
+OutputPause::OutputPause(GraphicsOutput* output) : output_(dynamic_cast<GraphicsOutputImpl*>(output)) {
+  if (output_) output_->PauseCalls();
+}
+
+OutputPause::~OutputPause() {
+  if (output_) output_->ResumeCalls();
+}

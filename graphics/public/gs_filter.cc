@@ -7,9 +7,9 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_filter.h"
-#include "graphics/public/context_lock.h"
 #include "graphics/public/device_resolve.h"
 
 // Leads the engine filter's draw to the host's; lives from attach to detach.

@@ -3,9 +3,9 @@
 #include <quarn/gs_item.h>
 
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_item.h"
-#include "graphics/public/context_lock.h"
 #include "graphics/public/device_resolve.h"
 
 // Leads the engine item's tick to the host's; lives from attach to detach.
@@ -23,7 +23,7 @@ class GsItemOnTick : public GraphicsItem::TickCallback {
 
 namespace {
 
-GraphicsContextImpl* ContextOf(const GraphicsItem* item) { return item ? item->context_impl() : nullptr; }
+GraphicsContext* ContextOf(const GraphicsItem* item) { return item ? item->context() : nullptr; }
 
 }  // namespace
 

@@ -14,11 +14,10 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_output.h"
 #include "graphics/output/graphics_frame.h"
-#include "graphics/output/graphics_output_impl.h"
-#include "graphics/public/context_lock.h"
 #include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_on_output.h"
 #include "graphics/public/gs_scene_use.h"
@@ -37,22 +36,6 @@ GraphicsOutput::OutputFormat ToOutputFormat(GsFormat format) {
   }
   return GraphicsOutput::kOutputNone;
 }
-
-// No call of a raw output runs while it lives but the one that it is made in.
-class CallPause {
- public:
-  explicit CallPause(GraphicsOutput* output) : output_(dynamic_cast<GraphicsOutputImpl*>(output)) {
-    if (output_) output_->PauseCalls();
-  }
-  ~CallPause() {
-    if (output_) output_->ResumeCalls();
-  }
-  CallPause(const CallPause&) = delete;
-  CallPause& operator=(const CallPause&) = delete;
-
- private:
-  GraphicsOutputImpl* output_;
-};
 
 void ReportNotStopped() { Logger::default_logger()->Error("[GsOutput] destroyed while started: call Stop first"); }
 
@@ -129,7 +112,7 @@ bool GsOutputRaw::Start() {
     Logger::default_logger()->Error("[GsOutput] unsupported format");
     return false;
   }
-  CallPause pause(impl());
+  OutputPause pause(impl());
   const bool started = EvenWithoutMemory("GsOutputRaw::Start", [&] {
     if (!on_output_) on_output_ = new GsOnOutputRaw(format, this);
     if (impl()) impl()->Attach(on_output_);

@@ -6,10 +6,10 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_scene.h"
-#include "graphics/public/context_lock.h"
 #include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_item_list.h"
 
@@ -83,7 +83,7 @@ void GsScene::Detach() {
 
 void GsScene::AddItem(GsItem* item) {
   if (!item || !items_) return;
-  GraphicsContextImpl* const its_context = item->impl_ ? item->impl_->context_impl() : nullptr;
+  GraphicsContext* const its_context = item->impl_ ? item->impl_->context() : nullptr;
   if (its_context && context_ && its_context != context_) {
     Logger::default_logger()->Error("[GsScene] the item is of another device: what it draws is not for this scene");
   }

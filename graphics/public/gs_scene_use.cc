@@ -3,8 +3,8 @@
 
 #include <quarn/gs_scene.h>
 
+#include "graphics/context_lock.h"
 #include "graphics/graphics_scene.h"
-#include "graphics/public/context_lock.h"
 
 void GsSceneUse::Acquire(GsScene* scene) {
   if (!scene) return;
@@ -26,4 +26,4 @@ void GsSceneUse::Release(GsScene* scene) {
   scene->Release();  // Perhaps the last reference, so not under the lock.
 }
 
-GraphicsContextImpl* GsSceneUse::Context(GsScene* scene) { return scene->context_; }
+GraphicsContext* GsSceneUse::Context(GsScene* scene) { return scene->context_; }

@@ -2,7 +2,7 @@
 #ifndef QUARN_GRAPHICS_PUBLIC_GS_SCENE_USE_H_
 #define QUARN_GRAPHICS_PUBLIC_GS_SCENE_USE_H_
 
-class GraphicsContextImpl;
+class GraphicsContext;
 class GsScene;
 
 // A scene is attached, and so rendered, exactly while at least one viewer uses it. Each step runs under the context's
@@ -14,7 +14,7 @@ class GsSceneUse {
   // Gives both back; detaches the scene after its last user.
   static void Release(GsScene* scene);
   // The context of the scene's device; null without one.
-  static GraphicsContextImpl* Context(GsScene* scene);
+  static GraphicsContext* Context(GsScene* scene);
 };
 
 #endif  // QUARN_GRAPHICS_PUBLIC_GS_SCENE_USE_H_

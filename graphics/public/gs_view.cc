@@ -10,11 +10,11 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_scene.h"
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
-#include "graphics/public/context_lock.h"
 #include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_scene_use.h"
 #include "graphics/public/gs_window_info.h"

@@ -13,6 +13,7 @@
 #include <quarn/gs_scene.h>
 
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/context_object.h"
 #include "graphics/graphics_context.h"
 #include "graphics/graphics_device.h"
@@ -22,7 +23,6 @@
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
 #include "graphics/output/graphics_frame.h"
-#include "graphics/public/context_lock.h"
 #include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_scene_use.h"
 
@@ -164,7 +164,7 @@ void GsViewImpl::ResizePreview() {
 }
 
 void GsViewImpl::DefaultDraw() {
-  ContextLock context_lock(LockableContext(DrawingContext()));
+  ContextLock context_lock(DrawingContext());
   QNMutexLocker lock(mutex_);
   if (!scene()) return;
   const Sizes sizes(*this, *scene());
@@ -203,7 +203,7 @@ void GsViewImpl::DefaultDraw() {
 void GsViewImpl::DrawSceneTexture(unsigned int width, unsigned int height) {
   if (!impl()) return;
   GraphicsContext* const context = DrawingContext();
-  ContextLock context_lock(LockableContext(context));
+  ContextLock context_lock(context);
   QNMutexLocker lock(mutex_);
   if (!context || !scene() || !CanShow(scene())) return;
   const unsigned int view_width = this->width();
