@@ -70,12 +70,12 @@ void GsOnOutputTex::OnOutputTexture(GraphicsTexture* texture, unsigned long long
   Call([&] { output_->OnTexture(&wrapper, timestamp); });
 }
 
-GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device) : scene_(scene) {
+GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device) {
   if (!scene) {
     Logger::default_logger()->Error("[GsOutput] no output without a scene");
     return;
   }
-  GsSceneUse::Acquire(scene);
+  scene_ = GsSceneUse(scene).Leave();
   if (width == 0 || height == 0) {
     Logger::default_logger()->Error("[GsOutput] no output of %u x %u pixels", width, height);
     return;
@@ -86,9 +86,9 @@ GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDe
 }
 
 GsOutput::~GsOutput() {
+  const GsSceneUse last_use = GsSceneUse::Adopt(scene_);  // Ends after the engine's output, which reads the scene.
   // Neither unregistered nor detached first: that is Stop's work, and must stay so.
   delete impl_;
-  GsSceneUse::Release(scene_);
 }
 
 void GsOutput::Stop() {

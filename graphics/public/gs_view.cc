@@ -46,15 +46,16 @@ GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height
 }
 
 GsView::~GsView() {
+  const GsSceneUse last_use =
+      GsSceneUse::Adopt(scene_);  // Ends after the engine's view, whose drawing shows the scene.
   DetachForDestruction();
   delete impl_;
-  GsSceneUse::Release(scene_);
   ReleaseContext(context_);
 }
 
 void GsView::SetScene(GsScene* scene) {
-  GsSceneUse::Acquire(scene);
-  GsSceneUse::Release(ExchangeScene(scene));
+  GsSceneUse use(scene);
+  const GsSceneUse use_before = GsSceneUse::Adopt(ExchangeScene(use.Leave()));
 }
 
 void GsView::Resize(unsigned int width, unsigned int height) {

@@ -110,15 +110,12 @@ GsViewImpl::~GsViewImpl() {
 }
 
 void GsViewImpl::SetScene(GsScene* scene) {
-  GsSceneUse::Acquire(scene);
-  GsScene* old = nullptr;
-  {
-    // At once, so that no frame shows the new scene at the old one's scale.
-    QNMutexLocker lock(mutex_);
-    old = ExchangeScene(scene);
-    ResizePreview();
-  }
-  GsSceneUse::Release(old);
+  GsSceneUse use(scene);
+  GsSceneUse use_before;  // Ends without the mutex.
+  // At once, so that no frame shows the new scene at the old one's scale.
+  QNMutexLocker lock(mutex_);
+  use_before = GsSceneUse::Adopt(ExchangeScene(use.Leave()));
+  ResizePreview();
 }
 
 void GsViewImpl::Resize(unsigned int width, unsigned int height) {
