@@ -16,20 +16,15 @@
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
 #include "graphics/public/device_resolve.h"
+#include "graphics/public/gs_bridge.h"
 #include "graphics/public/gs_scene_use.h"
 #include "graphics/public/gs_window_info.h"
 
-// Leads the engine view's draw to the host's; lives from attach to detach.
-class GsViewOnDraw : public GraphicsView::DrawCallback {
+// Leads the engine view's draw to the host's.
+class GsViewOnDraw : public GsBridge<GraphicsView::DrawCallback, GsView> {
  public:
-  explicit GsViewOnDraw(GsView* view) : view_(view) {}
-  void Draw() override {
-    if (view_) view_->Draw();
-    // A host may have detached the view, so this object may be gone.
-  }
-
- private:
-  GsView* view_;
+  using GsBridge::GsBridge;
+  void Draw() override { Lead(&GsView::Draw); }
 };
 
 void GsWindowInfoToInternalWindowInfo(const GsWindowInfo& info, InternalWindowInfo& internal_info) {
@@ -67,18 +62,12 @@ void GsView::Draw() {}
 void GsView::Attch() {
   ContextLock lock(context_);
   if (on_draw_) return;
-  const bool attached = EvenWithoutMemory("GsView::Attch", [this] {
-    on_draw_ = new GsViewOnDraw(this);
-    if (impl_) impl_->Attach(on_draw_);
-  });
-  if (!attached) Detach();
+  if (!AttachBridge("GsView::Attch", this, impl_, &on_draw_)) Detach();
 }
 
 void GsView::Detach() {
   ContextLock lock(context_);
-  if (impl_) impl_->Detach();
-  delete on_draw_;
-  on_draw_ = nullptr;
+  DetachBridge(impl_, &on_draw_);
 }
 
 GsScene* GsView::scene() {
