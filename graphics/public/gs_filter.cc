@@ -10,8 +10,8 @@
 #include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_filter.h"
-#include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_bridge.h"
+#include "graphics/public/to_engine.h"
 
 // Leads the engine filter's draw to the host's.
 class GsFilterOnDraw : public GsBridge<GraphicsFilter::DrawCallback, GsFilter> {

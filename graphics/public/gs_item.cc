@@ -6,8 +6,8 @@
 #include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_item.h"
-#include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_bridge.h"
+#include "graphics/public/to_engine.h"
 
 // Leads the engine item's tick to the host's.
 class GsItemOnTick : public GsBridge<GraphicsItem::TickCallback, GsItem> {

@@ -18,24 +18,11 @@
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_output.h"
 #include "graphics/output/graphics_frame.h"
-#include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_on_output.h"
 #include "graphics/public/gs_scene_use.h"
+#include "graphics/public/to_engine.h"
 
 namespace {
-
-// The engine's name of a layout; kOutputNone where no output produces it.
-GraphicsOutput::OutputFormat ToOutputFormat(GsFormat format) {
-  switch (format) {
-    case kGsFormatRGBA: return GraphicsOutput::kOutputRGBA;
-    case kGsFormatBGRA: return GraphicsOutput::kOutputBGRA;
-    case kGsFormatI420: return GraphicsOutput::kOutputI420;
-    case kGsFormatNV12: return GraphicsOutput::kOutputNV12;
-    case kGsFormatNone:
-    case kGsFormatReserved: break;
-  }
-  return GraphicsOutput::kOutputNone;
-}
 
 void ReportNotStopped() { Logger::default_logger()->Error("[GsOutput] destroyed while started: call Stop first"); }
 

@@ -10,9 +10,9 @@
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_scene.h"
-#include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_bridge.h"
 #include "graphics/public/gs_item_list.h"
+#include "graphics/public/to_engine.h"
 
 // Leads the engine scene's draw to the host's.
 class GsSceneOnDraw : public GsBridge<GraphicsScene::DrawCallback, GsScene> {

@@ -15,10 +15,9 @@
 #include "graphics/graphics_scene.h"
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
-#include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_bridge.h"
 #include "graphics/public/gs_scene_use.h"
-#include "graphics/public/gs_window_info.h"
+#include "graphics/public/to_engine.h"
 
 // Leads the engine view's draw to the host's.
 class GsViewOnDraw : public GsBridge<GraphicsView::DrawCallback, GsView> {
@@ -26,10 +25,6 @@ class GsViewOnDraw : public GsBridge<GraphicsView::DrawCallback, GsView> {
   using GsBridge::GsBridge;
   void Draw() override { Lead(&GsView::Draw); }
 };
-
-void GsWindowInfoToInternalWindowInfo(const GsWindowInfo& info, InternalWindowInfo& internal_info) {
-  internal_info.window = info.window;
-}
 
 GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);

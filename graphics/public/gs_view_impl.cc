@@ -21,9 +21,9 @@
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
 #include "graphics/output/graphics_frame.h"
-#include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_scene_use.h"
 #include "graphics/public/overlay_geometry.h"
+#include "graphics/public/to_engine.h"
 
 namespace {
 
