@@ -33,6 +33,12 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   GraphicsContextImpl(const GraphicsContextImpl&) = delete;
   GraphicsContextImpl& operator=(const GraphicsContextImpl&) = delete;
 
+  // A context of the engine's own, from what it is known as outside; null for null and for any other context.
+  static GraphicsContextImpl* From(GraphicsContext* context) { return dynamic_cast<GraphicsContextImpl*>(context); }
+  static const GraphicsContextImpl* From(const GraphicsContext* context) {
+    return dynamic_cast<const GraphicsContextImpl*>(context);
+  }
+
   void InitWinrt() override;
   void UninitWinrt() override;
   void AddItem(GraphicsItem* item) override;

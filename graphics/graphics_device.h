@@ -58,6 +58,14 @@ class GraphicsDevice {
   virtual void DrawDisplay() = 0;
 };
 
+// Whether the calling thread is the device's own render thread, which can neither wait for itself nor outlive the
+// device.
+bool IsOnRenderThreadOf(const GraphicsDevice* device);
+
+// Whether the device was made before this process was forked from its parent: its threads, its locks and its GL are the
+// parent's, and nobody of the engine is at work here.
+bool IsOfAnotherProcess(const GraphicsDevice* device);
+
 // Copies the last frames of the device's loop to `times`, as GsDevice::ReadFrameTimes does. Thread: any.
 unsigned int ReadFrameTimes(const GraphicsDevice* device, GsFrameTime* times, unsigned int capacity);
 

@@ -321,3 +321,13 @@ unsigned int ReadFrameTimes(const GraphicsDevice* device, GsFrameTime* times, un
   const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
   return impl ? impl->frame_times().Read(times, capacity) : 0;
 }
+
+bool IsOnRenderThreadOf(const GraphicsDevice* device) {
+  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
+  return impl && impl->OnOwnRenderThread();
+}
+
+bool IsOfAnotherProcess(const GraphicsDevice* device) {
+  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
+  return impl && impl->IsOfAnotherProcess();
+}

@@ -2,7 +2,7 @@
 #include "graphics/graphics_item.h"
 
 GraphicsItem::GraphicsItem(GraphicsContext* context)
-    : ContextObject(dynamic_cast<GraphicsContextImpl*>(context)), context_(context) {
+    : ContextObject(GraphicsContextImpl::From(context)), context_(context) {
   CountAs(Kind::kItem);
 }
 

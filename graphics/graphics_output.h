@@ -5,6 +5,7 @@
 #include <cstdint>
 
 class GraphicsFrame;
+class GraphicsOutputImpl;
 class GraphicsTexture;
 
 class GraphicsOutput {
@@ -37,6 +38,21 @@ class GraphicsOutput {
   virtual void Output(unsigned long long timestamp, int count) = 0;
   virtual void Attach(OutputCallback* callback) = 0;
   virtual void Detach() = 0;
+};
+
+// Keeps a raw output from calling its receiver, and from producing anything for it, for as long as it lives: no call
+// runs then but the one that it is made in. For whoever attaches what a running call might exchange. Texture outputs
+// call under the lock of their context instead.
+class OutputPause {
+ public:
+  // Null for no output.
+  explicit OutputPause(GraphicsOutput* output);
+  ~OutputPause();
+  OutputPause(const OutputPause&) = delete;
+  OutputPause& operator=(const OutputPause&) = delete;
+
+ private:
+  GraphicsOutputImpl* const output_;
 };
 
 #endif  // QUARN_GRAPHICS_GRAPHICS_OUTPUT_H_

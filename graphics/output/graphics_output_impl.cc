@@ -152,7 +152,7 @@ void GraphicsOutputImpl::UnlockFrame() {
 void GraphicsOutputImpl::Run() {
   NameThisThread("quarn-output");
   while (semaphore_.Wait() && !stop_) {
-    if (!HasQueuedFrame()) continue;  // Woken for a frame that has been discarded.
+    if (!NextDelivery()) continue;  // Woken for a frame that has been discarded.
     bool finished = false;
     while (!finished && !stop_) {
       finished = OutputCurrentFrame();
@@ -162,44 +162,45 @@ void GraphicsOutputImpl::Run() {
   }
 }
 
-bool GraphicsOutputImpl::HasQueuedFrame() {
-  MutexLocker<Mutex> lock(cache_mutex_);
-  return pooled_ && free_count_ != capacity_;
+bool GraphicsOutputImpl::OutputCurrentFrame() {
+  const std::optional<Delivery> delivery = NextDelivery();
+  if (!delivery) return true;
+  Deliver(*delivery);
+  return FinishDelivery(*delivery);
 }
 
-bool GraphicsOutputImpl::OutputCurrentFrame() {
-  CachedFrameInfo* slot = nullptr;
-  std::uint64_t timestamp = 0;
-  std::uint64_t generation = 0;
-  {
-    MutexLocker<Mutex> lock(cache_mutex_);
-    if (!pooled_ || free_count_ == capacity_) return true;  // What was queued has been discarded.
-    slot = &cache_[read_index_];
-    timestamp = slot->timestamp;
-    generation = generation_;
-  }
-  // A receiver that is leaving is waiting for the lock: it must not have to wait for one more call.
-  if (attached_format() != kNotAttached) {
-    MutexLocker<Mutex> lock(callback_mutex_);
-    if (callback_ && generation == generation_ && pauses_ == 0) {
-      delivering_ = &slot->frame;
-      callback_->OnOutputRawData(slot->frame, timestamp);
-      delivering_ = nullptr;
-      delivered_frame_ = GraphicsFrame();
-    }
-  }
+std::optional<GraphicsOutputImpl::Delivery> GraphicsOutputImpl::NextDelivery() {
   MutexLocker<Mutex> lock(cache_mutex_);
-  if (generation != generation_) return true;  // Discarded meanwhile: the slot is no longer this frame's.
-  slot->timestamp += frame_interval_;
-  slot->repeat = SaturatingAdd(slot->repeat, -1);
-  if (slot->repeat <= 0) {
+  if (!pooled_ || free_count_ == capacity_) return std::nullopt;
+  CachedFrameInfo& oldest = cache_[read_index_];
+  return Delivery{&oldest, oldest.timestamp, generation_};
+}
+
+void GraphicsOutputImpl::Deliver(const Delivery& delivery) {
+  // A receiver that is leaving is waiting for the lock: it must not have to wait for one more call.
+  if (attached_format() == kNotAttached) return;
+  MutexLocker<Mutex> lock(callback_mutex_);
+  if (!callback_ || delivery.generation != generation_ || pauses_ > 0) return;
+  delivering_ = &delivery.slot->frame;
+  callback_->OnOutputRawData(delivery.slot->frame, delivery.timestamp);
+  delivering_ = nullptr;
+  delivered_frame_ = GraphicsFrame();
+}
+
+bool GraphicsOutputImpl::FinishDelivery(const Delivery& delivery) {
+  MutexLocker<Mutex> lock(cache_mutex_);
+  if (delivery.generation != generation_) return true;  // Discarded meanwhile: the slot is no longer this frame's.
+  CachedFrameInfo& slot = *delivery.slot;
+  slot.timestamp += frame_interval_;
+  slot.repeat = SaturatingAdd(slot.repeat, -1);
+  if (slot.repeat <= 0) {
     read_index_ = NextIndex(read_index_);
     ++free_count_;
     if (free_count_ == capacity_) write_index_ = read_index_;
     return true;
   }
-  if (slot->overflow >= 1) {
-    --slot->overflow;
+  if (slot.overflow >= 1) {
+    --slot.overflow;
     ++repeat_count_;
   }
   return false;
@@ -207,4 +208,12 @@ bool GraphicsOutputImpl::OutputCurrentFrame() {
 
 std::uint64_t GraphicsOutputImpl::NextIndex(std::uint64_t index) const {
   return index + 1 == capacity_ ? 0 : index + 1;
+}
+
+OutputPause::OutputPause(GraphicsOutput* output) : output_(dynamic_cast<GraphicsOutputImpl*>(output)) {
+  if (output_) output_->PauseCalls();
+}
+
+OutputPause::~OutputPause() {
+  if (output_) output_->ResumeCalls();
 }

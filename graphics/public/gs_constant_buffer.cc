@@ -5,7 +5,7 @@
 #include "foundation/no_memory.h"
 #include "graphics/graphics_constant_buffer.h"
 #include "graphics/graphics_device.h"
-#include "graphics/public/device_resolve.h"
+#include "graphics/public/to_engine.h"
 
 GsConstantBuffer::GsConstantBuffer(const void* data, unsigned int size, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);

@@ -4,8 +4,8 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
-#include "graphics/graphics_device_impl.h"
-#include "graphics/public/context_lock.h"
+#include "graphics/context_lock.h"
+#include "graphics/graphics_device.h"
 
 GsDevice* app_default_device = nullptr;
 
@@ -23,15 +23,14 @@ bool GsDevice::CreateDefaultDevice(bool start) {
 GsDevice* GsDevice::DefaultDevice() { return app_default_device; }
 
 void GsDevice::DestroyDefaultDevice() {
-  auto* const engine = app_default_device ? dynamic_cast<GraphicsDeviceImpl*>(app_default_device->impl_) : nullptr;
+  GraphicsDevice* const engine = app_default_device ? app_default_device->impl_ : nullptr;
   // In a fork nobody of the engine is at work, whatever the locks say.
-  const bool at_work = engine && !engine->IsOfAnotherProcess();
-  if (at_work && engine->OnOwnRenderThread()) {
+  const bool at_work = engine && !IsOfAnotherProcess(engine);
+  if (at_work && IsOnRenderThreadOf(engine)) {
     Logger::default_logger()->Error("[GsDevice] the default device stays: it cannot be destroyed on its render thread");
     return;
   }
-  const GraphicsContextImpl* const context = at_work ? LockableContext(engine->gs_context()) : nullptr;
-  if (context && context->HeldByCaller()) {
+  if (at_work && HoldsContextLock(engine->gs_context())) {
     Logger::default_logger()->Error(
         "[GsDevice] the default device stays: it cannot be destroyed inside one of its stages");
     return;
@@ -45,8 +44,7 @@ GsDevice::GsDevice() : impl_(nullptr) {}
 
 GsDevice::~GsDevice() {
   if (!impl_) return;
-  const auto* const engine = dynamic_cast<GraphicsDeviceImpl*>(impl_);
-  if (engine && engine->IsOfAnotherProcess()) {
+  if (IsOfAnotherProcess(impl_)) {
     Logger::default_logger()->Error("[GsDevice] left behind: it belongs to the process that this one was forked from");
     return;
   }

@@ -7,22 +7,17 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_filter.h"
-#include "graphics/public/context_lock.h"
-#include "graphics/public/device_resolve.h"
+#include "graphics/public/gs_bridge.h"
+#include "graphics/public/to_engine.h"
 
-// Leads the engine filter's draw to the host's; lives from attach to detach.
-class GsFilterOnDraw : public GraphicsFilter::DrawCallback {
+// Leads the engine filter's draw to the host's.
+class GsFilterOnDraw : public GsBridge<GraphicsFilter::DrawCallback, GsFilter> {
  public:
-  explicit GsFilterOnDraw(GsFilter* filter) : filter_(filter) {}
-  void Draw() override {
-    if (filter_) filter_->Draw();
-    // A host may have detached the filter, so this object may be gone.
-  }
-
- private:
-  GsFilter* filter_;
+  using GsBridge::GsBridge;
+  void Draw() override { Lead(&GsFilter::Draw); }
 };
 
 namespace {
@@ -61,18 +56,12 @@ void GsFilter::Draw() {}
 void GsFilter::Attach() {
   ContextLock lock(context_);
   if (on_draw_) return;
-  const bool attached = EvenWithoutMemory("GsFilter::Attach", [this] {
-    on_draw_ = new GsFilterOnDraw(this);
-    if (impl_) impl_->Attach(on_draw_);
-  });
-  if (!attached) Detach();
+  if (!AttachBridge("GsFilter::Attach", this, impl_, &on_draw_)) Detach();
 }
 
 void GsFilter::Detach() {
   ContextLock lock(context_);
-  if (impl_) impl_->Detach();
-  delete on_draw_;
-  on_draw_ = nullptr;
+  DetachBridge(impl_, &on_draw_);
 }
 
 unsigned int GsFilter::width() const { return impl_ ? impl_->width() : 0; }

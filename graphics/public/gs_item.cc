@@ -3,27 +3,22 @@
 #include <quarn/gs_item.h>
 
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_item.h"
-#include "graphics/public/context_lock.h"
-#include "graphics/public/device_resolve.h"
+#include "graphics/public/gs_bridge.h"
+#include "graphics/public/to_engine.h"
 
-// Leads the engine item's tick to the host's; lives from attach to detach.
-class GsItemOnTick : public GraphicsItem::TickCallback {
+// Leads the engine item's tick to the host's.
+class GsItemOnTick : public GsBridge<GraphicsItem::TickCallback, GsItem> {
  public:
-  explicit GsItemOnTick(GsItem* item) : item_(item) {}
-  void OnTick() override {
-    if (item_) item_->TickSource();
-    // A host may have removed the item, so this object may be gone.
-  }
-
- private:
-  GsItem* item_;
+  using GsBridge::GsBridge;
+  void OnTick() override { Lead(&GsItem::TickSource); }
 };
 
 namespace {
 
-GraphicsContextImpl* ContextOf(const GraphicsItem* item) { return item ? item->context_impl() : nullptr; }
+GraphicsContext* ContextOf(const GraphicsItem* item) { return item ? item->context() : nullptr; }
 
 }  // namespace
 
@@ -51,18 +46,12 @@ void GsItem::Draw() {}
 void GsItem::Attach() {
   ContextLock lock(ContextOf(impl_));
   if (on_tick_) return;
-  const bool attached = EvenWithoutMemory("GsItem::Attach", [this] {
-    on_tick_ = new GsItemOnTick(this);
-    if (impl_) impl_->Attach(on_tick_);
-  });
-  if (!attached) Detach();
+  if (!AttachBridge("GsItem::Attach", this, impl_, &on_tick_)) Detach();
 }
 
 void GsItem::Detach() {
   ContextLock lock(ContextOf(impl_));
-  if (impl_) impl_->Detach();
-  delete on_tick_;
-  on_tick_ = nullptr;
+  DetachBridge(impl_, &on_tick_);
 }
 
 // The values are independent of each other, so no order is asked of their stores. The scene is an object that the

@@ -14,45 +14,15 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_output.h"
 #include "graphics/output/graphics_frame.h"
-#include "graphics/output/graphics_output_impl.h"
-#include "graphics/public/context_lock.h"
-#include "graphics/public/device_resolve.h"
 #include "graphics/public/gs_on_output.h"
 #include "graphics/public/gs_scene_use.h"
+#include "graphics/public/to_engine.h"
 
 namespace {
-
-// The engine's name of a layout; kOutputNone where no output produces it.
-GraphicsOutput::OutputFormat ToOutputFormat(GsFormat format) {
-  switch (format) {
-    case kGsFormatRGBA: return GraphicsOutput::kOutputRGBA;
-    case kGsFormatBGRA: return GraphicsOutput::kOutputBGRA;
-    case kGsFormatI420: return GraphicsOutput::kOutputI420;
-    case kGsFormatNV12: return GraphicsOutput::kOutputNV12;
-    case kGsFormatNone:
-    case kGsFormatReserved: break;
-  }
-  return GraphicsOutput::kOutputNone;
-}
-
-// No call of a raw output runs while it lives but the one that it is made in.
-class CallPause {
- public:
-  explicit CallPause(GraphicsOutput* output) : output_(dynamic_cast<GraphicsOutputImpl*>(output)) {
-    if (output_) output_->PauseCalls();
-  }
-  ~CallPause() {
-    if (output_) output_->ResumeCalls();
-  }
-  CallPause(const CallPause&) = delete;
-  CallPause& operator=(const CallPause&) = delete;
-
- private:
-  GraphicsOutputImpl* output_;
-};
 
 void ReportNotStopped() { Logger::default_logger()->Error("[GsOutput] destroyed while started: call Stop first"); }
 
@@ -87,12 +57,12 @@ void GsOnOutputTex::OnOutputTexture(GraphicsTexture* texture, unsigned long long
   Call([&] { output_->OnTexture(&wrapper, timestamp); });
 }
 
-GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device) : scene_(scene) {
+GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device) {
   if (!scene) {
     Logger::default_logger()->Error("[GsOutput] no output without a scene");
     return;
   }
-  GsSceneUse::Acquire(scene);
+  scene_ = GsSceneUse(scene).Leave();
   if (width == 0 || height == 0) {
     Logger::default_logger()->Error("[GsOutput] no output of %u x %u pixels", width, height);
     return;
@@ -103,9 +73,9 @@ GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDe
 }
 
 GsOutput::~GsOutput() {
+  const GsSceneUse last_use = GsSceneUse::Adopt(scene_);  // Ends after the engine's output, which reads the scene.
   // Neither unregistered nor detached first: that is Stop's work, and must stay so.
   delete impl_;
-  GsSceneUse::Release(scene_);
 }
 
 void GsOutput::Stop() {
@@ -129,7 +99,7 @@ bool GsOutputRaw::Start() {
     Logger::default_logger()->Error("[GsOutput] unsupported format");
     return false;
   }
-  CallPause pause(impl());
+  OutputPause pause(impl());
   const bool started = EvenWithoutMemory("GsOutputRaw::Start", [&] {
     if (!on_output_) on_output_ = new GsOnOutputRaw(format, this);
     if (impl()) impl()->Attach(on_output_);

@@ -6,24 +6,19 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_scene.h"
-#include "graphics/public/context_lock.h"
-#include "graphics/public/device_resolve.h"
+#include "graphics/public/gs_bridge.h"
 #include "graphics/public/gs_item_list.h"
+#include "graphics/public/to_engine.h"
 
-// Leads the engine scene's draw to the host's; lives from attach to detach.
-class GsSceneOnDraw : public GraphicsScene::DrawCallback {
+// Leads the engine scene's draw to the host's.
+class GsSceneOnDraw : public GsBridge<GraphicsScene::DrawCallback, GsScene> {
  public:
-  explicit GsSceneOnDraw(GsScene* scene) : scene_(scene) {}
-  void Draw() override {
-    if (scene_) scene_->Draw();
-    // A host may have detached the scene, so this object may be gone.
-  }
-
- private:
-  GsScene* scene_;
+  using GsBridge::GsBridge;
+  void Draw() override { Lead(&GsScene::Draw); }
 };
 
 GsScene::GsScene(unsigned int width, unsigned int height, GsDevice* device) {
@@ -62,11 +57,7 @@ void GsScene::Attach() {
   GsItemList::Walk items;  // Releases its references, perhaps the last ones, without the lock.
   ContextLock lock(context_);
   if (on_draw_) return;
-  const bool attached = EvenWithoutMemory("GsScene::Attach", [this] {
-    on_draw_ = new GsSceneOnDraw(this);
-    if (impl_) impl_->Attach(on_draw_);
-  });
-  if (!attached) return Detach();
+  if (!AttachBridge("GsScene::Attach", this, impl_, &on_draw_)) return Detach();
   items = GsItemList::Walk(items_.get());
   for (const auto& item : items) item->Attach();
 }
@@ -74,16 +65,14 @@ void GsScene::Attach() {
 void GsScene::Detach() {
   GsItemList::Walk items;  // As in Attach.
   ContextLock lock(context_);
-  if (impl_) impl_->Detach();
-  delete on_draw_;
-  on_draw_ = nullptr;
+  DetachBridge(impl_, &on_draw_);
   items = GsItemList::Walk(items_.get());
   for (const auto& item : items) item->Detach();
 }
 
 void GsScene::AddItem(GsItem* item) {
   if (!item || !items_) return;
-  GraphicsContextImpl* const its_context = item->impl_ ? item->impl_->context_impl() : nullptr;
+  GraphicsContext* const its_context = item->impl_ ? item->impl_->context() : nullptr;
   if (its_context && context_ && its_context != context_) {
     Logger::default_logger()->Error("[GsScene] the item is of another device: what it draws is not for this scene");
   }

@@ -1,29 +1,46 @@
 // Taking a scene into use and letting it go. Host threads, through outputs and views.
 #include "graphics/public/gs_scene_use.h"
 
+#include <utility>
+
 #include <quarn/gs_scene.h>
 
+#include "graphics/context_lock.h"
 #include "graphics/graphics_scene.h"
-#include "graphics/public/context_lock.h"
 
-void GsSceneUse::Acquire(GsScene* scene) {
+GsSceneUse::GsSceneUse(GsScene* scene) : scene_(scene) {
   if (!scene) return;
   scene->AddRef();
-  GraphicsScene* impl = scene->impl();
+  GraphicsScene* const impl = scene->impl();
   if (!impl) return;
   ContextLock lock(scene->context_);
   if (!impl->HasRef()) scene->Attach();
   impl->AddRef();
 }
 
-void GsSceneUse::Release(GsScene* scene) {
-  if (!scene) return;
-  if (GraphicsScene* impl = scene->impl()) {
-    ContextLock lock(scene->context_);
+GsSceneUse::~GsSceneUse() {
+  if (!scene_) return;
+  if (GraphicsScene* const impl = scene_->impl()) {
+    ContextLock lock(scene_->context_);
     impl->ReleaseRef();
-    if (!impl->HasRef()) scene->Detach();
+    if (!impl->HasRef()) scene_->Detach();
   }
-  scene->Release();  // Perhaps the last reference, so not under the lock.
+  scene_->Release();  // Perhaps the last reference, so not under the lock.
 }
 
-GraphicsContextImpl* GsSceneUse::Context(GsScene* scene) { return scene->context_; }
+GsSceneUse::GsSceneUse(GsSceneUse&& other) noexcept : scene_(other.Leave()) {}
+
+GsSceneUse& GsSceneUse::operator=(GsSceneUse&& other) noexcept {
+  std::swap(scene_, other.scene_);
+  return *this;
+}
+
+GsSceneUse GsSceneUse::Adopt(GsScene* scene) {
+  GsSceneUse use;
+  use.scene_ = scene;
+  return use;
+}
+
+GsScene* GsSceneUse::Leave() { return std::exchange(scene_, nullptr); }
+
+GraphicsContext* GsSceneUse::Context(GsScene* scene) { return scene->context_; }

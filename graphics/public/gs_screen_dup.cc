@@ -8,7 +8,7 @@
 #include "foundation/no_memory.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_duplicator.h"
-#include "graphics/public/device_resolve.h"
+#include "graphics/public/to_engine.h"
 
 namespace {
 

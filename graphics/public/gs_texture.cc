@@ -10,8 +10,7 @@
 #include "graphics/graphics_texture.h"
 #include "graphics/graphics_texture_array.h"
 #include "graphics/output/graphics_frame.h"
-#include "graphics/public/device_resolve.h"
-#include "graphics/public/gs_texture_format.h"
+#include "graphics/public/to_engine.h"
 
 namespace {
 
@@ -48,9 +47,21 @@ void ReportNoMemory(unsigned int width, unsigned int height) {
   Logger::default_logger()->Error("[GsTexture] no memory for %u x %u pixels", width, height);
 }
 
-// Says which layouts the engine has no storage for: such a texture comes out inert, or, for R8, empty.
+// Whether the engine has storage for sampled images of that layout.
+bool HasStorage(GsTexture::Format format) {
+  switch (format) {
+    case GsTexture::kTextureRGBA:
+    case GsTexture::kTextureRG8: return true;
+    case GsTexture::kTextureBGRA:
+    case GsTexture::kTextureR8:
+    case GsTexture::kTextureRGBA16: return false;
+  }
+  return false;
+}
+
+// Says so of a texture without storage, which comes out inert, or, for R8, empty.
 void CheckStorage(GsTexture::Format format) {
-  if (format == GsTexture::kTextureRGBA || format == GsTexture::kTextureRG8) return;
+  if (HasStorage(format)) return;
   Logger::default_logger()->Error("[GsTexture] a texture of layout %d shows nothing: in this version it has no storage",
                                   static_cast<int>(format));
 }
@@ -58,17 +69,6 @@ void CheckStorage(GsTexture::Format format) {
 GraphicsTexture* EngineTexture(GsTexture* texture) { return texture ? texture->impl() : nullptr; }
 
 }  // namespace
-
-GraphicsFormatInternal ToInternalFormat(GsTexture::Format format) {
-  switch (format) {
-    case GsTexture::kTextureRGBA: return kFormatRGBA;
-    case GsTexture::kTextureBGRA: return kFormatBGRA;
-    case GsTexture::kTextureR8: return kFormatR8;
-    case GsTexture::kTextureRG8: return kFormatRG8;
-    case GsTexture::kTextureRGBA16: return kFormatRGBA16;
-  }
-  return kFormatUnknown;
-}
 
 GsTexture::GsTexture(const unsigned char* data, unsigned int stride, Format format, unsigned int width,
                      unsigned int height, GsDevice* device)

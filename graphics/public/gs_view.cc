@@ -10,31 +10,21 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_lock.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_scene.h"
 #include "graphics/graphics_view.h"
 #include "graphics/internal_types.h"
-#include "graphics/public/context_lock.h"
-#include "graphics/public/device_resolve.h"
+#include "graphics/public/gs_bridge.h"
 #include "graphics/public/gs_scene_use.h"
-#include "graphics/public/gs_window_info.h"
+#include "graphics/public/to_engine.h"
 
-// Leads the engine view's draw to the host's; lives from attach to detach.
-class GsViewOnDraw : public GraphicsView::DrawCallback {
+// Leads the engine view's draw to the host's.
+class GsViewOnDraw : public GsBridge<GraphicsView::DrawCallback, GsView> {
  public:
-  explicit GsViewOnDraw(GsView* view) : view_(view) {}
-  void Draw() override {
-    if (view_) view_->Draw();
-    // A host may have detached the view, so this object may be gone.
-  }
-
- private:
-  GsView* view_;
+  using GsBridge::GsBridge;
+  void Draw() override { Lead(&GsView::Draw); }
 };
-
-void GsWindowInfoToInternalWindowInfo(const GsWindowInfo& info, InternalWindowInfo& internal_info) {
-  internal_info.window = info.window;
-}
 
 GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);
@@ -46,15 +36,16 @@ GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height
 }
 
 GsView::~GsView() {
+  const GsSceneUse last_use =
+      GsSceneUse::Adopt(scene_);  // Ends after the engine's view, whose drawing shows the scene.
   DetachForDestruction();
   delete impl_;
-  GsSceneUse::Release(scene_);
   ReleaseContext(context_);
 }
 
 void GsView::SetScene(GsScene* scene) {
-  GsSceneUse::Acquire(scene);
-  GsSceneUse::Release(ExchangeScene(scene));
+  GsSceneUse use(scene);
+  const GsSceneUse use_before = GsSceneUse::Adopt(ExchangeScene(use.Leave()));
 }
 
 void GsView::Resize(unsigned int width, unsigned int height) {
@@ -66,18 +57,12 @@ void GsView::Draw() {}
 void GsView::Attch() {
   ContextLock lock(context_);
   if (on_draw_) return;
-  const bool attached = EvenWithoutMemory("GsView::Attch", [this] {
-    on_draw_ = new GsViewOnDraw(this);
-    if (impl_) impl_->Attach(on_draw_);
-  });
-  if (!attached) Detach();
+  if (!AttachBridge("GsView::Attch", this, impl_, &on_draw_)) Detach();
 }
 
 void GsView::Detach() {
   ContextLock lock(context_);
-  if (impl_) impl_->Detach();
-  delete on_draw_;
-  on_draw_ = nullptr;
+  DetachBridge(impl_, &on_draw_);
 }
 
 GsScene* GsView::scene() {

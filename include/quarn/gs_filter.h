@@ -4,7 +4,7 @@
 
 #include <quarn/export.h>
 
-class GraphicsContextImpl;
+class GraphicsContext;
 class GraphicsFilter;
 class GsDevice;
 class GsFilterOnDraw;
@@ -60,7 +60,7 @@ class QUARN_EXPORT GsFilter {
   GraphicsFilter* impl_ = nullptr;
   GsFilterOnDraw* on_draw_ = nullptr;
   GsTexture* texture_ = nullptr;
-  GraphicsContextImpl* context_ = nullptr;  // Its lock orders attaching and detaching.
+  GraphicsContext* context_ = nullptr;  // Its lock orders attaching and detaching.
 };
 
 #endif  // QUARN_GS_FILTER_H_

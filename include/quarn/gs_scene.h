@@ -7,7 +7,7 @@
 #include <quarn/export.h>
 #include <quarn/ref_count.h>
 
-class GraphicsContextImpl;
+class GraphicsContext;
 class GraphicsScene;
 class GsDevice;
 class GsItem;
@@ -82,7 +82,7 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   GraphicsScene* impl_ = nullptr;
   std::unique_ptr<GsItemList> items_;
   GsSceneOnDraw* on_draw_ = nullptr;
-  GraphicsContextImpl* context_ = nullptr;  // Its lock orders attaching and detaching.
+  GraphicsContext* context_ = nullptr;  // Its lock orders attaching and detaching.
 };
 
 #endif  // QUARN_GS_SCENE_H_

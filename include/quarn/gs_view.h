@@ -10,7 +10,7 @@
 #include <quarn/qn_mutex.h>
 #include <quarn/ref_count.h>
 
-class GraphicsContextImpl;
+class GraphicsContext;
 class GraphicsTexture;
 class GraphicsView;
 class GsDevice;
@@ -120,7 +120,7 @@ class QUARN_EXPORT GsView {
 
  private:
   GsViewOnDraw* on_draw_ = nullptr;
-  GraphicsContextImpl* context_ = nullptr;  // Its lock orders attaching and detaching.
+  GraphicsContext* context_ = nullptr;  // Its lock orders attaching and detaching.
 };
 
 // A view that fits the scene, with a margin of five pixels on each side of the limiting direction, and draws the

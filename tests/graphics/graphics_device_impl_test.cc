@@ -17,6 +17,7 @@
 #include "graphics/output/graphics_frame.h"
 #include "tests/support/fake_os_time.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/run_in_fork.h"
 
 namespace {
 
@@ -745,6 +746,34 @@ TEST_F(GraphicsDeviceImplTest, TaskWithoutAFunctionIsIgnored) {
 }
 
 // What a platform adds.
+
+// What others ask of a device that they know by its interface only.
+TEST_F(GraphicsDeviceImplTest, TellsItsOwnRenderThreadFromOthers) {
+  RecordingDevice device;
+  GraphicsDeviceImpl other;
+  EXPECT_FALSE(IsOnRenderThreadOf(&device));
+  int asked = 0;
+  device.on_frame = [&](std::size_t) {
+    ++asked;
+    EXPECT_TRUE(IsOnRenderThreadOf(&device));
+    EXPECT_FALSE(IsOnRenderThreadOf(&other));
+  };
+  device.RunFrames(1);
+  EXPECT_EQ(asked, 1);
+  EXPECT_FALSE(IsOnRenderThreadOf(&device));
+  EXPECT_FALSE(IsOnRenderThreadOf(nullptr));
+}
+
+TEST_F(GraphicsDeviceImplTest, TellsADeviceOfAnotherProcess) {
+  const GraphicsDeviceImpl device;
+  EXPECT_FALSE(IsOfAnotherProcess(&device));
+  EXPECT_FALSE(IsOfAnotherProcess(nullptr));
+  const int answers = test::RunInFork([&device] {
+    const GraphicsDeviceImpl own;
+    return (IsOfAnotherProcess(&device) ? 1 : 0) + (IsOfAnotherProcess(&own) ? 2 : 0);
+  });
+  EXPECT_EQ(answers, 1);
+}
 
 class GraphicsDeviceImplDefaultsTest : public GraphicsDeviceImplTest {
  protected:

@@ -168,10 +168,10 @@ class FakeDuplicator : public GraphicsDuplicator {
 };
 
 // Gives a device's reference on its context back. Objects hold theirs.
-struct ReleaseContext {
-  ReleaseContext() = default;
+struct ContextReleaser {
+  ContextReleaser() = default;
   template <class Context>
-  ReleaseContext(std::default_delete<Context>) {}
+  ContextReleaser(std::default_delete<Context>) {}
   void operator()(GraphicsContextImpl* context) const { context->Release(); }
 };
 
@@ -211,7 +211,7 @@ class FakeDevice : public GraphicsDeviceImpl {
   void HandleTask(void (*func)(void*), void* param) override;
 
   // A test may put a context of its own here before it makes objects.
-  std::unique_ptr<GraphicsContextImpl, ReleaseContext> context;
+  std::unique_ptr<GraphicsContextImpl, ContextReleaser> context;
 };
 
 #endif  // QUARN_TESTS_SUPPORT_FAKE_DEVICE_H_

@@ -916,6 +916,18 @@ TEST_F(GraphicsOutputImplTest, NoCallBeginsWhileTheyArePaused) {
   EXPECT_THAT(receiver.deliveries, ElementsAre(Delivery{3, 3}));
 }
 
+TEST_F(GraphicsOutputImplTest, AnOutputPauseEndsWithItsScope) {
+  TestOutput output;
+  Receiver receiver;
+  output.Attach(&receiver);
+  {
+    const OutputPause pause(&output);
+    EXPECT_EQ(output.attached_format(), TestOutput::kNotAttached);
+  }
+  EXPECT_EQ(output.attached_format(), GraphicsOutput::kOutputRGBA);
+  const OutputPause of_none(nullptr);
+}
+
 TEST_F(GraphicsOutputImplTest, AReceiverMayDetachFromItsCall) {
   TestOutput output;
   class DetachingReceiver : public GraphicsOutput::OutputCallback {

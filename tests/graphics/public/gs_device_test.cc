@@ -3,7 +3,6 @@
 
 #include <quarn/qn_event.h>
 
-#include "graphics/public/device_resolve.h"
 #include "tests/graphics/public/facade_test.h"
 
 namespace {
@@ -272,23 +271,6 @@ TEST(GsDeviceSlotTest, VirtualOperationsKeepTheirOrder) {
   EXPECT_EQ(Slot(&GsDevice::Init), 2);
   EXPECT_EQ(Slot(&GsDevice::SetFps), 3);
   EXPECT_EQ(Slot(&GsDevice::fps), 4);
-}
-
-class DeviceResolveTest : public FacadeTest {};
-
-TEST_F(DeviceResolveTest, AnswersNullWithoutADevice) { EXPECT_EQ(ResolveDevice(nullptr), nullptr); }
-
-TEST_F(DeviceResolveTest, NullMeansTheDefaultDevice) {
-  GsDevice::CreateDefaultDevice(false);
-  EXPECT_EQ(ResolveDevice(nullptr), GsDevice::DefaultDevice()->impl());
-}
-
-TEST_F(DeviceResolveTest, TheGivenDeviceGoesFirst) {
-  GsDevice::CreateDefaultDevice(false);
-  GsDevice other;
-  EXPECT_EQ(ResolveDevice(&other), nullptr);
-  other.Init();
-  EXPECT_EQ(ResolveDevice(&other), other.impl());
 }
 
 }  // namespace

@@ -82,8 +82,7 @@ void ExpectInert(GsScene& scene) {
   scene.Draw();
   EXPECT_EQ(fake::Count("item drawn"), 1);
   scene.Detach();
-  GsSceneUse::Acquire(&scene);
-  GsSceneUse::Release(&scene);
+  { const GsSceneUse use(&scene); }
   scene.RemoveItem(&item);
   EXPECT_EQ(item.references, 0);
 }
@@ -110,10 +109,11 @@ TEST_F(GsSceneTest, WorksOnAnEngineWithoutAContext) {
   MakeDevice();
   TestItem item;
   TestScene scene;
-  GsSceneUse::Acquire(&scene);
-  scene.AddItem(&item);
-  scene.RemoveItem(&item);
-  GsSceneUse::Release(&scene);
+  {
+    const GsSceneUse use(&scene);
+    scene.AddItem(&item);
+    scene.RemoveItem(&item);
+  }
   EXPECT_EQ(fake::Count("scene.Attach"), 1);
   EXPECT_EQ(fake::Count("scene.Detach"), 1);
 }
@@ -326,7 +326,7 @@ TEST_F(GsSceneTest, AHiddenItemIsTickedButNotDrawn) {
   TestScene scene;
   item.SetVisible(false);
   scene.AddItem(&item);
-  GsSceneUse::Acquire(&scene);
+  const GsSceneUse use(&scene);
   device()->TickSource();
   device()->OutputFrame(0, 0);
   EXPECT_EQ(fake::Count("item ticked"), 1);
@@ -334,7 +334,6 @@ TEST_F(GsSceneTest, AHiddenItemIsTickedButNotDrawn) {
   item.SetVisible(true);
   device()->OutputFrame(0, 0);
   EXPECT_EQ(fake::Count("item drawn"), 1);
-  GsSceneUse::Release(&scene);
 }
 
 TEST_F(GsSceneTest, AnOverrideOfDrawIsCalled) {
@@ -343,10 +342,11 @@ TEST_F(GsSceneTest, AnOverrideOfDrawIsCalled) {
     void Draw() override { fake::Record("own Draw"); }
   };
   OwnScene scene;
-  GsSceneUse::Acquire(&scene);
-  device()->OutputFrame(0, 0);
-  EXPECT_EQ(fake::Count("own Draw"), 1);
-  GsSceneUse::Release(&scene);
+  {
+    const GsSceneUse use(&scene);
+    device()->OutputFrame(0, 0);
+    EXPECT_EQ(fake::Count("own Draw"), 1);
+  }
   device()->OutputFrame(0, 0);
   EXPECT_EQ(fake::Count("own Draw"), 1);
 }
@@ -741,7 +741,7 @@ TEST_F(GsSceneTest, HostThreadsChangeTheListWhileItIsDrawn) {
     using GsItem::GsItem;
   };
   CountedScene scene(64, 64, nullptr);
-  GsSceneUse::Acquire(&scene);
+  const GsSceneUse use(&scene);
   const auto change = [&scene](int z) {
     for (int i = 0; i < 200; ++i) {
       const scoped_refptr<GsItem> item = MakeRef<RefCounted<QuietItem>>(nullptr);
@@ -762,98 +762,12 @@ TEST_F(GsSceneTest, HostThreadsChangeTheListWhileItIsDrawn) {
   first.join();
   second.join();
   EXPECT_EQ(scene.item_count(), 0u);
-  GsSceneUse::Release(&scene);
 }
 
 TEST(GsSceneSlotTest, VirtualOperationsKeepTheirOrder) {
   EXPECT_EQ(Slot(&RefCountInterface::AddRef), 0);
   EXPECT_EQ(Slot(&RefCountInterface::Release), 1);
   EXPECT_EQ(Slot(&GsScene::Draw), 4);
-}
-
-class GsSceneUseTest : public FacadeWithDeviceTest {};
-
-TEST_F(GsSceneUseTest, TheFirstUserAttachesAndTheLastDetaches) {
-  TestScene scene;
-  fake::ClearCalls();
-  GsSceneUse::Acquire(&scene);
-  EXPECT_THAT(fake::Calls(), ElementsAre("host AddRef", "scene.Attach", "scene.AddRef"));
-  EXPECT_TRUE(scene.impl()->HasRef());
-  fake::ClearCalls();
-  GsSceneUse::Acquire(&scene);
-  EXPECT_THAT(fake::Calls(), ElementsAre("host AddRef", "scene.AddRef"));
-  fake::ClearCalls();
-  GsSceneUse::Release(&scene);
-  EXPECT_THAT(fake::Calls(), ElementsAre("scene.ReleaseRef", "host Release"));
-  fake::ClearCalls();
-  GsSceneUse::Release(&scene);
-  EXPECT_THAT(fake::Calls(), ElementsAre("scene.ReleaseRef", "scene.Detach", "host Release"));
-  EXPECT_FALSE(scene.impl()->HasRef());
-}
-
-TEST_F(GsSceneUseTest, IgnoresNull) {
-  GsSceneUse::Acquire(nullptr);
-  GsSceneUse::Release(nullptr);
-  EXPECT_THAT(fake::Calls(), IsEmpty());
-}
-
-TEST_F(GsSceneUseTest, AnInertSceneIsOnlyCounted) {
-  GsDevice::DestroyDefaultDevice();
-  fake::ClearCalls();
-  TestScene scene;
-  GsSceneUse::Acquire(&scene);
-  GsSceneUse::Release(&scene);
-  EXPECT_THAT(fake::Calls(), ElementsAre("host AddRef", "host Release"));
-}
-
-TEST_F(GsSceneUseTest, TheLastReferenceMayDeleteTheScene) {
-  class OwnedScene : public GsScene {
-   public:
-    OwnedScene() : GsScene(8, 8, nullptr) {}
-    ~OwnedScene() override { fake::Record("deleted"); }
-  };
-  scoped_refptr<GsScene> scene = MakeRef<RefCounted<OwnedScene>>();
-  GsSceneUse::Acquire(scene);
-  GsScene* const plain = scene;
-  scene = nullptr;
-  EXPECT_EQ(fake::Count("deleted"), 0);
-  GsSceneUse::Release(plain);
-  EXPECT_EQ(fake::Count("deleted"), 1);
-  EXPECT_THAT(errors(), IsEmpty());
-}
-
-TEST_F(GsSceneUseTest, TheWholeSequenceHoldsTheContextsLock) {
-  ProbedContext* const context = ProbedContext::PutInto(engine());
-  fake::options().on_call = [context](const std::string& call) {
-    if (call == "scene.AddRef" || call == "scene.ReleaseRef") context->Probe();
-  };
-  TestScene scene;
-  GsSceneUse::Acquire(&scene);
-  GsSceneUse::Release(&scene);
-  EXPECT_EQ(context->probes(), 2);
-  EXPECT_EQ(context->intrusions(), 0);
-}
-
-TEST_F(GsSceneUseTest, ViewersOnSeveralThreadsAgree) {
-  class CountedScene : public GsScene {
-   public:
-    using GsScene::GsScene;
-    void AddRef() override {}
-    void Release() override {}
-  };
-  CountedScene scene(8, 8, nullptr);
-  const auto use = [&scene] {
-    for (int i = 0; i < 300; ++i) {
-      GsSceneUse::Acquire(&scene);
-      GsSceneUse::Release(&scene);
-    }
-  };
-  std::thread first(use);
-  std::thread second(use);
-  first.join();
-  second.join();
-  EXPECT_FALSE(scene.impl()->HasRef());
-  EXPECT_EQ(fake::Count("scene.Attach"), fake::Count("scene.Detach"));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <limits>
 #include <memory>
 
-#include "graphics/public/gs_texture_format.h"
 #include "tests/graphics/public/facade_test.h"
 
 namespace {
@@ -12,20 +11,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-TEST(ToInternalFormatTest, MapsEveryLayout) {
-  EXPECT_EQ(ToInternalFormat(GsTexture::kTextureRGBA), kFormatRGBA);
-  EXPECT_EQ(ToInternalFormat(GsTexture::kTextureBGRA), kFormatBGRA);
-  EXPECT_EQ(ToInternalFormat(GsTexture::kTextureR8), kFormatR8);
-  EXPECT_EQ(ToInternalFormat(GsTexture::kTextureRG8), kFormatRG8);
-  EXPECT_EQ(ToInternalFormat(GsTexture::kTextureRGBA16), kFormatRGBA16);
-}
-
-TEST(ToInternalFormatTest, MapsTheRestToUnknown) {
-  EXPECT_EQ(ToInternalFormat(static_cast<GsTexture::Format>(5)), kFormatUnknown);
-  EXPECT_EQ(ToInternalFormat(static_cast<GsTexture::Format>(-1)), kFormatUnknown);
-  EXPECT_EQ(ToInternalFormat(static_cast<GsTexture::Format>(1000)), kFormatUnknown);
-}
 
 class GsTextureTest : public FacadeWithDeviceTest {
  protected:

@@ -10,8 +10,6 @@
 #include <thread>
 #include <utility>
 
-#include "graphics/internal_types.h"
-#include "graphics/public/gs_window_info.h"
 #include "tests/graphics/public/facade_test.h"
 #include "tests/graphics/public/lock_probe.h"
 
@@ -58,15 +56,6 @@ class TestView : public GsView {
 };
 
 class GsViewTest : public FacadeWithDeviceTest {};
-
-TEST(GsWindowInfoTest, TheHandleIsCopied) {
-  char window = 0;
-  InternalWindowInfo internal_info = {};
-  GsWindowInfoToInternalWindowInfo(GsWindowInfo{&window}, internal_info);
-  EXPECT_EQ(internal_info.window, &window);
-  GsWindowInfoToInternalWindowInfo(GsWindowInfo{}, internal_info);
-  EXPECT_EQ(internal_info.window, nullptr);
-}
 
 TEST_F(GsViewTest, OwnsAnEngineView) {
   {

@@ -1,0 +1,29 @@
+// The lock and the references of a context, for those who know it by its interface only. Any thread.
+#include "graphics/context_lock.h"
+
+#include "graphics/graphics_context_impl.h"
+
+// The analysis cannot follow a lock that may not be there.
+ContextLock::ContextLock(GraphicsContext* context) QUARN_NO_THREAD_SAFETY_ANALYSIS
+    : context_(GraphicsContextImpl::From(context)) {
+  if (context_) context_->Lock();
+}
+
+ContextLock::~ContextLock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
+  if (context_) context_->Unlock();
+}
+
+bool HoldsContextLock(const GraphicsContext* context) {
+  const GraphicsContextImpl* const impl = GraphicsContextImpl::From(context);
+  return impl && impl->HeldByCaller();
+}
+
+GraphicsContext* AcquireContext(GraphicsContext* context) {
+  GraphicsContextImpl* const impl = GraphicsContextImpl::From(context);
+  if (impl) impl->AddRef();
+  return impl;
+}
+
+void ReleaseContext(GraphicsContext* context) {
+  if (GraphicsContextImpl* const impl = GraphicsContextImpl::From(context)) impl->Release();
+}
