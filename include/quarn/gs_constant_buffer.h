@@ -1,4 +1,4 @@
-// Constants for shaders.
+// Constants for shaders. Words and tags: quarn.h.
 #ifndef QUARN_GS_CONSTANT_BUFFER_H_
 #define QUARN_GS_CONSTANT_BUFFER_H_
 
@@ -12,32 +12,50 @@ class GsDevice;
 // buffer reads zeros, up to 256 bytes.
 //
 // Thread: any for creating, updating and destroying (not while a frame draws with the buffer); Bind and Unbind render,
-// inside a Draw, TickSource, OnTexture or queued task.
+// inside a frame callback.
 class QUARN_EXPORT GsConstantBuffer {
  public:
-  // `size` bytes, at least 1, copied from `data`; zeros when `data` is null. A null `device` means the default device.
+  // A buffer with a copy of the host's bytes.
   //
-  // Blocks: for the running stage of a frame.
+  // `data`: the bytes; null means zeros.
+  // `size`: bytes, at least 1.
+  //
+  // Blocks: stage.
+  // Ownership: `data` is copied.
   GsConstantBuffer(const void* data, unsigned int size, GsDevice* device);
-  // `size` zero bytes.
+  // A buffer of zeros.
   //
-  // Blocks: for the running stage of a frame.
+  // `size`: bytes, at least 1.
+  //
+  // Blocks: stage.
   GsConstantBuffer(unsigned int size, GsDevice* device);
-  // Unbind first. Blocks: for the running stage of a frame.
+  // Unbind first.
+  //
+  // Blocks: stage.
   virtual ~GsConstantBuffer();
 
   GsConstantBuffer(const GsConstantBuffer&) = delete;
   GsConstantBuffer& operator=(const GsConstantBuffer&) = delete;
 
-  // Makes the block u_buf`slot` of what is drawn next read this buffer. `slot` is 0 to 9: no block reads another. A
-  // buffer serves one slot at a time: Unbind before it takes another. Returns false when there is no buffer, and at any
-  // other time than inside such a call.
+  // Makes a block of what is drawn next read this buffer. A buffer serves one slot at a time: Unbind before it takes
+  // another.
+  //
+  // `slot`: the number of the block, 0 for u_buf0 to 9 for u_buf9: no block reads another.
+  // Returns false when there is no buffer, and at any other time than inside a frame callback.
+  //
+  // Thread: render, inside a frame callback.
   bool Bind(int slot);
   // Gives the block back: it reads zeros again.
-  void Unbind();
-  // Replaces the first `size` bytes; what goes past the end is cut, what is not reached stays. Null data is ignored.
   //
-  // Blocks: for the running stage of a frame.
+  // Thread: render, inside a frame callback.
+  void Unbind();
+  // Replaces the first bytes; what is not reached stays.
+  //
+  // `data`: the bytes; null is ignored.
+  // `size`: how many; what goes past the buffer's end is cut.
+  //
+  // Blocks: stage.
+  // Ownership: `data` is copied.
   void Update(const void* data, unsigned int size);
 
  private:

@@ -1,4 +1,4 @@
-// Drawing, from inside a host's Draw.
+// Drawing, from inside a frame callback. Words and tags: quarn.h.
 #ifndef QUARN_GS_CONTEXT_H_
 #define QUARN_GS_CONTEXT_H_
 
@@ -23,22 +23,34 @@ struct GsVertex {
 //     context.UnbindShader();
 //   }
 //
-// Thread: render, inside a Draw, TickSource, OnTexture or queued task. At any other time, or while a context of the
-// host's own is current, nothing happens; the first such call is logged as an error. Without a device nothing happens.
+// At any other time than inside a frame callback, or while a context of the host's own is current, nothing happens; the
+// first such call is logged as an error. Without a device nothing happens.
+//
+// Thread: render, inside a frame callback.
 class QUARN_EXPORT GsContext {
  public:
-  // Ownership: `device` stays the caller's; unlike elsewhere, null means none.
+  // The operations of one device.
+  //
+  // `device`: unlike elsewhere, null means none.
+  //
+  // Ownership: `device` stays the caller's.
   explicit GsContext(GsDevice* device);
 
-  // Makes a program current: "rgba" (a texture as it is), "to_bgra", or one of GsDevice::AddShader. Returns false when
-  // there is no such program; the current one then stays.
+  // Makes a program current.
+  //
+  // `name`: "rgba" (a texture as it is), "to_bgra", or one of GsDevice::AddShader.
+  // Returns false when there is no such program; the current one then stays.
   bool BindShader(const char* name);
   // Leaves no program current.
   void UnbindShader();
-  // Sets the part of the target to draw into, in pixels from its lower left corner.
+  // Sets the part of the target to draw into.
+  //
+  // `x`, `y`, `width`, `height`: pixels, from the target's lower left corner.
   void SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
-  // Draws a rectangle with the current program. `transform` places it, `target_size` is the width and height of the
-  // target in pixels. Nothing is drawn without a current program.
+  // Draws a rectangle with the current program. Nothing is drawn without one.
+  //
+  // `transform`: where the rectangle goes.
+  // `target_size`: the width and height of the target in pixels.
   void DrawRect(const gs_transform& transform, const gs_vec2& target_size);
   // Reserved: the device of this version only logs a warning.
   void DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices, unsigned int index_count,
@@ -48,12 +60,19 @@ class QUARN_EXPORT GsContext {
   GsDevice* device_;
 };
 
-// The same operations on the default device.
+// The operations of GsContext on the default device.
+//
+// Thread: render, inside a frame callback.
 namespace GsContextDefault {
+// Does what GsContext::BindShader does.
 QUARN_EXPORT bool BindShader(const char* name);
+// Does what GsContext::UnbindShader does.
 QUARN_EXPORT void UnbindShader();
+// Does what GsContext::SetViewport does.
 QUARN_EXPORT void SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
+// Does what GsContext::DrawRect does.
 QUARN_EXPORT void DrawRect(const gs_transform& transform, const gs_vec2& target_size);
+// Does what GsContext::DrawVertexArray does.
 QUARN_EXPORT void DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices,
                                   unsigned int index_count, const gs_transform& transform, const gs_vec2& target_size);
 }  // namespace GsContextDefault

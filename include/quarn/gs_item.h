@@ -1,4 +1,4 @@
-// An item: something that a host draws in a scene.
+// An item: something that a host draws in a scene. Words and tags: quarn.h.
 #ifndef QUARN_GS_ITEM_H_
 #define QUARN_GS_ITEM_H_
 
@@ -14,66 +14,92 @@ class GsDevice;
 class GsItemOnTick;
 class GsScene;
 
-// A picture, a caption, a capture source: derive, override Draw and, to be ticked every frame, TickSource. The
-// setters take effect in the next frame. Counted by reference: see RefCounted.
+// A picture, a caption, a capture source: derive, override Draw and, to be ticked every frame, TickSource. The setters
+// take effect in the next frame. Counted by reference: see RefCounted.
 //
-// Thread: setters and accessors from any; each value is atomic on its own.
+// Thread: any; each value is atomic on its own.
 class QUARN_EXPORT GsItem : public RefCountInterface {
  public:
-  // A null `device` means the default device.
+  // An item of size (0, 0).
   explicit GsItem(GsDevice* device);
-  // Of `size` pixels.
+  // An item of `size` pixels.
   GsItem(const gs_vec2& size, GsDevice* device);
+  // Ends the ticks.
+  //
+  // Blocks: stage.
   ~GsItem() override;
 
   // Called once a frame for every item of a scene in use, hidden ones included. Does nothing by default.
   //
   // Thread: render, with the GL context current: textures may be updated here.
-  // Callback safety: as GsScene::Draw; may set values, queue tasks, update textures and constant buffers, add and
-  // remove items, itself too. An item that is added meanwhile is ticked from the next frame on.
+  // Callback safety: frame callback; may set values, queue tasks, update textures and constant buffers, add and remove
+  // items, itself too. An item that is added meanwhile is ticked from the next frame on.
   virtual void TickSource();
-  // Draws the item into its scene; called for visible items, in the scene's order. Does nothing by default. Blending
-  // is on; set the viewport first.
+  // Draws the item into its scene; called for visible items, in the scene's order. Does nothing by default. Blending is
+  // on; set the viewport first.
   //
   // Thread: render, with the GL context current.
-  // Callback safety: as GsScene::Draw; may add and remove items, itself too.
+  // Callback safety: frame callback; may add and remove items, itself too.
   virtual void Draw();
 
   GsItem(const GsItem&) = delete;
   GsItem& operator=(const GsItem&) = delete;
 
-  // Starts and stops the ticks; when Detach returns none is running (but the one that it is called from). The scene
-  // calls them; a host has no need to.
+  // Starts the ticks. The scene calls it; a host has no need to.
   //
-  // Blocks: for the running stage of a frame.
+  // Blocks: stage.
   void Attach();
+  // Stops the ticks; when it returns none is running (but the one that it is called from). The scene calls it; a host
+  // has no need to.
+  //
+  // Blocks: stage.
   void Detach();
 
-  // The scene of the item, not counted; null outside a scene. Of an item in two scenes it is the one added last, and
-  // null once the item has been removed from either. SetScene is the scene's to call.
+  // Names the scene of the item. The scene calls it.
+  //
+  // Ownership: the scene is not counted.
   void SetScene(GsScene* scene);
+  // Returns the scene of the item; null outside a scene. Of an item in two scenes it is the one added last, and null
+  // once the item has been removed from either.
+  //
+  // Ownership: the scene is not counted.
   GsScene* scene() const;
 
-  // The centre, in pixels from the scene's centre, y downwards.
+  // Returns the centre, in pixels from the scene's centre, y downwards.
   gs_vec2 pos() const;
+  // Sets the centre.
+  //
+  // `pos`: pixels from the scene's centre, y downwards.
   void MoveTo(const gs_vec2& pos);
-  // Width and height in pixels.
+  // Returns width and height in pixels.
   gs_vec2 size() const;
+  // Sets width and height.
+  //
+  // `size`: pixels.
   void Resize(const gs_vec2& size);
-  // Radians about the centre; positive turns clockwise on the screen.
+  // Returns the rotation about the centre in radians; positive turns clockwise on the screen.
   float rotation() const;
+  // Sets the rotation about the centre.
+  //
+  // `rotation`: radians; positive turns clockwise on the screen.
   void SetRotation(float rotation);
-  // The order of drawing, lowest first, once GsScene::OrderItem is called.
+  // Returns the place in the order of drawing.
   int z() const;
+  // Sets the place in the order of drawing, which takes effect once GsScene::OrderItem is called.
+  //
+  // `z`: any value; the lowest is drawn first.
   void SetZ(int z);
-  // Whether the item is drawn.
+  // Returns whether the item is drawn.
   bool visible() const;
+  // Sets whether the item is drawn.
   void SetVisible(bool visible);
-  // Whether the pointer is over the item: views frame it.
+  // Returns whether the pointer is over the item: views frame it.
   bool hovered() const;
+  // Sets whether the pointer is over the item.
   void SetHovered(bool hovered);
-  // Whether the item is selected: views frame it and add handles.
+  // Returns whether the item is selected: views frame it and add handles.
   bool selected() const;
+  // Sets whether the item is selected.
   void SetSelected(bool selected);
 
  private:
@@ -86,6 +112,7 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
  protected:
   // A gs_vec2 aligned to its size, so that every compiler reads and writes it in one piece without a helper library.
   struct alignas(sizeof(gs_vec2)) AlignedVec2 : gs_vec2 {
+    // A copy of `value`.
     AlignedVec2(const gs_vec2& value) : gs_vec2(value) {}
   };
 

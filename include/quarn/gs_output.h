@@ -1,4 +1,4 @@
-// Outputs: the picture of a scene, handed to the host every frame.
+// Outputs: the picture of a scene, handed to the host every frame. Words and tags: quarn.h.
 #ifndef QUARN_GS_OUTPUT_H_
 #define QUARN_GS_OUTPUT_H_
 
@@ -18,34 +18,38 @@ class GsTexture;
 // picture was drawn: the render loop hands on what it knows of the previous frame. A host that drives the frames itself
 // gives the timestamps to GsDevice::OutputFrame.
 //
-// Thread: caller-serialised, apart from a running callback, which may start and stop its own output meanwhile. Not on
-// the render thread (a Draw, TickSource, OnTexture or queued task) for a raw output whose OnFrame calls into the
-// engine: its Start, Stop and destructor would each wait for that call, and the call for them.
+// Thread: caller-serialised, apart from a running callback, which may start and stop its own output meanwhile. Not in a
+// frame callback for a raw output whose OnFrame calls into the engine: its Start, Stop and destructor would each wait
+// for that call, and the call for them.
 class QUARN_EXPORT GsOutput {
  public:
-  // An output of `scene` at `width` x `height` pixels; the picture is fitted, keeping its aspect ratio. Each side is at
-  // least 1 (at least 2 for I420 and NV12: otherwise Start succeeds and nothing comes) and at most the driver's longest
-  // texture side. A null `device` means the default device; it must be the scene's. A null scene, a side out of range
-  // and a device other than the scene's make the output inert, with an error line in the log; without any device it is
-  // inert too.
+  // An output of a scene; the picture is fitted, keeping its aspect ratio. A null scene, a side out of range and a
+  // device other than the scene's make the output inert, with an error line in the log.
   //
-  // Blocks: for the running stage of a frame.
+  // `scene`: what is shown.
+  // `width`, `height`: pixels, each at least 1 (at least 2 for I420 and NV12: otherwise Start succeeds and nothing
+  // comes) and at most the driver's longest texture side.
+  // `device`: the scene's.
+  //
+  // Blocks: stage.
   // Ownership: takes a reference on the scene.
   GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device);
   // Stop first: destroying a started output is an error, which the log names.
   //
-  // Blocks: for the running stage of a frame and a running OnFrame. Not on the render thread, as said above.
+  // Blocks: stage, and for a running OnFrame.
   virtual ~GsOutput();
 
-  // Starts the deliveries. Returns false only for a format that no output produces; other problems are logged, and
-  // nothing is delivered. An inert output starts and delivers nothing.
+  // Starts the deliveries. An inert output starts and delivers nothing.
   //
-  // Blocks: for the running stage of a frame and a running callback. Not on the render thread, as said above.
+  // Returns false only for a format that no output produces and where memory is missing; other problems are logged, and
+  // nothing is delivered.
+  //
+  // Blocks: stage, and for a running callback.
   virtual bool Start() = 0;
   // Ends the deliveries: when it returns no callback runs any more (but the one that it is called from), and the output
   // is stopped, even when a callback that was still running has started it again.
   //
-  // Blocks: for the running stage of a frame and a running callback. Not on the render thread, as said above.
+  // Blocks: stage, and for a running callback.
   virtual void Stop();
 
   GsOutput(const GsOutput&) = delete;
@@ -71,12 +75,22 @@ class QUARN_EXPORT GsOutput {
 // BGRA pictures are opaque black until the host adds the program that makes them, in one line (glsl_src.h):
 //
 //   device->AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]);
+//
+// Thread: as GsOutput.
 class QUARN_EXPORT GsOutputRaw : public GsOutput {
  public:
+  // An output of raw frames: see GsOutput's constructor.
+  //
+  // `format`: the layout of the frames; Start refuses what no output produces.
+  //
+  // Blocks: stage.
+  // Ownership: takes a reference on the scene.
   GsOutputRaw(GsScene* scene, unsigned int width, unsigned int height, GsFormat format, GsDevice* device);
   ~GsOutputRaw() override;
 
-  // Returns false, with an error line in the log, for a format that no output produces.
+  // Starts the deliveries.
+  //
+  // Returns false, with an error line in the log, for a format that no output produces and where memory is missing.
   bool Start() override;
   void Stop() override;
 
@@ -93,22 +107,31 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
 };
 
 // The scene's own texture. Derive and override OnTexture.
+//
+// Thread: as GsOutput.
 class QUARN_EXPORT GsOutputTex : public GsOutput {
  public:
+  // An output of textures: see GsOutput's constructor.
+  //
+  // Blocks: stage.
+  // Ownership: takes a reference on the scene.
   GsOutputTex(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device);
   ~GsOutputTex() override;
 
-  // Always returns true.
+  // Starts the deliveries.
+  //
+  // Returns false only where memory is missing, with an error line in the log.
   bool Start() override;
   void Stop() override;
 
-  // Receives the scene's texture once a frame, of the scene's size, bottom row first; it belongs to the scene and is
-  // valid during the call. `timestamp` is the picture's, as GsOutput has it: the time of the frame before. By default
-  // logs the timestamp at debug level.
+  // Receives the scene's texture once a frame. By default logs the timestamp at debug level.
+  //
+  // `texture`: of the scene's size, bottom row first. It belongs to the scene and is valid during the call.
+  // `timestamp`: the picture's, as GsOutput has it: the time of the frame before.
   //
   // Thread: render, with the GL context current: a host may draw with the texture. It delays the frame.
-  // Callback safety: as GsScene::Draw; may start and stop its own output, update textures and constant buffers, and
-  // queue tasks; must not destroy the output, nor start, stop or destroy another one.
+  // Callback safety: frame callback; may start and stop its own output, update textures and constant buffers, and queue
+  // tasks; must not destroy the output, nor start, stop or destroy another one.
   virtual void OnTexture(GsTexture* texture, unsigned long long timestamp);
 
  private:

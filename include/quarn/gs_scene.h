@@ -1,4 +1,4 @@
-// A scene: an off-screen canvas on which items are drawn every frame.
+// A scene: an off-screen canvas on which items are drawn every frame. Words and tags: quarn.h.
 #ifndef QUARN_GS_SCENE_H_
 #define QUARN_GS_SCENE_H_
 
@@ -16,7 +16,7 @@ class GsSceneOnDraw;
 class GsSceneUse;
 
 // A canvas of a fixed size with a list of items, the first at the bottom. It starts opaque black every frame and is
-// rendered only while an output or a view uses it. Counted by reference: see RefCounted.
+// rendered only while it is in use. Counted by reference: see RefCounted.
 //
 // An item may be in two scenes: it is ticked once a frame and drawn in both. Removing it from either, and taking either
 // out of use, stops its ticks in both.
@@ -24,53 +24,66 @@ class GsSceneUse;
 // Thread: any, also while the scene is rendered.
 class QUARN_EXPORT GsScene : public RefCountInterface {
  public:
-  // A canvas of `width` x `height` pixels, each at least 1 and at most the driver's longest texture side; otherwise,
-  // and without a device, the scene is inert. A null `device` means the default device.
+  // A canvas of that size, without items.
   //
-  // Blocks: for the running stage of a frame.
+  // `width`, `height`: pixels, each at least 1 and at most the driver's longest texture side; otherwise, and without a
+  // device, the scene is inert.
+  //
+  // Blocks: stage.
   GsScene(unsigned int width, unsigned int height, GsDevice* device);
   // Destroy a scene only when no output or view uses it.
   //
-  // Blocks: for the running stage of a frame.
+  // Blocks: stage.
   ~GsScene() override;
 
   // Draws one frame: by default Draw of every visible item in order. An override may replace or extend it; blending is
   // on; set the viewport first.
   //
   // Thread: render, with the GL context current and the canvas bound; called by the library.
-  // Callback safety: runs with the engine's lock held. It must not wait for a thread that creates, attaches or detaches
-  // objects, and must not destroy a scene (by its last reference either), a filter, a view or the device. GL of the
-  // host's own leaves the state as it found it: pixel store, bindings, current context.
+  // Callback safety: frame callback.
   virtual void Draw();
 
   GsScene(const GsScene&) = delete;
   GsScene& operator=(const GsScene&) = delete;
 
-  // Starts and stops the rendering of the scene and the ticks of its items. Outputs and views call them; a host has no
-  // need to.
+  // Starts the rendering of the scene and the ticks of its items. Outputs and views call it; a host has no need to.
   //
-  // Blocks: for the running stage of a frame.
+  // Blocks: stage.
   void Attach();
+  // Stops what Attach started. Outputs and views call it; a host has no need to.
+  //
+  // Blocks: stage.
   void Detach();
 
-  // Puts an item on top and takes a reference on it. An item already in the list stays where it is; null is ignored.
+  // Puts an item on top. One already in the list stays where it is.
   //
-  // Blocks: for the running stage of a frame.
+  // `item`: null is ignored.
+  //
+  // Blocks: stage.
+  // Ownership: takes a reference on the item.
   void AddItem(GsItem* item);
-  // Takes an item out and drops the list's reference; its ticks have ended when the call returns. Null is ignored.
+  // Takes an item out; its ticks have ended when the call returns.
   //
-  // Blocks: for the running stage of a frame.
+  // `item`: null is ignored.
+  //
+  // Blocks: stage.
+  // Ownership: drops the list's reference.
   void RemoveItem(GsItem* item);
   // Sorts the list by ascending z, keeping the order of equals. Neither AddItem nor GsItem::SetZ sorts.
   void OrderItem();
-  // The number of items.
+  // Returns the number of items.
   unsigned int item_count() const;
   // Calls fn(item, user) for a copy of the list in order, until it returns false. Items removed meanwhile stay alive
-  // until the walk ends. `fn` may change the list and must not destroy the scene. A null `fn` is ignored.
+  // until the walk ends.
+  //
+  // `fn`: may change the list and must not destroy the scene; null is ignored.
+  //
+  // Ownership: `user` stays the caller's.
   void EnumItems(bool (*fn)(GsItem* item, void* user), void* user);
 
-  // Size in pixels; 0 for an inert scene.
+  // Returns the width in pixels; 0 for an inert scene.
   unsigned int width() const;
+  // Returns the height in pixels; 0 for an inert scene.
   unsigned int height() const;
 
   // For the library's own use.

@@ -1,4 +1,4 @@
-// The picture of a screen, as a texture.
+// The picture of a screen, as a texture. Words and tags: quarn.h.
 #ifndef QUARN_GS_SCREEN_DUP_H_
 #define QUARN_GS_SCREEN_DUP_H_
 
@@ -13,22 +13,27 @@ class GsTexture;
 // Thread: caller-serialised.
 class QUARN_EXPORT GsScreenDup {
  public:
-  // `name` is the display's. A null `device` means the default device.
+  // A duplicator of one screen.
+  //
+  // `name`: the display's.
   GsScreenDup(const char* name, GsDevice* device);
+  // Destroys the latest capture too.
   ~GsScreenDup();
 
   GsScreenDup(const GsScreenDup&) = delete;
   GsScreenDup& operator=(const GsScreenDup&) = delete;
 
-  // Captures the screen. Returns a negative value on failure.
+  // Captures the screen.
+  //
+  // Returns a negative value on failure.
   int Dup();
-  // The latest capture; null when there is none.
+  // Returns the latest capture; null when there is none.
   //
   // Ownership: the duplicator's, until the next Dup.
   GsTexture* last_frame() const;
-  // Whether the screen shows a high dynamic range.
+  // Returns whether the screen shows a high dynamic range.
   bool is_hdr() const;
-  // The reference white of standard pictures in nits; 80 without a screen.
+  // Returns the reference white of standard pictures in nits; 80 without a screen.
   unsigned int sdr_white_level() const;
 
  private:

@@ -11,16 +11,22 @@ struct internal_vec3;
 struct internal_transform;
 
 // Two floats.
+//
+// Thread: caller-serialised.
 struct QUARN_EXPORT gs_vec2 {
   float x;
   float y;
 
+  // (0, 0).
   gs_vec2() : x(0.0f), y(0.0f) {}
+  // (`x_value`, `y_value`).
   gs_vec2(float x_value, float y_value) : x(x_value), y(y_value) {}
   gs_vec2(const gs_vec2&) = default;
   gs_vec2& operator=(const gs_vec2&) = default;
 
+  // Both values times `scale`.
   gs_vec2 operator*(float scale) const { return gs_vec2(x * scale, y * scale); }
+  // The sums of the values.
   gs_vec2 operator+(const gs_vec2& other) const { return gs_vec2(x + other.x, y + other.y); }
 
   // For the library's own use.
@@ -28,11 +34,14 @@ struct QUARN_EXPORT gs_vec2 {
 };
 
 // Three floats.
+//
+// Thread: caller-serialised.
 struct QUARN_EXPORT gs_vec3 {
   float x;
   float y;
   float z;
 
+  // (`x_value`, `y_value`, `z_value`).
   gs_vec3(float x_value, float y_value, float z_value) : x(x_value), y(y_value), z(z_value) {}
 
   // For the library's own use.
@@ -40,14 +49,17 @@ struct QUARN_EXPORT gs_vec3 {
 };
 
 // Where a rectangle lands on a render target.
+//
+// Thread: caller-serialised.
 struct QUARN_EXPORT gs_transform {
   gs_vec2 pos;     // Its centre, in pixels from the centre of the target, y downwards.
   gs_vec2 size;    // Its width and height in pixels.
   float rotation;  // Radians about its centre; positive turns clockwise on the screen.
 
+  // A rectangle of `size_px` pixels about `pos_px`, turned by `rotation_rad` radians.
   gs_transform(const gs_vec2& pos_px, const gs_vec2& size_px, float rotation_rad)
       : pos(pos_px), size(size_px), rotation(rotation_rad) {}
-  // Not rotated.
+  // A rectangle that is not rotated.
   gs_transform(const gs_vec2& pos_px, const gs_vec2& size_px) : gs_transform(pos_px, size_px, 0.0f) {}
 
   // For the library's own use.

@@ -1,4 +1,4 @@
-// Views: a scene in a window of the host's, with the editing overlay.
+// Views: a scene in a window of the host's, with the editing overlay. Words and tags: quarn.h.
 #ifndef QUARN_GS_VIEW_H_
 #define QUARN_GS_VIEW_H_
 
@@ -40,29 +40,36 @@ struct GsWindowInfo {
 // A window that goes away, has no size or cannot be presented to costs the picture and one line in the log, nothing
 // else.
 //
-// Thread: caller-serialised where nothing else is said; all of it may run while the view is drawn.
+// Thread: caller-serialised; all of it may run while the view is drawn.
 class QUARN_EXPORT GsView {
  public:
-  // A view in `info.window`, `width` x `height` pixels large, which shows nothing until Attch. A null `device` means
-  // the default device; without any the view is inert.
+  // A view in a window, which shows nothing until Attch. Without a device the view is inert.
   //
-  // Blocks: for the running stage of a frame.
+  // `info`: the window.
+  // `width`, `height`: the view's size in pixels.
+  //
+  // Blocks: stage.
   GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device);
   // Detach first. Lets go of the scene.
   //
-  // Blocks: for the running stage of a frame. Not from a Draw, of any object.
+  // Thread: not from a Draw, of any object.
+  // Blocks: stage.
   virtual ~GsView();
   GsView(const GsView&) = delete;
   GsView& operator=(const GsView&) = delete;
 
-  // Shows `scene` from the next frame on and keeps it in use, and so rendered; null shows nothing but the background. A
-  // scene of another device than the view's is kept in use but its picture is not shown, and the log says so.
+  // Shows a scene from the next frame on and keeps it in use, and so rendered.
   //
-  // Blocks: for the running stage of a frame. Not from a Draw, when it drops the last reference of the scene before.
+  // `scene`: null shows nothing but the background. A scene of another device than the view's is kept in use but its
+  // picture is not shown, and the log says so.
+  //
+  // Thread: caller-serialised; not from a Draw, when it drops the last reference of the scene before.
+  // Blocks: stage.
   // Ownership: takes a reference on the scene, and drops the one on the scene before.
   virtual void SetScene(GsScene* scene);
-  // Tells the view that its window has another size, in pixels. A size of 0 stops the drawing. The picture follows
-  // within the next frames: see qn_main_queue.h.
+  // Tells the view that its window has another size. The picture follows within the next frames: see qn_main_queue.h.
+  //
+  // `width`, `height`: pixels; a size of 0 stops the drawing.
   //
   // Thread: any.
   // Blocks: while the view is drawn.
@@ -70,32 +77,44 @@ class QUARN_EXPORT GsView {
   // Draws a frame; nothing by default. Blending is on; set the viewport, (0, 0, width(), height()), first.
   //
   // Thread: render, with the GL context current and the view's picture bound; called by the library.
-  // Callback safety: as GsScene::Draw; may detach the view, and must not destroy it.
+  // Callback safety: frame callback; may detach the view, and must not destroy it.
   virtual void Draw();
 
   // Starts the drawing, once a frame, in the order in which views were attached. The spelling is part of the interface
   // and stays. Attaching twice changes nothing.
   //
-  // Blocks: for the running stage of a frame.
+  // Blocks: stage.
   void Attch();
   // Ends the drawing: when it returns, Draw does not run any more (but the one that it is called from). The window
   // keeps its last picture.
   //
-  // Blocks: for the running stage of a frame.
+  // Blocks: stage.
   void Detach();
 
-  // The scene shown, or null.
+  // Returns the scene shown, or null.
   //
   // Thread: any.
   // Blocks: while the view is drawn.
+  // Ownership: the scene is not counted; scene_ptr() takes a reference.
   GsScene* scene();
-  // The same with a reference of the caller's own, and without waiting; not while another thread calls SetScene.
+  // Returns the scene shown with a reference of the caller's own, and without waiting.
+  //
+  // Thread: any; not while another thread calls SetScene.
   scoped_refptr<GsScene> scene_ptr();
 
-  // The size in pixels last asked for; 0 for an inert view. Thread: any.
+  // Returns the width last asked for, in pixels; 0 for an inert view.
+  //
+  // Thread: any.
   unsigned int width() const;
+  // Returns the height last asked for, in pixels; 0 for an inert view.
+  //
+  // Thread: any.
   unsigned int height() const;
-  // The colour behind and beside the scene, each part 0 to 1. Opaque black at first. Thread: any.
+  // Sets the colour behind and beside the scene. Opaque black at first.
+  //
+  // `r`, `g`, `b`, `a`: each 0 to 1.
+  //
+  // Thread: any.
   void SetBackgroundColor(float r, float g, float b, float a);
 
   // For the library's own use.
@@ -103,8 +122,12 @@ class QUARN_EXPORT GsView {
 
  protected:
   // For the library's own use: puts in place a scene that is in use already, or null, and returns the one before.
+  //
+  // Blocks: while the view is drawn.
   GsScene* ExchangeScene(GsScene* scene);
   // For the library's own use: what destruction must do while Draw is still that of the class.
+  //
+  // Blocks: stage.
   void DetachForDestruction();
   // For the library's own use: whether `scene` has a picture that can be drawn into this view.
   bool CanShow(GsScene* scene) const;
@@ -130,52 +153,80 @@ class QUARN_EXPORT GsView {
 // It draws with the default device's context, so that device should be the view's as well. Where it is not, what is
 // shown is undefined, and drawing takes that context's lock last: no callback of the default device may then create,
 // attach, detach or destroy objects of the view's device.
+//
+// Thread: as GsView.
 class QUARN_EXPORT GsViewImpl : public GsView {
  public:
-  // As GsView's.
+  // A view in a window: see GsView's constructor.
+  //
+  // Blocks: stage.
   GsViewImpl(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device);
   ~GsViewImpl() override;
 
-  // As GsView's. The new scene, or size, is fitted at once.
+  // Shows a scene as GsView::SetScene does. It is fitted at once.
   //
-  // Blocks: also while the view is drawn.
+  // Blocks: stage, and while the view is drawn.
   void SetScene(GsScene* scene) override;
+  // Takes another size as GsView::Resize does. The scene is fitted to it at once.
   void Resize(unsigned int width, unsigned int height) override;
-  // DefaultDraw. An override may draw more, before or after.
+  // Calls DefaultDraw. An override may draw more, before or after.
   void Draw() override;
 
-  // Puts a vertical (X) or horizontal (Y) guide line, two pixels wide, at that many view pixels from the view's centre,
-  // x to the right and y downwards; NaN takes it away. Thread: any.
+  // Puts a vertical guide line, two pixels wide, into the view.
+  //
+  // `x`: view pixels from the view's centre, to the right; NaN takes the line away.
+  //
+  // Thread: any.
   void SetClampX(float x);
+  // Puts a horizontal guide line, two pixels wide, into the view.
+  //
+  // `y`: view pixels from the view's centre, downwards; NaN takes the line away.
+  //
+  // Thread: any.
   void SetClampY(float y);
 
-  // View pixels per scene pixel; 0 without a scene, while anything has no size, and where the margin is all there is. A
-  // view under 10 pixels in the limiting direction, which has no room for the margin, has an enormous scale: part of
-  // the interface.
+  // Returns view pixels per scene pixel; 0 without a scene, while anything has no size, and where the margin is all
+  // there is. A view under 10 pixels in the limiting direction, which has no room for the margin, has an enormous
+  // scale: part of the interface.
   //
-  // A pointer at (x, y) pixels from the view's upper left corner is over the scene position
-  // (gs_vec2(x, y) + offset()) * (1 / scale()), counted as GsItem::pos is.
+  // A pointer at (x, y) pixels from the view's upper left corner is over this scene position, counted as GsItem::pos
+  // is:
+  //
+  //   (gs_vec2(x, y) + offset()) * (1 / scale())
   //
   // Thread: any.
   float scale() const;
-  // Where the view's upper left corner lies, in view pixels from its centre: half its size, negated. (0, 0) without a
-  // scene; what it was before while anything has no size. Thread: any.
+  // Returns where the view's upper left corner lies, in view pixels from its centre: half its size, negated. (0, 0)
+  // without a scene; what it was before while anything has no size.
+  //
+  // Thread: any.
   gs_vec2 offset() const;
 
  protected:
   // What Draw is made of.
+
+  // Draws the scene, the frames of its items in their order, the guide lines.
   //
   // Thread: render, inside Draw.
-
-  // The scene, the frames of its items in their order, the guide lines.
+  // Blocks: never: the frame holds what it takes.
   void DefaultDraw();
-  // The scene's picture, `width` x `height` pixels large, in the middle of the view.
+  // Draws the scene's picture in the middle of the view.
+  //
+  // `width`, `height`: the picture's size in view pixels.
+  //
+  // Thread: render, inside Draw.
+  // Blocks: never: the frame holds what it takes.
   void DrawSceneTexture(unsigned int width, unsigned int height);
-  // The frame of `item`, with handles when it is selected; whether it is visible is not asked. Null is ignored.
+  // Draws the frame of an item, with handles when it is selected; whether it is visible is not asked.
+  //
+  // `item`: null is ignored.
+  //
+  // Thread: render, inside Draw.
   void DrawEditingItem(GsItem* item);
 
-  // Works out scale() and offset() for the present scene and size. Thread: any.
+  // Works out scale() and offset() for the present scene and size.
   //
+  // Thread: any.
   // Blocks: while the view is drawn.
   void ResizePreview();
 

@@ -1,4 +1,4 @@
-// An input of the audio mixer.
+// An input of the audio mixer. Words and tags: quarn.h.
 #ifndef QUARN_QN_AUDIO_INPUT_H_
 #define QUARN_QN_AUDIO_INPUT_H_
 
@@ -33,26 +33,36 @@ enum QnMixSampleType : int {
 // input's samples a second time, and is silent only as long as no input with that channel has been mixed. That is part
 // of the interface: a host that cannot keep up pads its pushes itself, and gives an input all the channels of its
 // mixer.
+//
+// Thread: any for pushing; the rest is caller-serialised.
 class QUARN_EXPORT QnAudioInput : public RefCountInterface {
  public:
-  // `sample_rate` in frames a second, 1 to 2^32-1 as far as memory goes; `channels` is 1 to 8. Both, and `type`, should
-  // be the mixer's: this is not checked, and where they are not it does no harm but to the sound. A rate of 0, more
-  // than eight channels and missing memory make the input inert, with an error line in the log: pushes are ignored.
+  // An empty input. The three should be the mixer's: this is not checked, and where they are not it does no harm but to
+  // the sound. A rate of 0, more than eight channels and missing memory make the input inert, with an error line in the
+  // log: pushes are ignored.
+  //
+  // `sample_rate`: frames a second, 1 to 2^32-1 as far as memory goes.
+  // `channels`: 1 to 8.
+  // `type`: of the samples that are pushed.
   QnAudioInput(unsigned int sample_rate, unsigned int channels, QnMixSampleType type);
   // An input that is still added to a mixer holds a reference there, so it is not destroyed while it is.
   ~QnAudioInput() override;
   QnAudioInput(const QnAudioInput&) = delete;
   QnAudioInput& operator=(const QnAudioInput&) = delete;
 
-  // Appends `frames` samples to each channel: planes[c] points to the samples of channel c, of the input's type. A null
-  // plane adds nothing to its channel, and null `planes` add nothing at all. `sequence` names the continuous stream
-  // that the samples belong to, by any value: one that differs from the last push drops everything buffered and starts
-  // over, with a warning in the log, null `planes` or not; so does the first push (without the warning where its value
-  // is 2^64-1, which stands for no stream yet).
+  // Appends samples to each channel.
+  //
+  // `planes`: planes[c] points to the samples of channel c, of the input's type. A null plane adds nothing to its
+  // channel, and null `planes` add nothing at all.
+  // `frames`: how many samples each plane has.
+  // `sequence`: names the continuous stream that the samples belong to, by any value. One that differs from the last
+  // push drops everything buffered and starts over, with a warning in the log, null `planes` or not; so does the first
+  // push (without the warning where its value is 2^64-1, which stands for no stream yet).
   //
   // Thread: any.
   // Blocks: while the mixer or another push copies, or the log writes the warning of a new sequence; never for a
   // callback of the mixer.
+  // Ownership: the samples are copied.
   void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);
 
   // For the library's own use. The spelling is part of the interface and stays.

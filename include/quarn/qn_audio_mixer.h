@@ -1,4 +1,4 @@
-// The audio mixer.
+// The audio mixer. Words and tags: quarn.h.
 #ifndef QUARN_QN_AUDIO_MIXER_H_
 #define QUARN_QN_AUDIO_MIXER_H_
 
@@ -17,41 +17,59 @@ class QUARN_EXPORT QnAudioMixer {
  public:
   // Receives what is mixed.
   //
+  // A late return delays the blocks that follow, and loses none: they come without a pause until the mixer has caught
+  // up, each with the time that it would have had. Inputs buffer ten seconds meanwhile.
+  //
   // Thread: the mixer's own.
   // Callback safety: runs with the mixer's lock held. It must not call AddInput or RemoveInput of its mixer (they are
   // ignored then, with an error line in the log), nor Start, nor destroy it (the mixer is then left behind, with an
   // error line, and never freed), nor wait for a thread that does one of these or Stop; it may push into inputs. Stop
   // called here ends the mixing after this block without waiting for it, and logs an error: call it again from another
-  // thread. A late return delays the blocks that follow, and loses none: they come without a pause until the mixer has
-  // caught up, each with the time that it would have had. Inputs buffer ten seconds meanwhile.
+  // thread.
   class QUARN_EXPORT Callback {
    public:
+    // Destroy it only when no mixer calls it any more.
+    //
+    // Thread: caller-serialised.
     virtual ~Callback();
-    // A block of `frames` samples in each of the mixer's channels, of its sample type: a twentieth of a second. The
-    // planes are the mixer's and hold the block during the call only: copy them. `timestamp_ns` is the time of the
-    // block's first sample on the monotonic clock (qn_os_gettime_ns), which is 50 ms ago or, where the mixer is late,
-    // more. Each block begins where the one before it ended.
+    // Receives a block, a twentieth of a second. Each block begins where the one before it ended.
+    //
+    // `planes`: one for each of the mixer's channels, of its sample type.
+    // `frames`: how many samples each plane has.
+    // `timestamp_ns`: the time of the block's first sample on the monotonic clock (qn_os_gettime_ns), which is 50 ms
+    // ago or, where the mixer is late, more.
+    //
+    // Ownership: the planes are the mixer's and hold the block during the call only: copy them.
     virtual void OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) = 0;
-    // The largest magnitude in that block, linear, 0 to 1. Called after each OnMixSamples.
+    // Receives the largest magnitude in a block. Called after each OnMixSamples.
+    //
+    // `peak`: linear, 0 to 1.
     virtual void OnMixPeak(float peak) = 0;
   };
 
-  // `sample_rate` in frames a second: a twentieth of it, rounded down, is a block, so below 20 a started mixer calls
-  // back with empty blocks without a pause. `channels` is 1 to 8. A rate of 0, more than eight channels and missing
-  // memory make the mixer inert, with an error line in the log: it does not start. `callback` may be null: then the
-  // blocks are discarded.
+  // A mixer that does not run yet. A rate of 0, more than eight channels and missing memory make it inert, with an
+  // error line in the log: it does not start.
+  //
+  // `sample_rate`: frames a second. A twentieth of it, rounded down, is a block, so below 20 a started mixer calls back
+  // with empty blocks without a pause.
+  // `channels`: 1 to 8.
+  // `type`: of the samples of its inputs and of its blocks.
+  // `callback`: may be null: then the blocks are discarded.
   //
   // Ownership: the host keeps the callback, which must outlive the mixing.
   QnAudioMixer(unsigned int sample_rate, unsigned int channels, QnMixSampleType type, Callback* callback);
   // Stop, and remove every input, first. A mixer that runs is stopped here; inputs that are still added keep the
   // reference that the mixer took.
+  //
+  // Blocks: as Stop, where it runs.
   ~QnAudioMixer();
   QnAudioMixer(const QnAudioMixer&) = delete;
   QnAudioMixer& operator=(const QnAudioMixer&) = delete;
 
-  // Starts the mixing. Returns true also when it runs already; false, with an error line in the log, when its thread
-  // cannot be created, in a callback after Stop, and on an inert mixer. A thread that finds no memory for its blocks
-  // ends with an error line.
+  // Starts the mixing. A thread that finds no memory for its blocks ends with an error line.
+  //
+  // Returns true also when it runs already; false, with an error line in the log, when its thread cannot be created, in
+  // a callback after Stop, and on an inert mixer.
   //
   // Blocks: for the last block and its callbacks, after a Stop in a callback.
   bool Start();
@@ -60,14 +78,17 @@ class QUARN_EXPORT QnAudioMixer {
   // Blocks: until the block under way is done, at most about 50 ms and the callbacks.
   void Stop();
 
-  // Adds an input, which belongs to one mixer at a time; null and one that is already added are ignored. Blocks to come
-  // have its samples. Where memory is missing it is not added, with an error line in the log.
+  // Adds an input, which belongs to one mixer at a time. Blocks to come have its samples. Where memory is missing it is
+  // not added, with an error line in the log.
+  //
+  // `input`: null and one that is already added are ignored.
   //
   // Blocks: for a running block and its callbacks.
   // Ownership: takes a reference on the input.
   void AddInput(QnAudioInput* input);
-  // Takes an input out; null and one that was not added are ignored. When it returns, the mixer does not touch the
-  // input any more.
+  // Takes an input out. When it returns, the mixer does not touch the input any more.
+  //
+  // `input`: null and one that was not added are ignored.
   //
   // Blocks: for a running block and its callbacks.
   // Ownership: drops the reference that AddInput took, which may delete the input.

@@ -1,4 +1,4 @@
-// A block of bytes that a host shares by reference.
+// A block of bytes that a host shares by reference. Words and tags: quarn.h.
 #ifndef QUARN_QN_BUFFER_H_
 #define QUARN_QN_BUFFER_H_
 
@@ -12,16 +12,21 @@ class QUARN_EXPORT QNBuffer : public RefCountInterface {
  public:
   // An empty buffer: null data, size 0.
   QNBuffer();
-  // Allocates `size` bytes, rounded up to the next multiple of 64 and not zeroed. When memory is short, or the
-  // rounding overflows, the buffer is empty, with an error line in the log.
+  // A buffer of bytes that are not zeroed. When memory is short, or the rounding overflows, the buffer is empty, with
+  // an error line in the log.
+  //
+  // `size`: bytes, rounded up to the next multiple of 64; 0 makes an empty buffer.
   explicit QNBuffer(unsigned long size);
+  // Frees the bytes.
   ~QNBuffer() override;
   QNBuffer(const QNBuffer&) = delete;
   QNBuffer& operator=(const QNBuffer&) = delete;
 
-  // The rounded size in bytes.
+  // Returns the rounded size in bytes.
   unsigned long size() const;
-  // The first byte, aligned as malloc aligns; null for an empty buffer.
+  // Returns the first byte, aligned as malloc aligns; null for an empty buffer.
+  //
+  // Ownership: the buffer's.
   unsigned char* data();
   const unsigned char* data() const;
 

@@ -1,4 +1,4 @@
-// A signal between threads.
+// A signal between threads. Words and tags: quarn.h.
 #ifndef QUARN_QN_EVENT_H_
 #define QUARN_QN_EVENT_H_
 
@@ -6,29 +6,44 @@
 
 class QNEventPri;
 
-// A flag that threads wait for. An automatic event is cleared by the wait that it satisfies; a manual one
-// stays signalled until Reset. One that finds no memory says so in the log: then every operation returns false at once.
+// A flag that threads wait for. An automatic event is cleared by the wait that it satisfies; a manual one stays
+// signalled until Reset. One that finds no memory says so in the log: then every operation returns false at once.
 //
 // Thread: any. Signal wakes one waiter; with several waiters on a manual event the others see the flag when
 // they next test it.
 class QUARN_EXPORT QNEvent {
  public:
+  // An event that is not signalled.
+  //
+  // `manual_reset`: true for a manual event, false for an automatic one.
   explicit QNEvent(bool manual_reset);
+  // Destroy an event only when nobody waits for it.
+  //
+  // Thread: caller-serialised.
   ~QNEvent();
   QNEvent(const QNEvent&) = delete;
   QNEvent& operator=(const QNEvent&) = delete;
 
-  // Sets the flag and wakes one waiter. Returns true.
+  // Sets the flag and wakes one waiter.
+  //
+  // Returns true.
   bool Signal();
-  // Clears the flag. Returns true.
+  // Clears the flag.
+  //
+  // Returns true.
   bool Reset();
+  // Waits until the event is signalled.
+  //
   // Returns true when the event was signalled, false on a failed wait.
   //
   // Blocks: until signalled.
   bool Wait();
-  // Waits up to `ms` milliseconds. Returns true when the time ran out (or the wait failed) and false when the
-  // event was signalled: the opposite sense to Wait, which is part of the interface. The deadline is on the wall
-  // clock: a change of that clock shortens or lengthens the wait.
+  // Waits until the event is signalled, for a time at most. The deadline is on the wall clock: a change of that clock
+  // shortens or lengthens the wait.
+  //
+  // `ms`: the longest wait in milliseconds.
+  // Returns true when the time ran out (or the wait failed) and false when the event was signalled: the opposite sense
+  // to Wait, which is part of the interface.
   //
   // Blocks: up to `ms` milliseconds.
   bool TimedWait(unsigned long ms);

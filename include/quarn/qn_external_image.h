@@ -1,4 +1,4 @@
-// An image that lives outside the engine.
+// An image that lives outside the engine. Words and tags: quarn.h.
 #ifndef QUARN_QN_EXTERNAL_IMAGE_H_
 #define QUARN_QN_EXTERNAL_IMAGE_H_
 
@@ -18,25 +18,42 @@ class QUARN_EXPORT QnExternalImage {
   static constexpr std::uint32_t kPixelFormatL10R = 0x6C313072;  // 'l10r': little-endian words, B in bits 0 to 9, then
                                                                  // G, R, and 2 bits of alpha at the top.
 
-  // Pixels at `base`, rows `bytes_per_row` apart (at least width * 4).
+  // Pixels in memory.
+  //
+  // `width`, `height`: pixels.
+  // `pixel_format`: one of the codes above.
+  // `bytes_per_row`: bytes from a row to the next, at least 4 a pixel.
+  // `base`: the first row.
   //
   // Ownership: `base` stays the host's, and must be readable, to the last row, during each use.
   QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row,
                   const void* base);
-  // Pixels in the file `fd`, from byte `offset` on. The file is mapped for each use only; one that is too short is
-  // refused there.
+  // Pixels in a file, which is mapped for each use only; one that is too short is refused there.
+  //
+  // `width`, `height`: pixels.
+  // `pixel_format`: one of the codes above.
+  // `bytes_per_row`: bytes from a row to the next, at least 4 a pixel.
+  // `fd`: the file.
+  // `offset`: the byte that the first row begins at.
   //
   // Ownership: `fd` stays the host's, and must be open during each use; the file must not shrink meanwhile, which would
   // end the process.
   QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row,
                   int fd, std::size_t offset);
 
+  // Returns the width in pixels.
   unsigned int width() const { return width_; }
+  // Returns the height in pixels.
   unsigned int height() const { return height_; }
+  // Returns the code of the layout.
   std::uint32_t pixel_format() const { return pixel_format_; }
+  // Returns the bytes from a row to the next.
   unsigned int bytes_per_row() const { return bytes_per_row_; }
+  // Returns the first row; null for pixels in a file.
   const void* base() const { return base_; }
+  // Returns the file; -1 for pixels in memory.
   int fd() const { return fd_; }
+  // Returns the byte of the file that the first row begins at; 0 for pixels in memory.
   std::size_t offset() const { return offset_; }
 
  private:

@@ -1,4 +1,4 @@
-// Log messages of the library and of the host: one stream for both.
+// Log messages of the library and of the host: one stream for both. Words and tags: quarn.h.
 //
 // Without a handler, lines go to standard output as a level prefix ("D:", "I:", "W:" or "E:"), "[Quarn] " and
 // the message; tag and message together are cut to 4,095 characters, the level prefix comes besides.
@@ -11,37 +11,53 @@
 
 // Levels of the flat entry points and of a handler.
 enum QnLogLevel : int {
-  kQnLogError = 10,
-  kQnLogWarning = 20,
-  kQnLogInfo = 30,
-  kQnLogDebug = 40,
+  kQnLogError = 10,    // Something that was asked for will not happen.
+  kQnLogWarning = 20,  // It goes on, but differently.
+  kQnLogInfo = 30,     // What a person who runs a host wants to know.
+  kQnLogDebug = 40,    // The rest.
 };
 
-// Receives every message, unformatted: `format` and `args` are those of a printf call, `user` is what was
-// given to qn_set_log_handle. `args` is valid during the call only; a handler that reads it twice copies it
-// first (va_copy).
+// Receives every message, unformatted.
 //
-// Thread: any, several at once: the library's threads and the host's log as they run, so a handler guards
-// its own state.
+// `level`: a QnLogLevel.
+// `format`, `args`: those of a printf call. A handler that reads `args` twice copies it first (va_copy).
+// `user`: what was given to qn_set_log_handle.
+//
+// Thread: any, several at once: the library's threads and the host's log as they run, so a handler guards its own
+// state.
 // Callback safety: messages come with locks of the library held. A handler takes no lock under which the host
 // calls the library, and calls nothing of the library but qn_log.
+// Ownership: `format` and `args` are valid during the call only.
 typedef void (*QnLogHandler)(int level, const char* format, va_list args, void* user);
 
 extern "C" {
 
-// Logs a message. `level` is a QnLogLevel; any other value logs nothing, and so does a null format.
+// Logs a message.
+//
+// `level`: a QnLogLevel; any other value logs nothing.
+// `format`: printf's; null logs nothing.
 //
 // Thread: any.
+// Blocks: for other messages that are being written.
 QUARN_EXPORT void qn_log(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// The same for an argument list.
+// Logs a message with an argument list.
+//
+// `level`, `format`: as qn_log takes them.
+// `args`: printf's; used up by the call.
+//
+// Thread: any.
+// Blocks: for other messages that are being written.
 QUARN_EXPORT void qn_log_va(int level, const char* format, va_list args);
 
-// Sends every later message to `handler` in place of standard output. A null handler silences the log.
-// Standard output cannot be brought back. Where memory is missing, messages go on where they went before, with an error
-// line there.
+// Sends every later message to a handler in place of standard output, which cannot be brought back. Where memory is
+// missing, messages go on where they went before, with an error line there.
+//
+// `handler`: what receives the messages; null silences the log.
+// `user`: passed to it with each.
 //
 // Thread: call it once at start, before any other thread logs.
+// Blocks: for another call of it.
 // Ownership: `user` stays the host's and must outlive the last message.
 QUARN_EXPORT void qn_set_log_handle(QnLogHandler handler, void* user);
 

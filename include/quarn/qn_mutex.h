@@ -1,4 +1,4 @@
-// A recursive mutex for hosts.
+// A recursive mutex for hosts. Words and tags: quarn.h.
 #ifndef QUARN_QN_MUTEX_H_
 #define QUARN_QN_MUTEX_H_
 
@@ -14,13 +14,22 @@ class QNMutexPri;
 // Thread: any. Unlock belongs to the thread that locked.
 class QUARN_EXPORT QNMutex {
  public:
+  // A mutex that nobody holds.
   QNMutex();
+  // Destroy a mutex only when nobody holds it.
+  //
+  // Thread: caller-serialised.
   ~QNMutex();
   QNMutex(const QNMutex&) = delete;
   QNMutex& operator=(const QNMutex&) = delete;
 
+  // Takes the mutex.
+  //
   // Blocks: until no other thread holds the mutex.
   void Lock();
+  // Gives the mutex back, once for each Lock.
+  //
+  // Thread: the one that locked.
   void Unlock();
 
  private:
@@ -28,9 +37,16 @@ class QUARN_EXPORT QNMutex {
 };
 
 // Holds a QNMutex for as long as it lives.
+//
+// Thread: the one that it is made on.
 class QUARN_EXPORT QNMutexLocker {
  public:
+  // Takes a mutex.
+  //
+  // Blocks: until no other thread holds the mutex.
+  // Ownership: `mutex` stays the caller's, and must outlive the locker.
   explicit QNMutexLocker(QNMutex& mutex);
+  // Gives the mutex back.
   ~QNMutexLocker();
   QNMutexLocker(const QNMutexLocker&) = delete;
   QNMutexLocker& operator=(const QNMutexLocker&) = delete;

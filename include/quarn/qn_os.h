@@ -1,4 +1,4 @@
-// The clock that every timestamp of the library is read from.
+// The clock that every timestamp of the library is read from. Words and tags: quarn.h.
 #ifndef QUARN_QN_OS_H_
 #define QUARN_QN_OS_H_
 

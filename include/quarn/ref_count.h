@@ -1,7 +1,7 @@
-// Reference counting of the objects that a host shares with the library.
+// Reference counting of the objects that a host shares with the library. Words and tags: quarn.h.
 //
-// The library counts scenes, items and audio inputs but never deletes them: a host's subclass owns the
-// count. Most hosts take the ready-made one:
+// The library counts scenes, items and audio inputs but never deletes them: a host's subclass owns the count. Most
+// hosts take the ready-made one:
 //
 //   class Logo : public GsItem { ... };
 //   scoped_refptr<Logo> logo = MakeRef<RefCounted<Logo>>(device);
@@ -33,29 +33,35 @@ template <class T>
 class scoped_refptr {
  public:
   scoped_refptr() = default;
+  // Holds nothing.
   scoped_refptr(std::nullptr_t) {}
   // Takes a reference of its own on a non-null pointer.
   scoped_refptr(T* ptr) : ptr_(ptr) {
     if (ptr_) ptr_->AddRef();
   }
+  // Takes a reference of its own on what another holds.
   scoped_refptr(const scoped_refptr& other) : scoped_refptr(other.ptr_) {}
-  // From a holder of a derived type.
+  // Takes a reference of its own on what a holder of a derived type holds.
   template <class U>
   scoped_refptr(const scoped_refptr<U>& other) : scoped_refptr(static_cast<U*>(other)) {}
-  // Transfers the reference without counting.
+  // Takes over the reference of another holder without counting.
   scoped_refptr(scoped_refptr&& other) noexcept : ptr_(other.release()) {}
   template <class U>
   scoped_refptr(scoped_refptr<U>&& other) noexcept : ptr_(other.release()) {}
+  // Drops the reference.
   ~scoped_refptr() {
     if (ptr_) ptr_->Release();
   }
 
+  // Holds what `other` held, and drops the reference held before.
   scoped_refptr& operator=(scoped_refptr other) noexcept {
     std::swap(ptr_, other.ptr_);
     return *this;
   }
 
-  // Takes over a reference that the caller already holds, without counting.
+  // Makes a holder that takes over a reference which the caller already has, without counting.
+  //
+  // `ptr`: may be null.
   static scoped_refptr Adopt(T* ptr) {
     scoped_refptr holder;
     holder.ptr_ = ptr;
@@ -65,9 +71,13 @@ class scoped_refptr {
   // Hands the pointer out, with its reference, and leaves the holder empty.
   T* release() noexcept { return std::exchange(ptr_, nullptr); }
 
+  // Returns the pointer, or null.
   T* get() const noexcept { return ptr_; }
+  // Converts into the pointer, or null.
   operator T*() const noexcept { return ptr_; }
+  // Reaches into what is held, which must be something.
   T* operator->() const noexcept { return ptr_; }
+  // Returns what is held, which must be something.
   T& operator*() const noexcept { return *ptr_; }
 
  private:
@@ -81,6 +91,7 @@ class scoped_refptr {
 template <class Base>
 class RefCounted : public Base {
  public:
+  // Makes the object with the arguments of a constructor of its base.
   template <class... Args>
   explicit RefCounted(Args&&... args) : Base(std::forward<Args>(args)...) {}
 
@@ -97,6 +108,8 @@ class RefCounted : public Base {
 };
 
 // Makes a T counted from one (usually a RefCounted<...>) and adopts that reference.
+//
+// Thread: any.
 template <class T, class... Args>
 scoped_refptr<T> MakeRef(Args&&... args) {
   return scoped_refptr<T>::Adopt(new T(std::forward<Args>(args)...));
