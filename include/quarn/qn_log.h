@@ -38,7 +38,7 @@ extern "C" {
 // `format`: printf's; null logs nothing.
 //
 // Thread: any.
-// Blocks: for other messages that are being written.
+// Blocks: for the handler; without one, for other messages that are being written.
 QUARN_EXPORT void qn_log(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Logs a message with an argument list.
@@ -47,7 +47,7 @@ QUARN_EXPORT void qn_log(int level, const char* format, ...) __attribute__((form
 // `args`: printf's; used up by the call.
 //
 // Thread: any.
-// Blocks: for other messages that are being written.
+// Blocks: for the handler; without one, for other messages that are being written.
 QUARN_EXPORT void qn_log_va(int level, const char* format, va_list args);
 
 // Sends every later message to a handler in place of standard output, which cannot be brought back. Where memory is
