@@ -208,14 +208,14 @@ class QUARN_EXPORT GsViewImpl : public GsView {
   // Draws the scene, the frames of its items in their order, the guide lines.
   //
   // Thread: render, inside Draw.
-  // Blocks: never: the frame holds what it takes.
+  // Blocks: no: the frame holds what it takes.
   void DefaultDraw();
   // Draws the scene's picture in the middle of the view.
   //
   // `width`, `height`: the picture's size in view pixels.
   //
   // Thread: render, inside Draw.
-  // Blocks: never: the frame holds what it takes.
+  // Blocks: no: the frame holds what it takes.
   void DrawSceneTexture(unsigned int width, unsigned int height);
   // Draws the frame of an item, with handles when it is selected; whether it is visible is not asked.
   //

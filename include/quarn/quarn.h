@@ -37,8 +37,8 @@
 //   last reference either), a filter, a view or the device; it must not start, stop or destroy a raw output whose
 //   OnFrame calls into the engine; and GL of the host's own leaves the state as it found it: pixel store, bindings,
 //   current context.
-// - "Blocks:" tells what a call waits for; without it the call waits for nothing of length. "stage": for the running
-//   stage of a frame, whose lock the call takes.
+// - "Blocks:" tells what a call waits for; without it, and with "no", the call waits for nothing of length. "stage":
+//   for the running stage of a frame, whose lock the call takes.
 // - "Ownership:" tells who owns what is handed over, and how long it must last.
 //
 // The tags of a class hold for every member that does not say otherwise, those of a virtual function for what overrides
