@@ -209,3 +209,12 @@ bool GraphicsOutputImpl::OutputCurrentFrame() {
 std::uint64_t GraphicsOutputImpl::NextIndex(std::uint64_t index) const {
   return index + 1 == capacity_ ? 0 : index + 1;
 }
+
+OutputCounts ReadOutputCounts(const GraphicsOutput* output) {
+  OutputCounts counts;
+  if (const auto* const impl = dynamic_cast<const GraphicsOutputImpl*>(output)) {
+    counts.delivered = impl->output_count();
+    counts.repeated = impl->repeat_count();
+  }
+  return counts;
+}
