@@ -55,4 +55,12 @@ class OutputPause {
   GraphicsOutputImpl* const output_;
 };
 
+// What the output's thread has delivered so far, as GsOutputRaw::Counts answers it. Thread: any.
+struct OutputCounts {
+  std::uint32_t delivered = 0;
+  std::uint32_t repeated = 0;  // Of these, or of the next, those in place of a picture that found the pool full.
+};
+// 0 for null, and for an output without a thread.
+OutputCounts ReadOutputCounts(const GraphicsOutput* output);
+
 #endif  // QUARN_GRAPHICS_GRAPHICS_OUTPUT_H_

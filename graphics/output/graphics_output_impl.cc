@@ -217,3 +217,12 @@ OutputPause::OutputPause(GraphicsOutput* output) : output_(dynamic_cast<Graphics
 OutputPause::~OutputPause() {
   if (output_) output_->ResumeCalls();
 }
+
+OutputCounts ReadOutputCounts(const GraphicsOutput* output) {
+  OutputCounts counts;
+  if (const auto* const impl = dynamic_cast<const GraphicsOutputImpl*>(output)) {
+    counts.delivered = impl->output_count();
+    counts.repeated = impl->repeat_count();
+  }
+  return counts;
+}

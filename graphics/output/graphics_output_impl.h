@@ -67,6 +67,10 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // Does nothing.
   void InitCache();
 
+  // Deliveries of the output thread, and those due because the pool was full. Thread: any.
+  std::uint32_t output_count() const { return output_count_; }
+  std::uint32_t repeat_count() const { return repeat_count_; }
+
  protected:
   // Ends the output thread, if there is one. A derived class calls it first in its destructor.
   void StopThread();

@@ -144,3 +144,8 @@ void GsOutputTex::Stop() {
 void GsOutputTex::OnTexture(GsTexture* /*texture*/, unsigned long long timestamp) {
   Logger::default_logger()->Debug("Output texture: %lld", static_cast<long long>(timestamp));
 }
+
+GsOutputCounts GsOutputRaw::Counts() const {
+  const OutputCounts counts = ReadOutputCounts(impl());
+  return {counts.delivered, counts.repeated};
+}

@@ -65,6 +65,18 @@ class QUARN_EXPORT GsOutput {
   GsScene* scene_ = nullptr;
 };
 
+// What the thread of a raw output has done since the output was made. The counts go over all starts and stops, and
+// begin anew at 0 after 4,294,967,295.
+struct GsOutputCounts {
+  // Deliveries, one a frame period, each counted once it is over. Those count as well that a stop or a new start has
+  // let nobody hear of.
+  unsigned int delivered;
+  // Deliveries that repeated a picture because the six buffers were full when another was to be stored: what a slow
+  // OnFrame costs. Each is counted just before it is made. A picture that is repeated because its frame was late is
+  // not: GsDevice::ReadFrameTimes tells of those.
+  unsigned int repeated;
+};
+
 // Raw frames in memory. Derive and override OnFrame.
 //
 // Frames are delivered one per frame period, by a thread of the output. Six are buffered: while the host is slower than
@@ -100,6 +112,13 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
   // Callback safety: may take its time, start and stop its own output, update textures and constant buffers, add and
   // remove items, and queue tasks; must not destroy the output, nor start, stop or destroy another one.
   virtual void OnFrame(const GsFrame& frame);
+
+  // Tells how many deliveries were made, and how many of them only repeated a picture for want of a free buffer.
+  // Returns the counts of this moment. An inert output has made none.
+  //
+  // Thread: any.
+  // Blocks: no.
+  GsOutputCounts Counts() const;
 
  private:
   GsFormat format_;

@@ -372,6 +372,10 @@ TEST_F(DrivenDeviceTest, FullPoolRepeatsTheNewestPicture) {
   }
   leave.Set();
   const auto deliveries = receiver.WaitFor(10);
+  // The last delivery is counted once its call is over.
+  while (receiver.Counts().delivered < 10) std::this_thread::yield();
+  EXPECT_EQ(receiver.Counts().delivered, 10u);
+  EXPECT_EQ(receiver.Counts().repeated, 4u);
   receiver.Stop();
   ASSERT_EQ(deliveries.size(), 10u);
   EXPECT_TRUE(host::IsContiguous(receiver.timestamps(), kInterval100));

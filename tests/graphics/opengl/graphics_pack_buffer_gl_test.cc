@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "graphics/frame_times.h"
 #include "tests/support/gl_fixture.h"
 
 namespace {
@@ -41,6 +42,22 @@ TEST_F(GraphicsPackBufferGLTest, BindsAndMaps) {
   buffer.Unmap();
   buffer.Unbind();
   EXPECT_EQ(BoundPackBuffer(), 0u);
+}
+
+TEST_F(GraphicsPackBufferGLTest, MappingIsAWaitOfTheFrame) {
+  const test::CurrentContext current(context());
+  GraphicsPackBufferGL buffer(context(), 16);
+  ASSERT_TRUE(buffer.Init());
+  buffer.Bind();
+  FrameTimes times;
+  times.Begin(0);
+  {
+    const MeasuredFrames measured(&times);
+    buffer.Map();
+  }
+  buffer.Unmap();
+  buffer.Unbind();
+  EXPECT_NE(times.End(1).readback_wait_ns, kGsNotMeasured);
 }
 
 TEST_F(GraphicsPackBufferGLTest, MapAnswersNullWhenTheDriverDoes) {

@@ -834,6 +834,15 @@ TEST_F(GraphicsOutputImplTest, ThreadRepeatsTheNewestFrameForASlowReceiver) {
   EXPECT_EQ(output.repeat_count_, 3u);
   EXPECT_EQ(output.output_count_, 9u);
   EXPECT_EQ(output.free_count(), 6u);
+  const OutputCounts counts = ReadOutputCounts(&output);
+  EXPECT_EQ(counts.repeated, 3u);
+  EXPECT_EQ(counts.delivered, 9u);
+}
+
+TEST_F(GraphicsOutputImplTest, NoOutputHasDeliveredNothing) {
+  const OutputCounts counts = ReadOutputCounts(nullptr);
+  EXPECT_EQ(counts.repeated, 0u);
+  EXPECT_EQ(counts.delivered, 0u);
 }
 
 TEST_F(GraphicsOutputImplTest, DetachWaitsForTheRunningCallAlone) {

@@ -1,7 +1,10 @@
 // The host's handle on the engine.
 #include <quarn/gs_device.h>
 
+#include <quarn/gs_frame_times.h>
 #include <quarn/qn_event.h>
+
+#include <thread>
 
 #include "tests/graphics/public/facade_test.h"
 
@@ -162,6 +165,8 @@ void ExpectNeutral(GsDevice& device) {
   EXPECT_EQ(value, 0);
   device.Enter();
   device.Leave();
+  GsFrameTime time;
+  EXPECT_EQ(device.ReadFrameTimes(&time, 1), 0u);
 }
 
 TEST_F(GsDeviceTest, AnswersNeutrallyBeforeInit) {
@@ -224,6 +229,20 @@ TEST_F(GsDeviceForwardTest, EnterAndLeaveDoNothing) {
   device()->Leave();
   EXPECT_THAT(fake::Calls(), IsEmpty());
   EXPECT_THAT(warnings(), IsEmpty());
+}
+
+TEST_F(GsDeviceForwardTest, FrameTimesAreThoseOfTheEnginesLoop) {
+  GsFrameTime time;
+  EXPECT_EQ(device()->ReadFrameTimes(&time, 1), 0u);  // It has not been started.
+  fake::options().run_loop = true;
+  ASSERT_TRUE(engine()->Start());
+  while (device()->ReadFrameTimes(&time, 1) == 0) std::this_thread::yield();
+  engine()->Stop();
+  EXPECT_EQ(device()->ReadFrameTimes(nullptr, 1), 0u);
+  EXPECT_EQ(device()->ReadFrameTimes(&time, 0), 0u);
+  // A device that does not say what of a frame are scenes, and what outputs.
+  EXPECT_EQ(time.scenes_ns, kGsNotMeasured);
+  EXPECT_NE(time.ticks_ns, kGsNotMeasured);
 }
 
 TEST_F(GsDeviceForwardTest, AddShaderReachesTheEngine) {

@@ -425,6 +425,28 @@ TEST_F(GsOutputRawTest, StopsBesideACallThatRestartsItsOutput) {
   EXPECT_THAT(errors(), IsEmpty());
 }
 
+TEST_F(GsOutputRawTest, CountsItsDeliveries) {
+  FrameOutput output(scene_.get(), kGsFormatRGBA);
+  EXPECT_EQ(output.Counts().delivered, 0u);
+  EXPECT_EQ(output.Counts().repeated, 0u);
+  EXPECT_TRUE(output.Start());
+  output.impl()->Output(1000, 3);
+  output.WaitForFrames(3);
+  while (output.Counts().delivered < 3) std::this_thread::yield();  // The last call is counted once it is over.
+  EXPECT_EQ(output.Counts().delivered, 3u);
+  EXPECT_EQ(output.Counts().repeated, 0u);
+  output.Stop();
+  EXPECT_EQ(output.Counts().delivered, 3u);
+}
+
+TEST_F(GsOutputRawTest, HasDeliveredNothingWithoutAnEngine) {
+  FrameOutput output(nullptr, kGsFormatRGBA);
+  EXPECT_TRUE(output.Start());
+  EXPECT_EQ(output.Counts().delivered, 0u);
+  EXPECT_EQ(output.Counts().repeated, 0u);
+  output.Stop();
+}
+
 TEST_F(GsOutputRawTest, DestroyedWhileStartedLogsTheMistakeAndLeavesTheBridge) {
   std::unique_ptr<GraphicsOutput::OutputCallback> bridge;
   {

@@ -13,6 +13,7 @@
 #include <quarn/glsl_src.h>
 #include <quarn/qn_external_image.h>
 
+#include "graphics/frame_times.h"
 #include "graphics/graphics_constant_buffer.h"
 #include "graphics/graphics_filter.h"
 #include "graphics/graphics_item.h"
@@ -376,6 +377,33 @@ TEST_F(GraphicsDeviceCGLTest, OutputStageRendersScenesAndThenOutputs) {
   EXPECT_THAT(output.counts, ElementsAre(2)) << "a count of 0 is no output";
   context()->RemoveScene(&scene);
   context()->RemoveOutput(&output);
+}
+
+TEST_F(GraphicsDeviceCGLTest, OutputStageTellsScenesFromOutputs) {
+  // Notes how much of the frame's time was scenes when the outputs had their turn.
+  class Witness : public ProbeOutput {
+   public:
+    explicit Witness(FrameTimes* times) : times_(times) {}
+    void Output(unsigned long long, int) override { scenes_ended = times_->End(1).scenes_ns != kGsNotMeasured; }
+    bool scenes_ended = false;
+
+   private:
+    FrameTimes* const times_;
+  };
+  FrameTimes times;
+  Witness output(&times);
+  context()->AddOutput(&output);
+  const MeasuredFrames measured(&times);
+  times.Begin(0);
+  device()->OutputFrame(1000, 1);
+  EXPECT_TRUE(output.scenes_ended);
+  EXPECT_NE(times.End(1).outputs_ns, kGsNotMeasured);
+  times.Begin(0);
+  device()->OutputFrame(2000, 0);
+  context()->RemoveOutput(&output);
+  const GsFrameTime& without_output = times.End(1);
+  EXPECT_NE(without_output.scenes_ns, kGsNotMeasured);
+  EXPECT_EQ(without_output.outputs_ns, kGsNotMeasured);
 }
 
 TEST_F(GraphicsDeviceCGLTest, OutputStageCutsTheCountToWhatAnOutputTakes) {

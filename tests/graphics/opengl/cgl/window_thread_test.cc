@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "graphics/frame_times.h"
+
 TEST(WindowThreadTest, IsAThreadOfItsOwnWithAName) {
   char name[16] = "";
   std::promise<std::thread::id> id;
@@ -17,4 +19,14 @@ TEST(WindowThreadTest, IsAThreadOfItsOwnWithAName) {
   });
   EXPECT_NE(id.get_future().get(), std::this_thread::get_id());
   EXPECT_EQ(std::string(name), "quarn-window");
+}
+
+TEST(WindowThreadTest, WaitForItIsAPartOfTheFrameThatWaits) {
+  FrameTimes times;
+  times.Begin(0);
+  {
+    const MeasuredFrames measured(&times);
+    RunOnWindowThread([] {});
+  }
+  EXPECT_NE(times.End(1).window_wait_ns, kGsNotMeasured);
 }
