@@ -9,7 +9,7 @@ RenderPass::RenderPass(GraphicsContextGL* context, GraphicsTextureGL* target, co
     : context_(context), options_(options), file_(file), line_(line), begun_(target->BindRenderTarget()) {
   if (!begun_) return;
   if (options.whole_viewport) context->SetViewPort(0, 0, target->width(), target->height());
-  const float(&color)[4] = options.clear_color;
+  const std::array<float, 4>& color = options.clear_color;
   glClearColor(color[0], color[1], color[2], color[3]);
   Check();
   glClear(GL_COLOR_BUFFER_BIT);

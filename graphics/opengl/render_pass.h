@@ -7,6 +7,7 @@
 #ifndef QUARN_GRAPHICS_OPENGL_RENDER_PASS_H_
 #define QUARN_GRAPHICS_OPENGL_RENDER_PASS_H_
 
+#include <array>
 #include <optional>
 
 #include "graphics/opengl/gl_scope.h"
@@ -19,8 +20,8 @@ class GraphicsTextureGL;
 class RenderPass {
  public:
   struct Options {
-    float clear_color[4] = {0.0f, 0.0f, 0.0f, 1.0f};  // Red, green, blue, alpha: opaque black.
-    bool whole_viewport = false;                      // Whether the viewport is made the whole target.
+    std::array<float, 4> clear_color = {0.0f, 0.0f, 0.0f, 1.0f};  // Red, green, blue, alpha: opaque black.
+    bool whole_viewport = false;                                  // Whether the viewport is made the whole target.
     bool blend = false;            // Whether what is drawn is blended over what is there, by its alpha.
     bool check_each_call = false;  // Whether GL's errors are asked for after every call, and after the drawing.
   };

@@ -13,6 +13,7 @@
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/gl_object.h"
 #include "graphics/opengl/graphics_texture_gl.h"
+#include "graphics/opengl/render_pass.h"
 
 struct GraphicsViewCGL::Link {
   const scoped_refptr<GraphicsContextCGL> context;
@@ -163,45 +164,40 @@ void GraphicsViewCGL::GiveBackKeptLock() {
 void GraphicsViewCGL::DrawFrame(Size size) {
   picture_.texture = 0;
   if (!frame_texture_) return;
-  const bool failed = !frame_texture_->BindRenderTarget();
-  if (failed != target_failed_) {
-    // It has said so, and is tried again in each frame.
-    target_failed_ = failed;
-    frame_texture_->SetQuiet(failed);
-    if (!failed) Logger::default_logger()->Info("A view's image can be drawn to again");
-  }
-  if (failed) return;
+  RenderPass::Options options;
   {
     MutexLocker<Mutex> lock(background_mutex_);
     picture_.background = {background_.r, background_.g, background_.b, background_.a};
-    glClearColor(background_.r, background_.g, background_.b, background_.a);
+  }
+  options.clear_color = {picture_.background.r, picture_.background.g, picture_.background.b, picture_.background.a};
+  options.blend = true;
+  options.check_each_call = true;
+  {
+    RenderPass pass(context(), frame_texture_.get(), options, __FILE__, __LINE__);
+    NoteTarget(pass.begun());
+    if (!pass.begun()) return;
+    GraphicsViewImpl::Draw();
+    if (!pass.EndDrawing()) return;
+    // The flush alone does not order the view's context after this one.
+    if (picture_.drawn) glDeleteSync(picture_.drawn);
+    picture_.drawn = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    glFlush();
     CheckGLError(__FILE__, __LINE__);
   }
-  glClear(GL_COLOR_BUFFER_BIT);
-  CheckGLError(__FILE__, __LINE__);
-  glEnable(GL_BLEND);
-  CheckGLError(__FILE__, __LINE__);
-  glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-  CheckGLError(__FILE__, __LINE__);
-  GraphicsViewImpl::Draw();
-  ScopedBind again(context());  // A host may have made another context current.
-  if (!again.ok()) return;
-  CheckGLError(__FILE__, __LINE__);
-  glDisable(GL_BLEND);
-  CheckGLError(__FILE__, __LINE__);
-  // The flush alone does not order the view's context after this one.
-  if (picture_.drawn) glDeleteSync(picture_.drawn);
-  picture_.drawn = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
-  glFlush();
-  CheckGLError(__FILE__, __LINE__);
-  frame_texture_->ReleaseRenderTarget();
-  CheckGLError(__FILE__, __LINE__);
   // Where the size has changed meanwhile, the callback may have drawn for either: the next frame will show.
   const Size now = RequestedSize();
   if (now.width != size.width || now.height != size.height) return;
   picture_.texture = frame_texture_->name();
   picture_.image = {frame_texture_->width(), frame_texture_->height()};
   picture_.size = size;
+}
+
+void GraphicsViewCGL::NoteTarget(bool bound) {
+  if (target_failed_ == !bound) return;
+  // That it cannot be bound has been logged; it is tried again in each frame.
+  target_failed_ = !bound;
+  frame_texture_->SetQuiet(target_failed_);
+  if (bound) Logger::default_logger()->Info("A view's image can be drawn to again");
 }
 
 void GraphicsViewCGL::Update() {

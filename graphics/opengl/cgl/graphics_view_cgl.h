@@ -56,6 +56,8 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   void MakeFrameTexture(Size requested);
   // Draws a frame of that size into the off-screen image, with the device's context current.
   void DrawFrame(Size size);
+  // Logs that the off-screen image can be drawn to again, and keeps it from logging in each frame that it cannot.
+  void NoteTarget(bool bound);
   void GiveBackKeptLock();
 
   // What follows is guarded by the lock of the device's context, but where it says otherwise.
