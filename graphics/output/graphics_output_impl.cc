@@ -1,4 +1,5 @@
-// The output thread and its pool of frames; see the header for which thread enters what.
+// The output thread and its pool of frames. The render thread produces, the output thread delivers, any thread attaches
+// and detaches: the header says which lock covers what.
 #include "graphics/output/graphics_output_impl.h"
 
 #include <limits>
@@ -68,7 +69,7 @@ void GraphicsOutputImpl::Output(unsigned long long /*timestamp*/, int /*count*/)
 }
 
 void GraphicsOutputImpl::PauseCalls() {
-  ++pauses_;  // First, so that the wait is for one running call, not for all that is queued.
+  ++pauses_;  // Before the wait, so that it is for the running call only, not for all that is queued.
   MutexLocker<Mutex> lock(callback_mutex_);
 }
 
@@ -84,7 +85,7 @@ void GraphicsOutputImpl::Attach(OutputCallback* callback) {
     attached_format_.store(callback ? callback->format() : kNotAttached, std::memory_order_release);
   }
   ResumeCalls();
-  // Without the locks: a host's log handler may take its time.
+  // Logged without the locks, because a host's log handler may take its time.
   if (!has_frames) {
     Logger::default_logger()->Error("[GraphicsOutput] no memory for frames of %u x %u pixels", width_, height_);
   }
@@ -110,10 +111,10 @@ bool GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
   for (std::uint64_t i = 0; i < capacity_; ++i) {
     GraphicsFrame frame(format, width_, height_);
     if (!frame.data[0]) return false;
-    frame.Clear();  // The copies leave out the bytes that odd widths have too many.
+    frame.Clear();  // With an odd width, rows have bytes that no picture is copied into.
     GraphicsFrame& pooled_frame = cache_[i].frame;
     if (&pooled_frame == delivering_) {
-      // A receiver attaches from inside its call, whose planes stay valid until it ends.
+      // The receiver attaches from inside its call: the planes that it was given stay valid until the call ends.
       delivered_frame_ = std::move(pooled_frame);
       delivering_ = nullptr;
     }
@@ -132,7 +133,7 @@ bool GraphicsOutputImpl::LockFrame(GraphicsFrame** frame, unsigned long long tim
     newest.overflow = SaturatingAdd(newest.overflow, count);
     return false;
   }
-  // An empty ring goes on at the slot at which the consumer stopped.
+  // When the ring is empty, the slot at which the consumer stopped is used first.
   if (free_count_ != capacity_) write_index_ = NextIndex(write_index_);
   CachedFrameInfo& slot = cache_[write_index_];
   slot.timestamp = timestamp;
@@ -177,7 +178,7 @@ std::optional<GraphicsOutputImpl::Delivery> GraphicsOutputImpl::NextDelivery() {
 }
 
 void GraphicsOutputImpl::Deliver(const Delivery& delivery) {
-  // A receiver that is leaving is waiting for the lock: it must not have to wait for one more call.
+  // Whoever takes the receiver away may be waiting for the lock already, and must not have to wait for one more call.
   if (attached_format() == kNotAttached) return;
   MutexLocker<Mutex> lock(callback_mutex_);
   if (!callback_ || delivery.generation != generation_ || pauses_ > 0) return;

@@ -2,11 +2,11 @@
 //
 // The render thread produces (LockFrame, fill, UnlockFrame), the output thread consumes (Run), any thread attaches and
 // detaches, the output thread from inside its call too. `callback_mutex_` is held around every call into the host and
-// guards the receiver; `cache_mutex_` guards the pool. Who needs both, an attach, takes `cache_mutex_` second; the
-// output thread takes them in turn.
+// guards the receiver; `cache_mutex_` guards the pool. An attach needs both and takes `cache_mutex_` second; the output
+// thread holds only one at a time.
 //
-// One thread at a time attaches and detaches, and beside it a call that is running: a host's receiver may stop and
-// start its own output. So whoever waits for that call takes what it finds then, not what was there before.
+// One thread of the host at a time attaches and detaches; but a call that is running meanwhile may do so too, because a
+// host's receiver may stop and start its own output. So whoever has waited for a call reads the receiver only then.
 #ifndef QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 #define QUARN_GRAPHICS_OUTPUT_GRAPHICS_OUTPUT_IMPL_H_
 

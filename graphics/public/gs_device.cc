@@ -24,7 +24,7 @@ GsDevice* GsDevice::DefaultDevice() { return app_default_device; }
 
 void GsDevice::DestroyDefaultDevice() {
   GraphicsDevice* const engine = app_default_device ? app_default_device->impl_ : nullptr;
-  // In a fork nobody of the engine is at work, whatever the locks say.
+  // In a forked child no thread of the engine runs, even where its locks look held.
   const bool at_work = engine && !IsOfAnotherProcess(engine);
   if (at_work && IsOnRenderThreadOf(engine)) {
     Logger::default_logger()->Error("[GsDevice] the default device stays: it cannot be destroyed on its render thread");

@@ -35,7 +35,7 @@ GsItem::GsItem(const gs_vec2& size, GsDevice* device) : GsItem(device) {
 GsItem::~GsItem() {
   if (impl_) impl_->Detach();
   delete impl_;
-  // Set only when the item was destroyed while attached.
+  // There is still a bridge only when the item is destroyed while attached.
   delete on_tick_;
 }
 
@@ -54,8 +54,8 @@ void GsItem::Detach() {
   DetachBridge(impl_, &on_tick_);
 }
 
-// The values are independent of each other, so no order is asked of their stores. The scene is an object that the
-// reader goes on to use.
+// Each value stands for itself, so relaxed order is enough. The scene needs more: whoever reads the pointer goes on to
+// use the object.
 void GsItem::SetScene(GsScene* scene) { scene_.store(scene, std::memory_order_release); }
 GsScene* GsItem::scene() const { return scene_.load(std::memory_order_acquire); }
 

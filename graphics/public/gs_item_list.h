@@ -13,8 +13,9 @@
 #include "foundation/mutex.h"
 
 // Any thread. A list is never changed: whoever changes the items makes another, and puts it in the place of the one
-// that it was made from. The lock is held to take a list and to exchange it, so that nobody waits for another's walk,
-// or for a host's code: those who change the items, and the render thread, ask for it with the context's lock held.
+// that it was made from. The lock is held only to take a list and to exchange it. That matters because those who change
+// the items, and the render thread, take it with the context's lock held: they never wait there for somebody's walk,
+// nor for a host's code.
 class GsItemList {
  public:
   // Each entry has one reference on its item, whichever lists share it.
@@ -75,12 +76,13 @@ class GsItemList {
     return old;
   }
 
-  // Sorts by ascending z, equals in their order. Of a z that changes meanwhile, either value may count.
+  // Sorts by ascending z; items of equal z keep their order. Of a z that another thread changes meanwhile, either value
+  // may count.
   void Order() {
     std::shared_ptr<List> list;
     Snapshot old = Current();
     do {
-      // With the values read once: sorting by values that change would go anywhere.
+      // Each z is read once: a sort is undefined when its comparisons change while it runs.
       std::vector<std::pair<int, std::shared_ptr<GsItem>>> entries;
       entries.reserve(old->size());
       for (const auto& entry : *old) entries.emplace_back(entry->z(), entry);
@@ -107,7 +109,8 @@ class GsItemList {
   }
 
   // Puts `list` in the place of `old`, and tells `item`, if there is one, its scene. Returns false, and answers the
-  // present list in `old`, when there is another by now. No list goes under the lock: a host's Release might run.
+  // present list in `old`, when there is another by now. No list is freed under the lock: that may drop an item's last
+  // reference, which runs the host's code.
   bool Exchange(Snapshot* old, Snapshot list, GsItem* item, GsScene* scene) {
     Snapshot present;
     {

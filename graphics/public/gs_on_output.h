@@ -7,19 +7,20 @@
 class GsOutputRaw;
 class GsOutputTex;
 
-// Lives from the start of its output to the stop, or to the end of the call that stopped it.
+// A bridge lives from the start of its output to the stop or, when a host stops the output from inside a call, to the
+// end of that call.
 //
-// Calls come with the engine output's callback mutex held. Whoever retires a bridge has detached it, and so waited for
-// that mutex: a call that is still running then is the caller's own.
+// The engine's output calls with its callback mutex held. Detaching waits for that mutex, and comes before Retire: if a
+// call is running when Retire is called, it is the one that Retire is called from.
 class GsOnOutput : public GraphicsOutput::OutputCallback {
  public:
   using OutputCallback::OutputCallback;
 
-  // Deletes the bridge: at once, or at the end of the call that it is called from.
+  // Deletes the bridge: at once or, from inside a call, when that call ends.
   void Retire();
 
  protected:
-  // What a host is called in. The bridge may be gone afterwards.
+  // Calls function(), which calls the host. The bridge may be gone when it returns.
   template <class Function>
   void Call(Function function) {
     ++running_calls_;

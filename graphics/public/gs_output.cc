@@ -1,8 +1,9 @@
 // The host's side of an output. The host's thread starts and stops; calls come through the bridges, on the output
 // thread for raw frames and on the render thread for textures.
 //
-// A call may stop and start its own output, and so exchange the bridge, while the host's thread waits for that call to
-// end. So a stop looks at the bridge after the wait, and a start waits first.
+// A host may stop and start an output from inside its own call, which exchanges the bridge, while another thread of the
+// host stops or starts it too and waits for that call to end. So a stop reads the bridge only after its wait, and a
+// start waits before it looks at the bridge.
 #include <quarn/gs_output.h>
 
 #include <algorithm>
@@ -74,7 +75,7 @@ GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDe
 
 GsOutput::~GsOutput() {
   const GsSceneUse last_use = GsSceneUse::Adopt(scene_);  // Ends after the engine's output, which reads the scene.
-  // Neither unregistered nor detached first: that is Stop's work, and must stay so.
+  // The output is neither taken out of the registry nor detached here: that is Stop's work, and must stay so.
   delete impl_;
 }
 
@@ -88,8 +89,8 @@ GsOutputRaw::GsOutputRaw(GsScene* scene, unsigned int width, unsigned int height
     : GsOutput(scene, width, height, device), format_(format) {}
 
 GsOutputRaw::~GsOutputRaw() {
-  // The bridge is Stop's to delete, and without a stop it is left behind: part of the interface, and must stay. Frames
-  // may come through it until the engine's output is gone.
+  // Only Stop deletes the bridge; without a stop it is leaked: part of the interface, and must stay. The engine's
+  // output lives a little longer, and may call through the bridge until then.
   if (on_output_) ReportNotStopped();
 }
 
@@ -126,7 +127,7 @@ GsOutputTex::~GsOutputTex() {
 }
 
 bool GsOutputTex::Start() {
-  // Calls run with this lock held.
+  // The render thread calls with this lock held, so no call exchanges the bridge meanwhile.
   ContextLock lock(scene_ ? GsSceneUse::Context(scene_) : nullptr);
   const bool started = EvenWithoutMemory("GsOutputTex::Start", [this] {
     if (!on_output_) on_output_ = new GsOnOutputTex(this);

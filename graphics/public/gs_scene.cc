@@ -38,8 +38,8 @@ GsScene::~GsScene() {
   const GsItemList::Walk items(items_.get());
   for (const auto& item : items) {
     item->Detach();
-    // An item that went on to another scene, or goes there now, keeps that one as its scene(); its ticks have ended
-    // there too.
+    // Another scene may have taken the item, or take it at this moment on another thread: then that one stays its
+    // scene(). The ticks have ended all the same, as they do whenever one of an item's scenes detaches it.
     GsScene* scene = this;
     item->scene_.compare_exchange_strong(scene, nullptr);
   }
@@ -54,7 +54,7 @@ void GsScene::Draw() {
 }
 
 void GsScene::Attach() {
-  GsItemList::Walk items;  // Releases its references, perhaps the last ones, without the lock.
+  GsItemList::Walk items;  // Outlives the lock: dropping an item's last reference runs the host's code.
   ContextLock lock(context_);
   if (on_draw_) return;
   if (!AttachBridge("GsScene::Attach", this, impl_, &on_draw_)) return Detach();
@@ -63,7 +63,7 @@ void GsScene::Attach() {
 }
 
 void GsScene::Detach() {
-  GsItemList::Walk items;  // As in Attach.
+  GsItemList::Walk items;  // Outlives the lock: dropping an item's last reference runs the host's code.
   ContextLock lock(context_);
   DetachBridge(impl_, &on_draw_);
   items = GsItemList::Walk(items_.get());
@@ -84,7 +84,8 @@ void GsScene::AddItem(GsItem* item) {
 
 void GsScene::RemoveItem(GsItem* item) {
   if (!item || !items_) return;
-  GsItemList::Snapshot removed;  // Perhaps the last reference: it goes once the item is detached and the lock free.
+  // Holds the item, perhaps by its last reference, until it is detached and the lock has been given back.
+  GsItemList::Snapshot removed;
   ContextLock lock(context_);
   EvenWithoutMemory("GsScene::RemoveItem", [&] { removed = items_->Remove(item); });
   item->Detach();

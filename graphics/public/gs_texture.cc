@@ -122,8 +122,9 @@ void GsTexture::Update(const unsigned char* data, unsigned int stride, Format fo
     if (!CopyPixels(data, stride, internal_format, width, height, &frame)) return;
     const unsigned char* const pixels = frame.data[0];
     if (!pixels) return ReportNoMemory(width, height);
-    // Whether the layout and the size fit is the engine texture's to decide: a frame that it does not take stays here,
-    // and is looked at below, which a std::move would hide.
+    // The engine texture decides whether the layout and the size fit. It takes the pixels of a frame that it accepts
+    // and leaves those of one that it refuses, which tells the two apart below. Written as a cast because a frame is
+    // not read after a std::move.
     impl_->Update(static_cast<GraphicsFrame&&>(frame));
     shown = frame.data[0] != pixels && format == kTextureRGBA;
   }

@@ -36,8 +36,8 @@ GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height
 }
 
 GsView::~GsView() {
-  const GsSceneUse last_use =
-      GsSceneUse::Adopt(scene_);  // Ends after the engine's view, whose drawing shows the scene.
+  // Let go of last: the engine's view may be drawing the scene until it is gone.
+  const GsSceneUse last_use = GsSceneUse::Adopt(scene_);
   DetachForDestruction();
   delete impl_;
   ReleaseContext(context_);

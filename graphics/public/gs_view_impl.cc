@@ -35,12 +35,12 @@ constexpr unsigned char kGreen[] = {0, 255, 0, 255};
 GraphicsTexture* CreateSolidTexture(GraphicsDevice* engine, const unsigned char (&color)[4]) {
   constexpr unsigned int kSide = 2;
   GraphicsFrame frame(kFormatRGBA, kSide, kSide);
-  if (frame.format == kFormatUnknown) throw std::bad_alloc();  // As any other memory that is missing.
+  if (frame.format == kFormatUnknown) throw std::bad_alloc();  // An empty frame: no memory.
   for (unsigned int pixel = 0; pixel < kSide * kSide; ++pixel) {
     std::memcpy(frame.data[0] + pixel * sizeof(color), color, sizeof(color));
   }
   GraphicsTexture* const texture = engine->CreateTexture(std::move(frame));
-  // The host has a view, not three textures.
+  // A device that goes names the objects that are left as a host knows them: the view, not the textures in it.
   if (auto* const object = dynamic_cast<ContextObject*>(texture)) object->CountAs(ContextObject::Kind::kPart);
   return texture;
 }
@@ -61,7 +61,7 @@ gs_vec2 ToVec2(unsigned int x, unsigned int y) { return gs_vec2(static_cast<floa
 // Has draw(size of the view) draw rectangles of one colour anywhere in the view. Nothing is drawn without the program.
 template <class Draw>
 void DrawInColor(GraphicsTexture* color, unsigned int view_width, unsigned int view_height, Draw draw) {
-  // The viewport may still be that of whoever drew before.
+  // The viewport may still be that of whoever drew last: nothing else of the view need have set it.
   GsContextDefault::SetViewport(0, 0, view_width, view_height);
   if (!GsContextDefault::BindShader("rgba")) return;
   GraphicsTextureArray texture(color);
@@ -85,7 +85,7 @@ GsViewImpl::GsViewImpl(const GsWindowInfo& info, unsigned int width, unsigned in
 }
 
 GsViewImpl::~GsViewImpl() {
-  // Before anything else: from here on the render thread would find less and less of the view.
+  // First of all: the render thread must not draw a view that is being taken apart.
   DetachForDestruction();
   delete hover_texture_;
   delete select_texture_;
@@ -94,8 +94,8 @@ GsViewImpl::~GsViewImpl() {
 
 void GsViewImpl::SetScene(GsScene* scene) {
   GsSceneUse use(scene);
-  GsSceneUse use_before;  // Ends without the mutex.
-  // At once, so that no frame shows the new scene at the old one's scale.
+  GsSceneUse use_before;  // Ends after the mutex is given back.
+  // The new scene is fitted under the same lock, so that no frame shows it at the old one's scale.
   QNMutexLocker lock(mutex_);
   use_before = GsSceneUse::Adopt(ExchangeScene(use.Leave()));
   ResizePreview();
