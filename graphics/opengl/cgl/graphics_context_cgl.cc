@@ -48,11 +48,11 @@ bool GraphicsContextCGL::Build() {
       BuildVertexAttrBuffer();
     }
   }
-  if (!usable) native_.reset();  // No programs, no pictures: it is as if there were none.
+  if (!usable) native_.reset();  // Nothing can be drawn without programs: the device goes on as without a context.
   return true;
 }
 
-// The part of GraphicsContextGL that asks the platform: every context is one of the class below.
+// The part of GraphicsContextGL that asks the platform: every GraphicsContextGL is a GraphicsContextCGL.
 bool GraphicsContextGL::IsCurrent() const {
   const NativeContext* const native = static_cast<const GraphicsContextCGL*>(this)->native();
   return native && native->IsCurrent();

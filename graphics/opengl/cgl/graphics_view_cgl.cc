@@ -46,7 +46,7 @@ GraphicsViewCGL::~GraphicsViewCGL() {
 
 bool GraphicsViewCGL::Init() {
   if (!context()) return false;
-  // Before the contexts' own locks, which is the order of every frame.
+  // Taken before the native contexts' locks, which is the order of every frame.
   MutexLocker<GraphicsContextGL> lock(*context());
   link_ = std::make_shared<Link>(Link{context(), this});
   std::unique_ptr<NativeContext> view_context = GraphicsContextCGL::CreateContext(context()->native());
@@ -209,7 +209,7 @@ void GraphicsViewCGL::Update() {
 
 void GraphicsViewCGL::FinishResize() {
   const Size requested = RequestedSize();
-  // A size that no frame has seen: whatever the next one finds is another.
+  // No frame has seen this size: whichever the next one finds counts as a change.
   if (requested.width != last_width_ || requested.height != last_height_) last_width_ = last_height_ = 0;
   {
     ScopedBind bind(context());
@@ -221,6 +221,6 @@ void GraphicsViewCGL::FinishResize() {
     }
   }
   GiveBackKeptLock();
-  // Without a picture the window keeps the last one.
+  // There is no picture of a size that fits no texture: the window keeps its size, and what it shows.
   presenter_->HandOverSize(FitsTexture(requested) ? requested : Size{0, 0});
 }

@@ -15,10 +15,10 @@
 
 namespace {
 
-// Works that a host has been given. One that it never runs stays here.
+// The works that were posted to a host's queue. One that the host never runs stays here.
 class HandedOut {
  public:
-  // What the host passes to Run.
+  // Keeps the work and returns what the host passes to Run.
   void* Add(std::function<void()> work) {
     MutexLocker<Mutex> lock(mutex_);
     void* const ticket = reinterpret_cast<void*>(++last_ticket_);
@@ -26,7 +26,7 @@ class HandedOut {
     return ticket;
   }
 
-  // A ticket counts once.
+  // Runs the work of a ticket; a ticket that was used before does nothing.
   void Run(void* ticket) {
     std::function<void()> work;
     {

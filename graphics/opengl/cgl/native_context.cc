@@ -5,7 +5,7 @@
 
 bool NativeContext::Bind() {
   Lock();
-  // The room for it comes first, for what has been made current must be taken back.
+  // Room for what is current comes first: without it Unbind could not give that back.
   if (!EvenWithoutMemory("Making a context current", [this] { previous_.emplace_back(); })) {
     Unlock();
     return false;

@@ -10,7 +10,7 @@ class SearchSchedule {
  public:
   static constexpr int kTries = 30;
 
-  // From the beginning.
+  // Begins anew.
   void Restart() { tries_ = 0; }
   // Whether it is time for the next try, at `now` on the monotonic clock; if so, it counts as made.
   bool Due(std::uint64_t now_ns) {

@@ -49,7 +49,7 @@ void ChooseWindowConfig(WindowSystem* window_system, EglDisplay* display) {
   }
 }
 
-// Fills *result from an EGL display when contexts without a drawable can be made on it.
+// Fills *result and returns true when contexts without a drawable can be made on the display.
 bool OpenDisplay(EGLDisplay display, WindowSystem* window_system, EglDisplay* result) {
   if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr)) return false;
   const char* const extensions = eglQueryString(display, EGL_EXTENSIONS);
@@ -101,7 +101,7 @@ class ScopedOpenGlApi {
 class DisplayChooser {
  public:
   static DisplayChooser& Get() {
-    static NeverDestroyed<DisplayChooser> chooser;  // For everything that might still draw at exit.
+    static NeverDestroyed<DisplayChooser> chooser;  // Threads may still draw at exit.
     return chooser.get();
   }
 
@@ -209,7 +209,7 @@ class DisplayChooser {
   const PFNEGLQUERYDEVICESEXTPROC query_devices_;
   Mutex mutex_;
   EglDisplay chosen_ QUARN_GUARDED_BY(mutex_);
-  std::vector<EglContext*> contexts_ QUARN_GUARDED_BY(mutex_);  // Of the process, that are not destroyed yet.
+  std::vector<EglContext*> contexts_ QUARN_GUARDED_BY(mutex_);  // All of the process that are not destroyed yet.
 };
 
 }  // namespace

@@ -11,6 +11,10 @@
 #include "graphics/opengl/cgl/linux/window_system.h"
 #include "graphics/opengl/cgl/native_context.h"
 
+// One display serves the process, for contexts cannot share objects across displays: a window system's where one can be
+// opened, else a surfaceless one, else the first EGL device that will do. It is never terminated: the host may use the
+// same one. A host may terminate it all the same, which is the end of its contexts: it is chosen and initialised again
+// for the next context that shares with none.
 struct EglDisplay {
   EGLDisplay display = EGL_NO_DISPLAY;
   EGLConfig config = EGL_NO_CONFIG_KHR;  // None where contexts can do without, so that any window can be presented to.
@@ -21,12 +25,9 @@ struct EglDisplay {
   EGLint window_visual = 0;                     // The EGL_NATIVE_VISUAL_ID of that configuration.
 };
 
-// One display serves the process, for contexts cannot share objects across displays: a window system's where one can be
-// opened, else a surfaceless one, else the first EGL device that will do. It is never terminated: the host may use the
-// same one. A host may terminate it all the same, which is the end of its contexts: it is chosen and initialised again
-// for the next context that shares with none.
+// A context of the process's display.
 //
-// A context of that display. Thread: any.
+// Thread: any.
 class EglContext {
  public:
   // Makes one that shares objects with `share`, unless that is null. Returns null, with the reason in *error, when

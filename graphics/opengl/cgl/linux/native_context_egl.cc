@@ -16,7 +16,7 @@ EGLSurface Surface(std::uintptr_t handle) { return reinterpret_cast<EGLSurface>(
 
 class NativeContextEgl : public NativeContext {
  public:
-  // `shares`: whether it shares another's objects, and its fate.
+  // `shares`: whether it shares the objects of another context, and is lost with it.
   NativeContextEgl(std::unique_ptr<EglContext> context, bool shares)
       : context_(std::move(context)), display_(context_->display()), shares_(shares) {}
   ~NativeContextEgl() override { NativeContextEgl::DetachWindow(); }
@@ -35,7 +35,7 @@ class NativeContextEgl : public NativeContext {
     previous->draw = reinterpret_cast<std::uintptr_t>(eglGetCurrentSurface(EGL_DRAW));
     previous->read = reinterpret_cast<std::uintptr_t>(eglGetCurrentSurface(EGL_READ));
     previous->api = eglQueryAPI();
-    eglBindAPI(EGL_OPENGL_API);  // The choice is each thread's own.
+    eglBindAPI(EGL_OPENGL_API);  // Each thread has a choice of its own.
     EGLint error = EGL_SUCCESS;
     if (TryMakeCurrent(previous, &error)) {
       if (failing_.exchange(false, std::memory_order_relaxed)) {
@@ -54,7 +54,7 @@ class NativeContextEgl : public NativeContext {
     return false;
   }
 
-  // A thread that has not bound it need not be asked for more, which costs a system call.
+  // A thread that has not bound the context does not have it current; to ask EGL costs a system call.
   bool IsCurrent() const override {
     return IsBound() && !context_->lost() && eglGetCurrentContext() == context_->handle();
   }
@@ -115,7 +115,7 @@ class NativeContextEgl : public NativeContext {
   }
 
   void Present() override {
-    // Looked at once more: a driver that finds the server gone in the middle of it may never return.
+    // The window is looked at once more: a driver that finds the window system gone while it presents may never return.
     if (!window_ || !window_->Alive()) return;
     if (!eglSwapBuffers(display_.display, surface_)) {
       if (std::exchange(present_failed_, true)) return;
@@ -142,7 +142,7 @@ class NativeContextEgl : public NativeContext {
     return true;
   }
 
-  // The same, also on a thread whose host uses the other interface. Notes in *previous what was put aside for it.
+  // The same on a thread where a GLX context of the host's may be in the way: that is put aside in *previous.
   bool TryMakeCurrent(Current* previous, EGLint* error) {
     if (TryMakeCurrent()) return true;
     *error = eglGetError();
@@ -154,7 +154,7 @@ class NativeContextEgl : public NativeContext {
     return false;
   }
 
-  // Once, and not for a view's context, which goes with its device's.
+  // Says in the log, once, that the context is lost; not of a view's context, which is lost with its device's.
   void ReportLost() {
     if (shares_ || loss_reported_.exchange(true, std::memory_order_relaxed)) return;
     Logger::default_logger()->Error(

@@ -37,7 +37,7 @@ std::uint32_t InBits(float part, std::uint32_t mask) {
   return static_cast<std::uint32_t>(std::lround(value * highest)) * lowest;
 }
 
-// Which of the server's errors it was.
+// What an error of the server's says about the host's window.
 const char* ErrorName(std::uint8_t code) {
   switch (code) {
     case XCB_MATCH: return "it takes no pictures, or is on another screen";
@@ -71,9 +71,9 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, void* host
       xcb_create_colormap_checked(xcb, XCB_COLORMAP_ALLOC_NONE, window->colormap_, system->screen()->root, visual);
   xcb_discard_reply(xcb, colormap.sequence);
 
-  // In the order of the bits. No background yet: the host's window comes through until there is a picture. What is
-  // there stays in place when the size changes, so that nothing flashes. A window manager is to leave it alone, should
-  // the host's window be the root. Only its end is of interest.
+  // The values stand in the order of the mask's bits. There is no background yet: the host's window comes through until
+  // there is a picture. What the window holds stays in place when its size changes, so that nothing flashes. Should the
+  // host's window be the root, a window manager is to leave this one alone. Of all events only its end is wanted.
   const std::uint32_t values[] = {XCB_BACK_PIXMAP_NONE, 0, XCB_GRAVITY_NORTH_WEST, 1, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
                                   window->colormap_};
   const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_OVERRIDE_REDIRECT |
@@ -89,8 +89,8 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, void* host
     return nullptr;
   }
   if (!system->Poll()) return nullptr;
-  // Without it the pointer would enter this window at each press, and the host's be told that it went inside: there are
-  // toolkits that let go of the pointer then, and never hear of a release outside.
+  // With an input region the pointer would enter this window at each press, and the host's window be told that it has
+  // gone inside: there are toolkits that let go of the pointer then, and never hear of a release outside.
   if (system->has_shapes()) {
     const xcb_void_cookie_t shape = xcb_shape_rectangles_checked(
         xcb, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, window->id_, 0, 0, 0, nullptr);
@@ -112,7 +112,7 @@ X11Window::X11Window(X11WindowSystem* system, xcb_window_t host_window, unsigned
 
 X11Window::~X11Window() {
   system_->Remove(this);
-  // Whether they still exist is of no interest.
+  // Both may be gone already; the errors are discarded.
   xcb_connection_t* const xcb = system_->xcb();
   xcb_discard_reply(xcb, xcb_destroy_window_checked(xcb, id_).sequence);
   if (colormap_ != XCB_NONE) xcb_discard_reply(xcb, xcb_free_colormap_checked(xcb, colormap_).sequence);
@@ -140,7 +140,7 @@ void X11Window::Resize(unsigned int width, unsigned int height) {
 void X11Window::SetBackground(float r, float g, float b) {
   if (!visual_) return;
   const std::uint32_t red = visual_->red_mask, green = visual_->green_mask, blue = visual_->blue_mask;
-  // What is no colour is opacity, if it is anything.
+  // Bits that belong to no colour are opacity, where they mean anything.
   const std::uint32_t pixel = InBits(r, red) | InBits(g, green) | InBits(b, blue) | ~(red | green | blue);
   if (background_ == pixel) return;
   background_ = pixel;
