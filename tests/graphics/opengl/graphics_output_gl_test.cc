@@ -23,10 +23,12 @@
 
 namespace {
 
+using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
+using ::testing::SizeIs;
 
 using OutputFormat = GraphicsOutput::OutputFormat;
 
@@ -722,6 +724,20 @@ TEST_F(GraphicsOutputGLTest, ErrorsNameTheFileAndNeverStopTheOutput) {
   const std::string line = "W: OUT_OF_MEMORY \\| graphics/opengl/graphics_output_gl\\.cc \\([0-9]+\\)";
   EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(line), MatchesRegex(line)));
   EXPECT_EQ(NumberOf(receiver.WaitFor(1)[0]), 3);
+  output->Detach();
+}
+
+TEST_F(GraphicsOutputGLTest, PlanesWhoseTargetsCannotBeBoundAreNotDrawn) {
+  const auto output = MakeOutput(Show(Numbered(3)), 16, 8);
+  Receiver receiver(GraphicsOutput::kOutputI420);
+  output->Attach(&receiver);
+  gl_spy::faults().incomplete = true;
+  const int draws = gl_spy::Draws();
+  context()->DoOutput(1, 1);
+  gl_spy::faults().incomplete = false;
+  EXPECT_EQ(gl_spy::Draws(), draws);
+  EXPECT_THAT(TakeLog(), AllOf(SizeIs(3), Each(MatchesRegex("E: frame_buffer status: .*"))));
+  receiver.WaitFor(1);
   output->Detach();
 }
 
