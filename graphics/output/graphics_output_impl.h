@@ -120,13 +120,15 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   struct Delivery {
     CachedFrameInfo* slot;
     std::uint64_t timestamp;
-    std::uint64_t generation;  // Another one since then: the frame is discarded, and the slot no longer its own.
+    std::uint64_t generation;  // When there is another, an attach has discarded the frame, and the slot has gone on.
   };
 
   // Discards what is queued and makes the frames anew; none for kFormatUnknown. Returns false when memory is short: no
   // frames are pooled then.
   bool ResetPool(GraphicsFormatInternal format) QUARN_REQUIRES(callback_mutex_);
-  // The three steps of OutputCurrentFrame.
+
+  // What OutputCurrentFrame is made of, in this order.
+
   // The delivery whose turn it is, of the oldest slot; none when nothing is queued, or what was is discarded.
   std::optional<Delivery> NextDelivery();
   // Calls the receiver, unless it has gone, is about to go, or the frame has been discarded.
@@ -134,6 +136,7 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // Accounts for the delivery, called or not. Returns true when the slot is finished: its last delivery is made, or its
   // frame has been discarded.
   bool FinishDelivery(const Delivery& delivery);
+
   std::uint64_t NextIndex(std::uint64_t index) const QUARN_REQUIRES(cache_mutex_);
 
   const GraphicsFrame* delivering_ QUARN_GUARDED_BY(callback_mutex_) = nullptr;  // The frame of the running call.

@@ -243,6 +243,14 @@ test::Picture MakePattern(int width, int height, int alpha) {
   return picture;
 }
 
+void DriveFrame(GsDevice* device, std::uint64_t timestamp, unsigned int count) {
+  device->TickSource();
+  device->HandleFilter();
+  device->OutputFrame(timestamp, count);
+  device->DrawDisplay();
+  device->DoTask();
+}
+
 void DrivenTest::SetUp() {
   log::Clear();
   ASSERT_TRUE(device.Init());
@@ -251,13 +259,7 @@ void DrivenTest::SetUp() {
 
 void DrivenTest::TearDown() { device.UninitThreadContext(); }
 
-void DrivenTest::Frame(std::uint64_t timestamp, unsigned int count) {
-  device.TickSource();
-  device.HandleFilter();
-  device.OutputFrame(timestamp, count);
-  device.DrawDisplay();
-  device.DoTask();
-}
+void DrivenTest::Frame(std::uint64_t timestamp, unsigned int count) { DriveFrame(&device, timestamp, count); }
 
 void ThreadedTest::SetUp() {
   log::Clear();
@@ -295,13 +297,7 @@ constexpr unsigned char kProof[] = {10, 200, 90, 255};
 }  // namespace
 
 ::testing::AssertionResult DrivenDeviceWorks(GsDevice* device) {
-  return DeviceWorks(device, [device] {
-    device->TickSource();
-    device->HandleFilter();
-    device->OutputFrame(1, 1);
-    device->DrawDisplay();
-    device->DoTask();
-  });
+  return DeviceWorks(device, [device] { DriveFrame(device, 1); });
 }
 
 ::testing::AssertionResult ThreadedDeviceWorks(GsDevice* device) { return DeviceWorks(device, nullptr); }

@@ -177,13 +177,17 @@ std::unique_ptr<GsTexture> MakeColor(unsigned char r, unsigned char g, unsigned 
 // along x when that is negative.
 test::Picture MakePattern(int width, int height, int alpha);
 
+// One frame as a render loop makes it, of a device whose frames the caller drives: handed to the outputs as `count`
+// from `timestamp` on.
+void DriveFrame(GsDevice* device, std::uint64_t timestamp, unsigned int count = 1);
+
 // A device whose frames the test drives, on the thread of the test.
 class DrivenTest : public ::testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
 
-  // One frame as a render loop makes it, handed to the outputs as `count` from `timestamp` on.
+  // DriveFrame of the device.
   void Frame(std::uint64_t timestamp, unsigned int count = 1);
 
   GsDevice device;

@@ -224,11 +224,7 @@ TEST_F(AllocationTest, DrivenFramesAllocateNothing) {
   {
     World world(&device);
     for (int i = 0; i < kWarmUpFrames + kCountedFrames; ++i) {
-      device.TickSource();
-      device.HandleFilter();
-      device.OutputFrame(static_cast<unsigned long long>(i), 1);
-      device.DrawDisplay();
-      device.DoTask();
+      host::DriveFrame(&device, static_cast<std::uint64_t>(i));
     }
     ASSERT_TRUE(world.render.done.IsSet());
     EXPECT_EQ(world.render.allocations(), 0u);

@@ -289,11 +289,7 @@ TEST_F(NoMemoryGraphicsTest, FramesAreDrawnWithWhatThereIs) {
       scene->AddItem(item);
       view.Resize(17 + number++, 16);
     }
-    device.TickSource();
-    device.HandleFilter();
-    device.OutputFrame(1, 1);
-    device.DrawDisplay();
-    device.DoTask();
+    host::DriveFrame(&device, 1);
     const FailingAllocations::Pause pause;
     scene->RemoveItem(item);
   });

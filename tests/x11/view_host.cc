@@ -42,30 +42,6 @@ View::View(void* window, int width, int height, GsScene* scene)
   Attch();
 }
 
-std::size_t HeldQueue::size() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return works_.size();
-}
-
-std::size_t HeldQueue::Run() {
-  for (std::size_t count = 0;; ++count) {
-    std::pair<QnMainQueueFunction, void*> work;
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      if (works_.empty()) return count;
-      work = works_.front();
-      works_.pop_front();
-    }
-    work.first(work.second);
-  }
-}
-
-void HeldQueue::Post(QnMainQueueFunction function, void* argument, void* user) {
-  auto* const queue = static_cast<HeldQueue*>(user);
-  std::lock_guard<std::mutex> lock(queue->mutex_);
-  queue->works_.emplace_back(function, argument);
-}
-
 void ViewTest::SetUp() {
   log::Clear();
   ASSERT_TRUE(x11.ok());
@@ -80,13 +56,7 @@ void ViewTest::TearDown() {
   EXPECT_EQ(log::Complaints(), "");
 }
 
-void ViewTest::Frame() {
-  device->TickSource();
-  device->HandleFilter();
-  device->OutputFrame(++timestamp_, 1);
-  device->DrawDisplay();
-  device->DoTask();
-}
+void ViewTest::Frame() { DriveFrame(device, ++timestamp_); }
 
 void ViewTest::Frames(int count) {
   for (int i = 0; i < count; ++i) Frame();

@@ -2,19 +2,16 @@
 #ifndef QUARN_TESTS_X11_VIEW_HOST_H_
 #define QUARN_TESTS_X11_VIEW_HOST_H_
 
-#include <cstddef>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <utility>
 
 #include <gtest/gtest.h>
 #include <quarn/quarn.h>
 
 #include "tests/public/host.h"
 #include "tests/support/cpu_reference.h"
+#include "tests/support/host_loop.h"
 #include "tests/support/x_server.h"
 #include "tests/support/x_window.h"
 
@@ -68,26 +65,6 @@ class View : public GsViewImpl {
  public:
   View(void* window, int width, int height, GsScene* scene = nullptr);
   ~View() override { Detach(); }
-};
-
-// A host's main loop, which runs when the test says so.
-class HeldQueue {
- public:
-  HeldQueue() { qn_set_main_queue(Post, this); }
-  // Drops what has not run.
-  ~HeldQueue() { qn_set_main_queue(nullptr, nullptr); }
-  HeldQueue(const HeldQueue&) = delete;
-  HeldQueue& operator=(const HeldQueue&) = delete;
-
-  std::size_t size() const;
-  // Runs what is queued, in order, and what that queues. Returns how much it was.
-  std::size_t Run();
-
- private:
-  static void Post(QnMainQueueFunction function, void* argument, void* user);
-
-  mutable std::mutex mutex_;
-  std::deque<std::pair<QnMainQueueFunction, void*>> works_;
 };
 
 // The default device, whose frames the test drives. Every case ends without complaints in the log but those that it has

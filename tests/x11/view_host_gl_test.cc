@@ -193,7 +193,7 @@ TYPED_TEST(ViewHostGlTest, IsLeftCurrentByEveryCall) {
     host_gl.Draw(0, 1, 0);  // Its frames go on, beneath the view.
     EXPECT_TRUE(host_gl.IsCurrent());
     {
-      host::HeldQueue queue;  // This thread is the host's main thread.
+      test::HostLoop queue;  // This thread is the host's main thread.
       window.Resize(200, 160);
       view.Resize(200, 160);
       EXPECT_TRUE(host_gl.IsCurrent()) << "after GsView::Resize";

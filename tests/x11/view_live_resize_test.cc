@@ -14,11 +14,11 @@
 
 namespace {
 
-using host::HeldQueue;
 using host::PatternScene;
 using host::View;
 using host::ViewOf;
 using test::Flat;
+using test::HostLoop;
 using test::Picture;
 using test::XWindow;
 
@@ -38,7 +38,7 @@ class ViewLiveResizeTest : public host::ViewTest {};
 // The image and the child window keep the old size until the main queue has run. The picture of the new size is there,
 // where the window has its upper left corner.
 TEST_F(ViewLiveResizeTest, SmallerPictureLiesAtTheUpperLeftAtOnce) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 200, 160);
   View view(window.handle(), 200, 160, scene.scene());
@@ -53,7 +53,7 @@ TEST_F(ViewLiveResizeTest, SmallerPictureLiesAtTheUpperLeftAtOnce) {
 }
 
 TEST_F(ViewLiveResizeTest, WiderAndLowerPictureLiesAtTheUpperLeftAtOnce) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 120, 160, {0, 0, 0x123456});
   View view(window.handle(), 120, 160, scene.scene());
@@ -70,7 +70,7 @@ TEST_F(ViewLiveResizeTest, WiderAndLowerPictureLiesAtTheUpperLeftAtOnce) {
 
 // The window has grown, the next picture is not drawn yet.
 TEST_F(ViewLiveResizeTest, BackgroundFillsWhatIsNewUntilTheNextPicture) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 200, 160, {0, 0, 0x123456});
   View view(window.handle(), 120, 100, scene.scene());
@@ -209,7 +209,7 @@ TEST_F(LiveResizeTest, EveryScreenshotShowsOnePicture) {
 
 // The main loop of a host that is busy with the drag.
 TEST_F(LiveResizeTest, EveryScreenshotShowsOnePictureWhileTheMainQueueIsLate) {
-  HeldQueue queue;
+  HostLoop queue;
   int changes = 0;
   DragAndLook([&] {
     if (++changes % 5 == 0) queue.Run();

@@ -6,11 +6,11 @@
 
 namespace {
 
-using host::HeldQueue;
 using host::PatternScene;
 using host::View;
 using host::ViewOf;
 using test::Flat;
+using test::HostLoop;
 using test::XWindow;
 
 class ViewMainQueueTest : public host::ViewTest {};
@@ -26,7 +26,7 @@ TEST_F(ViewMainQueueTest, RunsOnAThreadOfItsOwnByDefault) {
 }
 
 TEST_F(ViewMainQueueTest, MayRunLongAfter) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 120, 90);
   View view(window.handle(), 120, 90, scene.scene());
@@ -43,7 +43,7 @@ TEST_F(ViewMainQueueTest, MayRunLongAfter) {
 
 // The work is built for the size that is asked for when it runs, not when it was queued.
 TEST_F(ViewMainQueueTest, TakesTheSizeOfTheMomentItRunsIn) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 120, 90);
   View view(window.handle(), 120, 90, scene.scene());
@@ -59,7 +59,7 @@ TEST_F(ViewMainQueueTest, TakesTheSizeOfTheMomentItRunsIn) {
 }
 
 TEST_F(ViewMainQueueTest, MayRunAfterTheViewIsGone) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 120, 90);
   {
@@ -77,7 +77,7 @@ TEST_F(ViewMainQueueTest, MayRunAfterTheViewIsGone) {
 }
 
 TEST_F(ViewMainQueueTest, MayRunWhileTheViewIsDetached) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 120, 90);
   View view(window.handle(), 120, 90, scene.scene());
@@ -92,7 +92,7 @@ TEST_F(ViewMainQueueTest, MayRunWhileTheViewIsDetached) {
 }
 
 TEST_F(ViewMainQueueTest, MayRunAfterTheWindowIsGone) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   std::string complaints;
   {
@@ -110,7 +110,7 @@ TEST_F(ViewMainQueueTest, MayRunAfterTheWindowIsGone) {
 }
 
 TEST_F(ViewMainQueueTest, MayNeverRun) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 120, 90);
   View view(window.handle(), 120, 90, scene.scene());
@@ -139,14 +139,14 @@ TEST_F(ViewMainQueueTest, MayDropItsWork) {
 TEST_F(ViewMainQueueTest, KeepsWhatWasQueuedWhereItWasQueued) {
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 120, 90);
-  HeldQueue first;
+  HostLoop first;
   View view(window.handle(), 120, 90, scene.scene());
   Frame();
   view.Resize(160, 120);
   Frame();
   EXPECT_EQ(first.size(), 1u);
   {
-    HeldQueue second;
+    HostLoop second;
     view.Resize(200, 150);
     Frame();
     EXPECT_EQ(first.size(), 1u);
@@ -186,7 +186,7 @@ TEST_F(ViewMainQueueTest, HandsTheHostItsOwnPointer) {
 TEST(ViewMainQueueDeviceTest, MayRunAfterTheDeviceIsGone) {
   host::log::Clear();
   const test::XConnection x11;
-  HeldQueue queue;
+  HostLoop queue;
   for (const bool run : {true, false}) {
     ASSERT_TRUE(GsDevice::CreateDefaultDevice(true));
     {

@@ -6,11 +6,11 @@
 
 namespace {
 
-using host::HeldQueue;
 using host::PatternScene;
 using host::View;
 using host::ViewOf;
 using test::Flat;
+using test::HostLoop;
 using test::XWindow;
 
 class ViewPictureTest : public host::ViewTest {};
@@ -299,7 +299,7 @@ TEST_F(ViewResizeTest, FollowsAWindowThatComesLater) {
 // The off-screen image and the presentation follow on the main queue. Until then the picture of the new size is drawn
 // into the image of the old one, from the lower left corner on.
 TEST_F(ViewResizeTest, ShowsACornerOfTheNewSizeUntilTheMainQueueHasRun) {
-  HeldQueue queue;
+  HostLoop queue;
   const PatternScene scene(64, 48, device);
   XWindow window(x11, 120, 100, {0, 0, 0x123456});
   View view(window.handle(), 120, 100, scene.scene());
@@ -322,7 +322,7 @@ TEST_F(ViewResizeTest, ShowsACornerOfTheNewSizeUntilTheMainQueueHasRun) {
 }
 
 TEST_F(ViewResizeTest, QueuesNothingForTheSizeThatItHas) {
-  HeldQueue queue;
+  HostLoop queue;
   const XWindow window(x11, 120, 100);
   View view(window.handle(), 120, 100);
   view.Resize(120, 100);
@@ -406,7 +406,7 @@ TEST_F(ViewResizeTest, ComesBackFromASizeThatNoTextureHas) {
   ASSERT_TRUE(receiver.Start());
   std::size_t frames = 0;
   for (const unsigned int size : {100'000u, 0x7fffffffu, 0xffffffffu}) {
-    HeldQueue queue;
+    HostLoop queue;
     view.Resize(size, 90);
     view.Resize(size, size);
     Frame();

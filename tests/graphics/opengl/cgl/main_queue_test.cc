@@ -9,7 +9,6 @@
 #include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -17,46 +16,12 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/host_loop.h"
+
 namespace {
 
+using test::HostLoop;
 using ::testing::ElementsAre;
-
-// A host's main loop, which runs when the test says so. Once it is gone nothing may reach it any more: the sanitizers
-// would tell.
-class HostLoop {
- public:
-  HostLoop() { qn_set_main_queue(&HostLoop::Post, this); }
-  ~HostLoop() { qn_set_main_queue(nullptr, nullptr); }
-  HostLoop(const HostLoop&) = delete;
-  HostLoop& operator=(const HostLoop&) = delete;
-
-  std::size_t size() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return works_.size();
-  }
-  std::pair<QnMainQueueFunction, void*> Take() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const auto work = works_.front();
-    works_.pop_front();
-    return work;
-  }
-  void Run() {
-    while (size() > 0) {
-      const auto work = Take();
-      work.first(work.second);
-    }
-  }
-
- private:
-  static void Post(QnMainQueueFunction function, void* argument, void* user) {
-    auto* const self = static_cast<HostLoop*>(user);
-    const std::lock_guard<std::mutex> lock(self->mutex_);
-    self->works_.emplace_back(function, argument);
-  }
-
-  mutable std::mutex mutex_;
-  std::deque<std::pair<QnMainQueueFunction, void*>> works_;
-};
 
 // Runs on the library's own thread, and returns when it has.
 void RunOnTheLibrarysThread(const std::function<void()>& work) {
