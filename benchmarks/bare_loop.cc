@@ -8,11 +8,12 @@
 #include <cstring>
 #include <string>
 
-#include <quarn/glsl_src.h>
 #include <glm/glm.hpp>
 #include <glm/gtc/matrix_inverse.hpp>
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
+
+#include <quarn/glsl_src.h>
 
 #include "benchmarks/loops.h"
 

@@ -4,6 +4,7 @@
 // for blocks of 50 ms at 48 kHz. And the mixer's whole pass: the locks, the samples out of the rings, the arithmetic
 // and the callback. Both in processor time of the one thread that does it. At the end it prints a table of the
 // repetitions' medians, and of their minima in brackets; Google Benchmark's flags work as usual.
+#include <benchmark/benchmark.h>
 #include <time.h>
 
 #include <algorithm>
@@ -15,8 +16,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 #include <quarn/qn_log.h>
 

@@ -1,10 +1,10 @@
 // hello-mix IN.wav OUT.wav: mixes two tones into a sound, for as long as that lasts.
-#include <sndfile.hh>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <vector>
+
+#include <sndfile.hh>
 
 #include <quarn/quarn.h>
 

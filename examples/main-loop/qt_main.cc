@@ -1,8 +1,9 @@
 // main-loop-qt: a view in a Qt window, on Qt's event loop.
+#include <memory>
+
 #include <QGuiApplication>
 #include <QResizeEvent>
 #include <QWindow>
-#include <memory>
 
 #include "demo_scene.h"
 #include "qt_main_queue.h"

@@ -5,10 +5,11 @@
 #include <cstring>
 #include <memory>
 
-#include <quarn/glsl_src.h>
 #include <glm/glm.hpp>
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
+
+#include <quarn/glsl_src.h>
 
 #include "foundation/logger.h"
 #include "graphics/internal_types.h"

@@ -144,10 +144,11 @@ class QUARN_EXPORT GsDevice {
 
   // Tells where the time of the last frames of the render loop went (gs_frame_times.h). The last 128 are kept, over
   // stops and starts too.
-  // times: receives the frames that have ended, the newest last; null for none.
-  // capacity: how many fit in there, of which the newest are answered.
-  // Returns how many were written, 0 to `capacity`: at most 128, and one less where a frame ends meanwhile.
-  // Without an engine, and on a device whose frames the host drives, there are none: 0.
+  //
+  // `times`: receives the frames that have ended, the newest last; null for none.
+  // `capacity`: how many fit in there, of which the newest are answered.
+  // Returns how many were written, 0 to `capacity`: at most 128, and one less where a frame ends meanwhile. Without an
+  // engine, and on a host-driven device, there are none: 0.
   //
   // Thread: any.
   // Blocks: no.

@@ -114,6 +114,7 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
   virtual void OnFrame(const GsFrame& frame);
 
   // Tells how many deliveries were made, and how many of them only repeated a picture for want of a free buffer.
+  //
   // Returns the counts of this moment. An inert output has made none.
   //
   // Thread: any.

@@ -102,8 +102,6 @@ class AudioMixSourceTest : public testing::Test {
   LogCapture log_;
 };
 
-}  // namespace
-
 TYPED_TEST(AudioMixSourceTypedTest, GivesNothingBeforeItIsReady) {
   Feed<TypeParam> feed(48000, 2);
   for (int i = 0; i < 8; ++i) feed.Push(480);
@@ -466,3 +464,5 @@ TEST_F(AudioMixSourceTest, IsInertWithMoreThanEightChannels) {
   EXPECT_EQ(source.PopFrontSamples(planes.data(), 100), 0u);
   EXPECT_TRUE(log_.Lines().empty());
 }
+
+}  // namespace

@@ -107,8 +107,6 @@ class AudioMixerTest : public testing::Test {
   LogCapture log_;
 };
 
-}  // namespace
-
 TEST_F(AudioMixerTest, BlockIsATwentiethOfASecondRoundedDown) {
   for (const auto& [rate, frames] : std::vector<std::pair<unsigned int, unsigned int>>{
            {48000, 2400}, {44100, 2205}, {22050, 1102}, {8000, 400}, {39, 1}, {20, 1}}) {
@@ -810,3 +808,5 @@ TEST_F(AudioMixerTest, CallbackMayPush) {
   EXPECT_THAT(recorder.blocks.at(1).planes[0], Each(0.5f));
   EXPECT_THAT(recorder.blocks.at(2).planes[0], Each(0.5f));
 }
+
+}  // namespace

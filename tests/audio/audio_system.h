@@ -4,12 +4,13 @@
 #define QUARN_TESTS_AUDIO_AUDIO_SYSTEM_H_
 
 #include <gtest/gtest.h>
-#include <quarn/qn_audio_input.h>
 
 #include <atomic>
 #include <cstddef>
 #include <functional>
 #include <vector>
+
+#include <quarn/qn_audio_input.h>
 
 #include "audio/audio_mixer.h"
 #include "tests/support/log_capture.h"

@@ -116,8 +116,6 @@ class CircleBufferTest : public testing::Test {};
 using SampleTypes = testing::Types<short, float>;
 TYPED_TEST_SUITE(CircleBufferTest, SampleTypes);
 
-}  // namespace
-
 TYPED_TEST(CircleBufferTest, StartsEmpty) {
   CircleBuffer<TypeParam> buffer(100);
   EXPECT_TRUE(buffer.valid());
@@ -426,3 +424,5 @@ TYPED_TEST(CircleBufferTest, KeepsAnUnbrokenRunThatEndsWithTheNewest) {
   const std::size_t left = buffer.size();
   EXPECT_EQ(Pop(&buffer, kAll), Count<TypeParam>(next - static_cast<int>(left), left));
 }
+
+}  // namespace

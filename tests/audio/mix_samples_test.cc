@@ -1,5 +1,8 @@
 #include "audio/mix_samples.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -9,9 +12,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "audio/mix_samples_variants.h"
 
@@ -168,8 +168,6 @@ T Folded(const std::vector<T>& samples, T peak = 0) {
   for (const T& sample : samples) peak = AbsMax<T>(peak, sample);
   return peak;
 }
-
-}  // namespace
 
 // --- AddAndNormaliz
 
@@ -569,3 +567,5 @@ TEST(MixSampleVariantsTest, ThoseOfTheProcessorAreThere) {
   EXPECT_EQ(RunnableMixSampleVariants(), expected);
 }
 #endif
+
+}  // namespace

@@ -1,6 +1,7 @@
+#include <quarn/qn_audio_input.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <quarn/qn_audio_input.h>
 
 #include <vector>
 
@@ -31,8 +32,6 @@ class QnAudioInputTest : public testing::Test {
 
   LogCapture log_;
 };
-
-}  // namespace
 
 TEST_F(QnAudioInputTest, TypeZeroIsFloatAndEveryOtherIsShort) {
   EXPECT_EQ(ToInternalType(kQnMixSampleFloat), kInternalSampleFloat);
@@ -81,3 +80,5 @@ TEST_F(QnAudioInputTest, OfTooManyChannelsIsInert) {
                                                          "[AudioMixSource] no source of 48000 Hz and 9 channels"}));
   EXPECT_TRUE(Pass<short>(input, 5).empty());
 }
+
+}  // namespace

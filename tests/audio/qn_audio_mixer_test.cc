@@ -1,7 +1,8 @@
 // The public mixer on a clock of the test's own.
+#include <quarn/qn_audio_mixer.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <quarn/qn_audio_mixer.h>
 
 #include <chrono>
 #include <cstdint>
@@ -68,8 +69,6 @@ class QnAudioMixerTest : public testing::Test {
 
   LogCapture log_;
 };
-
-}  // namespace
 
 TEST_F(QnAudioMixerTest, HandsBlocksAndPeaksToTheHost) {
   FloatRecorder recorder(2);
@@ -366,3 +365,5 @@ TEST_F(QnAudioMixerTest, DestroyedInItsCallbackIsLeftBehind) {
       },
       testing::ExitedWithCode(0), "");
 }
+
+}  // namespace

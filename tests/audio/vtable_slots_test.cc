@@ -1,10 +1,11 @@
 // The order of the virtual operations of the audio interfaces: it is their binary interface and must stay.
 #include <gtest/gtest.h>
-#include <quarn/qn_audio_mixer.h>
 
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
+
+#include <quarn/qn_audio_mixer.h>
 
 #include "audio/audio_mixer.h"
 
@@ -21,8 +22,6 @@ std::ptrdiff_t Slot(Method method) {
   std::memcpy(&offset_and_one, &method, sizeof(offset_and_one));
   return (offset_and_one - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
-
-}  // namespace
 
 TEST(AudioVtableSlotsTest, CallbacksHaveTheirDestructorFirst) {
   EXPECT_EQ(Slot(&AudioMixer::Callback::OnMixSamples), 2);
@@ -43,3 +42,5 @@ static_assert(!std::is_polymorphic_v<QnAudioMixer>);
 TEST(AudioVtableSlotsTest, MixerIsARunable) { EXPECT_EQ(Slot(&AudioMixer::Run), 2); }
 
 #endif  // defined(__x86_64__)
+
+}  // namespace

@@ -2,14 +2,13 @@
 #ifndef QUARN_TESTS_EXAMPLES_EXAMPLE_PROGRAM_H_
 #define QUARN_TESTS_EXAMPLES_EXAMPLE_PROGRAM_H_
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 // How a program ended.
 struct Ended {

@@ -2,7 +2,7 @@
 // the library does. The programs that use them are tried in main_loop_programs_test.cc.
 #include <SDL.h>
 #include <glib.h>
-#include <QCoreApplication>
+#include <gtest/gtest.h>
 
 #include <atomic>
 #include <functional>
@@ -13,7 +13,7 @@
 #include <type_traits>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include <QCoreApplication>
 
 #include "examples/main-loop/glib_main_queue.h"
 #include "examples/main-loop/qt_main_queue.h"

@@ -1,12 +1,11 @@
 // What the editor of quarn-preview makes of the pointer and the keys, without a window.
-#include "preview/editor.h"
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
+#include "preview/editor.h"
 #include "preview/shape.h"
 
 namespace preview {

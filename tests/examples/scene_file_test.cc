@@ -1,6 +1,7 @@
 // Scene files, written and read back.
 #include "studio/scene_file.h"
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -9,8 +10,6 @@
 #include <iterator>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "studio/error.h"
 

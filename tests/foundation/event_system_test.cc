@@ -4,11 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <quarn/qn_event.h>
-
 #include <cerrno>
 #include <utility>
 #include <vector>
+
+#include <quarn/qn_event.h>
 
 #include "tests/foundation/system_calls.h"
 
@@ -38,8 +38,6 @@ class EventSystemTest : public testing::Test {
   int spurious_ = 0;                                // Wake-ups for nothing before the time-out, ten seconds each.
   std::vector<std::pair<time_t, long>> deadlines_;  // What was waited for.
 };
-
-}  // namespace
 
 TEST_F(EventSystemTest, TimedWaitEndsTheGivenTimeFromNow) {
   Event event(false);
@@ -143,3 +141,5 @@ TEST_F(EventSystemTest, WithoutMemoryEveryOperationReturnsFalse) {
   EXPECT_FALSE(wrapper.TimedWait(0));
   EXPECT_FALSE(wrapper.Try());
 }
+
+}  // namespace

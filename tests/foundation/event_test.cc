@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <quarn/qn_event.h>
-
 #include <chrono>
 #include <climits>
 #include <ctime>
 #include <thread>
+
+#include <quarn/qn_event.h>
+
+namespace {
 
 // The public wrapper answers as the event does.
 template <class T>
@@ -147,3 +149,5 @@ TEST(AddMsToTsTest, SplitsWholeSecondsOff) {
   EXPECT_EQ(ts.tv_sec, 3);
   EXPECT_EQ(ts.tv_nsec, 999000000);
 }
+
+}  // namespace

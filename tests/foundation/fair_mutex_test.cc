@@ -1,11 +1,11 @@
 #include "foundation/fair_mutex.h"
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "tests/support/run_in_fork.h"
 #include "tests/support/waiter.h"
@@ -51,8 +51,6 @@ int AddUp(Add add) {
   for (std::thread& thread : threads) thread.join();
   return count;
 }
-
-}  // namespace
 
 TEST(FairMutexTest, ExcludesOtherThreadsHoweverItIsTaken) {
   FairMutex mutex;
@@ -220,3 +218,5 @@ TEST(RecursiveFairMutexTest, GivingBackInAForkWhatWasTakenBeforeItDoesNothing) {
   Unlock(mutex);
   EXPECT_TRUE(FreeForOthers(mutex));
 }
+
+}  // namespace

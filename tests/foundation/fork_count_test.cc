@@ -1,11 +1,11 @@
 // Locks in a fork of the process that made them.
 #include "foundation/fork_count.h"
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <memory>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 #include "foundation/event.h"
 #include "foundation/mutex.h"

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <limits>
 
+namespace {
+
 TEST(AlignSizeTest, RoundsUpToTheNextMultipleOf64) {
   EXPECT_EQ(AlignSize(0), 0u);
   EXPECT_EQ(AlignSize(1), 64u);
@@ -32,3 +34,5 @@ TEST(UtilMulDiv64Test, KeepsProductsThatDoNotFit64Bits) {
   // A year of samples: the plain product takes 71 bits.
   EXPECT_EQ(util_mul_div64(1513728000000, 1000000000, 48000), 31536000000000000u);
 }
+
+}  // namespace

@@ -68,8 +68,6 @@ class DefaultLoggerTest : public testing::Test {
   Logger* previous_ = nullptr;
 };
 
-}  // namespace
-
 TEST(LoggerTest, LevelsCountFromDebugToError) {
   EXPECT_EQ(static_cast<int>(Logger::Level::Debug), 0);
   EXPECT_EQ(static_cast<int>(Logger::Level::Info), 1);
@@ -287,3 +285,5 @@ TEST_F(DefaultLoggerTest, ReplacingItLeavesThePreviousAlive) {
   EXPECT_THAT(first.lines, ElementsAre("[First] still here"));
   EXPECT_THAT(second.lines, ElementsAre("[Second] x"));
 }
+
+}  // namespace

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <quarn/qn_mutex.h>
-
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <quarn/qn_mutex.h>
 
 namespace {
 
@@ -31,8 +31,6 @@ struct RecordingLock {
   void Lock() { calls += 'L'; }
   void Unlock() { calls += 'U'; }
 };
-
-}  // namespace
 
 TEST(MutexTest, TryLockOnFreeMutexReturnsFalseAndHoldsIt) {
   Mutex mutex;
@@ -131,3 +129,5 @@ TEST(QNMutexLockerTest, HoldsTheMutexWhileItLives) {
   other.join();
   EXPECT_EQ(count, 10000);
 }
+
+}  // namespace

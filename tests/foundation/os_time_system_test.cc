@@ -49,8 +49,6 @@ class OsSleepTest : public testing::Test {
   std::vector<timespec> interruptions_;            // What nanosleep leaves over, the last first.
 };
 
-}  // namespace
-
 TEST_F(OsSleepTest, GetTimeNsCountsSecondsAndNanoseconds) {
   now_ = 12000000345;
   EXPECT_EQ(os::GetTimeNs(), 12000000345u);
@@ -108,3 +106,5 @@ TEST_F(OsSleepTest, FastSleepThatWakesEarlyGoesOn) {
   EXPECT_TRUE(os::SleepToNsFast(kNow + 1000000));
   EXPECT_THAT(steps_, ElementsAre(1000, 600));
 }
+
+}  // namespace

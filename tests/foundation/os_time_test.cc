@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <quarn/qn_os.h>
-
 #include <chrono>
 #include <cstdint>
+
+#include <quarn/qn_os.h>
 
 namespace {
 
@@ -14,8 +14,6 @@ std::uint64_t SteadyNs() {
       std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
           .count());
 }
-
-}  // namespace
 
 TEST(OsTimeTest, GetTimeNsReadsTheMonotonicClock) {
   const std::uint64_t before = SteadyNs();
@@ -49,3 +47,5 @@ TEST(OsTimeTest, TargetInThePastReturnsFalse) {
   EXPECT_FALSE(os::SleepToNs(0));
   EXPECT_FALSE(os::SleepToNsFast(0));
 }
+
+}  // namespace

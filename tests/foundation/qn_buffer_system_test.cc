@@ -5,6 +5,8 @@
 
 #include "tests/foundation/system_calls.h"
 
+namespace {
+
 TEST(QNBufferMemoryTest, FailedAllocationLeavesItEmpty) {
   ScopedSystemCalls scope;
   std::size_t asked = 0;
@@ -19,3 +21,5 @@ TEST(QNBufferMemoryTest, FailedAllocationLeavesItEmpty) {
   EXPECT_EQ(buffer->data(), nullptr);
   EXPECT_EQ(buffer->size(), 0u);
 }
+
+}  // namespace

@@ -10,8 +10,6 @@ namespace {
 
 using Buffer = RefCounted<QNBuffer>;
 
-}  // namespace
-
 TEST(QNBufferTest, DefaultIsEmpty) {
   const scoped_refptr<Buffer> buffer = MakeRef<Buffer>();
   EXPECT_EQ(buffer->data(), nullptr);
@@ -49,3 +47,5 @@ TEST(QNBufferTest, LeavesCountingToTheHost) {
   EXPECT_TRUE(std::is_abstract_v<QNBuffer>);
   EXPECT_TRUE(std::has_virtual_destructor_v<QNBuffer>);
 }
+
+}  // namespace

@@ -96,8 +96,6 @@ class QnLogTest : public testing::Test {
   Logger* previous_ = nullptr;
 };
 
-}  // namespace
-
 TEST_F(QnLogTest, PrintsTaggedLinesWithoutAHandler) {
   testing::internal::CaptureStdout();
   qn_log(30, "x=%d", 5);
@@ -290,3 +288,5 @@ TEST_F(QnLogTest, ThreadsMayInstallAtOnce) {
   for (const Host& host : hosts) received += host.messages.size();
   EXPECT_EQ(received, 1u);
 }
+
+}  // namespace

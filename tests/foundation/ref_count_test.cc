@@ -30,8 +30,6 @@ class Tally : public RefCountInterface {
 
 class DerivedTally : public Tally {};
 
-}  // namespace
-
 TEST(ScopedRefptrTest, TakesAndDropsOneReference) {
   Tally tally;
   {
@@ -144,3 +142,5 @@ TEST(RefCountedTest, CountsFromSeveralThreads) {
   }
   EXPECT_EQ(destroyed, 1);
 }
+
+}  // namespace

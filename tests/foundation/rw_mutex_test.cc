@@ -36,8 +36,6 @@ bool OtherTryWriteLock(RWMutex& mutex) {
   return answer;
 }
 
-}  // namespace
-
 TEST(RWMutexTest, TryReadLockReturnsTrueWhenObtained) {
   RWMutex mutex;
   EXPECT_TRUE(TryReadLock(mutex));
@@ -125,3 +123,5 @@ TEST(WriteLockerTest, WritesAloneWhileItLives) {
   EXPECT_TRUE(OtherTryReadLock(mutex));
   EXPECT_FALSE(OtherTryWriteLock(mutex));
 }
+
+}  // namespace

@@ -10,6 +10,8 @@
 
 #include "tests/foundation/system_calls.h"
 
+namespace {
+
 TEST(SemaphoreSystemTest, WaitersAreServedInTheOrderOfTheirComing) {
   constexpr int kWaiters = 5;
   ScopedSystemCalls scope;
@@ -141,3 +143,5 @@ TEST(SemaphoreSystemTest, IsInertWithoutMemory) {
   semaphore.Post();
   EXPECT_FALSE(semaphore.Wait());
 }
+
+}  // namespace

@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+namespace {
+
 TEST(SemaphoreTest, InitialCountSatisfiesThatManyWaits) {
   Semaphore semaphore(2);
   EXPECT_TRUE(semaphore.Wait());
@@ -52,3 +54,5 @@ TEST(SemaphoreTest, EveryPostIsTakenOnce) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(taken, std::vector<int>(4, 1000));
 }
+
+}  // namespace

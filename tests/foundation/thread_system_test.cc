@@ -23,8 +23,6 @@ class CountedRun : public Runable {
   Semaphore leave{0};
 };
 
-}  // namespace
-
 TEST(ThreadSystemTest, FailedCreationLeavesItNotStarted) {
   ScopedSystemCalls scope;
   int joins = 0;
@@ -92,3 +90,5 @@ TEST(ThreadSystemTest, DestructorDoesNotJoin) {
   __real_pthread_join(created, nullptr);
   EXPECT_EQ(run.runs, 1);
 }
+
+}  // namespace

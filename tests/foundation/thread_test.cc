@@ -28,8 +28,6 @@ class GatedRun : public Runable {
   Semaphore leave{0};
 };
 
-}  // namespace
-
 TEST(ThreadTest, IsNotStartedWhenCreated) {
   const std::unique_ptr<Thread> thread(Thread::Create());
   ASSERT_NE(thread, nullptr);
@@ -104,3 +102,5 @@ TEST(ThreadTest, NamesItself) {
   other.join();
   EXPECT_EQ(name, "fifteen letters");
 }
+
+}  // namespace

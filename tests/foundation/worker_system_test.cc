@@ -1,18 +1,16 @@
 // A worker whose thread the system refuses.
 #include "foundation/worker.h"
 
+#include <gtest/gtest.h>
+
 #include <cerrno>
 #include <chrono>
-
-#include <gtest/gtest.h>
 
 #include "tests/foundation/system_calls.h"
 
 namespace {
 
 int refusals_logged = 0;
-
-}  // namespace
 
 TEST(WorkerSystemTest, LogsWithoutAThreadDropsTheWorkAndTriesAgainWithTheNext) {
   ScopedSystemCalls scope;
@@ -40,3 +38,5 @@ TEST(WorkerSystemTest, NeedsNobodyToLogForIt) {
   EXPECT_EQ(worker.Post([] {}), 0u);
   worker.Stop();
 }
+
+}  // namespace

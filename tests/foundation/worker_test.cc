@@ -1,5 +1,6 @@
 #include "foundation/worker.h"
 
+#include <gmock/gmock.h>
 #include <pthread.h>
 
 #include <chrono>
@@ -10,8 +11,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "tests/support/log_capture.h"
 #include "tests/support/run_in_fork.h"

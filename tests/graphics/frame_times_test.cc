@@ -1,13 +1,13 @@
 #include "graphics/frame_times.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <array>
 #include <atomic>
 #include <memory>
 #include <thread>
 #include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/support/fake_os_time.h"
 
@@ -46,8 +46,6 @@ class FrameTimesTest : public ::testing::Test {
 };
 
 using FrameSpanTest = FrameTimesTest;
-
-}  // namespace
 
 TEST_F(FrameTimesTest, HasNoFramesAtFirst) {
   EXPECT_THAT(Read(), IsEmpty());
@@ -231,3 +229,5 @@ TEST_F(FrameSpanTest, IsNoTimeWhereTheClockStandsStill) {
   }
   EXPECT_EQ(times_.End(1).ticks_ns, 0u);
 }
+
+}  // namespace

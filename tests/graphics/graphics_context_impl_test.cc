@@ -113,8 +113,6 @@ class TestShader : public GraphicsShader {
   std::string name_;
 };
 
-}  // namespace
-
 class GraphicsContextImplTest : public ::testing::Test {
  protected:
   LogCapture log_;
@@ -518,3 +516,5 @@ TEST_F(GraphicsContextImplTest, ConstructionLogsTheMatrixOfTheFullRangeFirst) {
   EXPECT_EQ(lines[1].level, Logger::Level::Debug);
   EXPECT_EQ(lines[1].text.substr(0, 22), "\n 1.164384,  0.000000,");
 }
+
+}  // namespace

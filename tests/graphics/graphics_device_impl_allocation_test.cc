@@ -1,5 +1,7 @@
 // A steady render loop takes nothing from the heap. This binary counts operator new; it runs on the real clock, at a
 // rate that hardly sleeps.
+#include "graphics/graphics_device_impl.h"
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -10,7 +12,6 @@
 #include "foundation/event.h"
 #include "foundation/logger.h"
 #include "graphics/graphics_context_impl.h"
-#include "graphics/graphics_device_impl.h"
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_scene_impl.h"
 #include "tests/support/allocation_counter.h"
@@ -104,8 +105,6 @@ class CountingDevice : public GraphicsDeviceImpl {
   Event finished_{false};
 };
 
-}  // namespace
-
 TEST(AllocationCounterTest, CountsItsOwnThreadWhileItLives) {
   // Called as functions, so that no compiler leaves them out.
   AllocationCounter outer;
@@ -139,3 +138,5 @@ TEST(RenderLoopAllocationTest, OneAllocationInOneFrameIsSeen) {
   device.allocate_in_frame = kFrames / 3;
   EXPECT_EQ(device.CountFrames(), 1u);
 }
+
+}  // namespace

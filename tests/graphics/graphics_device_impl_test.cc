@@ -142,8 +142,6 @@ void NoteFrameAndQueueAnother(void* param) {
   static_cast<TaskLog*>(param)->device->QueueTask(NoteFrame, param);
 }
 
-}  // namespace
-
 // The rate.
 
 TEST_F(GraphicsDeviceImplTest, FreshDeviceAsksForThirtyFps) {
@@ -837,3 +835,5 @@ TEST_F(GraphicsDeviceImplDefaultsTest, TheRestIsSilent) {
   device_.ClearFrameList();
   EXPECT_THAT(log_.Lines(), IsEmpty());
 }
+
+}  // namespace

@@ -20,8 +20,6 @@ class CountingCallback : public GraphicsFilter::DrawCallback {
   int draws = 0;
 };
 
-}  // namespace
-
 TEST(GraphicsFilterImplTest, ResizeStoresTheSize) {
   GraphicsFilterImpl filter(640, 480);
   EXPECT_EQ(filter.width(), 640u);
@@ -99,3 +97,5 @@ TEST(GraphicsFilterImplTest, ResizeTakesNoLock) {
   EXPECT_EQ(filter.width(), 2u);
   EXPECT_EQ(filter.height(), 3u);
 }
+
+}  // namespace

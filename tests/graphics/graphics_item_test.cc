@@ -44,8 +44,6 @@ class TestCallback : public GraphicsItem::TickCallback {
   Journal* journal_;
 };
 
-}  // namespace
-
 TEST(GraphicsItemTest, AttachStoresTheCallbackThenRegisters) {
   Journal journal;
   TickingContext context(&journal);
@@ -145,3 +143,5 @@ TEST(GraphicsItemTest, DetachWaitsForATickInProgress) {
   callback.detacher.join();
   EXPECT_THAT(journal, ElementsAre("ticked", "detached"));
 }
+
+}  // namespace

@@ -19,8 +19,6 @@ class CountingCallback : public GraphicsScene::DrawCallback {
   int draws = 0;
 };
 
-}  // namespace
-
 TEST(GraphicsSceneImplTest, KeepsItsSizeAndHasNoTexture) {
   GraphicsSceneImpl scene(640, 480);
   EXPECT_EQ(scene.width(), 640u);
@@ -80,3 +78,5 @@ TEST(GraphicsSceneImplTest, DetachWaitsForADrawInProgress) {
   callback.detacher.join();
   EXPECT_THAT(callback.journal, ElementsAre("drawn", "detached"));
 }
+
+}  // namespace

@@ -1,4 +1,6 @@
 // The bases of textures and constant buffers, and the binding of several textures.
+#include "graphics/graphics_texture_impl.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +11,6 @@
 
 #include "graphics/graphics_constant_buffer_impl.h"
 #include "graphics/graphics_texture_array.h"
-#include "graphics/graphics_texture_impl.h"
 #include "graphics/output/graphics_frame.h"
 #include "tests/support/log_capture.h"
 
@@ -34,8 +35,6 @@ class TestTexture : public GraphicsTextureImpl {
   Journal* journal_;
   std::string name_;
 };
-
-}  // namespace
 
 TEST(GraphicsTextureImplTest, KeepsSizeAndRotation) {
   GraphicsTextureImpl texture(640, 480);
@@ -117,3 +116,5 @@ TEST(GraphicsConstantBufferImplTest, UpdateWarnsAndTheRestIsNeutral) {
   EXPECT_THAT(log.Lines(),
               ElementsAre(LogCapture::Line{Logger::Level::Warn, "ConstantBuffer::Update is unimplemented"}));
 }
+
+}  // namespace

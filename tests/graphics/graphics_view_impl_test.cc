@@ -42,8 +42,6 @@ class TestView : public GraphicsViewImpl {
   }
 };
 
-}  // namespace
-
 TEST(GraphicsViewImplTest, BothSizesStartAsTheConstructors) {
   TestView view(640, 480);
   EXPECT_EQ(view.width(), 640u);
@@ -153,3 +151,5 @@ TEST(GraphicsViewImplTest, TheOtherDefaultsAreSilentAndNeutral) {
   EXPECT_EQ(view.frame_buffer_texture(), nullptr);
   EXPECT_THAT(log.Lines(), IsEmpty());
 }
+
+}  // namespace

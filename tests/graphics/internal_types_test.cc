@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+namespace {
+
 TEST(InternalTypesTest, DefaultsAreZero) {
   const internal_vec3 v3;
   EXPECT_EQ(v3.x, 0.0f);
@@ -49,3 +51,5 @@ TEST(InternalTypesTest, TransformKeepsItsParts) {
   EXPECT_EQ(transform.size.y, 4.0f);
   EXPECT_EQ(transform.rotation, 5.0f);
 }
+
+}  // namespace

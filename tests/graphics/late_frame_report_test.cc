@@ -1,10 +1,10 @@
 #include "graphics/late_frame_report.h"
 
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
 
 #include "graphics/frame_times.h"
 #include "tests/support/log_capture.h"
@@ -33,8 +33,6 @@ class LateFrameReportTest : public ::testing::Test {
   LogCapture log_;
   LateFrameReport report_;
 };
-
-}  // namespace
 
 TEST_F(LateFrameReportTest, IsSilentWhileFramesAreOnTime) {
   GsFrameTime frame = Frame(5, 1);
@@ -116,3 +114,5 @@ TEST_F(LateFrameReportTest, SaysOneLineASecondAndCountsTheRest) {
   note(7 + 3 * kSecond);
   EXPECT_EQ(log_.Lines().back(), Line(text));
 }
+
+}  // namespace

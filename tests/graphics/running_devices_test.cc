@@ -1,12 +1,11 @@
 #include "graphics/running_devices.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 #include "graphics/graphics_device_impl.h"
 #include "tests/support/threads_left_behind.h"
@@ -51,10 +50,10 @@ class CountingDevice : public GraphicsDeviceImpl {
   std::exit(4);
 }
 
-}  // namespace
-
 TEST(RunningDevicesDeathTest, TheEndOfTheProcessEndsTheLoopsThatRun) {
   const test::ThreadsLeftBehind left_behind;  // The render thread of the device that is never stopped.
   ::testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(EndWithRunningDevices(), ::testing::ExitedWithCode(7), "");
 }
+
+}  // namespace

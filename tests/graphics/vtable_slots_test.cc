@@ -27,8 +27,6 @@ int Slot(Method method) {
   return static_cast<int>((offset_and_one - 1) / static_cast<std::ptrdiff_t>(sizeof(void*))) - 1;
 }
 
-}  // namespace
-
 #if defined(__x86_64__)
 
 TEST(VtableSlotsTest, GraphicsDevice) {
@@ -157,3 +155,5 @@ TEST(VtableSlotsTest, GraphicsView) {
 }
 
 #endif  // __x86_64__
+
+}  // namespace

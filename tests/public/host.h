@@ -3,6 +3,8 @@
 #ifndef QUARN_TESTS_PUBLIC_HOST_H_
 #define QUARN_TESTS_PUBLIC_HOST_H_
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
@@ -14,7 +16,6 @@
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <quarn/quarn.h>
 
 #include "tests/support/image_compare.h"

@@ -1,7 +1,7 @@
 // Runs tests of the public interface without a window system, whatever the machine has.
-#include <cstdlib>
-
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 #include "tests/public/host.h"
 

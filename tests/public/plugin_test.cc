@@ -1,12 +1,11 @@
 // A host that loads and unloads a plugin which uses Quarn. This program links nothing of Quarn.
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <thread>
-
-#include <gtest/gtest.h>
 
 namespace {
 

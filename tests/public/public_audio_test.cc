@@ -100,8 +100,6 @@ class QnAudioMixerPublicTest : public ::testing::Test {
   void SetUp() override { host::log::Clear(); }
 };
 
-}  // namespace
-
 TEST_F(QnAudioMixerPublicTest, MixesFloats) {
   Listener<float> listener;
   QnAudioMixer mixer(kRate, 2, kQnMixSampleFloat, &listener);
@@ -268,3 +266,5 @@ TEST_F(QnAudioMixerPublicTest, StopInACallbackEndsTheMixing) {
             "Stop was called on the audio mixer's thread, which cannot wait for itself: it ends after this block; call "
             "Stop again from another thread\n");
 }
+
+}  // namespace

@@ -41,8 +41,6 @@ template <class Predicate>
 
 class FrameTimesTest : public host::ThreadedTest {};
 
-}  // namespace
-
 TEST_F(FrameTimesTest, FramesLieOnTheGridTheNewestLast) {
   ASSERT_TRUE(host::PassFrames(device, 20));
   const std::vector<GsFrameTime> frames = ReadAll(*device);
@@ -140,3 +138,5 @@ TEST(GsDeviceFrameTimesTest, DeviceWithoutAnEngineHasNone) {
   EXPECT_EQ(device.ReadFrameTimes(&frame, 1), 0u);
   EXPECT_EQ(device.ReadFrameTimes(nullptr, 0), 0u);
 }
+
+}  // namespace

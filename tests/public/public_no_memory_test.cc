@@ -2,7 +2,6 @@
 // nothing is thrown, what cannot be had answers neutrally, and the log says what will not happen.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <quarn/quarn.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -14,6 +13,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <quarn/quarn.h>
 
 #include "tests/support/failing_allocations.h"
 
@@ -103,8 +104,6 @@ bool Excludes(QNMutex& mutex) {
   other.join();
   return count == 2 * kSteps;
 }
-
-}  // namespace
 
 // The tests below mean something only while this sees what the library asks for.
 TEST(FailingAllocationsTest, SeesWhatTheLibraryAsksFor) {
@@ -378,3 +377,5 @@ TEST_F(NoMemoryTest, InputIsNotAdded) {
   });
   EXPECT_GT(failures, 130);
 }
+
+}  // namespace

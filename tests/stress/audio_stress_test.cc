@@ -3,7 +3,6 @@
 // out of order, and a mixer that has stopped working afterwards. Each test runs for a fixed time, because its point is
 // to meet the mixer thread in as many places as that time allows.
 #include <gtest/gtest.h>
-#include <quarn/qn_audio_mixer.h>
 
 #include <atomic>
 #include <chrono>
@@ -15,6 +14,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <quarn/qn_audio_mixer.h>
 
 #include "audio/audio_mix_source.h"
 #include "audio/audio_mixer.h"
@@ -125,8 +126,6 @@ class AudioStressTest : public testing::Test {
 
 using AudioMixerStressTest = AudioStressTest;
 using QnAudioMixerStressTest = AudioStressTest;
-
-}  // namespace
 
 TEST_F(AudioMixerStressTest, SourcesComeAndGoFromManyThreads) {
   Checker<AudioMixer::Callback> checker;
@@ -242,3 +241,5 @@ TEST_F(QnAudioMixerStressTest, MixersComeAndGoWithTheirInputsAdded) {
   };
   RunTogether({push, push, mix_with(0), mix_with(1), mix_with(2)});
 }
+
+}  // namespace

@@ -2,6 +2,8 @@
 // sanitizers see, a deadlock, and a device that has stopped working afterwards; what comes out of a frame meanwhile
 // depends on who came first. Each test runs for a fixed time, because its point is to meet the render thread in as many
 // places as that time allows.
+#include "tests/public/host.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -12,7 +14,6 @@
 #include <thread>
 #include <vector>
 
-#include "tests/public/host.h"
 #include "tests/stress/run_together.h"
 
 namespace {

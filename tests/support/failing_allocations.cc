@@ -1,14 +1,13 @@
 #include "tests/support/failing_allocations.h"
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 #include <link.h>
 #include <unwind.h>
 
 #include <cstdint>
 #include <exception>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "tests/support/global_new.h"
 

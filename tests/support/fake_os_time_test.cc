@@ -19,8 +19,6 @@ class FakeOsTimeTest : public testing::Test {
   void TearDown() override { fake_clock::Reset(); }
 };
 
-}  // namespace
-
 TEST_F(FakeOsTimeTest, StandsStillUntilMoved) {
   EXPECT_EQ(os::GetTimeNs(), fake_clock::kStartNs);
   fake_clock::Advance(5);
@@ -61,3 +59,5 @@ TEST_F(FakeOsTimeTest, WaitsForSleepsOfAnotherThread) {
   sleeper.join();
   EXPECT_EQ(fake_clock::Now(), fake_clock::kStartNs + 2);
 }
+
+}  // namespace

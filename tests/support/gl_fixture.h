@@ -10,11 +10,11 @@
 #ifndef QUARN_TESTS_SUPPORT_GL_FIXTURE_H_
 #define QUARN_TESTS_SUPPORT_GL_FIXTURE_H_
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 #include "graphics/opengl/cgl/graphics_device_cgl.h"

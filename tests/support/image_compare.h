@@ -9,12 +9,12 @@
 #ifndef QUARN_TESTS_SUPPORT_IMAGE_COMPARE_H_
 #define QUARN_TESTS_SUPPORT_IMAGE_COMPARE_H_
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace test {
 

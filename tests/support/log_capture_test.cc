@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <quarn/qn_log.h>
-
 #include <string>
 #include <thread>
+
+#include <quarn/qn_log.h>
+
+namespace {
 
 TEST(LogCaptureTest, RecordsWholeMessagesWithoutATag) {
   LogCapture log;
@@ -46,3 +48,5 @@ TEST(LogCaptureTest, WaitsForAMessageOfAnotherThread) {
   EXPECT_TRUE(log.WaitFor(Logger::Level::Debug, "late 1"));
   other.join();
 }
+
+}  // namespace

@@ -3,13 +3,12 @@
 #ifndef QUARN_TESTS_SUPPORT_X_WINDOW_H_
 #define QUARN_TESTS_SUPPORT_X_WINDOW_H_
 
+#include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
 #include <cstdint>
 #include <functional>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "tests/support/image_compare.h"
 

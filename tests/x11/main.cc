@@ -1,10 +1,10 @@
 // Runs tests of views in an X server of the tests' own: Xvfb, or with "xwayland" as the last argument the server of a
 // Wayland compositor.
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <gtest/gtest.h>
 
 #include "tests/x11/view_host.h"
 

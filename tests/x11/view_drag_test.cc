@@ -1,6 +1,7 @@
 // Views and the pointer, in windows of several toolkits: a drag that begins over a view and ends outside the window is
 // its host's from the press to the release.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -9,8 +10,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "tests/support/x_server.h"
 #include "tests/support/x_user.h"

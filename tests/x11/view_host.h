@@ -2,11 +2,12 @@
 #ifndef QUARN_TESTS_X11_VIEW_HOST_H_
 #define QUARN_TESTS_X11_VIEW_HOST_H_
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <string>
 
-#include <gtest/gtest.h>
 #include <quarn/quarn.h>
 
 #include "tests/public/host.h"

@@ -1,11 +1,11 @@
 // Hosts that draw with GL themselves, in the very windows that they give to views: what is current on a thread of
 // theirs is current after each call of the library.
+#include "tests/x11/view_host.h"
+
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
 #include <GL/glx.h>
 #include <X11/Xlib.h>
-
-#include "tests/x11/view_host.h"
 
 namespace {
 

@@ -2,11 +2,11 @@
 // of its own.
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
+#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <functional>
 
-#include <gtest/gtest.h>
 #include <quarn/quarn.h>
 
 #include "tests/support/x_server.h"

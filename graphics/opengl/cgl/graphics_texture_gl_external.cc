@@ -1,9 +1,10 @@
 // The part of GraphicsTextureGL that takes external images, over the platform's seam for them. Any thread, under the
 // context's lock.
+#include "graphics/opengl/graphics_texture_gl.h"
+
 #include "foundation/logger.h"
 #include "graphics/opengl/cgl/external_image.h"
 #include "graphics/opengl/gl_error.h"
-#include "graphics/opengl/graphics_texture_gl.h"
 #include "graphics/opengl/scoped_binding.h"
 
 GraphicsTextureGL::GraphicsTextureGL(GraphicsContextGL* context, void* external_image)

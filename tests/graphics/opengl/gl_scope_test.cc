@@ -1,7 +1,6 @@
 #include "graphics/opengl/gl_scope.h"
 
 #include <EGL/egl.h>
-
 #include <gmock/gmock.h>
 
 #include "tests/support/gl_fixture.h"

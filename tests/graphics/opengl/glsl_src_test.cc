@@ -1,10 +1,10 @@
 // The text of the built-in programs, character by character: a host can read it and build on it.
 #include <quarn/glsl_src.h>
 
-#include <string>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <string>
 
 namespace {
 

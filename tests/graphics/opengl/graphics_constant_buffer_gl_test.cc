@@ -1,11 +1,12 @@
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
 
+#include <gmock/gmock.h>
+
 #include <limits>
 #include <numeric>
 #include <thread>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 
 #include "graphics/internal_types.h"

@@ -1,11 +1,12 @@
 #include "graphics/opengl/graphics_context_gl.h"
 
+#include <gmock/gmock.h>
+
 #include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 
 #include "graphics/internal_types.h"

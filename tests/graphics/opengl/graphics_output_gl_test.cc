@@ -1,6 +1,7 @@
 #include "graphics/opengl/graphics_output_gl.h"
 
 #include <EGL/egl.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <chrono>
@@ -12,7 +13,6 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 
 #include "foundation/event.h"

@@ -1,9 +1,10 @@
 #include "graphics/opengl/graphics_shader_gl.h"
 
+#include <gmock/gmock.h>
+
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 
 #include "tests/support/gl_fixture.h"

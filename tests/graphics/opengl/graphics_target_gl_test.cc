@@ -1,11 +1,11 @@
 // The targets of scenes and filters, which are one design.
 #include <EGL/egl.h>
+#include <gmock/gmock.h>
 
 #include <functional>
 #include <memory>
 #include <string>
 
-#include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 
 #include "graphics/internal_types.h"

@@ -1,5 +1,7 @@
 #include "graphics/opengl/graphics_texture_gl.h"
 
+#include <gmock/gmock.h>
+
 #include <cstdint>
 #include <cstring>
 #include <ostream>
@@ -7,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <quarn/qn_external_image.h>
 
 #include "graphics/internal_types.h"

@@ -2,11 +2,12 @@
 // and what becomes of external images in cgl/external_image_test.cc.
 #include "graphics/opengl/pixel_format_gl.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <quarn/glsl_src.h>
 
 namespace {

@@ -1,8 +1,8 @@
 #include "graphics/opengl/pixel_store.h"
 
-#include <vector>
-
 #include <gmock/gmock.h>
+
+#include <vector>
 
 #include "tests/support/gl_fixture.h"
 

@@ -1,11 +1,11 @@
 // The passes of scenes, filters, outputs and views are in their tests.
 #include "graphics/opengl/render_pass.h"
 
+#include <gmock/gmock.h>
+
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "tests/support/gl_fixture.h"
 #include "tests/support/host_context.h"

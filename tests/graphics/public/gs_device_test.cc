@@ -1,10 +1,10 @@
 // The host's handle on the engine.
 #include <quarn/gs_device.h>
 
+#include <thread>
+
 #include <quarn/gs_frame_times.h>
 #include <quarn/qn_event.h>
-
-#include <thread>
 
 #include "tests/graphics/public/facade_test.h"
 

@@ -1,12 +1,12 @@
 // The host's side of a filter.
 #include <quarn/gs_filter.h>
 
-#include <quarn/gs_item.h>
-#include <quarn/gs_texture.h>
-
 #include <atomic>
 #include <memory>
 #include <thread>
+
+#include <quarn/gs_item.h>
+#include <quarn/gs_texture.h>
 
 #include "foundation/event.h"
 #include "tests/graphics/public/facade_test.h"

@@ -1,10 +1,6 @@
 // The host's side of outputs, over a fake engine.
 #include <quarn/gs_output.h>
 
-#include <quarn/gs_scene.h>
-#include <quarn/gs_texture.h>
-#include <quarn/ref_count.h>
-
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -13,6 +9,10 @@
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+#include <quarn/gs_scene.h>
+#include <quarn/gs_texture.h>
+#include <quarn/ref_count.h>
 
 #include "foundation/event.h"
 #include "graphics/graphics_output.h"

@@ -1,14 +1,14 @@
 // The host's side of a scene.
 #include <quarn/gs_scene.h>
 
-#include <quarn/gs_item.h>
-
 #include <algorithm>
 #include <atomic>
 #include <memory>
 #include <random>
 #include <thread>
 #include <vector>
+
+#include <quarn/gs_item.h>
 
 #include "foundation/event.h"
 #include "graphics/public/gs_scene_use.h"

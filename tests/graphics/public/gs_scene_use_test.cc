@@ -1,11 +1,11 @@
 // Who uses a scene, from when to when.
 #include "graphics/public/gs_scene_use.h"
 
-#include <quarn/gs_scene.h>
-
 #include <thread>
 #include <type_traits>
 #include <utility>
+
+#include <quarn/gs_scene.h>
 
 #include "tests/graphics/public/facade_test.h"
 #include "tests/graphics/public/lock_probe.h"

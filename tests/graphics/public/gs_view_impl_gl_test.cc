@@ -2,6 +2,8 @@
 // draws into a texture, so no window is needed.
 #include <quarn/gs_view.h>
 
+#include <gmock/gmock.h>
+
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -11,7 +13,6 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <quarn/gs_context.h>
 #include <quarn/gs_device.h>
 #include <quarn/gs_item.h>

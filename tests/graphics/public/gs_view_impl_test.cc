@@ -1,9 +1,6 @@
 // The fitting and the editing overlay: what is drawn, where and in which colour.
 #include <quarn/gs_view.h>
 
-#include <quarn/gs_item.h>
-#include <quarn/gs_scene.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -16,6 +13,9 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <quarn/gs_item.h>
+#include <quarn/gs_scene.h>
 
 #include "graphics/internal_types.h"
 #include "tests/graphics/public/facade_test.h"

@@ -1,14 +1,14 @@
 // The host's side of every view.
 #include <quarn/gs_view.h>
 
-#include <quarn/gs_scene.h>
-
 #include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 #include <utility>
+
+#include <quarn/gs_scene.h>
 
 #include "tests/graphics/public/facade_test.h"
 #include "tests/graphics/public/lock_probe.h"

@@ -1,8 +1,9 @@
 // drag-host-qt: a window of Qt.
+#include <memory>
+
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QWindow>
-#include <memory>
 
 #include "drag_host.h"
 

@@ -1,4 +1,6 @@
 // OpenGL contexts on Linux, through EGL. Entered by every thread that does GL work.
+#include "graphics/opengl/cgl/native_context.h"
+
 #include <atomic>
 #include <utility>
 
@@ -8,7 +10,6 @@
 #include "graphics/opengl/cgl/linux/host_glx.h"
 #include "graphics/opengl/cgl/linux/native_window.h"
 #include "graphics/opengl/cgl/linux/window_system.h"
-#include "graphics/opengl/cgl/native_context.h"
 
 namespace {
 

@@ -1,12 +1,11 @@
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 
 #include <EGL/egl.h>
+#include <gmock/gmock.h>
 
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "graphics/internal_types.h"
 #include "graphics/opengl/graphics_constant_buffer_gl.h"

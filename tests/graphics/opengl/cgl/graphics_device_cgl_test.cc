@@ -1,6 +1,7 @@
 #include "graphics/opengl/cgl/graphics_device_cgl.h"
 
 #include <EGL/egl.h>
+#include <gmock/gmock.h>
 
 #include <functional>
 #include <future>
@@ -9,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 #include <quarn/qn_external_image.h>
 

@@ -1,11 +1,12 @@
 // A device on a machine without a usable OpenGL: it exists, says why it draws nothing, and draws nothing. ctest runs
 // this program once for each reason, with the environment that makes it and the message that it makes.
+#include <gmock/gmock.h>
+
 #include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 
 #include "graphics/graphics_constant_buffer.h"

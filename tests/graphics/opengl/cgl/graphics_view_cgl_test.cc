@@ -2,7 +2,7 @@
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <EGL/egl.h>
-#include <quarn/qn_main_queue.h>
+#include <gmock/gmock.h>
 
 #include <chrono>
 #include <deque>
@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <quarn/qn_main_queue.h>
 
 #include "graphics/internal_types.h"
 #include "tests/support/gl_fixture.h"

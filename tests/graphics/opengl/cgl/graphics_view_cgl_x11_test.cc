@@ -2,7 +2,7 @@
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <EGL/egl.h>
-#include <quarn/qn_main_queue.h>
+#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/socket.h>
 
@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <quarn/qn_main_queue.h>
 
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/main_queue.h"

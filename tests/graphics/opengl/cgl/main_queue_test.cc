@@ -1,7 +1,7 @@
 #include "graphics/opengl/cgl/main_queue.h"
 
+#include <gmock/gmock.h>
 #include <pthread.h>
-#include <quarn/qn_main_queue.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
+#include <quarn/qn_main_queue.h>
 
 #include "tests/support/host_loop.h"
 

@@ -1,4 +1,7 @@
 // The engine's view and a window that is not there yet, against a clock that stands still until the test moves it.
+#include "graphics/opengl/cgl/search_schedule.h"
+
+#include <gmock/gmock.h>
 #include <xcb/xcb.h>
 
 #include <cstdint>
@@ -6,11 +9,8 @@
 #include <memory>
 #include <string>
 
-#include <gmock/gmock.h>
-
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
-#include "graphics/opengl/cgl/search_schedule.h"
 #include "tests/support/fake_os_time.h"
 #include "tests/x11/engine_view_test.h"
 

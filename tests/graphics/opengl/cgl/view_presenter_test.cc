@@ -1,6 +1,8 @@
 // The presenting half of a view, with a context that draws and a window system that does as the test says.
 #include "graphics/opengl/cgl/view_presenter.h"
 
+#include <gmock/gmock.h>
+
 #include <functional>
 #include <future>
 #include <memory>
@@ -9,8 +11,6 @@
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "graphics/opengl/cgl/window_thread.h"
 #include "tests/support/gl_fixture.h"

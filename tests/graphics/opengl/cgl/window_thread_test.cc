@@ -1,14 +1,15 @@
 #include "graphics/opengl/cgl/window_thread.h"
 
+#include <gtest/gtest.h>
 #include <pthread.h>
 
 #include <future>
 #include <string>
 #include <thread>
 
-#include <gtest/gtest.h>
-
 #include "graphics/frame_times.h"
+
+namespace {
 
 TEST(WindowThreadTest, IsAThreadOfItsOwnWithAName) {
   char name[16] = "";
@@ -30,3 +31,5 @@ TEST(WindowThreadTest, WaitForItIsAPartOfTheFrameThatWaits) {
   }
   EXPECT_NE(times.End(1).window_wait_ns, kGsNotMeasured);
 }
+
+}  // namespace

@@ -1,5 +1,6 @@
 // Textures of external images, sampled as a host samples them.
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -8,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <quarn/glsl_src.h>
 #include <quarn/qn_external_image.h>
 

@@ -2,6 +2,7 @@
 #include "graphics/opengl/cgl/linux/x11_window_system.h"
 
 #include <EGL/eglext.h>
+#include <gmock/gmock.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -9,8 +10,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <gmock/gmock.h>
 
 #include "graphics/opengl/cgl/linux/x11_window.h"
 #include "tests/support/log_capture.h"
