@@ -33,7 +33,7 @@ void AudioMixSource::PushBackSamples(const void** planes, unsigned int frames, u
   if (inert_) return;
   MutexLocker<Mutex> lock(lock_);
   if (sequence != sequence_) {
-    // The trailing blank is part of the interface and must stay.
+    // Kept: C2.
     Logger::default_logger()->Warn("audio mix source new sequence ");
     ready_ = false;
     ClearRings(float_rings_);
@@ -78,7 +78,7 @@ void AudioMixSource::Push(const Rings<T>& rings, const void** planes, unsigned i
     // Nobody takes from it: as much goes as came, so the ring stays at its latest 100 ms.
     if (idle && ring->size() > limit()) ring->PopFront(nullptr, frames);
   }
-  // The push counts twice, in the size and by itself: part of the interface, and must stay.
+  // The push counts in the size, and by itself. Kept: C33.
   if (rings[0] && rings[0]->size() + frames >= limit()) ready_ = true;
 }
 

@@ -203,8 +203,7 @@ void AudioMixer::Mix(unsigned char** mix_planes, unsigned char** scratch_planes,
   const ReturningLocker lock(lock_);
   for (AudioMixSource* source : sources_) {
     if (!source->enabled()) continue;
-    // Only the first plane is cleared: where a source comes short, or has fewer channels than the mixer, the other
-    // planes add what the last pop left in them. That is part of the interface and must stay.
+    // Only the first plane is cleared. Kept: C34.
     std::memset(scratch[0], 0, bytes);
     if (source->PopFrontSamples(scratch.data(), count) == 0) continue;
     if (type_ == kInternalSampleFloat) Add<float>(mix.data(), scratch.data(), count, channels_);

@@ -10,8 +10,7 @@
 #include <cstring>
 #include <type_traits>
 
-// Counts are in samples. Which samples a full ring drops, and when, is part of the interface: the rules below stay as
-// they are.
+// Counts are in samples. Which samples a full ring drops, and when: Kept: C32.
 template <class T>
 class CircleBuffer {
   static_assert(std::is_trivially_copyable_v<T>, "samples are copied as bytes");

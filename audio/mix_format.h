@@ -10,7 +10,7 @@ enum InternalSampleType : int {
   kInternalSampleShort = 1,  // Signed 16-bit, planar.
 };
 
-// Every value but the float one means 16-bit: part of the interface.
+// Kept: C31.
 constexpr InternalSampleType ToInternalType(QnMixSampleType type) {
   return type == kQnMixSampleFloat ? kInternalSampleFloat : kInternalSampleShort;
 }

@@ -11,7 +11,7 @@
 #include "foundation/integer_math.h"
 
 // a + b, saturated: to -1 ... 1 for float, to the range of the type for short. A NaN passes through, the one of `a`
-// where both are.
+// where both are. Kept: C1.
 template <typename T>
 T AddAndNormaliz(T a, T b);
 
@@ -50,8 +50,8 @@ inline short AbsMax<short>(short a, short b) {
 }
 
 // dst[c][i] = AddAndNormaliz(dst[c][i], src[c][i]) for every frame of the first `channels` planes. It saturates at
-// every addition, so what several sources mix to depends on their order; that is part of the interface. A plane of
-// `src` is the same as that of `dst` or does not overlap it.
+// every addition, so what several sources mix to depends on their order (Kept: C35). A plane of `src` is the same as
+// that of `dst` or does not overlap it.
 //
 // Specialisations do not follow the build's visibility: they say that they stay inside.
 template <typename T>

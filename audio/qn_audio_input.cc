@@ -32,4 +32,5 @@ void QnAudioInput::PushBackSamples(const void** planes, unsigned int frames, uns
   if (AudioMixSource* source = soruce()) source->PushBackSamples(planes, frames, sequence);
 }
 
+// Kept: C1.
 AudioMixSource* QnAudioInput::soruce() { return pri_ ? pri_->source() : nullptr; }

@@ -20,7 +20,7 @@ class Event {
   bool Reset();
   bool Wait();
   // Returns true when the time ran out or the wait failed, false when the event was signalled: the opposite sense to
-  // Wait, as the interface has it.
+  // Wait.
   bool TimedWait(unsigned long ms);
   bool Try();
 
@@ -32,7 +32,7 @@ class Event {
 };
 
 // Adds `ms` milliseconds to a time. Carries only a nanosecond sum strictly greater than 1,000,000,000: a sum of exactly
-// that stays as it is, as the interface has it.
+// that stays as it is.
 void add_ms_to_ts(timespec* ts, unsigned long ms);
 
 #endif  // QUARN_FOUNDATION_EVENT_H_

@@ -18,7 +18,7 @@ class QUARN_CAPABILITY("mutex") Mutex {
 
   void Lock() QUARN_ACQUIRE();
   void Unlock() QUARN_RELEASE();
-  // Returns true when the lock was NOT obtained: the inverted sense is part of the interface and must stay.
+  // Returns true when the lock was NOT obtained. Kept: C6.
   bool TryLock() QUARN_TRY_ACQUIRE(false);
 
  private:

@@ -22,7 +22,7 @@ class QUARN_CAPABILITY("mutex") RWMutex {
   void WriteUnlock() QUARN_RELEASE();
   // Returns true when the read lock WAS obtained.
   bool TryReadLock() QUARN_TRY_ACQUIRE_SHARED(true);
-  // Returns true when the write lock was NOT obtained. The two answer in opposite senses, as the interface has it.
+  // Returns true when the write lock was NOT obtained, the opposite sense. Kept: C6.
   bool TryWriteLock() QUARN_TRY_ACQUIRE(false);
 
  private:

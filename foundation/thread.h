@@ -2,7 +2,7 @@
 #ifndef QUARN_FOUNDATION_THREAD_H_
 #define QUARN_FOUNDATION_THREAD_H_
 
-// What a thread runs.
+// What a thread runs. Kept: C1.
 class Runable {
  public:
   virtual ~Runable() = default;

@@ -19,7 +19,7 @@ void log_matrix(const float* m) {
 
 }  // namespace
 
-// The order of the operations decides the last bit of the entries: keep it.
+// The order of the operations decides the last bit of the entries. Kept: C25.
 void initialize_matrix(float kb, float kr, float bit_range, const float* range_min, const float* range_max,
                        const float* black, float* matrix) {
   const float y_range = range_max[0] - range_min[0];

@@ -102,6 +102,7 @@ void GraphicsContextImpl::DrawRect(const internal_transform&, const internal_vec
 
 void GraphicsContextImpl::DrawVertexArray(GraphicsVertex*, unsigned int, unsigned int*, unsigned int,
                                           const internal_transform&, const internal_vec2&) {
+  // Kept: C24.
   Logger::default_logger()->Warn("DrawVertexArray is unimplemented");
 }
 

@@ -72,7 +72,7 @@ void GraphicsDeviceImpl::Stop() {
   thread_->Join();
   thread_.reset();
   render_thread_id_.store(std::thread::id(), std::memory_order_relaxed);
-  // The spelling is part of the interface and must stay.
+  // Kept: C2.
   Logger::default_logger()->Info("graphics render thread stoped");
 }
 
@@ -124,7 +124,7 @@ GraphicsTexture* GraphicsDeviceImpl::CreateTexture(GraphicsFormatInternal, unsig
 }
 
 GraphicsTexture* GraphicsDeviceImpl::CreateTexture(void*) {
-  // The text is part of the interface and stays, whatever the platform's images are called.
+  // Kept: C4.
   Logger::default_logger()->Warn("CreateTexture(void *iosurface) is unimplemented");
   return nullptr;
 }
@@ -274,7 +274,7 @@ bool GraphicsDeviceImpl::Loop() {
   MeasuredStage(FramePart::kTicks, [this] { tick_time_ = TickSource(frame_time_, tick_time_); });
   MeasuredStage(FramePart::kFilters, [this] { HandleFilter(); });
   Stage([this] {  // Its two parts, scenes and outputs, are the platform's to tell apart.
-    // Outputs receive the frame before this one, whose length in periods is known by now.
+    // Outputs receive the frame before this one, whose length in periods is known by now. Kept: C11.
     if (last_frame_info_) {
       OutputFrame(last_frame_info_->timestamp, last_frame_info_->count);
     } else {

@@ -24,6 +24,7 @@ unsigned int GraphicsFilterImpl::width() { return width_; }
 
 unsigned int GraphicsFilterImpl::height() { return height_; }
 
+// The target keeps its size. Kept: C26.
 void GraphicsFilterImpl::Resize(unsigned int width, unsigned int height) {
   width_ = width;
   height_ = height;

@@ -6,7 +6,7 @@ PixelFormat PixelFormatOf(GraphicsFormatInternal format) {
   switch (format) {
     case kFormatUnknown: break;
     case kFormatRGBA: return {4, Chroma::kNone, true};
-    case kFormatBGRA: return {4, Chroma::kNone, false};  // Not copied: part of the interface, and must stay.
+    case kFormatBGRA: return {4, Chroma::kNone, false};  // Not copied. Kept: C14.
     case kFormatR8: return {1, Chroma::kNone, true};
     case kFormatRG8: return {2, Chroma::kNone, true};
     case kFormatRGBA16: return {8, Chroma::kNone, true};

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "foundation/never_destroyed.h"
+#include "foundation/workarounds.h"
 #include "graphics/graphics_device_impl.h"
 
 RunningDevices& RunningDevices::Get() {
@@ -27,7 +28,8 @@ void RunningDevices::NoteFrame() {
   // what those take away: with the first pictures, or with a program that is new. So this one is registered anew after
   // the 1st frame of the process, the 2nd, the 4th, the 8th, ...
   const std::uint64_t count = ++frames_;
-  if ((count & (count - 1)) == 0) std::atexit([] { Get().EndAll(); });
+  const bool is_turn = IsUsed(Workaround::kExitHandlers) ? (count & (count - 1)) == 0 : count == 1;
+  if (is_turn) std::atexit([] { Get().EndAll(); });
 }
 
 void RunningDevices::EndAll() {

@@ -18,8 +18,7 @@
 
 namespace {
 
-// In front of every shader source. MACOSX selects the two-channel branch of "to_uv"; it is defined on every platform
-// and must stay.
+// In front of every shader source. MACOSX selects the two-channel branch of "to_uv". Kept: C21.
 constexpr char kShaderPrefix[] = "#version 150\n#define MACOSX\n";
 
 // Position (x, y, z) and texture coordinate (u, v) of the unit quad's corners.
@@ -175,7 +174,7 @@ void GraphicsContextGL::DrawRect(const internal_transform& transform, const inte
 
   for (int i = 0; i < bindings.texture_count; ++i) glUniform1i(bindings.textures[i], i);
 
-  // The y and the angle are negated, because a host counts pixels downwards and GL upwards.
+  // A host counts pixels downwards, and GL upwards. Kept: C22.
   glm::mat4 model = glm::translate(glm::mat4(1.0f), glm::vec3(transform.pos.x, -transform.pos.y, 1.0f));
   model = glm::rotate(model, -transform.rotation, glm::vec3(0.0f, 0.0f, 1.0f));
   model = glm::scale(model, glm::vec3(transform.size.x, transform.size.y, 1.0f));

@@ -18,7 +18,7 @@ class GraphicsShaderGL : public GraphicsShader {
   static constexpr int kMaxBuffers = 10;
 
   // The names that drawing relies on, looked up once at link time. Numbered names count up to the first that the
-  // program lacks.
+  // program lacks. Kept: C23.
   struct Bindings {
     GLint textures[kMaxTextures];  // Locations of u_tex0 to u_tex3.
     int texture_count = 0;

@@ -137,7 +137,7 @@ void GraphicsTextureGL::ReleaseRenderTarget() {
 
 bool GraphicsTextureGL::BindReadFrameBuffer() {
   if (!frame_buffer_) {
-    // The message names the other operation here too: it is part of the interface and must stay.
+    // Kept: C5.
     Logger::default_logger()->Warn("GraphicsTextureGL::BindRenderTarget FrameBuffer is null");
     return false;
   }
@@ -168,7 +168,7 @@ void GraphicsTextureGL::Update(GraphicsFrame&& frame) {
 
 bool GraphicsTextureGL::Keep(GraphicsFrame&& frame) {
   if (frame.format == kFormatUnknown) return false;  // It is empty, and would equal the one held by some textures.
-  // Compared with the frame held, not with the texture's size: a texture made without a frame refuses every update.
+  // Compared with the frame held, not with the texture. Kept: C19.
   if (frame.format != frame_.format || frame.width != frame_.width || frame.height != frame_.height) return false;
   frame_ = std::move(frame);
   return true;

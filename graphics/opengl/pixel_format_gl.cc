@@ -6,13 +6,10 @@ PixelFormatGL PixelFormatGLOf(GraphicsFormatInternal format) {
     case kFormatUnknown: break;
     case kFormatRGBA: return {GL_RGBA, GL_RGBA, GL_RGBA, {{kFormatRGBA, "rgba", 0, 0}}};
     case kFormatBGRA:
-      // An update puts the pixels up as they are, without exchanging channels. The built-in program that an output
-      // would need has another name, "to_bgra": until the host adds one of the name asked for, the output only clears
-      // its target, and its pictures are opaque black. Both are part of the interface and must stay.
+      // An update exchanges no channels (Kept: C18), and the built-in program is "to_bgra" (Kept: C15).
       return {0, 0, GL_RGBA, {{kFormatRGBA, "to_rgba", 0, 0}}};
     case kFormatR8:
-      // A sampled image passes GL_R8 as its pixel format too, which GL refuses: such an image gets no storage. That is
-      // part of the interface and must stay.
+      // GL refuses GL_R8 as the pixel format of an image. Kept: C17.
       return {GL_RED, GL_R8, 0, {}};
     case kFormatRG8: return {GL_RG, GL_RG, 0, {}};
     case kFormatRGBA16: break;

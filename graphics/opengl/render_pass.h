@@ -14,9 +14,9 @@
 
 class GraphicsTextureGL;
 
-// The calls of a pass, their order and the checks between them are part of the interface and must stay. So a pass does
-// not give back what it finds: it leaves blending off, its clear colour and blend function set, and no target bound.
-// Every pass sets what it needs, and nothing else of the engine reads them.
+// The calls of a pass and their order: Kept: C36. So it does not give back what it finds, but leaves blending off, its
+// clear colour and blend function set, and no target bound. Every pass sets what it needs, and nothing else of the
+// engine reads them.
 class RenderPass {
  public:
   struct Options {

@@ -18,7 +18,7 @@ class GraphicsFrame {
   GraphicsFrame(const unsigned char** src_data, unsigned int* src_linesize, GraphicsFormatInternal format,
                 unsigned int width, unsigned int height);
   GraphicsFrame(GraphicsFrame&& other) noexcept;
-  // Exchanges the two frames: the former pixels go to `other`, which frees them. Must stay an exchange.
+  // Exchanges the two frames: the former pixels go to `other`, which frees them. Kept: C13.
   GraphicsFrame& operator=(GraphicsFrame&& other) noexcept;
   ~GraphicsFrame();
   GraphicsFrame(const GraphicsFrame&) = delete;

@@ -64,7 +64,7 @@ GraphicsFormatInternal GraphicsOutputImpl::FrameFormat(OutputFormat format) {
 void GraphicsOutputImpl::InitCache() {}
 
 void GraphicsOutputImpl::Output(unsigned long long /*timestamp*/, int /*count*/) {
-  // The spelling is part of the interface and must stay.
+  // Kept: C2.
   Logger::default_logger()->Warn("GraphicsOuputImpl::Output is unimplemented");
 }
 

@@ -62,7 +62,7 @@ bool GsDevice::Init() {
     ready = impl_ && impl_->Init();
   });
   if (ready) {
-    // At error level: part of the interface, and must stay.
+    // Kept: C3.
     Logger::default_logger()->Error("device create success");
     return true;
   }

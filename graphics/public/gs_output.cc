@@ -46,7 +46,7 @@ void GsOnOutputRaw::OnOutputRawData(const GraphicsFrame& frame, unsigned long lo
   view.height = frame.height;
   std::copy(std::begin(frame.data), std::end(frame.data), view.data);
   std::copy(std::begin(frame.linesize), std::end(frame.linesize), view.linesize);
-  view.format = 1;  // Whatever the layout: part of the interface, and must stay.
+  view.format = 1;  // Kept: C12.
   view.timestamp = timestamp;
   Call([&] { output_->OnFrame(view); });
 }
@@ -75,7 +75,7 @@ GsOutput::GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDe
 
 GsOutput::~GsOutput() {
   const GsSceneUse last_use = GsSceneUse::Adopt(scene_);  // Ends after the engine's output, which reads the scene.
-  // The output is neither taken out of the registry nor detached here: that is Stop's work, and must stay so.
+  // The output is neither taken out of the registry nor detached here: that is Stop's work. Kept: C16.
   delete impl_;
 }
 
@@ -89,8 +89,8 @@ GsOutputRaw::GsOutputRaw(GsScene* scene, unsigned int width, unsigned int height
     : GsOutput(scene, width, height, device), format_(format) {}
 
 GsOutputRaw::~GsOutputRaw() {
-  // Only Stop deletes the bridge; without a stop it is leaked: part of the interface, and must stay. The engine's
-  // output lives a little longer, and may call through the bridge until then.
+  // Only Stop deletes the bridge. Kept: C16. The engine's output lives a little longer, and may call through the bridge
+  // until then.
   if (on_output_) ReportNotStopped();
 }
 

@@ -54,6 +54,7 @@ void GsView::Resize(unsigned int width, unsigned int height) {
 
 void GsView::Draw() {}
 
+// Kept: C1.
 void GsView::Attch() {
   ContextLock lock(context_);
   if (on_draw_) return;

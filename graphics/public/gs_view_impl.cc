@@ -45,8 +45,7 @@ GraphicsTexture* CreateSolidTexture(GraphicsDevice* engine, const unsigned char 
   return texture;
 }
 
-// The context that views draw with: the default device's, whatever device a view is of. That is part of the interface
-// and must stay.
+// The context that views draw with: the default device's, whatever device a view is of. Kept: C28.
 GraphicsContext* DrawingContext() {
   GraphicsDevice* const engine = ResolveDevice(nullptr);
   return engine ? engine->gs_context() : nullptr;

@@ -13,7 +13,7 @@ constexpr unsigned int kMargin = 10;  // Of both sides together.
 constexpr float kLineWidth = 2.0f;
 constexpr float kHandleSize = 8.0f;
 
-// Radians.
+// Radians. Kept: C29.
 constexpr float kMinRotation = 1e-6f;
 
 gs_vec2 Midpoint(const gs_vec2& a, const gs_vec2& b) { return (a + b) * 0.5f; }
@@ -32,8 +32,7 @@ gs_transform At(const gs_vec2& point, const gs_vec2& size, const gs_transform& i
 float FitScale(const Sizes& sizes) {
   const gs_vec2 view = sizes.view();
   const gs_vec2 scene = sizes.scene();
-  // The margin is taken off as unsigned numbers, so a view smaller than the margin gets an enormous scale: part of the
-  // interface, and must stay.
+  // Kept: C27.
   return scene.x / scene.y >= view.x / view.y ? static_cast<float>(sizes.view_width - kMargin) / scene.x
                                               : static_cast<float>(sizes.view_height - kMargin) / scene.y;
 }

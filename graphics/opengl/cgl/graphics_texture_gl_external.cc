@@ -25,8 +25,7 @@ void GraphicsTextureGL::Update(void* external_image) {
   }
   const std::uint32_t pixel_format = ExternalImagePixelFormat(external_image);
   const ExternalFormatGL format = ExternalFormatGLOf(pixel_format);
-  // An unknown layout is reported and bound all the same. The texts of the three errors are part of the interface and
-  // stay, whatever the platform's images are called.
+  // An unknown layout is reported and bound all the same (Kept: C20), in texts of another platform's (Kept: C4).
   if (pixel_format == 0) {
     Logger::default_logger()->Error("Invalid IOSurface Buffer");
   } else if (!format.known) {

@@ -145,8 +145,7 @@ void GraphicsViewCGL::Draw() {
   GiveBackKeptLock();
   view_context_->Lock();
   if (!frame_texture_) {
-    // Without an image the lock stays taken: part of the interface, and must stay. Whoever holds the context's lock
-    // knows of it and gives it back.
+    // Kept: C30. Whoever holds the context's lock knows of it and gives it back.
     lock_kept_ = true;
     return;
   }

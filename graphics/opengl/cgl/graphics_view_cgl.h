@@ -48,7 +48,7 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   bool FitsTexture(Size size) const;
   // Of the off-screen image: one pixel for a size that no texture fits, so that there always is an image.
   Size ImageSize(Size requested) const;
-  // Has FinishResize run on the main queue; the name is part of the interface and must stay.
+  // Has FinishResize run on the main queue.
   void Update();
   // The second stage of a change of size: makes the new image and has the window resized. On the main queue, under the
   // context's lock.

@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/workarounds.h"
 #include "graphics/opengl/cgl/window_thread.h"
 #include "graphics/opengl/gl_error.h"
 
 namespace {
 
-// GL errors found here are logged as the view's: the source that the message names is part of the interface and must
-// stay. The line is this file's.
+// GL errors found here are logged as the view's, with the line of this file. Kept: C37.
 void CheckViewError(int line) { CheckGLError("graphics/opengl/cgl/graphics_view_cgl.cc", line); }
 
 }  // namespace
@@ -105,7 +105,7 @@ void ViewPresenter::CopyPicture() {
   // Attached anew each time: the image may be another, and that is what makes visible what the other context has drawn.
   glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, picture_.texture, 0);
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
-  glDrawBuffer(GL_BACK);  // None, where the context was made current without a window first.
+  if (IsUsed(Workaround::kDrawToBack)) glDrawBuffer(GL_BACK);
   CheckViewError(__LINE__);
   const auto& background = picture_.background;
   Size copied = picture_.size;

@@ -7,6 +7,7 @@
 
 #include "foundation/mutex.h"
 #include "foundation/never_destroyed.h"
+#include "foundation/workarounds.h"
 
 namespace {
 
@@ -80,7 +81,8 @@ EGLContext MakeContext(const EglDisplay& display, EGLContext share) {
   add(EGL_CONTEXT_MINOR_VERSION, 2);
   add(EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT);
   // The engine flushes where it means to.
-  if (display.flush_control) add(EGL_CONTEXT_RELEASE_BEHAVIOR_KHR, EGL_CONTEXT_RELEASE_BEHAVIOR_NONE_KHR);
+  if (display.flush_control && IsUsed(Workaround::kNoReleaseFlush))
+    add(EGL_CONTEXT_RELEASE_BEHAVIOR_KHR, EGL_CONTEXT_RELEASE_BEHAVIOR_NONE_KHR);
   attributes[n] = EGL_NONE;
   return eglCreateContext(display.display, display.config, share, attributes);
 }

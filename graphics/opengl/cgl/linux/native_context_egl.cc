@@ -6,6 +6,7 @@
 
 #include "foundation/logger.h"
 #include "foundation/transferable_mutex.h"
+#include "foundation/workarounds.h"
 #include "graphics/opengl/cgl/linux/egl_display.h"
 #include "graphics/opengl/cgl/linux/host_glx.h"
 #include "graphics/opengl/cgl/linux/native_window.h"
@@ -112,12 +113,11 @@ class NativeContextEgl : public NativeContext {
   void ResizeWindow(unsigned int width, unsigned int height) override {
     next_width_ = width;
     next_height_ = height;
-    if (window_ && !has_buffer_) window_->Resize(width, height);
+    if (window_ && !(has_buffer_ && IsUsed(Workaround::kSteadyWindow))) window_->Resize(width, height);
   }
 
   void Present() override {
-    // The window is looked at once more: a driver that finds the window system gone while it presents may never return.
-    if (!window_ || !window_->Alive()) return;
+    if (!window_ || (IsUsed(Workaround::kLookBeforeSwap) && !window_->Alive())) return;
     if (!eglSwapBuffers(display_.display, surface_)) {
       if (std::exchange(present_failed_, true)) return;
       Logger::default_logger()->Warn("A view's picture could not be presented (EGL error 0x%04x)",
@@ -148,7 +148,7 @@ class NativeContextEgl : public NativeContext {
     if (TryMakeCurrent()) return true;
     *error = eglGetError();
     if (*error != EGL_BAD_ACCESS || previous->context != EGL_NO_CONTEXT) return false;
-    const HostGlx* const glx = HostGlx::Loaded();
+    const HostGlx* const glx = IsUsed(Workaround::kGlxAside) ? HostGlx::Loaded() : nullptr;
     if (!glx || !glx->PutAside(previous)) return false;
     if (TryMakeCurrent()) return true;
     Restore(*previous);

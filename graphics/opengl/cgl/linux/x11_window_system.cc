@@ -12,6 +12,7 @@
 #include "foundation/logger.h"
 #include "foundation/mutex.h"
 #include "foundation/never_destroyed.h"
+#include "foundation/workarounds.h"
 #include "graphics/opengl/cgl/linux/x11_window.h"
 
 #ifndef EGL_PLATFORM_XCB_EXT
@@ -41,7 +42,7 @@ WindowSystem* OpenX11WindowSystem() {
       xcb_disconnect(connection);
       return nullptr;
     }
-    xcb_get_maximum_request_length(connection);  // Asked once, for drivers that cannot do without the answer.
+    if (IsUsed(Workaround::kRequestLength)) xcb_get_maximum_request_length(connection);
     opened = new X11WindowSystem(connection, screen);
   }
   return opened;
