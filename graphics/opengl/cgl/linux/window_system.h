@@ -61,10 +61,10 @@ struct WindowSystemKind {
   const char* egl_extension;  // Without it among EGL's client extensions the window system is not even looked for.
   WindowSystem* (*open)();
 };
-inline constexpr WindowSystemKind kWindowSystems[] = {
+constexpr WindowSystemKind kWindowSystems[] = {
     {"EGL_EXT_platform_xcb", &OpenX11WindowSystem},
 };
 // What the log says of a view where there is none of them.
-inline constexpr char kNoWindowSystemMessage[] = "A view cannot be shown: there is no X11 display";
+constexpr char kNoWindowSystemMessage[] = "A view cannot be shown: there is no X11 display";
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_LINUX_WINDOW_SYSTEM_H_
