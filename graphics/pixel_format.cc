@@ -11,7 +11,7 @@ PixelFormat PixelFormatOf(GraphicsFormatInternal format) {
     case kFormatRG8: return {2, Chroma::kNone, true};
     case kFormatRGBA16: return {8, Chroma::kNone, true};
     case kFormatI420: return {1, Chroma::kPlanar, false};
-    case kFormatNV12: return {1, Chroma::kInterleaved, false};
+    case kFormatNV12:
     case kFormatNV21: return {1, Chroma::kInterleaved, false};
   }
   return {0, Chroma::kNone, false};
