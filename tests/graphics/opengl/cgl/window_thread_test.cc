@@ -27,7 +27,7 @@ TEST(WindowThreadTest, WaitForItIsAPartOfTheFrameThatWaits) {
   times.Begin(0);
   {
     const MeasuredFrames measured(&times);
-    RunOnWindowThread([] {});
+    WindowThread::Get().HandOver([] {});
   }
   EXPECT_NE(times.End(1).window_wait_ns, kGsNotMeasured);
 }
