@@ -10,13 +10,15 @@
 // One thread.
 class LateFrameReport {
  public:
-  // Looks at the frame that has just ended, in a loop of that period.
+  // Looks at the frame that has just ended, in a loop of that period. Every frame is to be looked at: one may be late
+  // because the one before it ran over.
   void Note(const GsFrameTime& frame, std::uint64_t period_ns);
 
  private:
   bool reported_ = false;
-  std::uint64_t last_time_ns_ = 0;  // Of the frame that the last line was about.
-  std::uint32_t unreported_ = 0;    // How many were late since, without a line.
+  std::uint64_t last_end_ns_ = 0;  // Of the frame that the last line was about.
+  std::uint32_t unreported_ = 0;   // How many were late since, without a line.
+  GsFrameTime before_ = {};        // The frame before; without periods before the first.
 };
 
 #endif  // QUARN_GRAPHICS_LATE_FRAME_REPORT_H_

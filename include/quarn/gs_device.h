@@ -147,8 +147,8 @@ class QUARN_EXPORT GsDevice {
   //
   // `times`: receives the frames that have ended, the newest last; null for none.
   // `capacity`: how many fit in there, of which the newest are answered.
-  // Returns how many were written, 0 to `capacity`: at most 128, and one less where a frame ends meanwhile. Without an
-  // engine, and on a host-driven device, there are none: 0.
+  // Returns how many were written, 0 to `capacity`: at most 128, and one less for each frame that ends meanwhile.
+  // Without an engine, and on a host-driven device, there are none: 0.
   //
   // Thread: any.
   // Blocks: no.

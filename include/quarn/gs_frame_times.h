@@ -9,13 +9,13 @@ constexpr unsigned long long kGsNotMeasured = ~0ull;
 // nanoseconds; each may be kGsNotMeasured.
 //
 // The parts of a frame follow each other, in this order: start_delay_ns, tasks_ns, ticks_ns, filters_ns, scenes_ns,
-// outputs_ns, views_ns, sleep_ns. What they add up to is the time until the next frame begins. The waits lie inside of
-// the parts, and are counted there as well.
+// outputs_ns, views_ns, sleep_ns. They add up to the time until the next frame begins, but for the loop's own work
+// between them, its lines in the log included. The waits lie inside of the parts, and are counted there as well.
 struct GsFrameTime {
   // The frame's time, on the clock of qn_os_gettime_ns.
   unsigned long long time_ns;
-  // How many periods of the loop it stood for: 1 when it was on time, more when the frame after it had to skip points
-  // of the grid.
+  // How many periods of the loop it stood for: more than 1 when the frame after it had to skip points of the grid. One
+  // that ran over by less than a period stands for 1, and shows in the next one's start_delay_ns.
   unsigned int periods;
 
   // How long after its time the frame began: because the frame before had run over, or the system woke the thread late.

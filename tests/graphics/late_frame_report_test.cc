@@ -115,4 +115,27 @@ TEST_F(LateFrameReportTest, SaysOneLineASecondAndCountsTheRest) {
   EXPECT_EQ(log_.Lines().back(), Line(text));
 }
 
+// The line comes when a frame has ended, so that is what a second is counted between.
+TEST_F(LateFrameReportTest, CountsTheSecondBetweenTheEndsOfFrames) {
+  constexpr unsigned int kLong = 60;  // Two seconds.
+  report_.Note(Frame(7, kLong), kPeriod);
+  report_.Note(Frame(7 + kLong * kPeriod, 2), kPeriod);
+  EXPECT_EQ(log_.Lines().size(), 1u);
+  report_.Note(Frame(7 + (kLong + 30) * kPeriod, 2), kPeriod);
+  EXPECT_EQ(log_.Lines().size(), 2u);
+}
+
+TEST_F(LateFrameReportTest, NamesWhatMadeTheFrameBeforeRunOver) {
+  GsFrameTime before = Frame(5, 1);
+  before.start_delay_ns = 50000000;
+  before.outputs_ns = 45000000;
+  report_.Note(before, kPeriod);
+  GsFrameTime frame = Frame(5 + kPeriod, 2);
+  frame.start_delay_ns = 30000000;
+  frame.outputs_ns = 20000000;
+  report_.Note(frame, kPeriod);
+  EXPECT_THAT(log_.Lines(), ElementsAre(Line("a frame took 2 periods of 33.3 ms: 30.0 ms went into a late start, after "
+                                             "45.0 ms of outputs in the frame before")));
+}
+
 }  // namespace

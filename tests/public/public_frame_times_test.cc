@@ -52,15 +52,21 @@ TEST_F(FrameTimesTest, FramesLieOnTheGridTheNewestLast) {
   EXPECT_LE(frames.back().time_ns, qn_os_gettime_ns());
 }
 
+// What is missing of it is the loop's own work, which a busy machine may draw out: of most frames it is little.
 TEST_F(FrameTimesTest, PartsComeToTheTimeUntilTheNextFrame) {
   ASSERT_TRUE(host::PassFrames(device, 20));
   const std::vector<GsFrameTime> frames = ReadAll(*device);
+  ASSERT_GE(frames.size(), 11u);
+  int nearly_whole = 0;
   for (std::size_t i = frames.size() - 10; i < frames.size(); ++i) {
     const GsFrameTime& frame = frames[i - 1];
     const unsigned long long parts = frame.start_delay_ns + frame.tasks_ns + frame.ticks_ns + frame.filters_ns +
                                      frame.scenes_ns + frame.outputs_ns + frame.views_ns + frame.sleep_ns;
-    EXPECT_LE(parts, frames[i].time_ns + frames[i].start_delay_ns - frame.time_ns);
+    const unsigned long long time = frames[i].time_ns + frames[i].start_delay_ns - frame.time_ns;
+    EXPECT_LE(parts, time);
+    if (parts >= time - kInterval100 / 10) ++nearly_whole;
   }
+  EXPECT_GE(nearly_whole, 1);
 }
 
 TEST_F(FrameTimesTest, EverythingOfADeviceWithALoopIsMeasured) {

@@ -9,9 +9,11 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/thread_annotations.h"
+
 // One OpenGL 3.2 core context, without a drawable or with a host's window for one. A context is used by one thread at a
 // time: whoever makes it current holds its lock.
-class NativeContext {
+class QUARN_CAPABILITY("mutex") NativeContext {
  public:
   enum class Error { kNone, kNoPixelFormat, kNoContext };
 

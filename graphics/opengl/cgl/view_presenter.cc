@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/mutex.h"
 #include "foundation/workarounds.h"
 #include "graphics/opengl/cgl/window_thread.h"
 #include "graphics/opengl/gl_error.h"
@@ -53,7 +54,7 @@ void ViewPresenter::HandOverEnd() {
 void ViewPresenter::AttachToWindow(void* host_window, Size size) {
   if (closed_) return;
   // A window's pixels are the screen's, and what is shown in them is taken for sRGB: nothing has to be asked for.
-  context_->Lock();
+  const MutexLocker<NativeContext> lock(*context_);
   using Place = NativeContext::Place;
   if (place_ == Place::kNotYet) place_ = context_->AttachWindow(host_window, size.width, size.height);
   const bool has_place = place_ == Place::kMade && context_->CanPresent();
@@ -66,12 +67,11 @@ void ViewPresenter::AttachToWindow(void* host_window, Size size) {
     can_present_ = has_place && read_frame_buffer_;
   }
   may_find_window_ = !can_present_ && (has_place || place_ == Place::kNotYet);
-  context_->Unlock();
 }
 
 void ViewPresenter::ResizeWindow(Size size) {
   if (closed_) return;
-  context_->Lock();
+  const MutexLocker<NativeContext> lock(*context_);
   // A driver looks for the size when its context is made current, not later: the other way round the next picture would
   // be of the old size.
   if (size.width != 0) context_->ResizeWindow(size.width, size.height);
@@ -79,19 +79,17 @@ void ViewPresenter::ResizeWindow(Size size) {
     glFlush();
     context_->Unbind();
   }
-  context_->Unlock();
 }
 
 void ViewPresenter::PresentPicture() {
   if (closed_) return;
-  context_->Lock();
+  const MutexLocker<NativeContext> lock(*context_);
   can_present_ = context_->CanPresent();
   if (can_present_ && context_->Bind()) {
     // The view may have replaced its image since it handed the picture over, if the window system has stalled.
     if (glIsTexture(picture_.texture)) CopyPicture();
     context_->Unbind();
   }
-  context_->Unlock();
 }
 
 void ViewPresenter::CopyPicture() {

@@ -7,6 +7,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
@@ -42,6 +43,7 @@ class WindowSystemScript {
   bool exists = true;
   Place place = Place::kMade;
   bool can_present = true;
+  bool lacks_memory = false;  // For a place.
 
  private:
   std::mutex mutex_;
@@ -62,6 +64,7 @@ class ScriptedContext : public NativeContext {
   bool HasWindowSystem() const override { return script_->exists; }
   Place AttachWindow(void*, unsigned int width, unsigned int height) override {
     script_->Note("attach " + std::to_string(width) + "x" + std::to_string(height));
+    if (script_->lacks_memory) throw std::bad_alloc();
     return script_->place;
   }
   void DetachWindow() override { script_->Note("detach"); }
@@ -85,11 +88,15 @@ class ViewPresenterTest : public GlTest {
     return ViewPresenter::Create(
         std::make_unique<ScriptedContext>(GraphicsContextCGL::CreateContext(context()->native()), &script_));
   }
+  // Waits until all that was handed over is done: whoever hands over waits only so long.
+  static void Settle() {
+    while (!WindowThread::Get().HandOver([] {})) {
+    }
+  }
   // Its end may be the last thing that is handed over.
   static void End(ViewPresenter* presenter) {
     presenter->HandOverEnd();
-    while (!WindowThread::Get().HandOver([] {})) {
-    }
+    Settle();
   }
 
   WindowSystemScript script_;
@@ -100,7 +107,9 @@ TEST_F(ViewPresenterTest, DoesOnTheWindowThreadWhatIsHandedOver) {
   WindowThread::Get().HandOver([&] { window_thread = std::this_thread::get_id(); });
   ViewPresenter* const presenter = Create();
   presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
   presenter->HandOverSize({4, 3});
+  Settle();
   End(presenter);
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6", "resize 4x3", "detach", "end"));
   EXPECT_THAT(script_.threads(), ::testing::Each(window_thread));
@@ -124,14 +133,17 @@ TEST_F(ViewPresenterTest, LooksForAWindowThatMayComeUntilItHas) {
   script_.place = Place::kNotYet;
   ViewPresenter* const presenter = Create();
   presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
   EXPECT_FALSE(presenter->can_present());
   EXPECT_TRUE(presenter->may_find_window());
   script_.place = Place::kMade;
   presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
   EXPECT_TRUE(presenter->can_present());
   EXPECT_FALSE(presenter->may_find_window());
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6", "attach 8x6"));
   presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
   EXPECT_THAT(script_.TakeCalls(), IsEmpty()) << "a place is made once";
   End(presenter);
 }
@@ -140,9 +152,11 @@ TEST_F(ViewPresenterTest, DoesNotLookAgainWhereThereNeverIsAWindow) {
   script_.place = Place::kNever;
   ViewPresenter* const presenter = Create();
   presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
   EXPECT_FALSE(presenter->can_present());
   EXPECT_FALSE(presenter->may_find_window());
   presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6"));
   End(presenter);
 }
@@ -150,6 +164,7 @@ TEST_F(ViewPresenterTest, DoesNotLookAgainWhereThereNeverIsAWindow) {
 TEST_F(ViewPresenterTest, SizeOfNothingLeavesThePlaceItsSize) {
   ViewPresenter* const presenter = Create();
   presenter->HandOverSize({0, 0});
+  Settle();
   EXPECT_THAT(script_.TakeCalls(), IsEmpty());
   End(presenter);
 }
@@ -157,10 +172,12 @@ TEST_F(ViewPresenterTest, SizeOfNothingLeavesThePlaceItsSize) {
 TEST_F(ViewPresenterTest, PresentsNothingOnceTheWindowHasGone) {
   ViewPresenter* const presenter = Create();
   presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
   ASSERT_TRUE(presenter->can_present());
   script_.TakeCalls();
   script_.can_present = false;
   presenter->HandOverPicture({});
+  Settle();
   EXPECT_FALSE(presenter->can_present());
   EXPECT_FALSE(presenter->may_find_window()) << "a window that has gone does not come again";
   EXPECT_THAT(script_.TakeCalls(), IsEmpty());
@@ -171,11 +188,13 @@ TEST_F(ViewPresenterTest, PresentsNothingOnceTheWindowHasGone) {
 TEST_F(ViewPresenterTest, PresentsNoImageThatIsGone) {
   ViewPresenter* const presenter = Create();
   presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
   script_.TakeCalls();
   ViewPresenter::Picture picture;
   picture.texture = 0xffff;
   picture.image = picture.size = {8, 6};
   presenter->HandOverPicture(picture);
+  Settle();
   EXPECT_TRUE(presenter->can_present());
   EXPECT_THAT(script_.TakeCalls(), IsEmpty());
   End(presenter);
@@ -198,9 +217,21 @@ TEST_F(ViewPresenterTest, DoesNothingButEndOnceTheViewIsGone) {
   EXPECT_THAT(script_.TakeCalls(), IsEmpty());
   go_on.set_value();
   other.join();
-  while (!WindowThread::Get().HandOver([] {})) {
-  }
+  Settle();
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("detach", "end"));
+}
+
+// Whoever draws the view takes the lock of its context in each frame.
+TEST_F(ViewPresenterTest, LeavesTheContextFreeWhenMemoryIsMissing) {
+  script_.lacks_memory = true;
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
+  presenter->context()->Lock();
+  presenter->context()->Unlock();
+  EXPECT_FALSE(presenter->can_present());
+  EXPECT_THAT(TakeLog(), ElementsAre("E: Work for a view comes to nothing: no memory"));
+  End(presenter);
 }
 
 }  // namespace
