@@ -35,7 +35,7 @@ void RecursiveFairMutex::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 bool RecursiveFairMutex::HeldByCaller() const {
-  return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
+  return !renewal_.IsDue() && owner_.load(std::memory_order_relaxed) == std::this_thread::get_id();
 }
 
 bool RecursiveFairMutex::ForgetOwnerInFork() {

@@ -56,7 +56,8 @@ class QUARN_SCOPED_CAPABILITY ReturningLocker {
 };
 
 // For threads of which any may come back. The owner may lock again; every lock needs its unlock. In a fork of the
-// process, where its holder may be gone, it is free, and an unlock of what was locked before the fork does nothing.
+// process, where its holder may be gone, it is free, and an unlock of what was locked before the fork does nothing; nor
+// does one by a thread that does not hold it.
 class QUARN_CAPABILITY("mutex") RecursiveFairMutex {
  public:
   void Lock() QUARN_ACQUIRE();

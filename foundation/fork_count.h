@@ -36,6 +36,8 @@ class ForkRenewal {
     }
     return false;
   }
+  // Whether a call of Check would call make(). Thread: any.
+  bool IsDue() const { return made_at_.load(std::memory_order_acquire) != os::ForkCount(); }
 
  private:
   static constexpr unsigned int kMaking = ~0u;

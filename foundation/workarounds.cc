@@ -23,12 +23,17 @@ int Find(const char* name, std::size_t length) {
   return i;
 }
 
+// As bits.
+std::uint32_t Used() {
+  static const std::uint32_t used = UsedWorkarounds(std::getenv("QUARN_WORKAROUNDS"));
+  return used;
+}
+
 }  // namespace
 
-bool IsUsed(Workaround workaround) {
-  static const std::uint32_t used = UsedWorkarounds(std::getenv("QUARN_WORKAROUNDS"));
-  return (used >> static_cast<int>(workaround) & 1) != 0;
-}
+bool IsUsed(Workaround workaround) { return (Used() >> static_cast<int>(workaround) & 1) != 0; }
+
+void ReadWorkarounds() { Used(); }
 
 std::uint32_t UsedWorkarounds(const char* setting) {
   std::uint32_t used = (1u << kCount) - 1;

@@ -15,12 +15,14 @@ enum class Workaround : std::uint8_t {
   kRequestLength,   // "request-length"
 };
 
-// Whether the workaround is in use. All are, but those that the environment variable QUARN_WORKAROUNDS turns off when
-// the process starts to use the library: "-steady-window,-glx-aside". That is for finding out whether a driver still
-// needs it; a name that is not known is told of in a warning, once.
+// Whether the workaround is in use. All are, but those that the environment variable QUARN_WORKAROUNDS turns off:
+// "-steady-window,-glx-aside". That is for finding out whether a driver still needs it; a name that is not known is
+// told of in a warning. The variable is read once, when the first device is made.
 //
 // Thread: any.
 bool IsUsed(Workaround workaround);
+// Reads the variable, unless that has been done.
+void ReadWorkarounds();
 
 // The workarounds as bits, 1 << static_cast<int>(Workaround), that a value of QUARN_WORKAROUNDS leaves in use; null
 // leaves all.

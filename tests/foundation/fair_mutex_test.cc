@@ -174,6 +174,14 @@ TEST(RecursiveFairMutexTest, IsNotTakenAtOnceBeforeAWaiter) {
   EXPECT_EQ(order, "waiter back");
 }
 
+TEST(RecursiveFairMutexTest, IsNotHeldInAForkByTheThreadThatHeldIt) {
+  RecursiveFairMutex mutex;
+  Lock(mutex);
+  EXPECT_EQ(RunInFork([&mutex] { return mutex.HeldByCaller() ? 1 : 0; }), 0);
+  EXPECT_TRUE(mutex.HeldByCaller());
+  Unlock(mutex);
+}
+
 TEST(RecursiveFairMutexTest, IsFreeInAForkWhoeverHeldItAndWaited) {
   RecursiveFairMutex mutex;
   std::atomic<bool> held{false};

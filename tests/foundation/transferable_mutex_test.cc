@@ -3,71 +3,75 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <future>
 #include <memory>
 #include <thread>
 #include <vector>
 
+#include "tests/support/waiter.h"
+
 namespace {
 
-// A thread that takes a mutex, says so, and gives it back once.
-class Taker {
- public:
-  explicit Taker(TransferableMutex* mutex)
-      : taken_(promise_.get_future()), thread_([this, mutex] {
-          mutex->Lock();
-          promise_.set_value();
-          mutex->Unlock();
-        }) {}
-  ~Taker() { thread_.join(); }
-
-  // Whether it has the mutex by now; never waits.
-  bool HasTaken() const { return taken_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
-  void WaitUntilTaken() const { taken_.wait(); }
-
- private:
-  std::promise<void> promise_;
-  std::future<void> taken_;
-  std::thread thread_;
-};
+// Takes the mutex on a thread of its own, which is known to wait for it when this returns, and gives it back once.
+std::unique_ptr<test::Waiter> WaitForIt(TransferableMutex* mutex, std::atomic<bool>* taken) {
+  return std::make_unique<test::Waiter>([mutex, taken] {
+    mutex->Lock();
+    *taken = true;
+    mutex->Unlock();
+  });
+}
 
 TEST(TransferableMutexTest, KeepsOthersOutUntilItsHolderHasGivenBackEveryLock) {
   TransferableMutex mutex;
+  std::atomic<bool> taken{false};
   mutex.Lock();
   mutex.Lock();
-  Taker other(&mutex);
+  std::unique_ptr<test::Waiter> other = WaitForIt(&mutex, &taken);
   mutex.Unlock();
-  EXPECT_FALSE(other.HasTaken());
+  EXPECT_FALSE(taken);
   mutex.Unlock();
-  other.WaitUntilTaken();
+  other.reset();
+  EXPECT_TRUE(taken);
 }
 
 TEST(TransferableMutexTest, AnotherThreadMayGiveItBack) {
   TransferableMutex mutex;
-  std::thread([&] { mutex.Lock(); }).join();
-  Taker other(&mutex);
-  EXPECT_FALSE(other.HasTaken());
+  std::atomic<bool> taken{false};
+  std::promise<void> locked;
+  std::promise<void> end;
+  std::thread holder([&] {
+    mutex.Lock();
+    locked.set_value();
+    end.get_future().wait();
+  });
+  locked.get_future().wait();
+  std::unique_ptr<test::Waiter> other = WaitForIt(&mutex, &taken);
+  EXPECT_FALSE(taken);
   mutex.Unlock();
-  other.WaitUntilTaken();
+  other.reset();
+  EXPECT_TRUE(taken);
+  end.set_value();
+  holder.join();
 }
 
 TEST(TransferableMutexTest, IsNotTheLastHoldersAfterItsEnd) {
   TransferableMutex mutex;
+  std::atomic<bool> taken{false};
   std::thread([&] { mutex.Lock(); }).join();
   mutex.Unlock();
   mutex.Lock();
-  Taker other(&mutex);
-  EXPECT_FALSE(other.HasTaken());
+  const std::unique_ptr<test::Waiter> other = WaitForIt(&mutex, &taken);
+  EXPECT_FALSE(taken);
   mutex.Unlock();
 }
 
 TEST(TransferableMutexTest, UnlockOfWhatNobodyHoldsDoesNothing) {
   TransferableMutex mutex;
+  std::atomic<bool> taken{false};
   mutex.Unlock();
   mutex.Lock();
-  Taker other(&mutex);
-  EXPECT_FALSE(other.HasTaken());
+  const std::unique_ptr<test::Waiter> other = WaitForIt(&mutex, &taken);
+  EXPECT_FALSE(taken);
   mutex.Unlock();
 }
 

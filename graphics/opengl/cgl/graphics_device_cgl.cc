@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "foundation/logger.h"
+#include "foundation/workarounds.h"
 #include "graphics/opengl/cgl/external_image.h"
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
@@ -28,7 +29,10 @@ T* ReadyOrNull(std::unique_ptr<T> object, bool ready, ContextObject::Kind kind) 
 
 }  // namespace
 
-GraphicsDevice* GraphicsDevice::Create() { return new GraphicsDeviceCGL; }
+GraphicsDevice* GraphicsDevice::Create() {
+  ReadWorkarounds();  // Here, on a thread of the host's: threads of the library must not read the environment.
+  return new GraphicsDeviceCGL;
+}
 
 GraphicsDeviceCGL::GraphicsDeviceCGL() {
   DeclareMeasured({FramePart::kScenes, FramePart::kOutputs, FramePart::kContextLockWait, FramePart::kReadbackWait,

@@ -37,7 +37,7 @@ using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 // Where an error was noticed, as a regular expression.
-constexpr char kPlace[] = " \\| .*graphics/opengl/cgl/graphics_view_cgl[a-z_]*.cc \\([0-9]+\\)";
+constexpr char kPlace[] = " \\| graphics/opengl/cgl/graphics_view_cgl\\.cc \\([0-9]+\\)";
 constexpr char kNoDisplay[] = "W: A view cannot be shown: there is no X11 display";
 
 struct Size {

@@ -1,5 +1,6 @@
 #include "graphics/opengl/cgl/window_thread.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -8,6 +9,8 @@
 #include <thread>
 
 #include "graphics/frame_times.h"
+#include "graphics/opengl/cgl/view_worker.h"
+#include "tests/support/log_capture.h"
 
 namespace {
 
@@ -20,6 +23,14 @@ TEST(WindowThreadTest, IsAThreadOfItsOwnWithAName) {
   });
   EXPECT_NE(id.get_future().get(), std::this_thread::get_id());
   EXPECT_EQ(std::string(name), "quarn-window");
+}
+
+TEST(WindowThreadTest, SaysWhatDoesNotHappenWithoutIt) {
+  LogCapture log;
+  ViewWorkerRole("name").log_no_thread();
+  EXPECT_THAT(log.Lines(), ::testing::ElementsAre(LogCapture::Line{
+                               Logger::Level::Error,
+                               "the thread for windows could not be created: a view is not shown, or not resized"}));
 }
 
 TEST(WindowThreadTest, WaitForItIsAPartOfTheFrameThatWaits) {
