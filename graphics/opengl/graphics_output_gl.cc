@@ -162,7 +162,7 @@ void GraphicsOutputGL::DrawPlane(int index, const PixelFormatGL::Plane& plane, G
   // What the picture does not cover is opaque black, and in a plane of Y, U or V zeros.
   if (plane.rows > 0) options.clear_color[3] = 0.0f;
   options.whole_viewport = true;
-  RenderPass pass(context(), &target, options, __FILE__, __LINE__);
+  RenderPass pass(context(), &target, options, __FILE__);
   if (!pass.begun() || !context()->BindShader(plane.program)) return;
   source->BindShaderResource(0);
   if (plane.rows == 0) {
