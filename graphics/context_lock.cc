@@ -3,9 +3,10 @@
 
 #include "graphics/graphics_context_impl.h"
 
+ContextLock::ContextLock(GraphicsContext* context) : ContextLock(GraphicsContextImpl::From(context)) {}
+
 // The analysis cannot follow a lock that may not be there.
-ContextLock::ContextLock(GraphicsContext* context) QUARN_NO_THREAD_SAFETY_ANALYSIS
-    : context_(GraphicsContextImpl::From(context)) {
+ContextLock::ContextLock(GraphicsContextImpl* context) QUARN_NO_THREAD_SAFETY_ANALYSIS : context_(context) {
   if (context_) context_->Lock();
 }
 

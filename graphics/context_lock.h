@@ -17,6 +17,7 @@ class ContextLock {
  public:
   // Null for no context.
   explicit ContextLock(GraphicsContext* context);
+  explicit ContextLock(GraphicsContextImpl* context);
   ~ContextLock();
   ContextLock(const ContextLock&) = delete;
   ContextLock& operator=(const ContextLock&) = delete;

@@ -57,8 +57,10 @@ class OutputPause {
 
 // What the output's thread has delivered so far, as GsOutputRaw::Counts answers it. Thread: any.
 struct OutputCounts {
-  std::uint32_t delivered = 0;
-  std::uint32_t repeated = 0;  // Of these, or of the next, those in place of a picture that found the pool full.
+  std::uint32_t delivered = 0;  // Deliveries that are over.
+  // Deliveries that repeat a picture because the pool was full when another was to be stored. Each is counted before it
+  // is made, and so one sooner here than above.
+  std::uint32_t repeated = 0;
 };
 // 0 for null, and for an output without a thread.
 OutputCounts ReadOutputCounts(const GraphicsOutput* output);

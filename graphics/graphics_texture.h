@@ -20,4 +20,8 @@ class GraphicsTexture {
   virtual void* native_obj() = 0;
 };
 
+// Has a texture that belongs to another object of the host's, as a view's overlay does, not be counted among the
+// textures that a host may leave behind: a device that goes names the objects that a host knows. Null for no texture.
+void CountAsPart(GraphicsTexture* texture);
+
 #endif  // QUARN_GRAPHICS_GRAPHICS_TEXTURE_H_

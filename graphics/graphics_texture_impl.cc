@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "foundation/logger.h"
+#include "graphics/context_object.h"
 
 GraphicsTextureImpl::GraphicsTextureImpl(unsigned int width, unsigned int height) : width_(width), height_(height) {
   // Written out, because assert() is gone where NDEBUG is set and this check must not be.
@@ -38,4 +39,8 @@ float GraphicsTextureImpl::rotation() { return rotation_; }
 void* GraphicsTextureImpl::native_obj() {
   Logger::default_logger()->Warn("GraphicsTexture::native_obj is unimplemented");
   return nullptr;
+}
+
+void CountAsPart(GraphicsTexture* texture) {
+  if (auto* const object = dynamic_cast<ContextObject*>(texture)) object->CountAs(ContextObject::Kind::kPart);
 }

@@ -33,11 +33,39 @@ struct PixelFormat {
     kInterleaved,  // One plane of chroma pairs, halved both ways, two bytes a pixel.
   };
 
+  // A plane of a picture of that layout. Divisions round down: an odd side has no chroma for its last pixel.
+  struct Plane {
+    std::uint32_t pixel_size;  // Bytes of one of the plane's pixels.
+    std::uint32_t across;      // How many of the picture's pixels one of the plane's stands for, side by side ...
+    std::uint32_t down;        // ... and one above the other.
+
+    // The plane's size in pixels, from the picture's.
+    std::uint32_t Width(std::uint32_t picture_width) const { return picture_width / across; }
+    std::uint32_t Height(std::uint32_t picture_height) const { return picture_height / down; }
+    // Bytes from a row to the next in a frame. For chroma pairs and an odd width that is a byte more than the pixels of
+    // a row have.
+    std::uint32_t Pitch(std::uint32_t picture_width) const {
+      return static_cast<std::uint32_t>(std::uint64_t{picture_width} * pixel_size / across);
+    }
+    // Bytes that a frame and a readback set aside for the plane: from the picture's area, and so, where a side is odd,
+    // not exactly those of the plane's own pixels.
+    std::uint64_t Size(std::uint32_t picture_width, std::uint32_t picture_height) const {
+      return std::uint64_t{picture_width} * picture_height * pixel_size / (across * down);
+    }
+  };
+  static constexpr int kMaxPlanes = 3;
+
   std::uint32_t pixel_size;  // Bytes of a pixel in plane 0; 0 for a layout that is none.
   Chroma chroma;
-  bool copied;  // Whether GraphicsFrame::Copy copies it.
+  bool copied;         // Whether GraphicsFrame::Copy copies it.
+  bool sampled;        // Whether a texture made from a frame of it shows the picture.
+  bool updates_shown;  // Whether such a texture shows what a host updates it with.
 
   int planes() const;
+  // One of these planes. There is no other.
+  Plane plane(int index) const;
+  // Bytes of all planes of a picture together, whose plane 0 has no more than fit 32 bits.
+  std::uint64_t Size(std::uint32_t width, std::uint32_t height) const;
 };
 
 // The row of a layout. Values that are no layout have that of kFormatUnknown, a picture without bytes.

@@ -6,6 +6,7 @@
 #define QUARN_GRAPHICS_OPENGL_GL_SCOPE_H_
 
 #include "foundation/thread_annotations.h"
+#include "graphics/context_lock.h"
 #include "graphics/opengl/graphics_context_gl.h"
 
 // Makes a context current for as long as it lives. If it was not current before, none is current afterwards. The caller
@@ -46,23 +47,7 @@ class QUARN_SCOPED_CAPABILITY GLScope {
   bool ok() const { return bind_.ok(); }
 
  private:
-  // A member of its own, so that the lock is given back last.
-  class LockUnlessNull {
-   public:
-    explicit LockUnlessNull(GraphicsContextGL* context) QUARN_NO_THREAD_SAFETY_ANALYSIS : context_(context) {
-      if (context_) context_->Lock();
-    }
-    ~LockUnlessNull() QUARN_NO_THREAD_SAFETY_ANALYSIS {
-      if (context_) context_->Unlock();
-    }
-    LockUnlessNull(const LockUnlessNull&) = delete;
-    LockUnlessNull& operator=(const LockUnlessNull&) = delete;
-
-   private:
-    GraphicsContextGL* context_;
-  };
-
-  LockUnlessNull lock_;
+  const ContextLock lock_;  // First, so that the lock is given back last.
   ScopedBind bind_;
 };
 

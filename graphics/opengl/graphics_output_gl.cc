@@ -21,7 +21,7 @@ namespace {
 // A row of the matrix, as which the programs get their constants: floats, and bytes.
 constexpr int kRowLength = 4;
 constexpr unsigned int kRowSize = kRowLength * sizeof(float);
-constexpr unsigned int kConstantBufferSize = 2 * kRowSize;
+constexpr unsigned int kConstantBufferSize = PixelFormatGL::kMaxRows * kRowSize;
 
 // The largest size of the source's aspect ratio inside the target.
 internal_vec2 FitSize(unsigned int source_width, unsigned int source_height, unsigned int width, unsigned int height) {
@@ -47,20 +47,18 @@ GraphicsOutputGL::~GraphicsOutputGL() {
 }
 
 GraphicsOutputGL::Planes GraphicsOutputGL::PlanesOf(OutputFormat format) const {
-  const GraphicsFormatInternal layout = FrameFormat(format);
-  const PixelFormatGL row = PixelFormatGLOf(layout);
-  const std::uint64_t pixels = std::uint64_t{width_} * height_;
+  const PixelFormat layout = PixelFormatOf(FrameFormat(format));
+  const PixelFormatGL row = PixelFormatGLOf(FrameFormat(format));
   Planes planes;
-  planes.count = row.plane[0].program ? PixelFormatOf(layout).planes() : 0;
+  planes.count = row.plane[0].program ? layout.planes() : 0;
   for (int i = 0; i < planes.count; ++i) {
-    const bool halved = i > 0;  // Chroma.
     Plane& plane = planes.plane[i];
     plane.drawn = row.plane[i];
+    plane.shape = layout.plane(i);
     plane.read_format = PixelFormatGLOf(plane.drawn.target).target;
-    plane.pixel_size = PixelFormatOf(plane.drawn.target).pixel_size;
-    plane.width = halved ? width_ / 2 : width_;
-    plane.height = halved ? height_ / 2 : height_;
-    plane.buffer_size = pixels * plane.pixel_size / (halved ? 4 : 1);
+    plane.width = plane.shape.Width(width_);
+    plane.height = plane.shape.Height(height_);
+    plane.buffer_size = plane.shape.Size(width_, height_);
     planes.need_constants |= plane.drawn.rows > 0;
   }
   return planes;
@@ -162,7 +160,7 @@ void GraphicsOutputGL::DrawPlane(int index, const PixelFormatGL::Plane& plane, G
   // What the picture does not cover is opaque black, and in a plane of Y, U or V zeros.
   if (plane.rows > 0) options.clear_color[3] = 0.0f;
   options.whole_viewport = true;
-  RenderPass pass(context(), &target, options, __FILE__, __LINE__);
+  RenderPass pass(context(), &target, options, __FILE__);
   if (!pass.begun() || !context()->BindShader(plane.program)) return;
   source->BindShaderResource(0);
   if (plane.rows == 0) {
@@ -187,9 +185,10 @@ void GraphicsOutputGL::ConvertFormat(GraphicsTextureGL* source, OutputFormat for
   // the way back: Y, U and V.
   const glm::mat4 inverse = glm::inverse(glm::make_mat4(context()->matrix_limit()));
   const internal_vec2 size = FitSize(source->width(), source->height(), width_, height_);
-  const internal_vec2 half_size(size.x / 2.0f, size.y / 2.0f);
   for (int i = 0; i < planes.count; ++i) {
-    DrawPlane(i, planes.plane[i].drawn, source, i == 0 ? size : half_size, glm::value_ptr(inverse));
+    const PixelFormat::Plane& shape = planes.plane[i].shape;
+    const internal_vec2 plane_size(size.x / static_cast<float>(shape.across), size.y / static_cast<float>(shape.down));
+    DrawPlane(i, planes.plane[i].drawn, source, plane_size, glm::value_ptr(inverse));
   }
 }
 
@@ -225,7 +224,7 @@ void GraphicsOutputGL::OutputRawPixel(OutputFormat format, unsigned long long ti
   if (!LockFrame(&frame, timestamp, count)) return;
   for (int i = 0; frame && frame->data[i] && i < planes.count; ++i) {
     const Plane& plane = planes.plane[i];
-    const std::size_t row_size = static_cast<std::size_t>(plane.width) * plane.pixel_size;
+    const std::size_t row_size = static_cast<std::size_t>(plane.width) * plane.shape.pixel_size;
     const std::size_t pitch = frame->linesize[i];
     pack_buffers_[i]->Bind();
     const unsigned char* const pixels = pack_buffers_[i]->Map();

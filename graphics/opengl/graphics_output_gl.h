@@ -38,15 +38,15 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
   // A plane of a raw frame of this output, as it is drawn and read back.
   struct Plane {
     PixelFormatGL::Plane drawn;
+    PixelFormat::Plane shape;
     std::uint32_t width;  // Pixels of the target.
     std::uint32_t height;
     std::uint64_t buffer_size;  // Bytes of the pack buffer.
     GLenum read_format;
-    std::uint32_t pixel_size;  // Bytes.
   };
   struct Planes {
     int count = 0;
-    Plane plane[PixelFormatGL::kMaxPlanes];
+    Plane plane[PixelFormat::kMaxPlanes];
     bool need_constants = false;
   };
 

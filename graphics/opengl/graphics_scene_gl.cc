@@ -33,7 +33,7 @@ void GraphicsSceneGL::Draw() {
   if (!bind.ok()) return;
   RenderPass::Options options;
   options.blend = true;
-  RenderPass pass(context(), texture_.get(), options, __FILE__, __LINE__);
+  RenderPass pass(context(), texture_.get(), options, __FILE__);
   if (pass.begun()) GraphicsSceneImpl::Draw();
 }
 

@@ -132,8 +132,10 @@ bool GraphicsTextureGL::BindRenderTarget() {
 }
 
 void GraphicsTextureGL::ReleaseRenderTarget() {
-  if (CanDraw("Releasing a target")) glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+  if (CanDraw("Releasing a target")) BindNoRenderTarget();
 }
+
+void GraphicsTextureGL::BindNoRenderTarget() { glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0); }
 
 bool GraphicsTextureGL::BindReadFrameBuffer() {
   if (!frame_buffer_) {

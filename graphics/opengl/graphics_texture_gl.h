@@ -30,6 +30,8 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   void ReleaseShaderResource() override;
   bool BindRenderTarget() override;
   void ReleaseRenderTarget() override;
+  // What ReleaseRenderTarget does where the context is current: for whoever has no texture to ask any more.
+  static void BindNoRenderTarget();
   // Whether a BindRenderTarget that GL refuses logs nothing: for a caller that tries again in every frame, and has let
   // it be logged once.
   void SetQuiet(bool quiet) { quiet_ = quiet; }

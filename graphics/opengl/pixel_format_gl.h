@@ -17,14 +17,16 @@ struct PixelFormatGL {
     const char* program;
     // The rows of the matrix from red, green and blue to Y, U and V (0, 1, 2) that are the program's constants.
     int first_row;
-    int rows;  // 0: it has none.
+    int rows;  // 0: it has none. At most kMaxRows.
   };
-  static constexpr int kMaxPlanes = 3;
+  // How many rows the constants of a program have room for.
+  static constexpr int kMaxRows = 2;
 
-  GLenum target;            // Storage of a render target, and what it is read back as.
-  GLenum sampled;           // Storage of an image made from a frame.
-  GLenum updated;           // Storage of an image that is updated from a frame; without it the frame is only kept.
-  Plane plane[kMaxPlanes];  // As many as the layout has planes; without programs where no output produces it.
+  GLenum target;   // Storage of a render target, and what it is read back as.
+  GLenum sampled;  // Storage of an image made from a frame.
+  GLenum updated;  // Storage of an image that is updated from a frame; without it the frame is only kept.
+  // As many as the layout has planes; without programs where no output produces it.
+  Plane plane[PixelFormat::kMaxPlanes];
 };
 
 // The row of a layout. Values that are no layout have that of kFormatUnknown, which has nothing.

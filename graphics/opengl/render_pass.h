@@ -1,6 +1,6 @@
 // One pass: a target is bound, cleared and drawn into, and what that needed is undone.
 //
-//   RenderPass pass(context(), target, options, __FILE__, __LINE__);
+//   RenderPass pass(context(), target, options, __FILE__);
 //   if (pass.begun()) DrawRect(...);
 //
 // Used by the thread that has the GL context current, under the context's lock.
@@ -14,9 +14,11 @@
 
 class GraphicsTextureGL;
 
-// The calls of a pass and their order: Kept: C36. So it does not give back what it finds, but leaves blending off, its
-// clear colour and blend function set, and no target bound. Every pass sets what it needs, and nothing else of the
-// engine reads them.
+// The calls of a pass, their order, and which of them are checked must stay. Kept: C36. So a pass does not ask GL for
+// what it finds and gives nothing back: it leaves its clear colour and its blend function set, blending off, and no
+// target bound. A pass that does not blend relies on blending being off, and does not turn it off: every pass leaves it
+// so, and a host's callback must leave it so too. The clear colour and the blend function are set by every pass that
+// uses them, and nothing of the engine reads them otherwise.
 class RenderPass {
  public:
   struct Options {
@@ -26,8 +28,9 @@ class RenderPass {
     bool check_each_call = false;  // Whether GL's errors are asked for after every call, and after the drawing.
   };
 
-  // Binds and clears the target, and begins to blend. Every check of the pass names `file` and `line`, where it stands.
-  RenderPass(GraphicsContextGL* context, GraphicsTextureGL* target, const Options& options, const char* file, int line);
+  // Binds and clears the target, and begins to blend. A check that finds an error logs `file`, which tells whose pass
+  // it is, with the line of the check in render_pass.cc, which tells after which call.
+  RenderPass(GraphicsContextGL* context, GraphicsTextureGL* target, const Options& options, const char* file);
   // Ends the drawing, if that was not done, and releases the target.
   ~RenderPass();
   RenderPass(const RenderPass&) = delete;
@@ -41,12 +44,11 @@ class RenderPass {
   bool EndDrawing();
 
  private:
-  void Check() const;
+  void Check(int line) const;
 
   GraphicsContextGL* context_;
   const Options options_;
   const char* file_;
-  int line_;
   bool begun_;
   std::optional<ScopedBind> again_;  // From EndDrawing to the end.
 };

@@ -17,9 +17,7 @@ std::size_t BlockSize(GraphicsFormatInternal format, std::uint32_t width, std::u
   const PixelFormat layout = PixelFormatOf(format);
   const std::uint64_t pitch = std::uint64_t{width} * layout.pixel_size;
   if (pitch == 0 || height == 0 || pitch > kMax / height) return 0;
-  std::uint64_t size = pitch * height;
-  if (layout.chroma != PixelFormat::Chroma::kNone) size = size * 3 / 2;
-  size = AlignSize(size);
+  const std::uint64_t size = AlignSize(layout.Size(width, height));
   return size > kMax ? 0 : static_cast<std::size_t>(size);
 }
 
@@ -37,20 +35,12 @@ GraphicsFrame::GraphicsFrame(GraphicsFormatInternal frame_format, unsigned int f
   width = frame_width;
   height = frame_height;
   const PixelFormat layout = PixelFormatOf(format);
-  linesize[0] = width * layout.pixel_size;
-  const std::size_t luma_size = std::size_t{width} * height;
-  switch (layout.chroma) {
-    case PixelFormat::Chroma::kNone: break;
-    case PixelFormat::Chroma::kPlanar:
-      data[1] = data[0] + luma_size;
-      linesize[1] = width / 2;
-      data[2] = data[1] + luma_size / 4;
-      linesize[2] = width / 2;
-      break;
-    case PixelFormat::Chroma::kInterleaved:
-      data[1] = data[0] + luma_size;
-      linesize[1] = width;
-      break;
+  unsigned char* start = data[0];
+  for (int i = 0; i < layout.planes(); ++i) {
+    const PixelFormat::Plane plane = layout.plane(i);
+    data[i] = start;
+    linesize[i] = plane.Pitch(width);
+    start += plane.Size(width, height);
   }
 }
 

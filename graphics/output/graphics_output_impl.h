@@ -67,7 +67,9 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // Does nothing.
   void InitCache();
 
-  // Deliveries of the output thread, and those due because the pool was full. Thread: any.
+  // What the output thread has done since it was started: the deliveries that are over; and the deliveries, the one
+  // that is being made included, that repeat a picture because the pool was full when another was to be stored. Thread:
+  // any.
   std::uint32_t output_count() const { return output_count_; }
   std::uint32_t repeat_count() const { return repeat_count_; }
 

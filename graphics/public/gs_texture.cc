@@ -10,6 +10,7 @@
 #include "graphics/graphics_texture.h"
 #include "graphics/graphics_texture_array.h"
 #include "graphics/output/graphics_frame.h"
+#include "graphics/pixel_format.h"
 #include "graphics/public/to_engine.h"
 
 namespace {
@@ -47,21 +48,9 @@ void ReportNoMemory(unsigned int width, unsigned int height) {
   Logger::default_logger()->Error("[GsTexture] no memory for %u x %u pixels", width, height);
 }
 
-// Whether the engine has storage for sampled images of that layout.
-bool HasStorage(GsTexture::Format format) {
-  switch (format) {
-    case GsTexture::kTextureRGBA:
-    case GsTexture::kTextureRG8: return true;
-    case GsTexture::kTextureBGRA:
-    case GsTexture::kTextureR8:
-    case GsTexture::kTextureRGBA16: return false;
-  }
-  return false;
-}
-
-// Says so of a texture without storage, which comes out inert, or, for R8, empty.
+// Says so of a texture that comes out inert, or, for R8, empty.
 void CheckStorage(GsTexture::Format format) {
-  if (HasStorage(format)) return;
+  if (PixelFormatOf(ToInternalFormat(format)).sampled) return;
   Logger::default_logger()->Error("[GsTexture] a texture of layout %d shows nothing: in this version it has no storage",
                                   static_cast<int>(format));
 }
@@ -126,7 +115,7 @@ void GsTexture::Update(const unsigned char* data, unsigned int stride, Format fo
     // and leaves those of one that it refuses, which tells the two apart below. Written as a cast because a frame is
     // not read after a std::move.
     impl_->Update(static_cast<GraphicsFrame&&>(frame));
-    shown = frame.data[0] != pixels && format == kTextureRGBA;
+    shown = frame.data[0] != pixels && PixelFormatOf(internal_format).updates_shown;
   }
   if (update_refused_.exchange(!shown, std::memory_order_relaxed) || shown) return;
   Logger::default_logger()->Error(

@@ -36,10 +36,10 @@ GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height
 }
 
 GsView::~GsView() {
-  // Let go of last: the engine's view may be drawing the scene until it is gone.
-  const GsSceneUse last_use = GsSceneUse::Adopt(scene_);
   DetachForDestruction();
   delete impl_;
+  // Only now: the engine's view may be drawing the scene until it is gone.
+  { const GsSceneUse last_use = GsSceneUse::Adopt(scene_); }
   ReleaseContext(context_);
 }
 

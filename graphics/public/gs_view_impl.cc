@@ -12,7 +12,6 @@
 
 #include "foundation/no_memory.h"
 #include "graphics/context_lock.h"
-#include "graphics/context_object.h"
 #include "graphics/graphics_context.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_scene.h"
@@ -40,8 +39,7 @@ GraphicsTexture* CreateSolidTexture(GraphicsDevice* engine, const unsigned char 
     std::memcpy(frame.data[0] + pixel * sizeof(color), color, sizeof(color));
   }
   GraphicsTexture* const texture = engine->CreateTexture(std::move(frame));
-  // A device that goes names the objects that are left as a host knows them: the view, not the textures in it.
-  if (auto* const object = dynamic_cast<ContextObject*>(texture)) object->CountAs(ContextObject::Kind::kPart);
+  CountAsPart(texture);
   return texture;
 }
 
@@ -57,7 +55,8 @@ gs_overlay::Sizes SizesOf(const GsView& view, const GsScene& scene) {
 
 gs_vec2 ToVec2(unsigned int x, unsigned int y) { return gs_vec2(static_cast<float>(x), static_cast<float>(y)); }
 
-// Has draw(size of the view) draw rectangles of one colour anywhere in the view. Nothing is drawn without the program.
+// Calls draw(size of the view), whose rectangles then come out in one colour, that of the texture, anywhere in the
+// view. It is not called when the program "rgba", with which they are drawn, is missing.
 template <class Draw>
 void DrawInColor(GraphicsTexture* color, unsigned int view_width, unsigned int view_height, Draw draw) {
   // The viewport may still be that of whoever drew last: nothing else of the view need have set it.

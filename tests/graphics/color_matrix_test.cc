@@ -63,6 +63,27 @@ TEST(ColorMatrixTest, FullRangeMatrixHasUnitLumaAndChromaOffsets) {
   EXPECT_EQ(m[15], 1.0f);
 }
 
+// To the last bit, which the order of the operations decides: pictures depend on it.
+TEST(ColorMatrixTest, LimitedRangeMatrixIsKeptToTheBit) {
+  constexpr float kRows[4][4] = {{0x1.2a150ap+0f, 0x0p+0f, 0x1.caf114p+0f, -0x1.f225dep-1f},
+                                 {0x1.2a150ap+0f, -0x1.b4bbbp-3f, -0x1.10d97ep-1f, 0x1.34b7ep-2f},
+                                 {0x1.2a150ap+0f, 0x1.0e632ep+1f, 0x0p+0f, -0x1.2226a6p+0f},
+                                 {0.0f, 0.0f, 0.0f, 1.0f}};
+  float m[16];
+  InitializeLimitedRangeMatrix(m);
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(m[i], kRows[i / 4][i % 4]) << i;
+}
+
+TEST(ColorMatrixTest, FullRangeMatrixIsKeptToTheBit) {
+  constexpr float kRows[4][4] = {{0x1p+0f, 0x0p+0f, 0x1.932618p+0f, -0x1.94bad4p-1f},
+                                 {0x1p+0f, -0x1.7fa3dcp-3f, -0x1.df5bf8p-2f, 0x1.50e7dcp-2f},
+                                 {0x1p+0f, 0x1.db089ap+0f, 0x0p+0f, -0x1.dce582p-1f},
+                                 {0.0f, 0.0f, 0.0f, 1.0f}};
+  float m[16];
+  InitializeFullRangeMatrix(m);
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(m[i], kRows[i / 4][i % 4]) << i;
+}
+
 TEST(InitializeMatrixTest, FollowsItsStepsInSinglePrecision) {
   constexpr float kMin[] = {1.0f, 2.0f, 3.0f};
   constexpr float kMax[] = {9.0f, 12.0f, 43.0f};

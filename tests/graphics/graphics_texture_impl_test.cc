@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "graphics/context_object.h"
 #include "graphics/graphics_constant_buffer_impl.h"
 #include "graphics/graphics_texture_array.h"
 #include "graphics/output/graphics_frame.h"
@@ -18,6 +19,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 using Journal = std::vector<std::string>;
 
@@ -55,6 +57,36 @@ TEST(GraphicsTextureImplTest, DefaultsAreSilentAndNeutral) {
   texture.Update(GraphicsFrame());
   texture.Update(static_cast<void*>(nullptr));
   EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+// Tells what is left of it.
+class ReportingContext : public GraphicsContextImpl {
+ public:
+  using GraphicsContextImpl::ReportObjectsLeft;
+};
+
+class CountedTexture : public GraphicsTextureImpl, public ContextObject {
+ public:
+  explicit CountedTexture(GraphicsContextImpl* context) : GraphicsTextureImpl(1, 1), ContextObject(context) {}
+};
+
+TEST(GraphicsTextureImplTest, PartOfAnotherObjectIsNotCounted) {
+  ReportingContext context;
+  CountedTexture texture(&context);
+  texture.CountAs(ContextObject::Kind::kTexture);
+  LogCapture log;
+  context.ReportObjectsLeft();
+  EXPECT_THAT(log.Lines(), SizeIs(1));
+  log.Clear();
+  CountAsPart(&texture);
+  context.ReportObjectsLeft();
+  EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+TEST(GraphicsTextureImplTest, WhatIsNotCountedAnywayStaysSo) {
+  CountAsPart(nullptr);
+  GraphicsTextureImpl texture(1, 1);
+  CountAsPart(&texture);
 }
 
 TEST(GraphicsTextureImplTest, NativeObjWarnsAndIsNull) {

@@ -4,8 +4,6 @@
 #include <cstring>
 #include <utility>
 
-#include "graphics/opengl/gl_object.h"
-
 namespace {
 
 GLenum ReadFormat(int channels) { return channels == 1 ? GL_RED : channels == 2 ? GL_RG : GL_RGBA; }
@@ -54,16 +52,6 @@ std::vector<std::string> GlTest::TakeLog() {
 }
 
 namespace test {
-
-CurrentContext::CurrentContext(GraphicsContextGL* context) QUARN_NO_THREAD_SAFETY_ANALYSIS : context_(context) {
-  context_->Lock();
-  bound_ = context_->BindContext();
-}
-
-CurrentContext::~CurrentContext() QUARN_NO_THREAD_SAFETY_ANALYSIS {
-  if (bound_ == 1) context_->UnbindContext();
-  context_->Unlock();
-}
 
 Picture TestCard(int width, int height) {
   Picture picture(width, height, 4);

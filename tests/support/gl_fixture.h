@@ -18,6 +18,7 @@
 
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 #include "graphics/opengl/cgl/graphics_device_cgl.h"
+#include "graphics/opengl/gl_scope.h"
 #include "graphics/opengl/graphics_texture_gl.h"
 #include "graphics/output/graphics_frame.h"
 #include "tests/support/cpu_reference.h"
@@ -51,17 +52,7 @@ class GlTest : public ::testing::Test {
 namespace test {
 
 // Holds a context's lock and keeps it current.
-class CurrentContext {
- public:
-  explicit CurrentContext(GraphicsContextGL* context);
-  ~CurrentContext();
-  CurrentContext(const CurrentContext&) = delete;
-  CurrentContext& operator=(const CurrentContext&) = delete;
-
- private:
-  GraphicsContextGL* context_;
-  int bound_;
-};
+using CurrentContext = GLScope;
 
 // A picture in which a wrong place, size, direction or channel shows: ramps in red and green, squares in blue.
 Picture TestCard(int width, int height);

@@ -172,7 +172,7 @@ void GraphicsViewCGL::DrawFrame(Size size) {
   options.blend = true;
   options.check_each_call = true;
   {
-    RenderPass pass(context(), frame_texture_.get(), options, __FILE__, __LINE__);
+    RenderPass pass(context(), frame_texture_.get(), options, __FILE__);
     NoteTarget(pass.begun());
     if (!pass.begun()) return;
     GraphicsViewImpl::Draw();

@@ -446,6 +446,36 @@ TEST_F(GraphicsOutputGLTest, PlaneWithoutPixelsIsReportedOnceAndCommitsNothing) 
   }
 }
 
+// Of an odd size the buffers have what the picture's area comes to, and the readback fills what the planes' own sizes
+// do.
+TEST_F(GraphicsOutputGLTest, BuffersAreMadeForThePlanesAndTheConstants) {
+  struct Row {
+    OutputFormat format;
+    std::vector<std::size_t> pack_buffers;
+    std::vector<std::size_t> constant_buffers;
+  };
+  const Row rows[] = {
+      {GraphicsOutput::kOutputRGBA, {140}, {}},
+      {GraphicsOutput::kOutputI420, {35, 8, 8}, {32}},
+      {GraphicsOutput::kOutputNV12, {35, 17}, {32}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.format);
+    const auto output = MakeOutput(Show(test::TestCard(7, 5)), 7, 5);
+    Receiver receiver(row.format);
+    const std::size_t before = gl_spy::Uploads().size();
+    output->Attach(&receiver);
+    const std::vector<gl_spy::Upload> uploads = gl_spy::Uploads();
+    output->Detach();
+    std::vector<std::size_t> pack_buffers, constant_buffers;
+    for (std::size_t i = before; i < uploads.size(); ++i) {
+      (uploads[i].target == GL_PIXEL_PACK_BUFFER ? pack_buffers : constant_buffers).push_back(uploads[i].bytes.size());
+    }
+    EXPECT_EQ(pack_buffers, row.pack_buffers);
+    EXPECT_EQ(constant_buffers, row.constant_buffers);
+  }
+}
+
 TEST_F(GraphicsOutputGLTest, ResourceThatCannotBeMadeIsReportedOnceAnAttach) {
   const auto output = MakeOutput(Show(test::TestCard(16, 8)), 16, 8);
   Receiver receiver(GraphicsOutput::kOutputNV12);

@@ -211,9 +211,9 @@ TEST_F(GraphicsTextureGLTest, InitLeavesTheContextAsItWas) {
   {
     const test::CurrentContext current(context());
     ASSERT_TRUE(texture.Init(true));
-    EXPECT_EQ(context()->BindContext(), 0);
+    EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kWasCurrent);
   }
-  EXPECT_EQ(context()->BindContext(), 1);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   context()->UnbindContext();
 }
 

@@ -136,6 +136,12 @@ TEST_F(GraphicsFrameTest, TruncatesTheChromaOfOddSizes) {
   EXPECT_THAT(asked, ElementsAre(2944u));  // 1923 * 3 / 2 = 2884.
 
   asked.clear();
+  const GraphicsFrame pairs(kFormatNV12, 641, 3);
+  EXPECT_THAT(pairs.linesize, ElementsAre(641u, 641u, 0u, 0u));
+  EXPECT_THAT(Planes(pairs), ElementsAre(0, 1923, -1, -1));
+  EXPECT_THAT(asked, ElementsAre(2944u));
+
+  asked.clear();
   const GraphicsFrame pixel(kFormatI420, 1, 1);
   EXPECT_THAT(asked, ElementsAre(64u));
   EXPECT_THAT(pixel.linesize, ElementsAre(1u, 0u, 0u, 0u));

@@ -47,30 +47,30 @@ TEST_F(GraphicsContextCGLTest, BuildLeavesNoContextCurrent) {
 TEST_F(GraphicsContextCGLTest, IsInertBeforeBuild) {
   GraphicsContextCGL unbuilt;
   EXPECT_FALSE(unbuilt.available());
-  EXPECT_EQ(unbuilt.BindContext(), -1);
+  EXPECT_EQ(unbuilt.BindContext(), GraphicsContextGL::kBindFailed);
   unbuilt.UnbindContext();
 }
 
 TEST_F(GraphicsContextCGLTest, BindTellsWhoMadeTheContextCurrent) {
-  EXPECT_EQ(context()->BindContext(), 1);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   EXPECT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT);
-  EXPECT_EQ(context()->BindContext(), 0);
-  EXPECT_EQ(context()->BindContext(), 0);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kWasCurrent);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kWasCurrent);
   context()->UnbindContext();
   EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
-  EXPECT_EQ(context()->BindContext(), 1);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   context()->UnbindContext();
 }
 
 TEST_F(GraphicsContextCGLTest, FailedBindHoldsNothing) {
   gl_spy::faults().make_current = true;
-  EXPECT_EQ(context()->BindContext(), -1);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kBindFailed);
   context()->UnbindContext();
   gl_spy::faults().make_current = false;
   EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
   // Another thread would wait here for ever if this one held the lock.
   std::thread other([this] {
-    EXPECT_EQ(context()->BindContext(), 1);
+    EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
     context()->UnbindContext();
   });
   other.join();
@@ -78,14 +78,14 @@ TEST_F(GraphicsContextCGLTest, FailedBindHoldsNothing) {
 
 TEST_F(GraphicsContextCGLTest, UnbindWithoutBindDoesNothing) {
   context()->UnbindContext();
-  ASSERT_EQ(context()->BindContext(), 1);
+  ASSERT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   std::thread other([this] { context()->UnbindContext(); });
   other.join();
   EXPECT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT) << "the other thread gave back what it did not hold";
-  EXPECT_EQ(context()->BindContext(), 0);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kWasCurrent);
   context()->UnbindContext();
   context()->UnbindContext();
-  EXPECT_EQ(context()->BindContext(), 1);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   context()->UnbindContext();
 }
 
@@ -94,7 +94,7 @@ TEST_F(GraphicsContextCGLTest, ThreadsTakeTurns) {
   int turns = 0;  // Not atomic: the context's own lock is what keeps the two apart.
   const auto work = [&] {
     for (int i = 0; i < kTurns; ++i) {
-      ASSERT_EQ(context()->BindContext(), 1);
+      ASSERT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
       GLuint buffer = 0;
       glGenBuffers(1, &buffer);
       EXPECT_NE(buffer, 0u);
@@ -112,13 +112,13 @@ TEST_F(GraphicsContextCGLTest, ThreadsTakeTurns) {
 }
 
 TEST_F(GraphicsContextCGLTest, HostThatTakesTheContextAwayLeavesTheLockInOrder) {
-  ASSERT_EQ(context()->BindContext(), 1);
+  ASSERT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   NativeContext::ClearCurrent();  // As a host's callback may.
-  ASSERT_EQ(context()->BindContext(), 1);
+  ASSERT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   context()->UnbindContext();
   context()->UnbindContext();
   std::thread other([this] {
-    EXPECT_EQ(context()->BindContext(), 1);
+    EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
     context()->UnbindContext();
   });
   other.join();
@@ -127,7 +127,7 @@ TEST_F(GraphicsContextCGLTest, HostThatTakesTheContextAwayLeavesTheLockInOrder) 
 TEST_F(GraphicsContextCGLTest, UnbindPutsBackTheHostsOwnContext) {
   const HostContext host(HostContext::Api::kOpenGlEs);
   ASSERT_TRUE(host.IsCurrent());
-  ASSERT_EQ(context()->BindContext(), 1);
+  ASSERT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   EXPECT_FALSE(host.IsCurrent());
   context()->UnbindContext();
   EXPECT_TRUE(host.IsCurrent());
@@ -136,7 +136,7 @@ TEST_F(GraphicsContextCGLTest, UnbindPutsBackTheHostsOwnContext) {
 TEST_F(GraphicsContextCGLTest, FailedBindLeavesTheHostsOwnContext) {
   const HostContext host(HostContext::Api::kOpenGlEs);
   gl_spy::faults().make_current = true;
-  EXPECT_EQ(context()->BindContext(), -1);
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kBindFailed);
   gl_spy::faults().make_current = false;
   EXPECT_TRUE(host.IsCurrent());
   EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
@@ -155,7 +155,7 @@ TEST_F(GraphicsContextCGLTest, BuildAndDestructionLeaveTheHostsOwnContext) {
 
 TEST_F(GraphicsContextCGLTest, HostsContextThatIsGoneMeanwhileIsSaid) {
   HostContext host(HostContext::Api::kOpenGlEs);
-  ASSERT_EQ(context()->BindContext(), 1);
+  ASSERT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
   host.Destroy();
   context()->UnbindContext();
   EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
@@ -325,11 +325,11 @@ TEST_F(GraphicsContextCGLTest, FailuresInARowAreOneLineAndTheirEndAnother) {
   for (int episode = 0; episode < 2; ++episode) {
     log().Clear();
     gl_spy::faults().make_current = true;
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(context()->BindContext(), -1);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kBindFailed);
     gl_spy::faults().make_current = false;
     EXPECT_FALSE(log().Has(Logger::Level::Info, kCurrentAgain));
     for (int i = 0; i < 5; ++i) {
-      EXPECT_EQ(context()->BindContext(), 1);
+      EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent);
       context()->UnbindContext();
     }
     EXPECT_EQ(log().Count(Logger::Level::Info, kCurrentAgain), 1u);
@@ -342,7 +342,7 @@ TEST_F(GraphicsContextCGLTest, FailuresOfManyThreadsAreOneLine) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([this] {
-      for (int turn = 0; turn < 100; ++turn) EXPECT_EQ(context()->BindContext(), -1);
+      for (int turn = 0; turn < 100; ++turn) EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kBindFailed);
       NativeContext::ReleaseThread();
     });
   }
@@ -356,7 +356,7 @@ TEST_F(GraphicsContextCGLTest, EachContextTellsOfItsOwnFailures) {
   ASSERT_NE(views, nullptr);
   gl_spy::faults().make_current = true;
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(context()->BindContext(), -1);
+    EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kBindFailed);
     EXPECT_FALSE(views->Bind());
   }
   gl_spy::faults().make_current = false;
@@ -374,7 +374,7 @@ TEST_F(GraphicsContextCGLTest, FirstMakeCurrentThatFailsLeavesItUnavailable) {
   gl_spy::faults().make_current = false;
   EXPECT_FALSE(other.available());
   EXPECT_EQ(other.native(), nullptr);
-  EXPECT_EQ(other.BindContext(), -1);
+  EXPECT_EQ(other.BindContext(), GraphicsContextGL::kBindFailed);
   EXPECT_FALSE(other.BindShader("rgba"));
   EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
 }
@@ -392,7 +392,7 @@ TEST_F(TerminatedDisplayTest, ContextsAreLostAndSayItOnce) {
   ASSERT_NE(view, nullptr);
   test::TerminateSharedDisplay();
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(lost.BindContext(), -1);
+    EXPECT_EQ(lost.BindContext(), GraphicsContextGL::kBindFailed);
     EXPECT_FALSE(view->Bind());
   }
   EXPECT_THAT(TakeLog(), ElementsAre(kLost)) << "a view's context goes with the device's";
@@ -406,7 +406,7 @@ TEST_F(TerminatedDisplayTest, IsInitialisedAgainForTheNextDevice) {
     GraphicsContextCGL context;
     ASSERT_TRUE(context.Build());
     ASSERT_TRUE(context.available());
-    ASSERT_EQ(context.BindContext(), 1);
+    ASSERT_EQ(context.BindContext(), GraphicsContextGL::kMadeCurrent);
     EXPECT_TRUE(context.BindShader("rgba"));
     context.UnbindShader();
     context.UnbindContext();
@@ -423,16 +423,16 @@ TEST_F(TerminatedDisplayTest, HandlesOfLostContextsAreUsedNoMore) {
     const std::unique_ptr<NativeContext> view = GraphicsContextCGL::CreateContext(before.native());
     test::TerminateSharedDisplay();
     EXPECT_TRUE(after.Build());
-    ASSERT_EQ(after.BindContext(), 1);
+    ASSERT_EQ(after.BindContext(), GraphicsContextGL::kMadeCurrent);
     gl_spy::StartTrace();
-    EXPECT_EQ(before.BindContext(), -1) << "what is gone does not come back";
+    EXPECT_EQ(before.BindContext(), GraphicsContextGL::kBindFailed) << "what is gone does not come back";
     EXPECT_FALSE(view->Bind());
     EXPECT_THAT(gl_spy::TakeTrace(), IsEmpty());
-    EXPECT_EQ(after.BindContext(), 0);
+    EXPECT_EQ(after.BindContext(), GraphicsContextGL::kWasCurrent);
     after.UnbindContext();
   }
   EXPECT_EQ(gl_spy::DestroyedContexts(), 0) << "they may be the new contexts' by now";
-  EXPECT_EQ(after.BindContext(), 1);
+  EXPECT_EQ(after.BindContext(), GraphicsContextGL::kMadeCurrent);
   after.UnbindContext();
   EXPECT_THAT(TakeLog(), ElementsAre(kLost));
 }
@@ -443,12 +443,12 @@ TEST_F(TerminatedDisplayTest, DisplayThatTheHostHasInitialisedAgainIsUsedAsItIs)
   ASSERT_TRUE(before.Build());
   test::TerminateSharedDisplay();
   ASSERT_TRUE(eglInitialize(test::SharedDisplay(), nullptr, nullptr));
-  EXPECT_EQ(before.BindContext(), -1);
-  EXPECT_EQ(before.BindContext(), -1);
+  EXPECT_EQ(before.BindContext(), GraphicsContextGL::kBindFailed);
+  EXPECT_EQ(before.BindContext(), GraphicsContextGL::kBindFailed);
   EXPECT_THAT(TakeLog(), ElementsAre(kLost));
   GraphicsContextCGL after;
   ASSERT_TRUE(after.Build());
-  EXPECT_EQ(after.BindContext(), 1);
+  EXPECT_EQ(after.BindContext(), GraphicsContextGL::kMadeCurrent);
   after.UnbindContext();
 }
 
@@ -456,11 +456,11 @@ TEST_F(TerminatedDisplayTest, DisplayTerminatedInTheMiddleOfADrawLosesTheContext
   {
     GraphicsContextCGL context;
     ASSERT_TRUE(context.Build());
-    ASSERT_EQ(context.BindContext(), 1);
+    ASSERT_EQ(context.BindContext(), GraphicsContextGL::kMadeCurrent);
     test::TerminateSharedDisplay();
     context.UnbindContext();
     EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
-    EXPECT_EQ(context.BindContext(), -1);
+    EXPECT_EQ(context.BindContext(), GraphicsContextGL::kBindFailed);
   }
   EXPECT_THAT(TakeLog(), ElementsAre(kLost));
 }

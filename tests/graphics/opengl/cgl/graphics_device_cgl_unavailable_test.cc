@@ -38,7 +38,7 @@ class UnavailableDeviceTest : public GlTest {
 
 TEST_F(UnavailableDeviceTest, InitSucceedsAndSaysWhatIsMissing) {
   EXPECT_FALSE(unavailable_context()->available());
-  EXPECT_EQ(unavailable_context()->BindContext(), -1);
+  EXPECT_EQ(unavailable_context()->BindContext(), GraphicsContextGL::kBindFailed);
   unavailable_context()->UnbindContext();
 }
 

@@ -180,7 +180,7 @@ TEST_F(GraphicsViewCGLTest, InitLeavesCurrentWhatACallbackHasCurrent) {
     const EGLContext before = eglGetCurrentContext();
     view = MakeView(4, 4);
     EXPECT_EQ(eglGetCurrentContext(), before);
-    EXPECT_EQ(context()->BindContext(), 0);
+    EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kWasCurrent);
   }
   EXPECT_EQ(eglGetCurrentContext(), EGL_NO_CONTEXT);
 }
@@ -376,7 +376,7 @@ TEST_F(GraphicsViewCGLTest, BindRenderTargetMakesItsOwnContextCurrent) {
   EXPECT_TRUE(view->BindRenderTarget());
   EXPECT_TRUE(log().Has(Logger::Level::Debug, "BindRenderTarget"));
   EXPECT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT);
-  EXPECT_EQ(context()->BindContext(), 1) << "it is not the device's";
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent) << "it is not the device's";
   context()->UnbindContext();
   EXPECT_NE(eglGetCurrentContext(), EGL_NO_CONTEXT);
   view->UnbindRenderTarget();
@@ -502,7 +502,7 @@ TEST_F(GraphicsViewCGLTest, ResizeWorkKeepsTheImageWhereTheContextIsCurrentAlrea
   {
     const test::CurrentContext current(context());
     loop.Run();
-    EXPECT_EQ(context()->BindContext(), 0) << "what was current is current still";
+    EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kWasCurrent) << "what was current is current still";
   }
   device()->DrawDisplay();
   EXPECT_EQ(probe.target, (Size{40, 30}));
@@ -520,7 +520,7 @@ TEST_F(GraphicsViewCGLTest, ResizeWorkThatCannotBindTheContextLeavesTheImageToTh
   loop.Run();
   gl_spy::faults().make_current = false;
   EXPECT_THAT(TakeLog(), AllOf(Contains(StartsWith("E: Failed to make the context current")), Each(StartsWith("E: "))));
-  EXPECT_EQ(context()->BindContext(), 1) << "something is held that was never bound";
+  EXPECT_EQ(context()->BindContext(), GraphicsContextGL::kMadeCurrent) << "something is held that was never bound";
   context()->UnbindContext();
   EXPECT_EQ(probe.draws, 1);
   device()->DrawDisplay();
