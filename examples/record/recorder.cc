@@ -87,7 +87,7 @@ class RenderThread {
   GsDevice* const device_;
 };
 
-// Negative before it.
+// Negative where the start is still to come.
 double SecondsSince(std::uint64_t start_ns) {
   return static_cast<double>(static_cast<std::int64_t>(qn_os_gettime_ns() - start_ns)) * 1e-9;
 }

@@ -18,7 +18,7 @@ namespace studio {
 struct Summary {
   FilmCounts counts;
   std::uint64_t lost_packets = 0;
-  double seconds = 0;  // That it took.
+  double seconds = 0;  // How long the recording took.
   std::string encoder;
 
   // Of a film with sound.

@@ -33,8 +33,8 @@ enum class PixelLayout { kI420, kNv12, kRgba, kBgra };
 
 struct Layer {
   LayerKind kind = LayerKind::kColor;
-  std::string file;          // Of a picture or a video.
-  Color color;               // Of a colour.
+  std::string file;          // Where the picture or the video is.
+  Color color;               // What a layer of one colour is filled with.
   Vec pos;                   // Centre, in canvas pixels from the canvas' centre, y downwards.
   std::optional<Size> size;  // Canvas pixels; a side of 0 follows from the other. Unset: the media's own; the canvas.
   float rotation_deg = 0;    // Clockwise.
@@ -45,7 +45,7 @@ struct Layer {
   Vec drift_px_s;        // Canvas pixels a second.
   bool loop = false;     // A video starts again at its end instead of keeping its last picture.
   LayerFilter filter = LayerFilter::kNone;
-  float volume = 1;  // Of a video's sound: a factor, 0 for none.
+  float volume = 1;  // The factor of a video's sound, 0 for none.
 };
 
 // A sound that is heard, not seen.

@@ -49,7 +49,8 @@ bool GraphicsContextCGL::Build() {
     }
   }
   if (!usable) native_.reset();  // Nothing can be drawn without programs: the device goes on as without a context.
-  return true;                   // Kept: C38.
+  // Kept: C38.
+  return true;
 }
 
 // The part of GraphicsContextGL that asks the platform: every GraphicsContextGL is a GraphicsContextCGL.

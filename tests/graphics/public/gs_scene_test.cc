@@ -395,7 +395,7 @@ TEST_F(GsSceneTest, AnItemMayLoseItsLastReferenceInItsTick) {
     void TickSource() override {
       fake::Record("left");
       scene()->RemoveItem(this);
-      // Gone by now.
+      // Now the item is destroyed.
     }
   };
   TestScene scene;
@@ -540,7 +540,7 @@ TEST_F(GsSceneTest, AttachingHoldsTheContextsLock) {
   TestScene scene;
   scene.AddItem(&item);
   scene.Attach();  // Probes at the scene and at its item.
-  scene.Detach();  // The same.
+  scene.Detach();  // Probes there, too.
   scene.Attach();
   scene.RemoveItem(&item);
   scene.AddItem(&item);
