@@ -63,7 +63,7 @@ class Rehearsal : public GsOutputRaw {
     if (++frames_ == kFrames) done_.Signal();
   }
 
-  // Of the last of them; 0 when there was none.
+  // The timestamp of the last frame; 0 when there was none.
   std::uint64_t timestamp_ns() const { return timestamp_ns_; }
 
  private:

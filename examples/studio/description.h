@@ -74,7 +74,7 @@ struct Description {
   bool IsStill() const;
   // The canvas does not fill the output: the engine leaves zeros around it, which are black in RGB and green in YUV.
   bool HasBars() const;
-  // Of the film, at least one.
+  // How many frames the film has, at least one.
   std::uint64_t FrameCount() const;
   PixelLayout Format() const;
 };
@@ -83,7 +83,7 @@ constexpr double kMaxFilmSeconds = 24 * 3600;
 
 // Checks every range; throws UsageError.
 void Validate(const Description& description);
-// The same for what is seen: all but the film.
+// Checks the ranges of what is seen, which is all but the film; throws UsageError.
 void ValidateScene(const Description& description);
 
 }  // namespace studio

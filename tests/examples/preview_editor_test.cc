@@ -613,7 +613,7 @@ TEST(EditorTest, KnowsWhatWasSaved) {
   editor.Redo();
   EXPECT_FALSE(editor.changed());
   editor.Undo();
-  editor.Nudge(1, 0, false);  // The same place, by another way.
+  editor.Nudge(1, 0, false);  // Leads to the same place, but not through the history.
   EXPECT_TRUE(editor.changed());
 }
 

@@ -76,7 +76,7 @@ TEST_F(ViewLiveResizeTest, BackgroundFillsWhatIsNewUntilTheNextPicture) {
   View view(window.handle(), 120, 100, scene.scene());
   EXPECT_TRUE(Shows(window, InACorner(ViewOf(scene.picture(), 120, 100).picture(), 200, 160, 0x123456)));
   view.Resize(120, 101);
-  // Of which the image has the lower part.
+  // Until the main queue has run, the image has the lower part of the higher picture.
   const Picture higher = ViewOf(scene.picture(), 120, 101).picture();
   const Picture before = Picture(higher.at(0, 1), 120 * 4, 120, 100, 4);
   EXPECT_TRUE(Shows(window, InACorner(before, 200, 160, 0x123456)));

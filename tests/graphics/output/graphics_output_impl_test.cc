@@ -67,7 +67,7 @@ class Receiver : public GraphicsOutput::OutputCallback {
   std::vector<const GraphicsFrame*> frames;
 };
 
-// The same for the output thread: closed, it holds every call until it is opened.
+// Keeps what the output thread delivers. Closed, it holds every call until it is opened.
 class GatedReceiver : public GraphicsOutput::OutputCallback {
  public:
   explicit GatedReceiver(bool open) : OutputCallback(GraphicsOutput::kOutputRGBA), open_(open) {}

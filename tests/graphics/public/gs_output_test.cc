@@ -110,7 +110,7 @@ class GsOutputTest : public FacadeWithDeviceTest {
   GsOutputTest() : scene_(MakeRef<CountedScene>(16u, 9u, &scene_gone_)) { fake::ClearCalls(); }
   ~GsOutputTest() override { scene_ = nullptr; }
 
-  // As the render loop does, from the second frame on.
+  // Hands out a picture as the render loop does from its second frame on.
   static void Frame(std::uint64_t timestamp, unsigned int count) { device()->OutputFrame(timestamp, count); }
 
   bool scene_gone_ = false;

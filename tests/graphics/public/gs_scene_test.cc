@@ -655,7 +655,7 @@ TEST_F(GsSceneTest, AnItemThatGoesToAnotherSceneMeanwhileKeepsThatOne) {
       taking = true;
       while (!destroyed) {
         for (TestItem& item : items) {
-          // As scenes do it that take an item one after the other.
+          // What two scenes do that take an item one after the other.
           item.SetScene(former);
           item.SetScene(&second);
           if (item.scene() != &second) ++lost;

@@ -268,7 +268,7 @@ TEST_P(GsViewImplPicturesTest, ShowsWhatTheReferenceDraws) {
 constexpr bool kYes = true;
 constexpr bool kNo = false;
 
-// Of 310 x 210 pixels, for a scene of 300 x 200 at its own size.
+// A view of 310 x 210 pixels shows a scene of 300 x 200 at its own size.
 Case AtFullSize(const char* name, std::vector<Framed> items, float clamp_x = kNaN, float clamp_y = kNaN,
                 double share = 0.0) {
   return {name, 310, 210, 300, 200, 1, 300, 200, std::move(items), clamp_x, clamp_y, share};

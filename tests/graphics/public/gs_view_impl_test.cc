@@ -128,7 +128,7 @@ class GsViewImplTest : public FacadeWithDeviceTest {
     view.Draw();
     return context_->rects;
   }
-  // The same without the scene's picture, which comes first.
+  // What one frame draws over the scene's picture, which comes first.
   std::vector<Rect> Overlay(TestView& view) {
     std::vector<Rect> rects = Drawn(view);
     EXPECT_FALSE(rects.empty());
