@@ -169,7 +169,7 @@ void AudioMixer::Run() {
 
 void AudioMixer::MixUntilStopped() {
   const std::uint64_t start = os::GetTimeNs();
-  const unsigned int block = sample_rate_ / kBlocksPerSecond;
+  const unsigned int block = sample_rate_ / kBlocksPerSecond;  // 0 below 20 frames a second. Kept: C40.
   const std::size_t plane_bytes = std::size_t{block} * sizeof(float);
   Planes mix(plane_bytes);
   Planes scratch(plane_bytes);

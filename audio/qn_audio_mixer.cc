@@ -55,7 +55,7 @@ class QnAudioMixerPri : private AudioMixer::Callback {
   }
 
   std::unique_ptr<AudioMixer> mixer_;
-  std::list<QnAudioInput*> inputs_;  // Each holds one reference.
+  std::list<QnAudioInput*> inputs_;  // Each holds one reference, which the end of the mixer does not drop. Kept: C39.
   QnAudioMixer::Callback* callback_;
 };
 

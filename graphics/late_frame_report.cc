@@ -39,7 +39,7 @@ unsigned long long Measured(const NamedPart& part, const GsFrameTime& frame) {
   return time == kGsNotMeasured ? 0 : time;
 }
 
-// The part that took most; of equals the first.
+// The part that took most of the time; where two took the same, the earlier one.
 const NamedPart& Longest(const NamedPart* first, const NamedPart* end, const GsFrameTime& frame) {
   const NamedPart* longest = first;
   for (const NamedPart* part = first; part != end; ++part) {

@@ -100,7 +100,7 @@ void App::Run() {
 void App::Handle(const SDL_Event& event) {
   if (main_queue_.Handle(event)) return;
   switch (event.type) {
-    case SDL_QUIT: quit_ = true; break;  // A signal.
+    case SDL_QUIT: quit_ = true; break;  // SDL makes it of SIGINT and SIGTERM, too.
     case SDL_WINDOWEVENT: HandleWindow(event.window); break;
     case SDL_KEYDOWN:
     case SDL_KEYUP: HandleKey(event.key); break;

@@ -14,7 +14,7 @@ using studio::Layer;
 using studio::Size;
 using studio::Vec;
 
-// On the screen.
+// Pixels on the screen, whatever the scale.
 constexpr float kHandleReachPx = 6;  // Handles are squares of 8; a little more is easier to hit.
 constexpr float kClickReachPx = 3;
 constexpr float kSnapReachPx = 8;

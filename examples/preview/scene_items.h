@@ -16,7 +16,7 @@
 
 namespace preview {
 
-// Host's thread.
+// Used on the host's thread.
 class SceneItems {
  public:
   // Of the description only the canvas and the rate matter. Throws Error.
@@ -39,7 +39,7 @@ class SceneItems {
   struct Item {
     scoped_refptr<studio::LayerItem> item;
     studio::Size opened_at;  // The size for which the media was scaled.
-    int opened_for = 0;      // One of rewinds_.
+    int opened_for = 0;      // The value of rewinds_ at which the media was opened.
     bool in_scene = false;
   };
 

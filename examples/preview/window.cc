@@ -65,7 +65,7 @@ Size Window::size() const {
 #if SDL_VERSION_ATLEAST(2, 26, 0)
   SDL_GetWindowSizeInPixels(window_, &size.width, &size.height);
 #else
-  SDL_GetWindowSize(window_, &size.width, &size.height);  // The same on X11.
+  SDL_GetWindowSize(window_, &size.width, &size.height);  // On X11 the units of windows are pixels.
 #endif
   return size;
 }

@@ -63,7 +63,7 @@ class Rehearsal : public GsOutputRaw {
     if (++frames_ == kFrames) done_.Signal();
   }
 
-  // Of the last of them; 0 when there was none.
+  // The timestamp of the last frame; 0 when there was none.
   std::uint64_t timestamp_ns() const { return timestamp_ns_; }
 
  private:
@@ -87,7 +87,7 @@ class RenderThread {
   GsDevice* const device_;
 };
 
-// Negative before it.
+// Negative where the start is still to come.
 double SecondsSince(std::uint64_t start_ns) {
   return static_cast<double>(static_cast<std::int64_t>(qn_os_gettime_ns() - start_ns)) * 1e-9;
 }

@@ -18,10 +18,10 @@ namespace studio {
 struct Summary {
   FilmCounts counts;
   std::uint64_t lost_packets = 0;
-  double seconds = 0;  // That it took.
+  double seconds = 0;  // How long the recording took.
   std::string encoder;
 
-  // Of a film with sound.
+  // What there is to tell of a film with sound.
   struct Sound {
     std::string encoder;
     MixReport mix;
@@ -34,7 +34,7 @@ struct Summary {
 struct Status {
   FilmCounts counts;
   double seconds = 0;          // Since the film began; negative until then.
-  std::optional<float> level;  // Of a film with sound: the largest magnitude since the last status, 0 to 1.
+  std::optional<float> level;  // The largest magnitude of the sound since the last status, 0 to 1; unset without sound.
 };
 
 // Called now and then; returns false to end the film early.

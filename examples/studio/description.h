@@ -33,8 +33,8 @@ enum class PixelLayout { kI420, kNv12, kRgba, kBgra };
 
 struct Layer {
   LayerKind kind = LayerKind::kColor;
-  std::string file;          // Of a picture or a video.
-  Color color;               // Of a colour.
+  std::string file;          // Where the picture or the video is.
+  Color color;               // What a layer of one colour is filled with.
   Vec pos;                   // Centre, in canvas pixels from the canvas' centre, y downwards.
   std::optional<Size> size;  // Canvas pixels; a side of 0 follows from the other. Unset: the media's own; the canvas.
   float rotation_deg = 0;    // Clockwise.
@@ -45,7 +45,7 @@ struct Layer {
   Vec drift_px_s;        // Canvas pixels a second.
   bool loop = false;     // A video starts again at its end instead of keeping its last picture.
   LayerFilter filter = LayerFilter::kNone;
-  float volume = 1;  // Of a video's sound: a factor, 0 for none.
+  float volume = 1;  // The factor of a video's sound, 0 for none.
 };
 
 // A sound that is heard, not seen.
@@ -74,7 +74,7 @@ struct Description {
   bool IsStill() const;
   // The canvas does not fill the output: the engine leaves zeros around it, which are black in RGB and green in YUV.
   bool HasBars() const;
-  // Of the film, at least one.
+  // How many frames the film has, at least one.
   std::uint64_t FrameCount() const;
   PixelLayout Format() const;
 };
@@ -83,7 +83,7 @@ constexpr double kMaxFilmSeconds = 24 * 3600;
 
 // Checks every range; throws UsageError.
 void Validate(const Description& description);
-// The same for what is seen: all but the film.
+// Checks the ranges of what is seen, which is all but the film; throws UsageError.
 void ValidateScene(const Description& description);
 
 }  // namespace studio

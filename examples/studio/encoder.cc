@@ -12,7 +12,7 @@ namespace {
 constexpr std::int64_t kQueueBytes = 128 << 20;
 constexpr std::int64_t kMinDepth = 4;
 constexpr std::int64_t kMaxDepth = 32;
-constexpr int kMaxBlocks = 40;        // Of sound: two seconds.
+constexpr int kMaxBlocks = 40;        // Blocks of sound, two seconds of it.
 constexpr double kFinishSeconds = 5;  // What a receiver that lags gets to take the rest.
 
 // Row by row: the pitches differ.

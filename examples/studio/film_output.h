@@ -54,7 +54,7 @@ class FilmOutput : public GsOutputRaw {
   std::uint64_t earliest_ns_ = 0;
   std::atomic<std::uint64_t> begin_ns_{0};
 
-  // Of the output's thread.
+  // Used on the output's thread only.
   const unsigned char* last_picture_ = nullptr;
 
   std::mutex counts_mutex_;

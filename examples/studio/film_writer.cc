@@ -29,7 +29,7 @@ bool IsRgb(AVPixelFormat format) { return (av_pix_fmt_desc_get(format)->flags & 
 
 // What a film is packed into, and what may encode it, the best first.
 struct FilmWriter::Container {
-  std::string name;  // FFmpeg's.
+  std::string name;  // What FFmpeg calls it.
   std::vector<const AVCodec*> codecs;
   std::vector<const AVCodec*> sound_codecs;
 

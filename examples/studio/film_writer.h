@@ -42,7 +42,7 @@ class FilmWriter {
 
   const std::string& encoder_name() const { return encoder_name_; }
   bool has_sound() const { return sound_ != nullptr; }
-  // Of a film with sound.
+  // To be asked of a film with sound only.
   std::string sound_encoder_name() const { return sound_->codec()->codec->name; }
   // Packets that no receiver took.
   std::uint64_t lost_packets() const { return lost_packets_; }

@@ -111,7 +111,7 @@ class LayerSource {
   Layer layer_;
   Size natural_size_;
   Size size_;
-  Picture picture_;  // The first one.
+  Picture picture_;  // The first picture of the media.
   std::unique_ptr<VideoPlayer> player_;
 };
 

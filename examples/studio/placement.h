@@ -9,7 +9,7 @@
 
 namespace studio {
 
-// The centre.
+// Where the centre of a layer is at a time of the film.
 inline Vec PosAt(const Layer& layer, double seconds) {
   return Vec{static_cast<float>(layer.pos.x + layer.drift_px_s.x * seconds),
              static_cast<float>(layer.pos.y + layer.drift_px_s.y * seconds)};

@@ -80,7 +80,7 @@ class SoundReader {
   std::int64_t position_ = 0;
   std::int64_t silence_ = 0;
   std::array<std::vector<float>, kSoundChannels> decoded_;
-  std::size_t taken_ = 0;  // Of decoded_.
+  std::size_t taken_ = 0;  // How many samples of decoded_ have been handed out.
 };
 
 }  // namespace studio

@@ -35,7 +35,7 @@ class VideoPlayer {
 
   const std::unique_ptr<MediaReader> reader_;
   const bool loop_;
-  bool ended_ = false;  // Of whoever decodes.
+  bool ended_ = false;  // Used by the thread that decodes.
 
   std::mutex mutex_;
   std::condition_variable wanted_;

@@ -6,7 +6,7 @@
 #include "graphics/opengl/gl.h"
 
 // Logs one pending GL error, if there is one, with the place of the check, and returns its code. Further pending errors
-// wait for the next check. An error never stops the work.
+// wait for the next check, and unknown ones have no name (Kept: C44). An error never stops the work.
 static inline GLenum CheckGLError(const char* file, int line) {
   const GLenum error = glGetError();
   if (error == GL_NO_ERROR) return error;

@@ -108,6 +108,7 @@ bool GraphicsTextureGL::BindShaderResource(int slot) {
 
 void GraphicsTextureGL::ReleaseShaderResource() {
   if (!CanDraw("Releasing a texture")) return;
+  // Without a bind, the unit before the first. Kept: C41.
   glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot_));
   CheckGLError(__FILE__, __LINE__);
   glBindTexture(target(), 0);

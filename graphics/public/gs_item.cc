@@ -28,6 +28,7 @@ GsItem::GsItem(GsDevice* device) {
 }
 
 GsItem::GsItem(const gs_vec2& size, GsDevice* device) : GsItem(device) {
+  // Read by nobody here, as reserved0_ and reserved1_ are. Kept: C46.
   base_size_.store(size, std::memory_order_relaxed);
   size_.store(size, std::memory_order_relaxed);
 }

@@ -77,7 +77,7 @@ void GsScene::AddItem(GsItem* item) {
     Logger::default_logger()->Error("[GsScene] the item is of another device: what it draws is not for this scene");
   }
   ContextLock lock(context_);
-  if (on_draw_) item->Attach();
+  if (on_draw_) item->Attach();  // Also one that is in the list already. Kept: C43.
   const bool added = EvenWithoutMemory("GsScene::AddItem", [&] { items_->Add(item, this); });
   if (!added && !item->scene()) item->Detach();
 }
@@ -88,7 +88,7 @@ void GsScene::RemoveItem(GsItem* item) {
   GsItemList::Snapshot removed;
   ContextLock lock(context_);
   EvenWithoutMemory("GsScene::RemoveItem", [&] { removed = items_->Remove(item); });
-  item->Detach();
+  item->Detach();  // Also one that was not in the list. Kept: C43.
 }
 
 void GsScene::OrderItem() {

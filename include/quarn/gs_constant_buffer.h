@@ -29,7 +29,7 @@ class QUARN_EXPORT GsConstantBuffer {
   //
   // Blocks: stage.
   GsConstantBuffer(unsigned int size, GsDevice* device);
-  // Unbind first.
+  // Destroys the buffer. Unbind first.
   //
   // Blocks: stage.
   virtual ~GsConstantBuffer();

@@ -15,7 +15,7 @@ struct GsFrameTime;
 // A host that wants to drive the frames itself creates the device unstarted, calls InitThreadContext on its thread,
 // then TickSource, HandleFilter, OutputFrame and DrawDisplay for each frame, and DoTask when it likes.
 //
-// Thread: any.
+// Thread: any, from the end of Init to the destructor.
 class QUARN_EXPORT GsDevice {
  public:
   // Makes the process's default device. One that existed before is left as it is.
@@ -40,10 +40,12 @@ class QUARN_EXPORT GsDevice {
   static void DestroyDefaultDevice();
 
   // A device without an engine until Init.
+  //
+  // Thread: any.
   GsDevice();
   // Stops the render thread, then destroys the engine.
   //
-  // Thread: any but the render thread.
+  // Thread: caller-serialised with every other use; not the render thread.
   // Blocks: for the rest of the running frame, its sleep and the last drain of the task queue.
   virtual ~GsDevice();
 
@@ -96,10 +98,12 @@ class QUARN_EXPORT GsDevice {
   // Ticks every item of the scenes in use.
   //
   // Thread: render.
+  // Blocks: for the callbacks, and before that while another thread creates, changes, attaches or detaches objects.
   void TickSource();
   // Runs every attached filter.
   //
   // Thread: render.
+  // Blocks: as TickSource.
   void HandleFilter();
   // Renders every scene in use; then hands the pictures to the outputs.
   //
@@ -107,10 +111,12 @@ class QUARN_EXPORT GsDevice {
   // `count`: how many frames the pictures stand for; 0 hands out none.
   //
   // Thread: render.
+  // Blocks: as TickSource, and for the driver to finish what an output reads back.
   void OutputFrame(unsigned long long timestamp, unsigned int count);
   // Draws every attached view.
   //
   // Thread: render.
+  // Blocks: as TickSource, and for the window system, as GsView tells.
   void DrawDisplay();
   // Reserved: the device of this version only logs a warning.
   void EnterThreadContext();
@@ -132,6 +138,7 @@ class QUARN_EXPORT GsDevice {
   // Runs the queued tasks now.
   //
   // Thread: render.
+  // Blocks: as TickSource; the callbacks are the tasks.
   void DoTask();
 
   // Does nothing.

@@ -24,7 +24,7 @@ class QUARN_EXPORT GsFilter {
   //
   // Blocks: stage.
   GsFilter(unsigned int width, unsigned int height, GsDevice* device);
-  // Detach first: destroying an attached filter is an error, which the log names.
+  // Destroys the filter and its target. Detach first: destroying an attached filter is an error, which the log names.
   //
   // Blocks: stage.
   virtual ~GsFilter();

@@ -1,4 +1,4 @@
-// Where the time of a device's frames went.
+// Where the time of a device's frames went. Words and tags: quarn.h.
 #ifndef QUARN_GS_FRAME_TIMES_H_
 #define QUARN_GS_FRAME_TIMES_H_
 

@@ -26,6 +26,7 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   GsItem(const gs_vec2& size, GsDevice* device);
   // Ends the ticks.
   //
+  // Thread: any, once no other thread uses the item.
   // Blocks: stage.
   ~GsItem() override;
 

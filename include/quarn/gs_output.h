@@ -34,7 +34,8 @@ class QUARN_EXPORT GsOutput {
   // Blocks: stage.
   // Ownership: takes a reference on the scene.
   GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device);
-  // Stop first: destroying a started output is an error, which the log names.
+  // Destroys the output, and lets go of the scene. Stop first: destroying a started output is an error, which the log
+  // names.
   //
   // Blocks: stage, and for a running OnFrame.
   virtual ~GsOutput();

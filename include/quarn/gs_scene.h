@@ -31,8 +31,9 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   //
   // Blocks: stage.
   GsScene(unsigned int width, unsigned int height, GsDevice* device);
-  // Destroy a scene only when no output or view uses it.
+  // Lets go of the items. Destroy a scene only when no output or view uses it.
   //
+  // Thread: caller-serialised with every other use; not in a frame callback.
   // Blocks: stage.
   ~GsScene() override;
 

@@ -17,7 +17,9 @@ class QUARN_EXPORT GsScreenDup {
   //
   // `name`: the display's.
   GsScreenDup(const char* name, GsDevice* device);
-  // Destroys the latest capture too.
+  // Destroys the duplicator and its latest capture.
+  //
+  // Blocks: no: in this version there is neither.
   ~GsScreenDup();
 
   GsScreenDup(const GsScreenDup&) = delete;

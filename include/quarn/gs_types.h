@@ -1,4 +1,4 @@
-// Positions, sizes and placements.
+// Positions, sizes and placements. Words and tags: quarn.h.
 //
 // Pixels of a render target are counted from its centre: x grows to the right, y grows downwards.
 #ifndef QUARN_GS_TYPES_H_

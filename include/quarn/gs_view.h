@@ -50,7 +50,7 @@ class QUARN_EXPORT GsView {
   //
   // Blocks: stage.
   GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device);
-  // Detach first. Lets go of the scene.
+  // Destroys the view, and lets go of the scene. Detach first.
   //
   // Thread: not from a Draw, of any object.
   // Blocks: stage.

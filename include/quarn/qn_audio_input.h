@@ -45,7 +45,8 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   // `channels`: 1 to 8.
   // `type`: of the samples that are pushed.
   QnAudioInput(unsigned int sample_rate, unsigned int channels, QnMixSampleType type);
-  // An input that is still added to a mixer holds a reference there, so it is not destroyed while it is.
+  // Drops what is buffered. A mixer holds a reference on each input that is added to it, so none is destroyed while it
+  // is.
   ~QnAudioInput() override;
   QnAudioInput(const QnAudioInput&) = delete;
   QnAudioInput& operator=(const QnAudioInput&) = delete;

@@ -28,7 +28,7 @@ class QUARN_EXPORT QnAudioMixer {
   // thread.
   class QUARN_EXPORT Callback {
    public:
-    // Destroy it only when no mixer calls it any more.
+    // Does nothing. Destroy a callback only when no mixer calls it any more.
     //
     // Thread: caller-serialised.
     virtual ~Callback();
@@ -58,8 +58,8 @@ class QUARN_EXPORT QnAudioMixer {
   //
   // Ownership: the host keeps the callback, which must outlive the mixing.
   QnAudioMixer(unsigned int sample_rate, unsigned int channels, QnMixSampleType type, Callback* callback);
-  // Stop, and remove every input, first. A mixer that runs is stopped here; inputs that are still added keep the
-  // reference that the mixer took.
+  // Ends the mixing, where it runs. Stop, and remove every input, first: inputs that are still added keep the reference
+  // that the mixer took.
   //
   // Blocks: as Stop, where it runs.
   ~QnAudioMixer();

@@ -17,7 +17,7 @@ class QUARN_EXPORT QNEvent {
   //
   // `manual_reset`: true for a manual event, false for an automatic one.
   explicit QNEvent(bool manual_reset);
-  // Destroy an event only when nobody waits for it.
+  // Destroys the event, which nobody may wait for any more.
   //
   // Thread: caller-serialised.
   ~QNEvent();

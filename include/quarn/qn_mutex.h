@@ -16,7 +16,7 @@ class QUARN_EXPORT QNMutex {
  public:
   // A mutex that nobody holds.
   QNMutex();
-  // Destroy a mutex only when nobody holds it.
+  // Destroys the mutex, which nobody may hold any more.
   //
   // Thread: caller-serialised.
   ~QNMutex();

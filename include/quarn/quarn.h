@@ -51,7 +51,7 @@
 //   output         one an output: OnFrame
 //   mixer          one a started mixer: OnMixSamples, OnMixPeak
 //   main queue     the second stage of a view's resize: the host's main loop, or else a thread of the library's
-//   window         presents the pictures of views; runs nothing of the host's
+//   window         presents the pictures of views; runs nothing of the host's but the log handler
 //   any of these   the log handler
 //
 // LIFETIMES:

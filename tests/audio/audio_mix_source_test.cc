@@ -216,7 +216,8 @@ TYPED_TEST(AudioMixSourceTypedTest, IdleSourceStopsShortOfALimitThatNoPushMeets)
 TYPED_TEST(AudioMixSourceTypedTest, IdleSourceKeepsNothingOfAPushBeyondItsLimit) {
   Feed<TypeParam> feed(48000, 1);
   feed.Push(4801);
-  // As much goes as came, which is all of it. It is ready none the less: both are part of the interface.
+  // As many samples are dropped as were pushed, which are all (Kept: C32). The source is ready none the less, for the
+  // push counts by itself (Kept: C33).
   EXPECT_EQ(feed.Pop(1)[0].size(), 0u);
   feed.Push(5);
   EXPECT_EQ(feed.Pop(10)[0].size(), 5u);
@@ -345,7 +346,7 @@ TYPED_TEST(AudioMixSourceTypedTest, LimitOfATinyRateIsNothing) {
 }
 
 TYPED_TEST(AudioMixSourceTypedTest, LimitIsRoundedDown) {
-  Feed<TypeParam> feed(11025, 1);  // A limit of 1,102.
+  Feed<TypeParam> feed(11025, 1);  // An idle source keeps 1,102 samples at most.
   feed.Push(551);
   EXPECT_TRUE(feed.ready());
   Feed<TypeParam> other(11025, 1);

@@ -203,7 +203,7 @@ TEST_F(AudioMixerTest, SlowCallbackDelaysBlocksAndLosesNone) {
   push_due();
   constexpr std::size_t kBlocks = 200;
   recorder.on_samples = [&](void**, std::size_t count) {
-    // Now and then it takes as long as up to 20 blocks.
+    // Every 20th callback takes as long as several blocks, up to some 20.
     if (count % 20 == 0) fake_clock::Advance(count * 5432101);
     push_due();
     if (count == kBlocks) mixer.RequestStop();

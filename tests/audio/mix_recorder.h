@@ -13,7 +13,7 @@ template <class Base, class T>
 class MixRecorder : public Base {
  public:
   struct Block {
-    std::vector<std::vector<T>> planes;  // As many as `channels`.
+    std::vector<std::vector<T>> planes;  // One for each of `channels`.
     unsigned int frames = 0;
     std::uint64_t timestamp_ns = 0;
     std::vector<float> peaks;  // One, unless the mixer is wrong.
@@ -46,7 +46,7 @@ class MixRecorder : public Base {
 
   unsigned int channels;  // How many planes to keep.
   std::vector<Block> blocks;
-  int stray_peaks = 0;  // Without a block before.
+  int stray_peaks = 0;  // Peaks that no block came before.
   // Called at the end of each callback with the number of blocks so far. Set them before the mixer starts.
   std::function<void(void** planes, std::size_t count)> on_samples;
   std::function<void(std::size_t count)> on_peak;

@@ -51,7 +51,7 @@ class ExampleTest : public testing::Test {
 
   // Runs a program of the build, or the one at an absolute path, in the test's folder.
   Ended Run(const std::string& program, const std::vector<std::string>& arguments);
-  // The same in two steps.
+  // Run in two steps: Start begins the program, and Wait tells how it ended.
   pid_t Start(const std::string& program, const std::vector<std::string>& arguments);
   Ended Wait(pid_t pid);
 

@@ -404,7 +404,7 @@ TEST(EditorTest, ALayerThatDriftsStaysWithThePointer) {
   EXPECT_EQ(editor.hovered(), 0);
   DragTo(&editor, {120, 0}, {150, 40});
   ExpectPoint(LayerOf(editor, 1).pos, 130, 40);
-  editor.SetTime(5);  // Under the pointer still.
+  editor.SetTime(5);  // While it is dragged, it stays under the pointer.
   ExpectPoint(editor.ShapeOf(editor.entries()[0]).pos, 150, 40);
   editor.Release();
   editor.SetTime(6);  // It drifts on from where it was put.
@@ -415,7 +415,7 @@ TEST(EditorTest, ALayerThatSpinsIsHitAndResizedAsItLies) {
   Layer layer = MakeLayer(0, 0, 100, 20);
   layer.spin_deg_s = 45;
   Editor editor = MakeEditor({layer});
-  editor.SetTime(2);  // Upright.
+  editor.SetTime(2);  // By now it stands upright.
   editor.MovePointer({0, 40}, {});
   EXPECT_EQ(editor.hovered(), 1);
   Click(&editor, {0, 40});
@@ -579,7 +579,7 @@ TEST(EditorTest, UndoesAndRedoes) {
   editor.Undo();
   ExpectPoint(LayerOf(editor, 1).pos, 100, 0);
   EXPECT_FALSE(editor.changed());
-  editor.Undo();  // There is nothing more.
+  editor.Undo();  // Does nothing: every step is undone.
   editor.Redo();
   editor.Redo();
   EXPECT_EQ(LayerOf(editor, 1).rotation_deg, 15);
@@ -613,7 +613,7 @@ TEST(EditorTest, KnowsWhatWasSaved) {
   editor.Redo();
   EXPECT_FALSE(editor.changed());
   editor.Undo();
-  editor.Nudge(1, 0, false);  // The same place, by another way.
+  editor.Nudge(1, 0, false);  // Leads to the same place, but not through the history.
   EXPECT_TRUE(editor.changed());
 }
 

@@ -35,7 +35,7 @@ struct Box {
 // What the window should show: the layers in the order of drawing, and what is drawn over them.
 struct Sight {
   std::vector<Box> boxes;
-  int hovered = -1;  // Of the boxes.
+  int hovered = -1;  // Which of the boxes; -1 for none.
   int selected = -1;
   bool vertical_guide = false;
   bool horizontal_guide = false;
@@ -378,7 +378,7 @@ TEST_F(PreviewTest, KeysMoveOrderHideDeleteAndUndo) {
   KeyWith(XK_Shift_L, XK_Up);
   EXPECT_TRUE(Shows({{At(kOrange, -39, -29), kBlue}, 0, 0}));
   user_->Key(XK_Left);
-  user_->Key(XK_Prior);  // Over the other one.
+  user_->Key(XK_Prior);  // Raises it over the blue box.
   EXPECT_TRUE(Shows({{kBlue, At(kOrange, -40, -29)}, 1, 1}));
   user_->Key(XK_Next);
   EXPECT_TRUE(Shows({{At(kOrange, -40, -29), kBlue}, 0, 0}));
@@ -424,7 +424,7 @@ TEST_F(PreviewTest, AddsFilesByKeyAndByDropping) {
   EXPECT_TRUE(Shows({{kOrange, kBlue, small, large}, -1, 3}));
   user_->Key(XK_Delete);
   EXPECT_TRUE(Shows({{kOrange, kBlue, small}}));
-  user_->Key(XK_a);  // Round again.
+  user_->Key(XK_a);  // After the last file that may be added comes the first again.
   EXPECT_TRUE(Shows({{kOrange, kBlue, small, small}, -1, 3}));
   user_->Key(XK_Delete);
   ASSERT_TRUE(user_->DropFile(Path("moves.mkv"), X(60), Y(40)));
@@ -498,7 +498,7 @@ TEST_F(PreviewTest, RecordsWhileItIsEdited) {
   EXPECT_TRUE(TitleHas(" - recording film-1.mp4 0:02, 0 dropped"));
   user_->Key(XK_r);
   EXPECT_TRUE(TitleHas(" - recorded film-1.mp4, 0:0"));
-  user_->Key(XK_r);  // Another one.
+  user_->Key(XK_r);  // Begins a second film.
   EXPECT_TRUE(TitleHas(" - recording film-2.mp4 0:00"));
   EXPECT_TRUE(TitleHas(" - recording film-2.mp4 0:01"));
   user_->Key(XK_r);
@@ -529,7 +529,7 @@ TEST_F(PreviewTest, RecordsToTheFilmThatWasNamed) {
   EXPECT_TRUE(TitleHas(" - recorded out.mkv"));
   user_->Key(XK_r);
   EXPECT_TRUE(TitleHas(" - recording out-2.mkv 0:01"));
-  EXPECT_EQ(Close().exit_code, 0);  // Completes the film.
+  EXPECT_EQ(Close().exit_code, 0);  // To close the window completes the film.
   const auto kind = [this](const std::string& film) {
     const std::string probed = Probe(film);
     return probed.substr(0, probed.rfind(','));

@@ -155,7 +155,7 @@ TEST_F(RecordSoundTest, OtherRatesKeepPitchAndTime) {
     EXPECT_NEAR(sound.Tone(0, 1000, 0.5, 1.5), 0.5, 0.01);
     const double begin_s = sound.FirstLoud(0, 0.2);
     EXPECT_NEAR(begin_s, 0.25, 0.005);
-    // As long as it was.
+    // The tone lasts as long in the film as in its file.
     EXPECT_GT(sound.Peak(0, begin_s + 1.4, begin_s + 1.49), 0.4);
     EXPECT_LT(sound.Peak(0, begin_s + 1.53, 2), 0.02);
   }
@@ -277,7 +277,7 @@ TEST_F(RecordSoundTest, OfflineFilmsAndStillsOfSceneSoundsAreSilent) {
   Record({"--scene", "scene.json", "--offline", "-o", "film.mp4"});
   EXPECT_EQ(ProbeSound("film.mp4"), "");
   Record({"--scene", "scene.json", "-o", "still.png"});
-  // As are the kinds of film that take no sound.
+  // Nor is there sound in the kinds of film that take none.
   Record({"--scene", "scene.json", "-o", "film.y4m"});
   EXPECT_EQ(Probe("film.y4m"), "rawvideo,64,64,30/1,6");
 }

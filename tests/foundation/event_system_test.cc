@@ -36,7 +36,7 @@ class EventSystemTest : public testing::Test {
   ScopedSystemCalls scope_;
   timeval now_{100, 250000};
   int spurious_ = 0;                                // Wake-ups for nothing before the time-out, ten seconds each.
-  std::vector<std::pair<time_t, long>> deadlines_;  // What was waited for.
+  std::vector<std::pair<time_t, long>> deadlines_;  // Up to when each wait was to last.
 };
 
 TEST_F(EventSystemTest, TimedWaitEndsTheGivenTimeFromNow) {

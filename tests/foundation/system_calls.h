@@ -42,7 +42,7 @@ class ScopedSystemCalls {
   ScopedSystemCalls& operator=(const ScopedSystemCalls&) = delete;
 };
 
-// The system's own.
+// The system's own functions, behind those that the linker puts in their place.
 extern "C" {
 int __real_pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex);
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* arg);

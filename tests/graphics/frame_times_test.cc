@@ -118,7 +118,7 @@ TEST_F(FrameTimesTest, TellsWhatIsNotMeasuredFromWhatTookNoTime) {
   times_.Begin(kStart);
   times_.End(1);
   times_.Begin(kStart);
-  times_.Add(FramePart::kScenes, 5);  // Measured all the same.
+  times_.Add(FramePart::kScenes, 5);  // Counts, although it was not declared.
   times_.Add(FramePart::kScenes, 2);
   times_.End(1);
   times_.Begin(kStart);

@@ -69,7 +69,7 @@ TEST_F(RegistryTest, AnEntryThatLeavesAndComesBackIsVisitedOnce) {
     Add(number);
   };
   EXPECT_THAT(Walk(move_to_the_end), ElementsAre(0, 1, 2));
-  // Before its turn, too.
+  // So is one that leaves and comes back before its turn.
   const auto exchange = [&](int number) {
     if (number == 0) move_to_the_end(1);
   };

@@ -27,7 +27,7 @@ constexpr int kPatienceMs = 60000;
 
 // Everything that the library logs, formatted. Any thread.
 namespace log {
-void Install();  // Once, before anything else.
+void Install();  // Begins the keeping: to be called once, before the library is used.
 void Clear();
 // How often exactly this message came.
 int Count(int level, const std::string& text);
@@ -206,7 +206,7 @@ class ThreadedTest : public ::testing::Test {
 // Whether a picture makes its way through a scene, an item and an output of the device, which the caller's thread
 // drives.
 ::testing::AssertionResult DrivenDeviceWorks(GsDevice* device);
-// The same for a device with a render thread.
+// Whether a picture makes its way through a scene, an item and an output of a device with a render thread.
 ::testing::AssertionResult ThreadedDeviceWorks(GsDevice* device);
 
 // Waits until a device with a render thread has made at least that many frames. Returns false when the patience ran

@@ -30,7 +30,7 @@ class Watch {
     }
   }
 
-  // Once done.
+  // How many there were in the counted frames; to be asked once `done` is set.
   std::size_t allocations() const { return allocations_; }
 
   host::Flag done;

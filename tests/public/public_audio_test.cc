@@ -203,7 +203,7 @@ TEST_F(QnAudioMixerPublicTest, DestroyedWithInputsLeavesThemTheirReference) {
     EXPECT_TRUE(mixer.Start());
   }
   EXPECT_EQ(input->references, 2);
-  Push<float>(input, 0.5f, 0.5f);  // It is whole.
+  Push<float>(input, 0.5f, 0.5f);  // The mixer has gone, and the input still works.
   input->Release();
   input->Release();
   EXPECT_TRUE(destroyed);

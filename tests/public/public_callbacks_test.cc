@@ -392,7 +392,7 @@ TEST_F(DrivenOutputTest, ItemsThatComeAndGoInATickTakeNothingFromTheOthers) {
     scene->RemoveItem(leaving);
     scene->AddItem(coming);
   };
-  moving->on_tick = [&] {  // To the top.
+  moving->on_tick = [&] {  // Moves itself to the top.
     scene->RemoveItem(moving);
     scene->AddItem(moving);
   };

@@ -99,7 +99,7 @@ TEST_F(RenderThreadTest, ThreadsCarryTheLibrarysNames) {
   ASSERT_TRUE(receiver.Start());
   EXPECT_EQ(receiver.WaitFor(1).size(), 1u);
   ASSERT_TRUE(callback.called.Wait());
-  // As whoever looks at the process from outside finds them.
+  // The names by which whoever looks at the process from outside finds its threads.
   std::multiset<std::string> names;
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
     std::ifstream comm(task.path() / "comm");

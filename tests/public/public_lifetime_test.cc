@@ -249,7 +249,7 @@ TEST_F(LifetimeTest, ForkedChildMayDestroyTheDevice) {
               return host::log::Count(kQnLogError, kLeftBehind) == 1 ? 0 : 2;
             }),
             0);
-  // The parent's goes on.
+  // The parent's device goes on.
   held.raw->WaitFor(held.raw->deliveries().size() + 3);
   held.view->Detach();
   held.filter->Detach();

@@ -350,7 +350,7 @@ TEST_F(NoMemoryTest, MixerDoesNotStart) {
   EXPECT_EQ(failures, 1);
 }
 
-// So many that the list and the queue inside have grown.
+// There are so many inputs that the list and the queue inside have to grow.
 TEST_F(NoMemoryTest, InputIsNotAdded) {
   std::vector<std::unique_ptr<Input>> inputs;
   for (int i = 0; i < 130; ++i) inputs.push_back(std::make_unique<Input>(20, 1, kQnMixSampleFloat));

@@ -164,7 +164,7 @@ TEST_F(AudioMixerStressTest, SourcesComeAndGoFromManyThreads) {
   std::printf("[ BLOCKS   ] %d, %d of them loud\n", checker.blocks.load(), checker.loud_blocks.load());
   for (const auto& source : sources) EXPECT_FALSE(source->enabled());
 
-  // It still works.
+  // The mixer still mixes what it is given.
   for (const auto& source : sources) mixer.RemoveSource(source.get());
   Random random(1);
   AudioMixSource source(kRate, kChannels, kInternalSampleFloat);

@@ -295,7 +295,8 @@ TEST_F(HostStressTest, OutputsRestartThemselves) {
   RunTogether({restart_raw, restart_raw, restart_texture, restart_texture, ChangeItems()});
 }
 
-// The same, started and stopped from outside meanwhile, and gone right after.
+// Outputs that start and stop themselves in their callbacks, are started and stopped from outside meanwhile, and go
+// right after.
 TEST_F(HostStressTest, OutputsThatRestartThemselvesAreStoppedAndDestroyed) {
   const auto stop_raw = [this](Random& random) {
     host::Receiver receiver(AnyScene(random), 16, 12, kFormats[random() % 4], device);

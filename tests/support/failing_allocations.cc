@@ -85,7 +85,7 @@ bool IsLibrarys(const void* caller, bool through_standard_library) {
 // Whether this allocation is to fail.
 QUARN_NOT_SANITIZED bool Fails(const void* caller, bool through_standard_library) {
   if (until_failure == 0 || pauses > 0) return false;
-  ++pauses;  // What looking asks for.
+  ++pauses;  // To look at the caller allocates memory, which is not to fail.
   const bool counts = IsLibrarys(caller, through_standard_library);
   --pauses;
   if (!counts) return false;

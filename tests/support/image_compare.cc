@@ -63,10 +63,10 @@ bool HaveOneShape(const Picture& a, const Picture& b) {
 struct Comparison {
   std::vector<Deviation> over;  // What is off by more than the tolerance.
   int largest = 0;
-  double share = 0.0;  // Of the pixels, that of those over.
+  double share = 0.0;  // What share of the pixels is off by more than the tolerance.
 };
 
-// Of pictures of one shape.
+// How two pictures of one shape differ.
 Comparison Compare(const Picture& actual, const Picture& expected, const Tolerance& tolerance) {
   Comparison result;
   for (int y = 0; y < actual.height; ++y) {

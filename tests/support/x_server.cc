@@ -15,7 +15,7 @@
 namespace test {
 namespace {
 
-constexpr uid_t kNobody = 65534;  // Of whom the compositor is, which refuses to run as root.
+constexpr uid_t kNobody = 65534;  // The user that runs the compositor, which refuses to run as root.
 
 // In the child process: the server, which writes the number of its display and a line break into `display` once it
 // takes connections. It ends when `life` is at its end.

@@ -31,8 +31,8 @@ class XServer {
 
  private:
   pid_t process_ = -1;
-  int life_ = -1;       // Closed at the end.
-  std::string folder_;  // The compositor's.
+  int life_ = -1;       // A pipe: when it is closed, the server ends.
+  std::string folder_;  // Where the compositor has its files.
   xcb_connection_t* connection_ = nullptr;
   std::string display_;
 };

@@ -94,7 +94,7 @@ class ViewTest : public ::testing::Test {
   std::uint64_t timestamp_ = 0;
 };
 
-// The same with the device's own thread, at 100 frames a second.
+// Views in windows, drawn by the device's own thread at 100 frames a second.
 class LiveViewTest : public ::testing::Test {
  protected:
   void SetUp() override;

@@ -91,7 +91,7 @@ class EglEsHost : public EglHost {
   EglEsHost(const test::XConnection& x11, const XWindow& window) : EglHost(x11, window, EGL_OPENGL_ES_API) {}
 };
 
-// As programs of the old kind, with Xlib.
+// A host that draws through GLX and Xlib, as programs of the old kind do.
 class GlxHost : public HostGl {
  public:
   GlxHost(const test::XConnection& x11, const XWindow& window) : display_(XOpenDisplay(nullptr)), window_(window.id()) {

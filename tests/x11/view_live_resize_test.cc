@@ -22,7 +22,7 @@ using test::HostLoop;
 using test::Picture;
 using test::XWindow;
 
-constexpr std::uint32_t kBackdrop = 0x336699;  // As host::kBackdrop.
+constexpr std::uint32_t kBackdrop = 0x336699;  // The same colour as host::kBackdrop.
 
 // The picture at the upper left of a window that is larger or smaller.
 Picture InACorner(const Picture& picture, int width, int height, std::uint32_t beside) {
@@ -76,7 +76,7 @@ TEST_F(ViewLiveResizeTest, BackgroundFillsWhatIsNewUntilTheNextPicture) {
   View view(window.handle(), 120, 100, scene.scene());
   EXPECT_TRUE(Shows(window, InACorner(ViewOf(scene.picture(), 120, 100).picture(), 200, 160, 0x123456)));
   view.Resize(120, 101);
-  // Of which the image has the lower part.
+  // Until the main queue has run, the image has the lower part of the higher picture.
   const Picture higher = ViewOf(scene.picture(), 120, 101).picture();
   const Picture before = Picture(higher.at(0, 1), 120 * 4, 120, 100, 4);
   EXPECT_TRUE(Shows(window, InACorner(before, 200, 160, 0x123456)));
@@ -100,7 +100,7 @@ TEST_F(ViewLiveResizeTest, ViewThatWasNeverDrawnShowsNothing) {
 class FlickeringView : public GsView {
  public:
   static constexpr int kColors = 32;
-  static constexpr unsigned char kRed = 200;  // Of all of them.
+  static constexpr unsigned char kRed = 200;  // The red part of every colour.
 
   FlickeringView(const XWindow& window, unsigned int width, unsigned int height, GsDevice* device)
       : GsView({window.handle()}, width, height, device) {

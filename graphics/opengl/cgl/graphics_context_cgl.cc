@@ -49,6 +49,7 @@ bool GraphicsContextCGL::Build() {
     }
   }
   if (!usable) native_.reset();  // Nothing can be drawn without programs: the device goes on as without a context.
+  // Kept: C38.
   return true;
 }
 

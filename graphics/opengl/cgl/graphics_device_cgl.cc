@@ -126,6 +126,7 @@ GraphicsOutput* GraphicsDeviceCGL::CreateOutput(GraphicsScene* scene, unsigned i
 }
 
 GraphicsFilter* GraphicsDeviceCGL::CreateFilter(unsigned int width, unsigned int height) {
+  // Without a native context it is the filter's Init that fails. Kept: C42.
   if (!context_ || !CheckSize("A filter", width, height)) return nullptr;
   auto filter = std::make_unique<GraphicsFilterGL>(context_, width, height);
   const bool ready = filter->Init();

@@ -50,7 +50,7 @@ bool GraphicsViewCGL::Init() {
   MutexLocker<GraphicsContextGL> lock(*context());
   link_ = std::make_shared<Link>(Link{context(), this});
   std::unique_ptr<NativeContext> view_context = GraphicsContextCGL::CreateContext(context()->native());
-  if (!view_context) return true;
+  if (!view_context) return true;  // Kept: C38.
   presenter_ = ViewPresenter::Create(std::move(view_context));
   view_context_ = presenter_->context();
   const Size requested = RequestedSize();
@@ -77,7 +77,7 @@ void GraphicsViewCGL::Detach() {
 }
 
 bool GraphicsViewCGL::BindRenderTarget() {
-  Logger::default_logger()->Debug("BindRenderTarget");
+  Logger::default_logger()->Debug("BindRenderTarget");  // Kept: C45.
   if (!context() || !context()->available() || !view_context_) return false;
   return view_context_->Bind();
 }

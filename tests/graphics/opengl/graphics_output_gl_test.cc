@@ -286,7 +286,7 @@ class OutputPictureTest : public GraphicsOutputGLTest, public ::testing::WithPar
   std::vector<test::Picture> DeliverAs(OutputFormat format) {
     return Deliver(source_, GetParam().width, GetParam().height, format);
   }
-  // That a delivered plane is the reference's.
+  // Whether a delivered plane is the one of the reference.
   testing::AssertionResult IsFitted(const test::Picture& rgba) {
     return test::PicturesMatchWithEdges(
         rgba,

@@ -226,7 +226,7 @@ TEST_F(GraphicsFrameTest, HoldsTheRowsOfItsSourceUpsideDown) {
   }
 }
 
-// That BGRA is among these is part of the interface.
+// BGRA is among these. Kept: C14.
 TEST_F(GraphicsFrameTest, DoesNotCopyOtherFormats) {
   Source source;
   for (const GraphicsFormatInternal format : {kFormatBGRA, kFormatI420, kFormatNV12, kFormatNV21}) {

@@ -67,7 +67,7 @@ class Receiver : public GraphicsOutput::OutputCallback {
   std::vector<const GraphicsFrame*> frames;
 };
 
-// The same for the output thread: closed, it holds every call until it is opened.
+// Keeps what the output thread delivers. Closed, it holds every call until it is opened.
 class GatedReceiver : public GraphicsOutput::OutputCallback {
  public:
   explicit GatedReceiver(bool open) : OutputCallback(GraphicsOutput::kOutputRGBA), open_(open) {}
@@ -209,7 +209,7 @@ TEST_F(GraphicsOutputImplTest, PoolsSixFramesOfTheReceiversFormat) {
     }
     output.Detach();
     EXPECT_EQ(output.attached_format(), TestOutput::kNotAttached);
-    EXPECT_EQ(output.free_count(), 6u);  // The frames stay.
+    EXPECT_EQ(output.free_count(), 6u);  // The pool keeps its frames.
   }
   EXPECT_THAT(log_.Lines(), IsEmpty());
 }
@@ -343,7 +343,7 @@ TEST_F(GraphicsOutputImplTest, DeliversAFrameOncePerPeriod) {
               ElementsAre(Delivery{7, 5000}, Delivery{7, 5000 + kInterval}, Delivery{7, 5000 + 2 * kInterval}));
   EXPECT_THAT(receiver.frames, Each(frame));  // The pool's frame itself, every time.
   EXPECT_EQ(output.repeat_count_, 0u);
-  EXPECT_EQ(output.output_count_, 0u);  // The thread's to count.
+  EXPECT_EQ(output.output_count_, 0u);  // Only the output thread counts here.
 }
 
 TEST_F(GraphicsOutputImplTest, GoesRoundTheRing) {
@@ -534,7 +534,7 @@ class ReattachingReceiver : public Receiver {
       output_->Attach(&next);
     }
     deliveries.push_back({IdOf(pixels), timestamp});  // The planes are still valid.
-    // And not where the next picture goes.
+    // The next pictures go elsewhere.
     for (int i = 0; i < 6; ++i) EXPECT_TRUE(output_->Produce(100, 10000, 1));
     EXPECT_EQ(IdOf(pixels), deliveries.back().id);
   }
@@ -806,7 +806,7 @@ TEST_F(GraphicsOutputImplTest, InitFailsWithoutAThread) {
 TEST_F(GraphicsOutputImplTest, InitFailsWithoutASemaphore) {
   TestOutput output;
   output.semaphore_.~Semaphore();
-  new (&output.semaphore_) Semaphore(-1);  // As it is without memory.
+  new (&output.semaphore_) Semaphore(-1);  // A semaphore that found no memory is like this.
   EXPECT_FALSE(output.Init());
   EXPECT_EQ(output.thread_, nullptr);
   EXPECT_THAT(log_.Lines(),

@@ -110,7 +110,7 @@ class GsOutputTest : public FacadeWithDeviceTest {
   GsOutputTest() : scene_(MakeRef<CountedScene>(16u, 9u, &scene_gone_)) { fake::ClearCalls(); }
   ~GsOutputTest() override { scene_ = nullptr; }
 
-  // As the render loop does, from the second frame on.
+  // Hands out a picture as the render loop does from its second frame on.
   static void Frame(std::uint64_t timestamp, unsigned int count) { device()->OutputFrame(timestamp, count); }
 
   bool scene_gone_ = false;
@@ -256,7 +256,7 @@ TEST_F(GsOutputRawTest, RefusesOtherFormats) {
     EXPECT_THAT(log_.Lines(), ElementsAre(LogCapture::Line{Logger::Level::Error, kUnsupportedFormat}));
     EXPECT_THAT(fake::Calls(), IsEmpty());
   }
-  // Without an engine, too.
+  // An output without an engine refuses the format, too.
   log_.Clear();
   FrameOutput inert(nullptr, kGsFormatReserved);
   EXPECT_FALSE(inert.Start());
@@ -287,7 +287,7 @@ TEST_F(GsOutputRawTest, DeliversFramesFromStartToStop) {
   }
 }
 
-// Whatever the layout: part of the interface.
+// Kept: C12.
 TEST_F(GsOutputRawTest, ReportsFormatOneForEveryLayout) {
   for (const GsFormat format : {kGsFormatRGBA, kGsFormatBGRA, kGsFormatI420, kGsFormatNV12}) {
     FrameOutput output(scene_, format);
@@ -456,7 +456,7 @@ TEST_F(GsOutputRawTest, DestroyedWhileStartedLogsTheMistakeAndLeavesTheBridge) {
     fake::ClearCalls();
   }
   EXPECT_THAT(errors(), ElementsAre(kNotStopped));
-  // Neither unregistered nor detached: part of the interface.
+  // Neither unregistered nor detached. Kept: C16.
   EXPECT_EQ(fake::Count("output.Detach"), 0);
   EXPECT_EQ(fake::Count("output.~"), 1);
   // Still there, and ours to delete.
@@ -552,7 +552,7 @@ TEST_F(GsOutputTexTest, DestroyedWhileStartedLogsTheMistake) {
     engine_output = static_cast<FakeOutput*>(output.impl());
     fake::ClearCalls();
   }
-  engine()->context->RemoveOutput(engine_output);  // Left in the registry: part of the interface.
+  engine()->context->RemoveOutput(engine_output);  // Left in the registry. Kept: C16.
   EXPECT_THAT(errors(), ElementsAre(kNotStopped));
   EXPECT_EQ(fake::Count("output.Detach"), 0);
   EXPECT_EQ(fake::Count("output.~"), 1);

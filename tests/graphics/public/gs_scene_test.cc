@@ -395,7 +395,7 @@ TEST_F(GsSceneTest, AnItemMayLoseItsLastReferenceInItsTick) {
     void TickSource() override {
       fake::Record("left");
       scene()->RemoveItem(this);
-      // Gone by now.
+      // Now the item is destroyed.
     }
   };
   TestScene scene;
@@ -540,7 +540,7 @@ TEST_F(GsSceneTest, AttachingHoldsTheContextsLock) {
   TestScene scene;
   scene.AddItem(&item);
   scene.Attach();  // Probes at the scene and at its item.
-  scene.Detach();  // The same.
+  scene.Detach();  // Probes there, too.
   scene.Attach();
   scene.RemoveItem(&item);
   scene.AddItem(&item);
@@ -655,7 +655,7 @@ TEST_F(GsSceneTest, AnItemThatGoesToAnotherSceneMeanwhileKeepsThatOne) {
       taking = true;
       while (!destroyed) {
         for (TestItem& item : items) {
-          // As scenes do it that take an item one after the other.
+          // What two scenes do that take an item one after the other.
           item.SetScene(former);
           item.SetScene(&second);
           if (item.scene() != &second) ++lost;

@@ -268,7 +268,7 @@ TEST_P(GsViewImplPicturesTest, ShowsWhatTheReferenceDraws) {
 constexpr bool kYes = true;
 constexpr bool kNo = false;
 
-// Of 310 x 210 pixels, for a scene of 300 x 200 at its own size.
+// A view of 310 x 210 pixels shows a scene of 300 x 200 at its own size.
 Case AtFullSize(const char* name, std::vector<Framed> items, float clamp_x = kNaN, float clamp_y = kNaN,
                 double share = 0.0) {
   return {name, 310, 210, 300, 200, 1, 300, 200, std::move(items), clamp_x, clamp_y, share};
@@ -318,7 +318,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         // Half, limited by the width, with a band above and below.
         Case{"Down", 310, 250, 600, 400, 0.5f, 300, 200, {Selected(100, 60, 200, 100), Hovered(-150, -50, 60, 60)}},
-        // By the height.
+        // Half, limited by the height.
         Case{"DownByTheHeight", 400, 210, 200, 400, 0.5f, 100, 200, {Selected(10, 60, 100, 80)}, -50, 25},
         Case{"Up", 310, 220, 100, 60, 3, 300, 180, {Hovered(10, -6, 30, 20), Selected(-20, 10, 24, 12)}},
         Case{"UpTurned",

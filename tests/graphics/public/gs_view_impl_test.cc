@@ -128,7 +128,7 @@ class GsViewImplTest : public FacadeWithDeviceTest {
     view.Draw();
     return context_->rects;
   }
-  // The same without the scene's picture, which comes first.
+  // What one frame draws over the scene's picture, which comes first.
   std::vector<Rect> Overlay(TestView& view) {
     std::vector<Rect> rects = Drawn(view);
     EXPECT_FALSE(rects.empty());
@@ -242,8 +242,8 @@ INSTANTIATE_TEST_SUITE_P(Sizes, GsViewImplFitTest,
                                          Fit{50, 50, 40, 40, 1, 40, 40}, Fit{410, 500, 40, 40, 10, 400, 400},
                                          Fit{20, 20, 20, 5, 0.5f, 10, 3},     // 2.5 goes away from zero.
                                          Fit{20, 20, 5, 20, 0.5f, 3, 10},     //
-                                         Fit{10, 100, 100, 100, 0, 0, 0},     // All of it margin.
-                                         Fit{11, 100, 100, 50, 0.01f, 1, 1},  // 0.5 too.
+                                         Fit{10, 100, 100, 100, 0, 0, 0},     // The margin is all there is.
+                                         Fit{11, 100, 100, 50, 0.01f, 1, 1},  // 0.5 goes away from zero, too.
                                          // Less than the margin in the limiting direction: the difference is unsigned.
                                          // What is then too large for an unsigned number is clamped.
                                          Fit{9, 100, 100, 50, kAllOnes / 100, kAllOnes, kAllOnes / 2},

@@ -11,13 +11,13 @@
 constexpr int kDragHostWidth = 300;
 constexpr int kDragHostHeight = 200;
 
-// The engine, silent.
+// Starts the engine, which logs nothing.
 inline bool StartEngine() {
   qn_set_log_handle(nullptr, nullptr);
   return GsDevice::CreateDefaultDevice(true);
 }
 
-// All red.
+// A view that is red all over.
 struct DragHostView : GsView {
   explicit DragHostView(std::uintptr_t window)
       : GsView({reinterpret_cast<void*>(window)}, kDragHostWidth, kDragHostHeight, nullptr) {

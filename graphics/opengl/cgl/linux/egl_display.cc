@@ -42,7 +42,8 @@ void ChooseWindowConfig(WindowSystem* window_system, EglDisplay* display) {
   for (EGLint i = 0; i < count; ++i) {
     const WindowSystem::Fit fit = window_system->FitOf(display->display, configs[i]);
     if (fit == WindowSystem::Fit::kNone) continue;
-    if (display->window_system && fit != WindowSystem::Fit::kBest) continue;  // The first will do, but for the best.
+    // The first that fits is taken, and gives way only to one that fits best.
+    if (display->window_system && fit != WindowSystem::Fit::kBest) continue;
     display->window_system = window_system;
     display->window_config = configs[i];
     eglGetConfigAttrib(display->display, configs[i], EGL_NATIVE_VISUAL_ID, &display->window_visual);

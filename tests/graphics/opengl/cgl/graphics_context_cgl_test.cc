@@ -305,7 +305,7 @@ TEST_F(GraphicsContextCGLTest, DrawingOutOfTimeLeavesTheHostsContextAlone) {
     EXPECT_EQ(gl_spy::Draws(), drawn);
     EXPECT_THAT(TakeLog(), ElementsAre("E: SetViewport does nothing: the device's GL context is not current on this "
                                        "thread; draw inside a Draw, TickSource, OnTexture or queued task"));
-    // And in the middle of a callback that has made the host's context current.
+    // Nor does it draw in the middle of a callback that has made the host's context current.
     const test::CurrentContext current(context());
     const EGLContext own = eglGetCurrentContext();
     EXPECT_TRUE(draw());

@@ -63,7 +63,7 @@ class Probe : public GraphicsView::DrawCallback {
   }
 
   int draws = 0;
-  Size target;  // Of the last frame.
+  Size target;  // What the last frame was drawn into.
   std::function<void()> look;
 };
 
@@ -159,7 +159,7 @@ TEST_F(GraphicsViewCGLTest, InitMakesTheImageThenTheViewsContext) {
   gl_spy::StartTrace();
   const std::unique_ptr<GraphicsView> view(device()->CreateView(InternalWindowInfo{}, 40, 30));
   EXPECT_THAT(gl_spy::TakeTrace(), ElementsAre("make current",
-                                               "check",  // The texture's own.
+                                               "check",  // Made by the texture's Init.
                                                "flush", "check", "make current", "flush", "check",
                                                // What was current before comes back, and in the end none.
                                                "make current", "clear current"));

@@ -19,8 +19,8 @@
 
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/main_queue.h"
+#include "tests/graphics/opengl/cgl/engine_view_test.h"
 #include "tests/support/host_loop.h"
-#include "tests/x11/engine_view_test.h"
 
 namespace {
 

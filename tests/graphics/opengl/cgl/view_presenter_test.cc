@@ -43,7 +43,7 @@ class WindowSystemScript {
   bool exists = true;
   Place place = Place::kMade;
   bool can_present = true;
-  bool lacks_memory = false;  // For a place.
+  bool lacks_memory = false;  // To take a place.
 
  private:
   std::mutex mutex_;

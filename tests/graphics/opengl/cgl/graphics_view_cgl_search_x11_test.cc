@@ -1,5 +1,5 @@
 // The engine's view and a window that is not there yet, against a clock that stands still until the test moves it.
-#include "graphics/opengl/cgl/search_schedule.h"
+#include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <gmock/gmock.h>
 #include <xcb/xcb.h>
@@ -10,9 +10,8 @@
 #include <string>
 
 #include "graphics/internal_types.h"
-#include "graphics/opengl/cgl/graphics_view_cgl.h"
+#include "tests/graphics/opengl/cgl/engine_view_test.h"
 #include "tests/support/fake_os_time.h"
-#include "tests/x11/engine_view_test.h"
 
 namespace {
 
@@ -178,24 +177,6 @@ TEST_F(WindowSearchTest, PresentsNothingUntilTheContextWasCurrentInTheWindow) {
   gl_spy::faults().window_current = false;
   fake_clock::Advance(kSecondNs);
   EXPECT_TRUE(Shows(window, view.get()));
-}
-
-TEST(SearchScheduleTest, LooksAtOnceThenAtGrowingIntervalsAndNotForEver) {
-  constexpr std::uint64_t kMs = 1'000'000;
-  SearchSchedule schedule;
-  std::uint64_t now = 5 * kSecondNs;
-  EXPECT_TRUE(schedule.Due(now));
-  for (int tries = 1; tries < SearchSchedule::kTries; ++tries) {
-    const std::uint64_t interval = tries <= 6 ? (10 * kMs) << (tries - 1) : 500 * kMs;
-    EXPECT_FALSE(schedule.Due(now + interval - 1));
-    now += interval;
-    EXPECT_TRUE(schedule.Due(now)) << tries;
-  }
-  EXPECT_LT(now, 18 * kSecondNs);
-  EXPECT_FALSE(schedule.Due(now + 1000 * kSecondNs));
-  schedule.Restart();
-  EXPECT_TRUE(schedule.Due(now));
-  EXPECT_FALSE(schedule.Due(now + 10 * kMs - 1));
 }
 
 }  // namespace

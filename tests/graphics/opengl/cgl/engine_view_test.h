@@ -1,7 +1,7 @@
 // What the tests of the engine's view in X11 windows have in common. A process keeps the display that it once chose, so
 // one X server serves all of it.
-#ifndef QUARN_TESTS_X11_ENGINE_VIEW_TEST_H_
-#define QUARN_TESTS_X11_ENGINE_VIEW_TEST_H_
+#ifndef QUARN_TESTS_GRAPHICS_OPENGL_CGL_ENGINE_VIEW_TEST_H_
+#define QUARN_TESTS_GRAPHICS_OPENGL_CGL_ENGINE_VIEW_TEST_H_
 
 #include <cstdlib>
 #include <string>
@@ -53,4 +53,4 @@ class EngineViewTest : public GlTest {
   }
 };
 
-#endif  // QUARN_TESTS_X11_ENGINE_VIEW_TEST_H_
+#endif  // QUARN_TESTS_GRAPHICS_OPENGL_CGL_ENGINE_VIEW_TEST_H_
