@@ -1,0 +1,110 @@
+// Tables, lines and plots of sweeps.
+#include "benchmarks/sweep.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace {
+
+constexpr int kColumns = 3;  // Panels beside one another.
+
+// A block of data for gnuplot: the number, then each way's cost in milliseconds.
+void WriteData(std::FILE* gnuplot, std::size_t index, const SweepResult& result) {
+  std::fprintf(gnuplot, "$sweep%zu << END\n", index);
+  for (std::size_t step = 0; step < result.numbers.size(); ++step) {
+    std::fprintf(gnuplot, "%g", result.numbers[step]);
+    for (const std::vector<double>& costs : result.costs) std::fprintf(gnuplot, " %g", costs[step] / 1000.0);
+    std::fprintf(gnuplot, "\n");
+  }
+  std::fprintf(gnuplot, "END\n");
+}
+
+void WritePanel(std::FILE* gnuplot, std::size_t index, const Sweep& sweep, const SweepResult& result) {
+  std::fprintf(gnuplot, "set title '%s'\nset xlabel '%ss'\nset ylabel 'ms of processor time a %s'\nplot ",
+               sweep.title.c_str(), sweep.thing.c_str(), sweep.result.c_str());
+  for (std::size_t way = 0; way < sweep.ways.size(); ++way) {
+    const Fit fit = FitLine(result.numbers, result.costs[way]);
+    std::fprintf(
+        gnuplot,
+        "%s%g + %g * x with lines lc %zu dt 2 notitle, $sweep%zu using 1:%zu with points lc %zu pt 7 title '%s'",
+        way == 0 ? "" : ", ", fit.intercept / 1000.0, fit.slope / 1000.0, way + 1, index, way + 2, way + 1,
+        sweep.ways[way].c_str());
+  }
+  std::fprintf(gnuplot, "\n");
+}
+
+}  // namespace
+
+Fit FitLine(const std::vector<double>& numbers, const std::vector<double>& costs) {
+  const auto count = static_cast<double>(numbers.size());
+  double x = 0, y = 0;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    x += numbers[i] / count;
+    y += costs[i] / count;
+  }
+  double xx = 0, xy = 0, yy = 0;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    xx += (numbers[i] - x) * (numbers[i] - x);
+    xy += (numbers[i] - x) * (costs[i] - y);
+    yy += (costs[i] - y) * (costs[i] - y);
+  }
+  Fit fit = {};
+  fit.slope = xx > 0 ? xy / xx : 0;
+  fit.intercept = y - fit.slope * x;
+  fit.r_squared = xx > 0 && yy > 0 ? xy * xy / (xx * yy) : 1;
+  const double half = *std::max_element(numbers.begin(), numbers.end()) / 2;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    if (numbers[i] < half) continue;
+    const double line = fit.intercept + fit.slope * numbers[i];
+    fit.worst = std::max(fit.worst, std::abs(costs[i] - line) / std::abs(line));
+  }
+  return fit;
+}
+
+void PrintTable(const Sweep& sweep, const SweepResult& result) {
+  std::printf("### %s\n\n| %ss |", sweep.title.c_str(), sweep.thing.c_str());
+  for (const std::string& way : sweep.ways) std::printf(" %s, us |", way.c_str());
+  for (std::size_t way = 1; way < sweep.ways.size(); ++way) std::printf(" engine / %s |", sweep.ways[way].c_str());
+  std::printf("\n|---|");
+  for (std::size_t i = 1; i < 2 * sweep.ways.size(); ++i) std::printf("---|");
+  std::printf("\n");
+  for (std::size_t step = 0; step < result.numbers.size(); ++step) {
+    std::printf("| %.0f |", result.numbers[step]);
+    for (const std::vector<double>& costs : result.costs) std::printf(" %.0f |", costs[step]);
+    for (std::size_t way = 1; way < sweep.ways.size(); ++way) {
+      std::printf(" %.2f |", result.costs[0][step] / result.costs[way][step]);
+    }
+    std::printf("\n");
+  }
+  std::vector<Fit> fits;
+  for (const std::vector<double>& costs : result.costs) fits.push_back(FitLine(result.numbers, costs));
+  std::printf("| **slope: us a %s** |", sweep.thing.c_str());
+  for (const Fit& fit : fits) std::printf(" **%.2f** |", fit.slope);
+  for (std::size_t way = 1; way < fits.size(); ++way) std::printf(" **%.2f** |", fits[0].slope / fits[way].slope);
+  std::printf("\n| R² |");
+  for (const Fit& fit : fits) std::printf(" %.5f |", fit.r_squared);
+  for (std::size_t way = 1; way < fits.size(); ++way) std::printf(" |");
+  std::printf("\n| worst deviation |");
+  for (const Fit& fit : fits) std::printf(" %.1f %% |", 100 * fit.worst);
+  for (std::size_t way = 1; way < fits.size(); ++way) std::printf(" |");
+  std::printf("\n\n");
+  std::fflush(stdout);
+}
+
+bool Plot(const std::vector<Sweep>& sweeps, const std::vector<SweepResult>& results, const std::string& file) {
+  std::FILE* const gnuplot = popen("gnuplot", "w");
+  if (!gnuplot) return false;
+  const std::size_t rows = (sweeps.size() + kColumns - 1) / kColumns;
+  const std::size_t columns = std::min<std::size_t>(sweeps.size(), kColumns);
+  std::fprintf(gnuplot,
+               "set terminal svg size %zu,%zu font 'sans,11' background 'white'\nset output '%s'\n"
+               "set multiplot layout %zu,%zu\nset key left top\nset grid\nset xrange [0:*]\nset yrange [0:*]\n",
+               400 * columns, 300 * rows, file.c_str(), rows, columns);
+  for (std::size_t i = 0; i < sweeps.size(); ++i) WriteData(gnuplot, i, results[i]);
+  for (std::size_t i = 0; i < sweeps.size(); ++i) WritePanel(gnuplot, i, sweeps[i], results[i]);
+  std::fprintf(gnuplot, "unset multiplot\n");
+  if (pclose(gnuplot) == 0) return true;
+  std::fprintf(stderr, "gnuplot has drawn no %s; \"scripts/bootstrap check\" installs it\n", file.c_str());
+  return false;
+}
