@@ -5,16 +5,20 @@
 #include <cmath>
 #include <cstdio>
 
+#include "benchmarks/measure.h"
+
 namespace {
 
 constexpr int kColumns = 3;  // Panels beside one another.
 
 // A block of data for gnuplot: the number, then each way's cost in milliseconds.
-void WriteData(std::FILE* gnuplot, std::size_t index, const SweepResult& result) {
+void WriteData(std::FILE* gnuplot, std::size_t index, const Sweep& sweep, const SweepResult& result) {
   std::fprintf(gnuplot, "$sweep%zu << END\n", index);
-  for (std::size_t step = 0; step < result.numbers.size(); ++step) {
-    std::fprintf(gnuplot, "%g", result.numbers[step]);
-    for (const std::vector<double>& costs : result.costs) std::fprintf(gnuplot, " %g", costs[step] / 1000.0);
+  for (std::size_t step = 0; step < sweep.steps.size(); ++step) {
+    std::fprintf(gnuplot, "%d", sweep.steps[step]);
+    for (std::size_t way = 0; way < sweep.ways.size(); ++way) {
+      std::fprintf(gnuplot, " %g", result.Cost(way, step) / 1000.0);
+    }
     std::fprintf(gnuplot, "\n");
   }
   std::fprintf(gnuplot, "END\n");
@@ -24,12 +28,11 @@ void WritePanel(std::FILE* gnuplot, std::size_t index, const Sweep& sweep, const
   std::fprintf(gnuplot, "set title '%s'\nset xlabel '%ss'\nset ylabel 'ms of processor time a %s'\nplot ",
                sweep.title.c_str(), sweep.thing.c_str(), sweep.result.c_str());
   for (std::size_t way = 0; way < sweep.ways.size(); ++way) {
-    const Fit fit = FitLine(result.numbers, result.costs[way]);
-    std::fprintf(
-        gnuplot,
-        "%s%g + %g * x with lines lc %zu dt 2 notitle, $sweep%zu using 1:%zu with points lc %zu pt 7 title '%s'",
-        way == 0 ? "" : ", ", fit.intercept / 1000.0, fit.slope / 1000.0, way + 1, index, way + 2, way + 1,
-        sweep.ways[way].c_str());
+    const Fit fit = result.Line(way);
+    std::fprintf(gnuplot, "%s%g + %g * x with lines lc %zu dt 2 notitle, ", way == 0 ? "" : ", ",
+                 fit.intercept / 1000.0, fit.slope / 1000.0, way + 1);
+    std::fprintf(gnuplot, "$sweep%zu using 1:%zu with points lc %zu pt 7 title '%s'", index, way + 2, way + 1,
+                 sweep.ways[way].c_str());
   }
   std::fprintf(gnuplot, "\n");
 }
@@ -57,38 +60,63 @@ Fit FitLine(const std::vector<double>& numbers, const std::vector<double>& costs
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     if (numbers[i] < half) continue;
     const double line = fit.intercept + fit.slope * numbers[i];
-    fit.worst = std::max(fit.worst, std::abs(costs[i] - line) / std::abs(line));
+    fit.farthest = std::max(fit.farthest, std::abs(costs[i] - line) / std::abs(line));
   }
   return fit;
 }
 
+SweepResult::SweepResult(const Sweep& sweep)
+    : numbers_(sweep.steps.begin(), sweep.steps.end()), rounds_(sweep.steps.size()) {}
+
+void SweepResult::Add(std::size_t step, const std::vector<double>& costs) { rounds_[step].push_back(costs); }
+
+double SweepResult::Cost(std::size_t way, std::size_t step) const {
+  std::vector<double> costs;
+  for (const std::vector<double>& round : rounds_[step]) costs.push_back(round[way]);
+  return Median(costs);
+}
+
+double SweepResult::Ratio(std::size_t way, std::size_t step) const {
+  std::vector<double> ratios;
+  for (const std::vector<double>& round : rounds_[step]) ratios.push_back(round[0] / round[way]);
+  return Median(ratios);
+}
+
+Fit SweepResult::Line(std::size_t way) const {
+  std::vector<double> costs;
+  for (std::size_t step = 0; step < rounds_.size(); ++step) costs.push_back(Cost(way, step));
+  return FitLine(numbers_, costs);
+}
+
 void PrintTable(const Sweep& sweep, const SweepResult& result) {
+  const std::size_t ways = sweep.ways.size();
   std::printf("### %s\n\n| %ss |", sweep.title.c_str(), sweep.thing.c_str());
-  for (const std::string& way : sweep.ways) std::printf(" %s, us |", way.c_str());
-  for (std::size_t way = 1; way < sweep.ways.size(); ++way) std::printf(" engine / %s |", sweep.ways[way].c_str());
+  for (const std::string& way : sweep.ways) std::printf(" %s us |", way.c_str());
+  for (std::size_t way = 1; way < ways; ++way) std::printf(" engine / %s |", sweep.ways[way].c_str());
   std::printf("\n|---|");
-  for (std::size_t i = 1; i < 2 * sweep.ways.size(); ++i) std::printf("---|");
+  for (std::size_t i = 1; i < 2 * ways; ++i) std::printf("---|");
   std::printf("\n");
-  for (std::size_t step = 0; step < result.numbers.size(); ++step) {
-    std::printf("| %.0f |", result.numbers[step]);
-    for (const std::vector<double>& costs : result.costs) std::printf(" %.0f |", costs[step]);
-    for (std::size_t way = 1; way < sweep.ways.size(); ++way) {
-      std::printf(" %.2f |", result.costs[0][step] / result.costs[way][step]);
-    }
+  for (std::size_t step = 0; step < sweep.steps.size(); ++step) {
+    std::printf("| %d |", sweep.steps[step]);
+    for (std::size_t way = 0; way < ways; ++way) std::printf(" %.0f |", result.Cost(way, step));
+    for (std::size_t way = 1; way < ways; ++way) std::printf(" %.2f |", result.Ratio(way, step));
     std::printf("\n");
   }
-  std::vector<Fit> fits;
-  for (const std::vector<double>& costs : result.costs) fits.push_back(FitLine(result.numbers, costs));
-  std::printf("| **slope: us a %s** |", sweep.thing.c_str());
-  for (const Fit& fit : fits) std::printf(" **%.2f** |", fit.slope);
-  for (std::size_t way = 1; way < fits.size(); ++way) std::printf(" **%.2f** |", fits[0].slope / fits[way].slope);
-  std::printf("\n| R² |");
-  for (const Fit& fit : fits) std::printf(" %.5f |", fit.r_squared);
-  for (std::size_t way = 1; way < fits.size(); ++way) std::printf(" |");
-  std::printf("\n| worst deviation |");
-  for (const Fit& fit : fits) std::printf(" %.1f %% |", 100 * fit.worst);
-  for (std::size_t way = 1; way < fits.size(); ++way) std::printf(" |");
-  std::printf("\n\n");
+  if (sweep.steps.size() > 2) {
+    std::vector<Fit> fits;
+    for (std::size_t way = 0; way < ways; ++way) fits.push_back(result.Line(way));
+    std::printf("| slope |");
+    for (const Fit& fit : fits) std::printf(" %.2f |", fit.slope);
+    for (std::size_t way = 1; way < ways; ++way) std::printf(" %.2f |", fits[0].slope / fits[way].slope);
+    std::printf("\n| R² |");
+    for (const Fit& fit : fits) std::printf(" %.4f |", fit.r_squared);
+    for (std::size_t way = 1; way < ways; ++way) std::printf(" |");
+    std::printf("\n| farthest |");
+    for (const Fit& fit : fits) std::printf(" %.1f %% |", 100 * fit.farthest);
+    for (std::size_t way = 1; way < ways; ++way) std::printf(" |");
+    std::printf("\n");
+  }
+  std::printf("\n");
   std::fflush(stdout);
 }
 
@@ -101,10 +129,10 @@ bool Plot(const std::vector<Sweep>& sweeps, const std::vector<SweepResult>& resu
                "set terminal svg size %zu,%zu font 'sans,11' background 'white'\nset output '%s'\n"
                "set multiplot layout %zu,%zu\nset key left top\nset grid\nset xrange [0:*]\nset yrange [0:*]\n",
                400 * columns, 300 * rows, file.c_str(), rows, columns);
-  for (std::size_t i = 0; i < sweeps.size(); ++i) WriteData(gnuplot, i, results[i]);
+  for (std::size_t i = 0; i < sweeps.size(); ++i) WriteData(gnuplot, i, sweeps[i], results[i]);
   for (std::size_t i = 0; i < sweeps.size(); ++i) WritePanel(gnuplot, i, sweeps[i], results[i]);
   std::fprintf(gnuplot, "unset multiplot\n");
   if (pclose(gnuplot) == 0) return true;
-  std::fprintf(stderr, "gnuplot has drawn no %s; \"scripts/bootstrap check\" installs it\n", file.c_str());
+  std::fprintf(stderr, "gnuplot has drawn no %s; \"scripts/bootstrap benchmarks\" installs it\n", file.c_str());
   return false;
 }

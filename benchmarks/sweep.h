@@ -21,6 +21,7 @@ struct Sweep {
   // Makes the ways with so many, which have made the same; nothing where they cannot be made or differ, and standard
   // error says why.
   std::function<std::optional<Ways>(int)> make;
+  bool optional = false;  // Left out where what it needs is not there.
 };
 
 std::vector<Sweep> VideoSweeps();
@@ -32,14 +33,27 @@ struct Fit {
   double slope;
   double intercept;
   double r_squared;
-  double worst;  // The largest distance of a cost from the line, as a part of the line there, in the upper half.
+  double farthest;  // The largest distance of a cost from the line, as a part of the line there, in the upper half.
 };
 Fit FitLine(const std::vector<double>& numbers, const std::vector<double>& costs);
 
-// What a sweep gave: costs[way][step], in microseconds.
-struct SweepResult {
-  std::vector<double> numbers;
-  std::vector<std::vector<double>> costs;
+// What a sweep gave.
+class SweepResult {
+ public:
+  explicit SweepResult(const Sweep& sweep);
+
+  // What a step of a round gave: each way's cost, in microseconds.
+  void Add(std::size_t step, const std::vector<double>& costs);
+
+  const std::vector<double>& numbers() const { return numbers_; }
+  // Medians over the rounds. A ratio is the engine's cost beside the way's, in the same round.
+  double Cost(std::size_t way, std::size_t step) const;
+  double Ratio(std::size_t way, std::size_t step) const;
+  Fit Line(std::size_t way) const;
+
+ private:
+  std::vector<double> numbers_;
+  std::vector<std::vector<std::vector<double>>> rounds_;  // [step][round][way]
 };
 
 void PrintTable(const Sweep& sweep, const SweepResult& result);

@@ -302,6 +302,12 @@ std::optional<Ways> MakeViews(int number) {
 }  // namespace
 
 Sweep ViewSweep() {
-  return {"views",  "Views of one scene", "view", "frame", {"engine", "least"}, {1, 2, 4, 6, 8, 10, 12, 14, kMostViews},
-          MakeViews};
+  return {"views",
+          "Views of one scene",
+          "view",
+          "frame",
+          {"engine", "least"},
+          {1, 2, 4, 6, 8, 10, 12, 14, kMostViews},
+          MakeViews,
+          true};
 }
