@@ -11,6 +11,13 @@ namespace {
 
 constexpr int kColumns = 3;  // Panels beside one another.
 
+// As gnuplot reads it.
+std::string Quoted(const std::string& text) {
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("''") : std::string(1, c);
+  return quoted + "'";
+}
+
 // A block of data for gnuplot: the number, then each way's cost in milliseconds.
 void WriteData(std::FILE* gnuplot, std::size_t index, const Sweep& sweep, const SweepResult& result) {
   std::fprintf(gnuplot, "$sweep%zu << END\n", index);
@@ -25,8 +32,8 @@ void WriteData(std::FILE* gnuplot, std::size_t index, const Sweep& sweep, const 
 }
 
 void WritePanel(std::FILE* gnuplot, std::size_t index, const Sweep& sweep, const SweepResult& result) {
-  std::fprintf(gnuplot, "set title '%s'\nset xlabel '%ss'\nset ylabel 'ms of processor time a %s'\nplot ",
-               sweep.title.c_str(), sweep.thing.c_str(), sweep.result.c_str());
+  std::fprintf(gnuplot, "set title %s\nset xlabel '%ss'\nset ylabel 'ms of processor time a %s'\nplot ",
+               Quoted(sweep.title).c_str(), sweep.thing.c_str(), sweep.result.c_str());
   for (std::size_t way = 0; way < sweep.ways.size(); ++way) {
     const Fit fit = result.Line(way);
     std::fprintf(gnuplot, "%s%g + %g * x with lines lc %zu dt 2 notitle, ", way == 0 ? "" : ", ",
@@ -126,9 +133,9 @@ bool Plot(const std::vector<Sweep>& sweeps, const std::vector<SweepResult>& resu
   const std::size_t rows = (sweeps.size() + kColumns - 1) / kColumns;
   const std::size_t columns = std::min<std::size_t>(sweeps.size(), kColumns);
   std::fprintf(gnuplot,
-               "set terminal svg size %zu,%zu font 'sans,11' background 'white'\nset output '%s'\n"
+               "set terminal svg size %zu,%zu font 'sans,11' background 'white'\nset output %s\n"
                "set multiplot layout %zu,%zu\nset key left top\nset grid\nset xrange [0:*]\nset yrange [0:*]\n",
-               400 * columns, 300 * rows, file.c_str(), rows, columns);
+               400 * columns, 300 * rows, Quoted(file).c_str(), rows, columns);
   for (std::size_t i = 0; i < sweeps.size(); ++i) WriteData(gnuplot, i, sweeps[i], results[i]);
   for (std::size_t i = 0; i < sweeps.size(); ++i) WritePanel(gnuplot, i, sweeps[i], results[i]);
   std::fprintf(gnuplot, "unset multiplot\n");
