@@ -11,6 +11,9 @@ namespace {
 
 constexpr int kColumns = 3;  // Panels beside one another.
 
+// A colour for each way, the same in all panels.
+int ColorOf(const std::string& way) { return way == "engine" ? 1 : way == "least" ? 2 : 3; }
+
 // As gnuplot reads it.
 std::string Quoted(const std::string& text) {
   std::string quoted = "'";
@@ -36,10 +39,10 @@ void WritePanel(std::FILE* gnuplot, std::size_t index, const Sweep& sweep, const
                Quoted(sweep.title).c_str(), sweep.thing.c_str(), sweep.result.c_str());
   for (std::size_t way = 0; way < sweep.ways.size(); ++way) {
     const Fit fit = result.Line(way);
-    std::fprintf(gnuplot, "%s%g + %g * x with lines lc %zu dt 2 notitle, ", way == 0 ? "" : ", ",
-                 fit.intercept / 1000.0, fit.slope / 1000.0, way + 1);
-    std::fprintf(gnuplot, "$sweep%zu using 1:%zu with points lc %zu pt 7 title '%s'", index, way + 2, way + 1,
-                 sweep.ways[way].c_str());
+    std::fprintf(gnuplot, "%s%g + %g * x with lines lc %d dt 2 notitle, ", way == 0 ? "" : ", ", fit.intercept / 1000.0,
+                 fit.slope / 1000.0, ColorOf(sweep.ways[way]));
+    std::fprintf(gnuplot, "$sweep%zu using 1:%zu with points lc %d pt 7 title '%s'", index, way + 2,
+                 ColorOf(sweep.ways[way]), sweep.ways[way].c_str());
   }
   std::fprintf(gnuplot, "\n");
 }
@@ -134,7 +137,8 @@ bool Plot(const std::vector<Sweep>& sweeps, const std::vector<SweepResult>& resu
   const std::size_t columns = std::min<std::size_t>(sweeps.size(), kColumns);
   std::fprintf(gnuplot,
                "set terminal svg size %zu,%zu font 'sans,11' background 'white'\nset output %s\n"
-               "set multiplot layout %zu,%zu\nset key left top\nset grid\nset xrange [0:*]\nset yrange [0:*]\n",
+               "set multiplot layout %zu,%zu\nset key above horizontal\nset samples 2\nset grid\nset xrange [0:*]\nset "
+               "yrange [0:*]\n",
                400 * columns, 300 * rows, Quoted(file).c_str(), rows, columns);
   for (std::size_t i = 0; i < sweeps.size(); ++i) WriteData(gnuplot, i, sweeps[i], results[i]);
   for (std::size_t i = 0; i < sweeps.size(); ++i) WritePanel(gnuplot, i, sweeps[i], results[i]);
