@@ -1,114 +1,37 @@
-// What a frame costs in the engine, beside a bare loop of the same GL passes in the same process.
+// What a frame costs in the engine, beside two bare loops of GL calls in the same process: one makes the same passes,
+// the other the least that make the same bytes.
 //
-// The two take turns in short rounds, so that what else the machine does falls on both. For each workload it prints the
-// median of the rounds: processor time a frame of all threads (a software rasteriser has several), wall time, and the
-// ratios.
-#include <sys/resource.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cmath>
+// Before anything is measured the bytes of all three are compared. Then they take turns in short rounds, so that what
+// else the machine does falls on all. For each workload it prints medians over the rounds: processor time a frame of
+// all threads, and the ratios of neighbours in a round.
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 #include <quarn/qn_log.h>
 
-#include "benchmarks/loops.h"
-
-std::vector<unsigned char> Image() {
-  std::vector<unsigned char> pixels;
-  for (unsigned int y = 0; y < kImageSide; ++y) {
-    for (unsigned int x = 0; x < kImageSide; ++x) {
-      pixels.insert(pixels.end(), {static_cast<unsigned char>(4 * x), static_cast<unsigned char>(4 * y),
-                                   static_cast<unsigned char>(255 - 4 * x), static_cast<unsigned char>(128 + x)});
-    }
-  }
-  return pixels;
-}
-
-gs_transform Placement(const Workload& workload, int item) {
-  const float side = 0.2f * static_cast<float>(workload.height);
-  const float turn = 6.2831853f * static_cast<float>(item) / static_cast<float>(workload.items);
-  const float reach_x = 0.4f * static_cast<float>(workload.width);
-  const float reach_y = 0.4f * static_cast<float>(workload.height);
-  return gs_transform(gs_vec2(reach_x * std::cos(turn), reach_y * std::sin(turn)), gs_vec2(side, side), turn);
-}
-
-std::uint64_t SumPlane(std::uint64_t sum, const unsigned char* data, unsigned int pitch, unsigned int row_size,
-                       unsigned int rows) {
-  for (unsigned int y = 0; y < rows; ++y) {
-    for (unsigned int x = 0; x < row_size; ++x) sum = sum * 31 + data[static_cast<std::size_t>(pitch) * y + x];
-  }
-  return sum;
-}
+#include "benchmarks/measure.h"
 
 namespace {
 
-struct Cost {
-  double cpu_us;
-  double wall_us;
-};
+const std::map<std::string, GsFormat> kFormats = {
+    {"RGBA", kGsFormatRGBA}, {"BGRA", kGsFormatBGRA}, {"I420", kGsFormatI420}, {"NV12", kGsFormatNV12}};
 
-double ProcessCpuUs() {
-  rusage usage;
-  getrusage(RUSAGE_SELF, &usage);
-  const auto us = [](const timeval& t) { return 1e6 * static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec); };
-  return us(usage.ru_utime) + us(usage.ru_stime);
+bool ParseSize(const std::string& text, Workload* workload) {
+  int end = 0;
+  return std::sscanf(text.c_str(), "%ux%u%n", &workload->width, &workload->height, &end) == 2 &&
+         static_cast<std::size_t>(end) == text.size() && workload->width > 0 && workload->height > 0;
 }
 
-Cost Round(FrameLoop& loop, int frames) {
-  const double cpu = ProcessCpuUs();
-  const auto start = std::chrono::steady_clock::now();
-  for (int i = 0; i < frames; ++i) loop.MakeFrame();
-  const std::chrono::duration<double, std::micro> wall = std::chrono::steady_clock::now() - start;
-  return {(ProcessCpuUs() - cpu) / frames, wall.count() / frames};
-}
-
-double Median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
-  return values[values.size() / 2];
-}
-
-const char* Name(GsFormat format) {
-  switch (format) {
-    case kGsFormatRGBA: return "RGBA";
-    case kGsFormatBGRA: return "BGRA";
-    case kGsFormatI420: return "I420";
-    default: return "NV12";
-  }
-}
-
-// Returns false when the two loops make different pictures.
-bool Compare(const Workload& workload, int rounds, double round_ms) {
-  const std::unique_ptr<FrameLoop> engine = MakeEngineLoop(workload);
-  const std::unique_ptr<FrameLoop> bare = MakeBareLoop(workload);
-  if (!engine || !bare) {
-    std::fprintf(stderr, "no OpenGL 3.2 here\n");
-    return false;
-  }
-  for (int i = 0; i < 10; ++i) {
-    engine->MakeFrame();
-    bare->MakeFrame();
-  }
-  if (engine->Checksum() != bare->Checksum()) {
-    std::fprintf(stderr, "the two loops make different pictures\n");
-    return false;
-  }
-  const int frames = std::max(2, static_cast<int>(1000.0 * round_ms / Round(*bare, 5).wall_us));
-  std::vector<double> engine_cpu, engine_wall, bare_cpu, bare_wall, cpu_ratio;
-  for (int i = 0; i < rounds; ++i) {
-    const Cost e = Round(*engine, frames);
-    const Cost b = Round(*bare, frames);
-    engine_cpu.push_back(e.cpu_us);
-    engine_wall.push_back(e.wall_us);
-    bare_cpu.push_back(b.cpu_us);
-    bare_wall.push_back(b.wall_us);
-    cpu_ratio.push_back(e.cpu_us / b.cpu_us);
-  }
-  std::printf("| %4ux%-4u | %5d | %-6s | %9.0f | %9.0f | %5.3f | %9.0f | %9.0f | %5.3f |\n", workload.width,
-              workload.height, workload.items, Name(workload.format), Median(engine_cpu), Median(bare_cpu),
-              Median(cpu_ratio), Median(engine_wall), Median(bare_wall), Median(engine_wall) / Median(bare_wall));
+bool PrintRow(const Workload& workload, const std::string& format, int rounds, double round_ms) {
+  const Loops loops = MakeLoops(workload);
+  if (!loops) return false;
+  const Costs costs = loops.Compare(rounds, round_ms);
+  std::printf("| %4ux%-4u | %5d | %-6s | %9.0f | %9.0f | %9.0f | %13.3f | %8.3f |\n", workload.width, workload.height,
+              workload.items, format.c_str(), costs.us[0], costs.us[1], costs.us[2], costs.ratios[1], costs.ratios[2]);
   std::fflush(stdout);
   return true;
 }
@@ -117,18 +40,35 @@ void DropLog(int, const char*, va_list, void*) {}
 
 }  // namespace
 
-// Usage: quarn-frame-benchmark [rounds [milliseconds a round]]
 int main(int argc, char** argv) {
-  const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 15;
-  const double round_ms = argc > 2 ? std::max(1.0, std::atof(argv[2])) : 200.0;
+  CLI::App app("Compares what a frame costs in Quarn and in bare GL calls.", "quarn-frame-benchmark");
+  std::vector<std::string> sizes = {"160x90", "1920x1080"};
+  std::vector<int> items = {8, 64};
+  std::vector<std::string> formats = {"RGBA", "BGRA", "I420", "NV12"};
+  int rounds = 15;
+  double round_ms = 200;
+  app.add_option("--size", sizes, "Sizes of scene and output (160x90 1920x1080)")->type_name("WxH");
+  app.add_option("--items", items, "Numbers of layers (8 64)")->check(CLI::Range(1, 100000));
+  app.add_option("--format", formats, "Layouts (RGBA BGRA I420 NV12)")
+      ->check(CLI::IsMember({"RGBA", "BGRA", "I420", "NV12"}));
+  app.add_option("--rounds", rounds, "Rounds of each row (15)")->check(CLI::Range(1, 1000));
+  app.add_option("--round-ms", round_ms, "Processor time of each loop in a round, in milliseconds (200)")
+      ->check(CLI::Range(0.0, 60000.0));
+  CLI11_PARSE(app, argc, argv);
   qn_set_log_handle(&DropLog, nullptr);
-  std::printf("| size      | items | format | engine us |   bare us | ratio | eng. wall | bare wall | ratio |\n");
-  std::printf("|-----------|-------|--------|-----------|-----------|-------|-----------|-----------|-------|\n");
-  const unsigned int sizes[][2] = {{160, 90}, {1920, 1080}};
-  for (const auto& size : sizes) {
-    for (const int items : {8, 64}) {
-      for (const GsFormat format : {kGsFormatRGBA, kGsFormatBGRA, kGsFormatI420, kGsFormatNV12}) {
-        if (!Compare({size[0], size[1], items, format}, rounds, round_ms)) return EXIT_FAILURE;
+  std::printf("| size      | items | format | engine us | same p.us |  least us | engine / same | / least  |\n");
+  std::printf("|-----------|-------|--------|-----------|-----------|-----------|---------------|----------|\n");
+  for (const std::string& size : sizes) {
+    for (const int count : items) {
+      for (const std::string& format : formats) {
+        Workload workload;
+        if (!ParseSize(size, &workload)) {
+          std::fprintf(stderr, "%s is no size: it should be like 1920x1080\n", size.c_str());
+          return EXIT_FAILURE;
+        }
+        workload.items = count;
+        workload.format = kFormats.at(format);
+        if (!PrintRow(workload, format, rounds, round_ms)) return EXIT_FAILURE;
       }
     }
   }

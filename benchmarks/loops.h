@@ -1,28 +1,49 @@
-// The two loops that the frame benchmark compares: the same pictures, made by the engine and by bare GL calls.
+// The loops that the benchmarks compare: the same pictures, made by the engine and by bare GL calls, of which there are
+// two: one makes the engine's passes, the other the least that make the same bytes.
 #ifndef QUARN_BENCHMARKS_LOOPS_H_
 #define QUARN_BENCHMARKS_LOOPS_H_
 
-#include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
 #include <quarn/gs_frame.h>
 #include <quarn/gs_types.h>
 
-// What a frame consists of.
+// What a frame consists of. In every scene each item draws a picture of its own: the first ones those of the filters,
+// the next ones those of the images that are updated, and the rest share one image.
 struct Workload {
-  unsigned int width;  // Pixels, of the scene and of the output.
-  unsigned int height;
-  int items;
-  GsFormat format;
+  unsigned int width = 0;  // Pixels, of the scenes and of the outputs.
+  unsigned int height = 0;
+  int items = 0;  // In each scene.
+  GsFormat format = kGsFormatNV12;
+  int scenes = 1;
+  int outputs = 1;  // Of each scene.
+  int filters = 0;  // Each draws the image once, turned.
+  int updates = 0;  // Images whose pixels are replaced in every frame.
 };
 
-constexpr unsigned int kImageSide = 64;  // Pixels of the image that every item draws.
+constexpr unsigned int kImageSide = 64;  // Pixels of an image, and of a filter.
 
-// The image: RGBA, its rows top first.
-std::vector<unsigned char> Image();
-// Where an item lands: turned, overlapping its neighbours, a fifth of the scene's height.
+// The image: RGBA, its rows top first. The pixels of an image that is updated change from frame to frame.
+std::vector<unsigned char> Image(unsigned int frame = 0);
+// How many images there are to update with: frame n shows number n modulo that.
+constexpr unsigned int kImageCount = 4;
+
+// Where an item lands in the first frame: turned, overlapping its neighbours, a fifth of the scene's height.
 gs_transform Placement(const Workload& workload, int item);
+// Where it is in a later frame: items turn and drift. The scenes of a workload are a frame apart from one another.
+gs_transform Moved(const gs_transform& placement, unsigned int frame);
+
+// What a filter draws.
+gs_transform FilterPlacement(unsigned int frame);
+
+// A plane of a frame, tightly packed.
+struct PlaneShape {
+  std::size_t row_size;  // Bytes.
+  std::size_t rows;
+};
+std::vector<PlaneShape> PlanesOf(const Workload& workload);
 
 // One way of making the frames of a workload.
 class FrameLoop {
@@ -30,15 +51,13 @@ class FrameLoop {
   virtual ~FrameLoop() = default;
   // Makes one frame and waits until its pixels are in memory.
   virtual void MakeFrame() = 0;
-  // A sum over the pixels of the latest frame: the two loops must agree.
-  virtual std::uint64_t Checksum() const = 0;
+  // The planes of the latest frame, the top row first, one behind the other, output after output, scene after scene.
+  virtual std::vector<unsigned char> Pixels() const = 0;
 };
 
+// Null where there is no OpenGL 3.2, or the workload is none for the loop; standard error says which.
 std::unique_ptr<FrameLoop> MakeEngineLoop(const Workload& workload);
-std::unique_ptr<FrameLoop> MakeBareLoop(const Workload& workload);
-
-// The bytes of a tightly packed plane, summed with their positions.
-std::uint64_t SumPlane(std::uint64_t sum, const unsigned char* data, unsigned int pitch, unsigned int row_size,
-                       unsigned int rows);
+std::unique_ptr<FrameLoop> MakeSamePassesLoop(const Workload& workload);
+std::unique_ptr<FrameLoop> MakeLeastLoop(const Workload& workload);
 
 #endif  // QUARN_BENCHMARKS_LOOPS_H_
