@@ -5,27 +5,17 @@
 #include <mutex>
 #include <stdexcept>
 
-#include "benchmarks/peers/scene.h"
+#include "benchmarks/peers/quarn_scene.h"
 
 namespace {
-
-GsFormat FormatOf(PictureFormat format) {
-  switch (format) {
-    case PictureFormat::kNv12: return kGsFormatNV12;
-    case PictureFormat::kI420: return kGsFormatI420;
-    default: return kGsFormatRGBA;
-  }
-}
 
 // A layer, where its path has it in the frame that `frame` counts.
 class Layer : public GsItem {
  public:
   Layer(const PictureScene& scene, unsigned int index, const std::uint64_t* frame, GsDevice* device)
       : GsItem(device),
-        canvas_(static_cast<float>(scene.width), static_cast<float>(scene.height)),
-        size_(static_cast<float>(scene.layer_width()), static_cast<float>(scene.layer_height())),
-        left_(scene.Left(index)),
-        top_(scene.Top(index)),
+        scene_(scene),
+        index_(index),
         pixels_(LayerRgba(scene, index)),
         image_(pixels_.data(), scene.layer_width() * 4, GsTexture::kTextureRGBA, scene.layer_width(),
                scene.layer_height(), device),
@@ -34,21 +24,19 @@ class Layer : public GsItem {
 
   void Draw() override {
     GsContext context(device_);
-    context.SetViewport(0, 0, static_cast<unsigned int>(canvas_.x), static_cast<unsigned int>(canvas_.y));
+    context.SetViewport(0, 0, scene_.width, scene_.height);
     if (!context.BindShader("rgba")) return;
     {
-      // From the canvas's middle to the layer's.
-      const gs_vec2 middle(static_cast<float>(left_.At(*frame_)) + 0.5f * (size_.x - canvas_.x),
-                           static_cast<float>(top_.At(*frame_)) + 0.5f * (size_.y - canvas_.y));
       GsTextureBinder binder(&image_);
-      context.DrawRect(gs_transform(middle, size_), canvas_);
+      context.DrawRect(PlacementOf(scene_, index_, *frame_),
+                       gs_vec2(static_cast<float>(scene_.width), static_cast<float>(scene_.height)));
     }
     context.UnbindShader();
   }
 
  private:
-  const gs_vec2 canvas_, size_;
-  const Path left_, top_;
+  const PictureScene scene_;
+  const unsigned int index_;
   const std::vector<unsigned char> pixels_;
   GsTexture image_;
   const std::uint64_t* const frame_;
@@ -58,7 +46,7 @@ class Layer : public GsItem {
 class Receiver : public GsOutputRaw {
  public:
   Receiver(GsScene* scene, const PictureScene& what, GsDevice* device)
-      : GsOutputRaw(scene, what.width, what.height, FormatOf(what.format), device), what_(what) {}
+      : GsOutputRaw(scene, what.width, what.height, FormatOf(what), device), what_(what) {}
 
   void OnFrame(const GsFrame& frame) override {
     std::lock_guard<std::mutex> lock(mutex_);
