@@ -47,14 +47,16 @@ int main(int argc, char** argv) {
   std::vector<std::string> formats = {"RGBA", "BGRA", "I420", "NV12"};
   int rounds = 15;
   double round_ms = 200;
-  app.add_option("--size", sizes, "Sizes of scene and output (160x90 1920x1080)")->type_name("WxH");
-  app.add_option("--items", items, "Numbers of layers (8 64)")->check(CLI::Range(1, 100000));
+  app.add_option("--size", sizes, "Sizes of scene and output (160x90 1920x1080)")->type_name("WxH")->delimiter(',');
+  app.add_option("--items", items, "Numbers of layers (8 64)")->check(CLI::Range(1, 100000))->delimiter(',');
   app.add_option("--format", formats, "Layouts (RGBA BGRA I420 NV12)")
-      ->check(CLI::IsMember({"RGBA", "BGRA", "I420", "NV12"}));
+      ->check(CLI::IsMember({"RGBA", "BGRA", "I420", "NV12"}))
+      ->delimiter(',');
   app.add_option("--rounds", rounds, "Rounds of each row (15)")->check(CLI::Range(1, 1000));
   app.add_option("--round-ms", round_ms, "Processor time of each loop in a round, in milliseconds (200)")
       ->check(CLI::Range(0.0, 60000.0));
   CLI11_PARSE(app, argc, argv);
+  KeepFreedMemory();
   qn_set_log_handle(&DropLog, nullptr);
   std::printf("| size      | items | format | engine us | same p.us |  least us | engine / same | / least  |\n");
   std::printf("|-----------|-------|--------|-----------|-----------|-----------|---------------|----------|\n");

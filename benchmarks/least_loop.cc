@@ -11,31 +11,13 @@
 //   engine does it.
 // - Programs, textures, targets and constants stay as they are from frame to frame.
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
 #include "benchmarks/bare_gl.h"
+#include "benchmarks/layer_gl.h"
 
 namespace {
-
-constexpr char kLayerVertices[] = R"(
-in vec2 a_pos;
-in vec2 a_tex_coord;
-out vec2 v_tex_coord;
-void main() {
-  gl_Position = vec4(a_pos, 0.0, 1.0);
-  v_tex_coord = a_tex_coord;
-}
-)";
-
-// SWIZZLE is defined in front.
-constexpr char kLayerPixels[] = R"(
-uniform sampler2D image;
-in vec2 v_tex_coord;
-out vec4 color;
-void main() { color = texture(image, v_tex_coord).SWIZZLE; }
-)";
 
 // One triangle over the viewport.
 constexpr char kPlaneVertices[] = R"(
@@ -70,25 +52,6 @@ void main() {
 }
 )";
 
-struct Vertex {
-  float x, y, u, v;
-};
-
-// The corners of a layer, in the arithmetic of the engine's vertex program, to the bit.
-void PlaceLayer(const gs_transform& placement, float width, float height, Vertex* corners) {
-  const float cosine = std::cos(-placement.rotation);
-  const float sine = std::sin(-placement.rotation);
-  const float ax = cosine * placement.size.x, bx = -sine * placement.size.y;
-  const float ay = sine * placement.size.x, by = cosine * placement.size.y;
-  const float places[4][2] = {{-0.5f, -0.5f}, {-0.5f, 0.5f}, {0.5f, 0.5f}, {0.5f, -0.5f}};
-  for (int i = 0; i < 4; ++i) {
-    const float x = places[i][0];
-    const float y = places[i][1];
-    corners[i] = {2.0f / width * (ax * x + bx * y + placement.pos.x),
-                  2.0f / height * (ay * x + by * y - placement.pos.y), x + 0.5f, y + 0.5f};
-  }
-}
-
 struct Output {
   Target packed;  // None where the canvas itself is read.
   GLuint pack_buffer = 0;
@@ -111,7 +74,9 @@ class LeastLoop : public FrameLoop {
     gl_.MakeCurrent();
     yuv_ = workload.format == kGsFormatNV12 || workload.format == kGsFormatI420;
     BuildPrograms();
-    BuildVertices();
+    BindLayerVertices();
+    // The filters' layer, then each scene's.
+    corners_.resize(4 * static_cast<std::size_t>((workload.filters > 0 ? 1 : 0) + workload.scenes * workload.items));
     image_ = MakeTexture(GL_RGBA, kImageSide, kImageSide, GL_LINEAR, FlippedImage(0).data());
     for (int i = 0; i < workload.filters; ++i) {
       filters_.push_back(MakeTarget(GL_RGBA, kImageSide, kImageSide, GL_LINEAR));
@@ -165,9 +130,8 @@ class LeastLoop : public FrameLoop {
 
  private:
   void BuildPrograms() {
-    const std::string swizzle = workload_.format == kGsFormatBGRA ? "#define SWIZZLE bgra\n" : "#define SWIZZLE rgba\n";
-    layer_ = LinkProgram(kLayerVertices, swizzle + kLayerPixels);
-    filter_ = LinkProgram(kLayerVertices, std::string("#define SWIZZLE rgba\n") + kLayerPixels);
+    layer_ = LinkLayerProgram(workload_.format == kGsFormatBGRA ? "bgra" : "rgba");
+    filter_ = LinkLayerProgram("rgba");
     if (!yuv_) return;
     const std::array<float, 12> rows = YuvRows();
     luma_ = LinkProgram(kPlaneVertices, kLumaPixels);
@@ -178,25 +142,6 @@ class LeastLoop : public FrameLoop {
     glUniform4fv(glGetUniformLocation(chroma_, "rows"), 2, rows.data() + 4);
     glUniform1f(glGetUniformLocation(chroma_, "first_row"), static_cast<float>(height_));
     glUniform2f(glGetUniformLocation(chroma_, "size"), static_cast<float>(width_ / 2), static_cast<float>(height_ / 2));
-  }
-
-  void BuildVertices() {
-    const GLuint indices[] = {0, 1, 3, 1, 2, 3};
-    GLuint index_buffer = 0;
-    glGenBuffers(1, &index_buffer);
-    glGenBuffers(1, &vertex_buffer_);
-    GLuint vertex_array = 0;
-    glGenVertexArrays(1, &vertex_array);
-    glBindVertexArray(vertex_array);
-    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, index_buffer);
-    glBufferData(GL_ELEMENT_ARRAY_BUFFER, sizeof(indices), indices, GL_STATIC_DRAW);
-    glBindBuffer(GL_ARRAY_BUFFER, vertex_buffer_);
-    glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, sizeof(Vertex), nullptr);
-    glEnableVertexAttribArray(0);
-    glVertexAttribPointer(1, 2, GL_FLOAT, GL_FALSE, sizeof(Vertex), reinterpret_cast<const void*>(8));
-    glEnableVertexAttribArray(1);
-    // The filters' layers, then each scene's.
-    corners_.resize(4 * static_cast<std::size_t>((workload_.filters > 0 ? 1 : 0) + workload_.scenes * workload_.items));
   }
 
   Scene MakeScene() const {
@@ -218,7 +163,7 @@ class LeastLoop : public FrameLoop {
   }
 
   void UploadCorners() {
-    Vertex* corners = corners_.data();
+    LayerVertex* corners = corners_.data();
     if (workload_.filters > 0) {
       PlaceLayer(FilterPlacement(frame_), kImageSide, kImageSide, corners);
       corners += 4;
@@ -232,7 +177,7 @@ class LeastLoop : public FrameLoop {
         corners += 4;
       }
     }
-    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(corners_.size() * sizeof(Vertex)), corners_.data(),
+    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(corners_.size() * sizeof(LayerVertex)), corners_.data(),
                  GL_STREAM_DRAW);
   }
 
@@ -333,13 +278,12 @@ class LeastLoop : public FrameLoop {
   GLuint filter_ = 0;
   GLuint luma_ = 0;
   GLuint chroma_ = 0;
-  GLuint vertex_buffer_ = 0;
   GLuint image_ = 0;
   std::vector<Target> filters_;
   std::vector<GLuint> sources_;  // What each item draws.
   std::vector<std::vector<unsigned char>> updates_;
   std::vector<gs_transform> placements_;
-  std::vector<Vertex> corners_;
+  std::vector<LayerVertex> corners_;
   std::vector<Scene> scenes_;
   unsigned int frame_ = 0;
 };

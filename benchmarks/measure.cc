@@ -1,6 +1,7 @@
 // Rounds of loops that take turns.
 #include "benchmarks/measure.h"
 
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -36,6 +37,12 @@ double ProcessCpuUs() {
   getrusage(RUSAGE_SELF, &usage);
   const auto us = [](const timeval& t) { return 1e6 * static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec); };
   return us(usage.ru_utime) + us(usage.ru_stime);
+}
+
+void KeepFreedMemory() {
+  constexpr int kKept = 256 << 20;
+  mallopt(M_TRIM_THRESHOLD, kKept);
+  mallopt(M_MMAP_THRESHOLD, kKept / 8);
 }
 
 double Median(std::vector<double> values) {

@@ -12,6 +12,11 @@ double ProcessCpuUs();
 
 double Median(std::vector<double> values);
 
+// Has the C library keep memory that is freed, as it does by itself in a host that has once freed a large picture.
+// Otherwise the small sizes pay for the driver's memory being handed back and fetched anew in every frame, or do not,
+// depending on what happens to lie on the heap behind it.
+void KeepFreedMemory();
+
 struct Costs {
   std::vector<double> us;      // The median of the rounds, for each of the steps.
   std::vector<double> ratios;  // The first step's cost beside each one's: the median over the rounds.
