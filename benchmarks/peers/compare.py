@@ -18,6 +18,10 @@ import tempfile
 
 PATIENCE = 600  # Seconds that a contestant may take for an answer.
 
+# Memory that is freed stays with the process. Otherwise the C library gives the driver's back and fetches it anew in
+# every frame, or does not, depending on what else lies on the heap: chance would decide between contestants.
+KEEP_FREED_MEMORY = {'MALLOC_TRIM_THRESHOLD_': str(256 << 20), 'MALLOC_MMAP_THRESHOLD_': str(32 << 20)}
+
 
 class Unable(Exception):
     """A contestant cannot do what it was told to, and says why."""
@@ -30,7 +34,7 @@ class Contestant:
         if not os.path.exists(path):
             raise Unable('not built: packages are missing')
         self.process = subprocess.Popen([path] + arguments, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        stderr=subprocess.DEVNULL, text=True)
+                                        stderr=subprocess.DEVNULL, bufsize=0, env={**os.environ, **KEEP_FREED_MEMORY})
         self.selector = selectors.DefaultSelector()
         self.selector.register(self.process.stdout, selectors.EVENT_READ)
         self.us = []  # Of one frame or block, a round.
@@ -38,12 +42,12 @@ class Contestant:
 
     def ask(self, command):
         try:
-            print(command, file=self.process.stdin, flush=True)
+            self.process.stdin.write(f'{command}\n'.encode())
         except BrokenPipeError:
             raise Unable('it has ended') from None
         if not self.selector.select(PATIENCE):
             raise Unable(f'no answer within {PATIENCE} s')
-        answer = self.process.stdout.readline().strip()
+        answer = self.process.stdout.readline().decode().strip()
         if not answer:
             raise Unable('it has ended')
         if answer.startswith('no '):
