@@ -190,7 +190,7 @@ class PictureRace(Race):
 
     def tolerance(self, name):
         # Rounding: of blending in YUV or RGB, of conversion before or after it. The bare loop makes the same bytes.
-        return (0, 0) if name == 'bare' else (4, 0.5)
+        return (0, 0) if name == 'bare' else (4, 1)
 
     def warm_up(self, running, scene):
         self.every(running, scene, lambda _: 'make 5')

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::uint64_t kRingBlocks = 4;  // 200 ms.
+constexpr std::uint64_t kRingBlocks = 2;
 
 FOR_THIS_PROCESSOR void Add(float* __restrict mix, const float* __restrict source) {
   for (unsigned int i = 0; i < kBlockFrames; ++i) {
