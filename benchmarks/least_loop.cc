@@ -65,8 +65,9 @@ struct Scene {
 
 class LeastLoop : public FrameLoop {
  public:
-  explicit LeastLoop(const Workload& workload)
+  LeastLoop(const Workload& workload, const Layers* layers)
       : workload_(workload),
+        layers_(layers ? *layers : Layers()),
         width_(static_cast<GLsizei>(workload.width)),
         height_(static_cast<GLsizei>(workload.height)) {
     if (!gl_.ok()) return;
@@ -83,6 +84,9 @@ class LeastLoop : public FrameLoop {
     }
     for (int i = 0; i < workload.updates; ++i) {
       sources_.push_back(MakeTexture(GL_RGBA, kImageSide, kImageSide, GL_LINEAR, nullptr));
+    }
+    for (int i = 0; layers && i < workload.items; ++i) {
+      sources_.push_back(MakeTexture(GL_RGBA, layers->width, layers->height, GL_NEAREST, layers->image(i).data()));
     }
     sources_.resize(static_cast<std::size_t>(std::max(workload.items, workload.filters + workload.updates)), image_);
     for (int i = 0; i < workload.items; ++i) placements_.push_back(Placement(workload, i));
@@ -165,8 +169,11 @@ class LeastLoop : public FrameLoop {
       corners += 4;
     }
     for (unsigned int i = 0; i < scenes_.size(); ++i) {
-      for (const gs_transform& placement : placements_) {
-        PlaceLayer(Moved(placement, frame_ + i), static_cast<float>(width_), static_cast<float>(height_), corners);
+      for (int item = 0; item < workload_.items; ++item) {
+        const gs_transform placement = layers_.placement
+                                           ? layers_.placement(item, frame_ + i)
+                                           : Moved(placements_[static_cast<std::size_t>(item)], frame_ + i);
+        PlaceLayer(placement, static_cast<float>(width_), static_cast<float>(height_), corners);
         corners += 4;
       }
     }
@@ -262,6 +269,7 @@ class LeastLoop : public FrameLoop {
   }
 
   const Workload workload_;
+  const Layers layers_;  // Without functions where they are the workload's own.
   const BareContext gl_;
   const GLsizei width_;
   const GLsizei height_;
@@ -280,17 +288,23 @@ class LeastLoop : public FrameLoop {
   unsigned int frame_ = 0;
 };
 
-}  // namespace
-
-std::unique_ptr<FrameLoop> MakeLeastLoop(const Workload& workload) {
+std::unique_ptr<FrameLoop> Make(const Workload& workload, const Layers* layers) {
   if (workload.width % 4 != 0 || workload.height % 2 != 0) {
     std::fprintf(stderr, "four pixels to a texel: the least loop wants a width of fours and an even height\n");
     return nullptr;
   }
-  auto loop = std::make_unique<LeastLoop>(workload);
+  auto loop = std::make_unique<LeastLoop>(workload, layers);
   if (!loop->ok()) {
     std::fprintf(stderr, "no OpenGL 3.2 here\n");
     return nullptr;
   }
   return loop;
+}
+
+}  // namespace
+
+std::unique_ptr<FrameLoop> MakeLeastLoop(const Workload& workload) { return Make(workload, nullptr); }
+
+std::unique_ptr<FrameLoop> MakeLeastLoop(const Workload& workload, const Layers& layers) {
+  return Make(workload, &layers);
 }

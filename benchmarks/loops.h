@@ -4,6 +4,7 @@
 #define QUARN_BENCHMARKS_LOOPS_H_
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -59,5 +60,15 @@ class FrameLoop {
 std::unique_ptr<FrameLoop> MakeEngineLoop(const Workload& workload);
 std::unique_ptr<FrameLoop> MakeSamePassesLoop(const Workload& workload);
 std::unique_ptr<FrameLoop> MakeLeastLoop(const Workload& workload);
+
+// Other layers for the least loop than a workload's: each with an image of its own, drawn unturned, unscaled and on
+// whole pixels, so that it need not be filtered.
+struct Layers {
+  unsigned int width;  // Pixels of each image.
+  unsigned int height;
+  std::function<std::vector<unsigned char>(int item)> image;  // RGBA, its rows bottom first.
+  std::function<gs_transform(int item, unsigned int frame)> placement;
+};
+std::unique_ptr<FrameLoop> MakeLeastLoop(const Workload& workload, const Layers& layers);
 
 #endif  // QUARN_BENCHMARKS_LOOPS_H_
