@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,6 +25,10 @@
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include <glm/glm.hpp>
+#include <glm/gtc/matrix_transform.hpp>
+#include <glm/gtc/type_ptr.hpp>
 
 #include <quarn/quarn.h>
 
@@ -92,6 +97,8 @@ namespace {
 constexpr unsigned int kWidth = 640;
 constexpr unsigned int kHeight = 360;
 constexpr unsigned int kImageSide = 64;
+constexpr float kItemWidth = 300;
+constexpr float kItemHeight = 200;
 
 std::vector<unsigned char> Image() {
   std::vector<unsigned char> pixels(std::size_t{kImageSide} * kImageSide * 4);
@@ -103,27 +110,45 @@ std::vector<unsigned char> Image() {
 // loaded and linked.
 struct Start {
   Time begin = Now();
-  Time device;   // The device is made: in the bare program, display, context and programs.
-  Time objects;  // Scene, item, texture and output are made.
-  Time first;    // The first frame is in memory.
-  Time second;   // The second.
+  Time device;            // The device is made: in the bare program, display, context and programs.
+  Time objects;           // Scene, item, texture and output are made.
+  Time first;             // The first frame is in memory.
+  Time second;            // The second.
+  std::uint64_t sum = 0;  // Over the bytes of the second, the top row first.
 };
+
+// Of rows of 4, 2 or 1 bytes a pixel, tightly packed.
+std::uint64_t SumRows(std::uint64_t sum, const unsigned char* rows, std::size_t pitch, std::size_t count,
+                      bool bottom_first) {
+  for (std::size_t y = 0; y < count; ++y) {
+    const unsigned char* const row = rows + pitch * (bottom_first ? count - 1 - y : y);
+    for (std::size_t x = 0; x < pitch; ++x) sum = sum * 31 + row[x];
+  }
+  return sum;
+}
 
 class CountingOutput : public GsOutputRaw {
  public:
   using GsOutputRaw::GsOutputRaw;
   ~CountingOutput() override { Stop(); }
-  void OnFrame(const GsFrame&) override {
+  void OnFrame(const GsFrame& frame) override {
     std::lock_guard<std::mutex> lock(mutex_);
     ++delivered_;
+    latest_ = frame;  // Its memory stays as it is until six more have come.
     changed_.notify_one();
   }
   void WaitFor(int count) {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return delivered_ >= count; });
   }
+  std::uint64_t Sum() const {
+    std::uint64_t sum = SumRows(0, latest_.data[0], latest_.linesize[0], kHeight, false);
+    if (latest_.data[1]) sum = SumRows(sum, latest_.data[1], latest_.linesize[1], kHeight / 2, false);
+    return sum;
+  }
 
  private:
+  GsFrame latest_ = {};
   std::mutex mutex_;
   std::condition_variable changed_;
   int delivered_ = 0;
@@ -137,7 +162,7 @@ class ImageItem : public GsItem {
     context.SetViewport(0, 0, kWidth, kHeight);
     if (!context.BindShader("rgba")) return;
     GsTextureBinder binder(image_);
-    context.DrawRect(gs_transform(gs_vec2(), gs_vec2(300, 200), 0.5f), gs_vec2(kWidth, kHeight));
+    context.DrawRect(gs_transform(gs_vec2(), gs_vec2(kItemWidth, kItemHeight)), gs_vec2(kWidth, kHeight));
     context.UnbindShader();
   }
 
@@ -170,6 +195,7 @@ Start StartEngine(GsFormat format) {
       output.WaitFor(frame);
       (frame == 1 ? start.first : start.second) = Now();
     }
+    start.sum = output.Sum();
     output.Stop();
     scene->RemoveItem(item);
   }
@@ -199,25 +225,73 @@ GLuint MakeTexture(GLenum format, GLsizei width, GLsizei height, const void* pix
   glGenTextures(1, &texture);
   glBindTexture(GL_TEXTURE_2D, texture);
   glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
   glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(format), width, height, 0, format, GL_UNSIGNED_BYTE, pixels);
   return texture;
 }
 
-// Draws a texture into another, and reads that when `out` says where to.
-void Pass(GLuint program, GLuint source, GLuint target, GLenum format, GLsizei width, GLsizei height, void* out) {
+struct Matrices {
+  glm::mat4 model, view, projection;
+};
+
+// Those of a rectangle in the middle of a target.
+Matrices MatricesOf(float width, float height, float target_width, float target_height) {
+  glm::mat4 model = glm::translate(glm::mat4(1.0f), glm::vec3(0, 0, 1));
+  model = glm::scale(model, glm::vec3(width, height, 1));
+  return {
+      model, glm::lookAt(glm::vec3(0, 0, 10), glm::vec3(0, 0, 9), glm::vec3(0, 1, 0)),
+      glm::ortho(-0.5f * target_width, 0.5f * target_width, -0.5f * target_height, 0.5f * target_height, 0.1f, 100.0f)};
+}
+
+// The rows of the conversion to limited-range BT.709: Y, U and V.
+glm::mat4 Conversion() {
+  const float kb = 0.0722f, kr = 0.2126f, kg = 1.0f - kb - kr;
+  const float y = 255.0f / 219.0f, c = 255.0f / 112.0f;
+  const glm::vec3 rows[] = {{y, 0.0f, c * (1.0f - kr)},
+                            {y, c * (kb - 1.0f) * kb / kg, c * (kr - 1.0f) * kr / kg},
+                            {y, c * (1.0f - kb), 0.0f}};
+  glm::mat4 matrix(1.0f);
+  for (int i = 0; i < 3; ++i) {
+    const float offset = -16.0f / 255.0f * rows[i].x - 128.0f / 255.0f * rows[i].y - 128.0f / 255.0f * rows[i].z;
+    matrix[i] = glm::vec4(rows[i], offset);
+  }
+  return glm::inverse(matrix);
+}
+
+void Upload(GLuint buffer, GLsizeiptr size, const void* data, GLuint point) {
+  glBindBuffer(GL_UNIFORM_BUFFER, buffer);
+  glBufferData(GL_UNIFORM_BUFFER, size, data, GL_STREAM_DRAW);
+  glBindBufferBase(GL_UNIFORM_BUFFER, point, buffer);
+}
+
+struct Pass {
+  GLuint program;
+  GLuint source;
+  GLuint target;
+  GLenum format;
+  GLsizei width;
+  GLsizei height;
+  Matrices matrices;
+};
+
+// Draws a texture into another, and reads that where `out` says where to.
+void Run(const Pass& pass, GLuint matrices, void* out) {
   GLuint frame_buffer = 0;
   glGenFramebuffers(1, &frame_buffer);
   glBindFramebuffer(GL_FRAMEBUFFER, frame_buffer);
-  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, target, 0);
-  glViewport(0, 0, width, height);
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, pass.target, 0);
+  glViewport(0, 0, pass.width, pass.height);
+  glClearColor(0, 0, 0, 1);
   glClear(GL_COLOR_BUFFER_BIT);
-  glBindTexture(GL_TEXTURE_2D, source);
-  glUseProgram(program);
-  glUniformBlockBinding(program, glGetUniformBlockIndex(program, "mvp"), 0);
-  const GLuint constants = glGetUniformBlockIndex(program, "u_buf0");
-  if (constants != GL_INVALID_INDEX) glUniformBlockBinding(program, constants, 0);
+  glBindTexture(GL_TEXTURE_2D, pass.source);
+  glUseProgram(pass.program);
+  glUniformBlockBinding(pass.program, glGetUniformBlockIndex(pass.program, "mvp"), 0);
+  const GLuint constants = glGetUniformBlockIndex(pass.program, "u_buf0");
+  if (constants != GL_INVALID_INDEX) glUniformBlockBinding(pass.program, constants, 1);
+  Upload(matrices, sizeof(pass.matrices), &pass.matrices, 0);
   glDrawElements(GL_TRIANGLES, 6, GL_UNSIGNED_INT, nullptr);
-  if (out) glReadPixels(0, 0, width, height, format, GL_UNSIGNED_BYTE, out);
+  if (out) glReadPixels(0, 0, pass.width, pass.height, pass.format, GL_UNSIGNED_BYTE, out);
   glDeleteFramebuffers(1, &frame_buffer);
 }
 
@@ -243,11 +317,9 @@ Start StartBare(GsFormat format) {
 
   const float vertices[] = {-0.5f, -0.5f, 0, 0, 0, -0.5f, 0.5f, 0, 0, 1, 0.5f, 0.5f, 0, 1, 1, 0.5f, -0.5f, 0, 1, 0};
   const GLuint indices[] = {0, 1, 3, 1, 2, 3};
-  const float matrices[48] = {2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 1, 0, 0, 0, 0, 1, 0, 0,
-                              0, 0, 1, 0, 0, 0, 0, 1, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  GLuint buffers[3];
+  GLuint buffers[4];
   GLuint vertex_array = 0;
-  glGenBuffers(3, buffers);
+  glGenBuffers(4, buffers);
   glGenVertexArrays(1, &vertex_array);
   glBindVertexArray(vertex_array);
   glBindBuffer(GL_ARRAY_BUFFER, buffers[0]);
@@ -258,27 +330,45 @@ Start StartBare(GsFormat format) {
   glEnableVertexAttribArray(0);
   glVertexAttribPointer(1, 2, GL_FLOAT, GL_FALSE, 20, reinterpret_cast<const void*>(12));
   glEnableVertexAttribArray(1);
-  glBindBuffer(GL_UNIFORM_BUFFER, buffers[2]);
-  glBufferData(GL_UNIFORM_BUFFER, sizeof(matrices), matrices, GL_STREAM_DRAW);
-  glBindBufferBase(GL_UNIFORM_BUFFER, 0, buffers[2]);
-  const GLuint image = MakeTexture(GL_RGBA, kImageSide, kImageSide, Image().data());
+  const std::vector<unsigned char> top_first = Image();
+  std::vector<unsigned char> rows(top_first.size());
+  constexpr std::ptrdiff_t kPitch = kImageSide * 4;
+  for (std::ptrdiff_t y = 0; y < kImageSide; ++y) {  // GL's first row is the bottom one.
+    std::copy_n(top_first.begin() + y * kPitch, kPitch, rows.end() - (y + 1) * kPitch);
+  }
+  const GLuint image = MakeTexture(GL_RGBA, kImageSide, kImageSide, rows.data());
   const GLuint canvas = MakeTexture(GL_RGBA, kWidth, kHeight, nullptr);
-  const GLuint planes[] = {MakeTexture(planar ? GL_RED : GL_RGBA, kWidth, kHeight, nullptr),
-                           planar ? MakeTexture(GL_RG, kWidth / 2, kHeight / 2, nullptr) : 0};
+  const Matrices whole = MatricesOf(kWidth, kHeight, kWidth, kHeight);
+  std::vector<Pass> planes;
+  const GLenum format_of_first = planar ? GL_RED : GL_RGBA;
+  planes.push_back({planar ? luma : rgba, canvas, MakeTexture(format_of_first, kWidth, kHeight, nullptr),
+                    format_of_first, kWidth, kHeight, whole});
+  if (planar) {
+    planes.push_back({chroma, canvas, MakeTexture(GL_RG, kWidth / 2, kHeight / 2, nullptr), GL_RG, kWidth / 2,
+                      kHeight / 2, MatricesOf(kWidth / 2, kHeight / 2, kWidth / 2, kHeight / 2)});
+  }
+  const Pass scene = {
+      rgba, image, canvas, GL_RGBA, kWidth, kHeight, MatricesOf(kItemWidth, kItemHeight, kWidth, kHeight)};
+  const glm::mat4 conversion = Conversion();
   std::vector<unsigned char> pixels(std::size_t{kWidth} * kHeight * 4);
+  const auto draw_plane = [&](const Pass& plane) {
+    // One row for Y, two for U and V.
+    if (planar) Upload(buffers[3], 2 * sizeof(glm::vec4), &conversion[plane.program == luma ? 0 : 1], 1);
+    Run(plane, buffers[2], pixels.data());
+  };
   start.objects = Now();
   for (Time* const end : {&start.first, &start.second}) {
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    Pass(rgba, image, canvas, GL_RGBA, kWidth, kHeight, nullptr);
+    Run(scene, buffers[2], nullptr);
     glDisable(GL_BLEND);
-    if (planar) {
-      Pass(luma, canvas, planes[0], GL_RED, kWidth, kHeight, pixels.data());
-      Pass(chroma, canvas, planes[1], GL_RG, kWidth / 2, kHeight / 2, pixels.data());
-    } else {
-      Pass(rgba, canvas, planes[0], GL_RGBA, kWidth, kHeight, pixels.data());
-    }
+    for (const Pass& plane : planes) draw_plane(plane);
     *end = Now();
+  }
+  for (const Pass& plane : planes) {
+    draw_plane(plane);
+    const std::size_t pitch = static_cast<std::size_t>(plane.width) * (planar ? (plane.format == GL_RG ? 2 : 1) : 4);
+    start.sum = SumRows(start.sum, pixels.data(), pitch, static_cast<std::size_t>(plane.height), true);
   }
   eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
   eglDestroyContext(display, context);
@@ -304,6 +394,7 @@ int Measure(const std::string& which, GsFormat format) {
   print("second", start.second - start.first);
   print("start", start.first - start.begin);
   print("linked", {static_cast<double>(programs_linked), 0});
+  print("picture", {static_cast<double>(start.sum % 1000000007), 0});  // Which a double has whole.
   return EXIT_SUCCESS;
 }
 
@@ -374,8 +465,14 @@ int main(int argc, char** argv) {
           const std::string cache_folder = folder + "/" + which + format;
           if (!std::strcmp(cache, "cold")) std::filesystem::remove_all(cache_folder);
           std::filesystem::create_directories(cache_folder);
+          // What a driver has not written when a process ends is missing for the next.
+          if (!std::strcmp(cache, "warm") && round == 0) RunProcess(which, format, cache, cache_folder);
           results[which].push_back(RunProcess(which, format, cache, cache_folder));
         }
+      }
+      if (results["engine"][0].at("picture").cpu_ms != results["bare"][0].at("picture").cpu_ms) {
+        std::fprintf(stderr, "the two make different pictures\n");
+        return EXIT_FAILURE;
       }
       for (const char* const which : {"engine", "bare"}) {
         const std::vector<Numbers>& all = results[which];
