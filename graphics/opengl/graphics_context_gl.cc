@@ -64,10 +64,34 @@ GraphicsContextGL::GraphicsContextGL() = default;
 GraphicsContextGL::~GraphicsContextGL() = default;
 
 void GraphicsContextGL::BuildShader() {
-  for (int row = 0; row < kGsGlslSrcCount; row += 3) CompileShader(glsl_src[row], glsl_src[row + 1], glsl_src[row + 2]);
+  untried_rows_.clear();
+  for (int row = 0; row < kGsGlslSrcCount; row += 3) {
+    if (!GetShader(glsl_src[row])) untried_rows_.push_back(row);
+  }
+}
+
+GraphicsShader* GraphicsContextGL::FindProgram(const std::string& name) {
+  if (GraphicsShader* const program = GetShader(name)) return program;
+  CompileBuiltIn(name);
+  return GetShader(name);
+}
+
+void GraphicsContextGL::CompileBuiltIn(const std::string& name) {
+  const auto place =
+      std::find_if(untried_rows_.begin(), untried_rows_.end(), [&](int row) { return name == glsl_src[row]; });
+  if (place == untried_rows_.end()) return;
+  const int row = *place;
+  CompileProgram(name, glsl_src[row + 1], glsl_src[row + 2]);
+  untried_rows_.erase(place);  // Behind it: what has found no memory is tried again.
 }
 
 bool GraphicsContextGL::CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source) {
+  CompileBuiltIn(name);  // It is the earlier one, if it can be built.
+  return CompileProgram(name, vertex_source, fragment_source);
+}
+
+bool GraphicsContextGL::CompileProgram(const std::string& name, const char* vertex_source,
+                                       const char* fragment_source) {
   const std::string prefix = kShaderPrefix;
   auto shader = std::make_unique<GraphicsShaderGL>(name);
   if (!shader->Init((prefix + vertex_source).c_str(), (prefix + fragment_source).c_str())) {
@@ -149,7 +173,7 @@ bool GraphicsContextGL::CanDraw(const char* operation) {
 bool GraphicsContextGL::BindShader(const char* name) {
   if (!name || !CanDraw("BindShader")) return false;
   lookup_name_ = name;
-  GraphicsShader* const shader = GetShader(lookup_name_);
+  GraphicsShader* const shader = FindProgram(lookup_name_);
   if (!shader || !shader->Bind()) return false;
   current_shader_ = static_cast<GraphicsShaderGL*>(shader);
   return true;

@@ -27,8 +27,11 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // Draws the unit quad with the current program. Sets no blending, viewport, framebuffer or texture: they are the
   // caller's.
   void DrawRect(const internal_transform& transform, const internal_vec2& target_size) override;
-  // Compiles the programs of glsl_src. A row that fails is left out and stops none of the others.
+  // Has the programs of glsl_src compiled, each when its name is first asked for. A row that fails is left out and
+  // stops none of the others.
   void BuildShader() override;
+  // Returns the program of that name, built by now, or null.
+  GraphicsShader* FindProgram(const std::string& name);
 
   // Compiles a program, its sources without a version line, and registers it under the name; a name that is taken keeps
   // its program. Returns false, with the compiler's message in the log, when the program cannot be built.
@@ -72,6 +75,11 @@ class GraphicsContextGL : public GraphicsContextImpl {
   void RemoveUboIndex(int index);
 
  private:
+  // CompileShader for a name that no built-in program may still take.
+  bool CompileProgram(const std::string& name, const char* vertex_source, const char* fragment_source);
+  // Compiles the built-in program of that name, if there is one that has not been tried.
+  void CompileBuiltIn(const std::string& name);
+
   GLuint vertex_buffer_ = 0;
   GLuint index_buffer_ = 0;
   GLuint mvp_buffer_ = 0;
@@ -80,6 +88,7 @@ class GraphicsContextGL : public GraphicsContextImpl {
   GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
   std::string lookup_name_;                 // What BindShader looks up; keeps its memory too.
+  std::vector<int> untried_rows_;           // Rows of glsl_src that nobody has asked for.
   std::atomic<bool> reported_not_current_{false};
   unsigned int max_texture_size_ = 0;
   unsigned int max_rectangle_size_ = 0;

@@ -36,7 +36,7 @@ class QUARN_EXPORT GsContext {
   // Ownership: `device` stays the caller's.
   explicit GsContext(GsDevice* device);
 
-  // Makes a program current.
+  // Makes a program current. A built-in one is compiled when it is first asked for.
   //
   // `name`: "rgba" (a texture as it is), "to_bgra", or one of GsDevice::AddShader.
   // Returns false when there is no such program; the current one then stays.

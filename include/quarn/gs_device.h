@@ -25,7 +25,7 @@ class QUARN_EXPORT GsDevice {
   // Where memory or a thread is missing there is none, the log says why, and the result is false.
   //
   // Thread: create and destroy the default device on one thread, before and after any other use.
-  // Blocks: while the driver makes the drawing context and compiles the built-in programs.
+  // Blocks: while the driver makes the drawing context.
   static bool CreateDefaultDevice(bool start);
   // Returns the default device, or null.
   //
@@ -55,7 +55,7 @@ class QUARN_EXPORT GsDevice {
   // Returns true when the engine exists at the end.
   //
   // Thread: any, before any other use of the device.
-  // Blocks: while the driver makes the drawing context and compiles the built-in programs.
+  // Blocks: while the driver makes the drawing context.
   virtual bool Init();
   // Sets the frame rate. A running loop takes it after the frame in hand; an output keeps the rate of its creation.
   //

@@ -1,6 +1,7 @@
 // The graphics classes with each of their allocations failing: nothing is thrown, what cannot be had answers neutrally,
 // the log has an error, and the device works afterwards.
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "tests/public/host.h"
@@ -55,7 +56,7 @@ TEST(NoMemoryDeviceTest, DeviceIsMadeOrNot) {
     EXPECT_TRUE(made || FailingAllocations::failed());
     EXPECT_EQ(host::log::Count(kQnLogError, "device create failed"), made ? 0 : 1);
   });
-  EXPECT_GT(failures, 20);
+  EXPECT_GT(failures, 8);
   GsDevice device;
   ASSERT_TRUE(device.Init());
   EXPECT_TRUE(host::DrivenDeviceWorks(&device));
@@ -69,10 +70,39 @@ TEST(NoMemoryDeviceTest, DefaultDeviceIsMadeAndStartedOrNot) {
     EXPECT_TRUE(made || FailingAllocations::failed());
     GsDevice::DestroyDefaultDevice();
   });
-  EXPECT_GT(failures, 20);
+  EXPECT_GT(failures, 8);
   ASSERT_TRUE(GsDevice::CreateDefaultDevice(true));
   EXPECT_TRUE(host::ThreadedDeviceWorks(GsDevice::DefaultDevice()));
   GsDevice::DestroyDefaultDevice();
+}
+
+TEST(NoMemoryDeviceTest, BuiltInProgramIsTriedAgain) {
+  struct Use {
+    GsDevice device;
+    bool bound = false;
+  };
+  const auto bind = [](void* argument) {
+    auto* const use = static_cast<Use*>(argument);
+    use->bound = GsContext(&use->device).BindShader("rgba");
+  };
+  const int failures = FailingAllocations::Run([&] {
+    std::optional<FailingAllocations::Pause> pause(std::in_place);
+    Use use;
+    ASSERT_TRUE(use.device.Init());
+    ASSERT_TRUE(use.device.InitThreadContext());
+    use.device.QueueTask(bind, &use);
+    host::log::Clear();
+    pause.reset();
+    use.device.DoTask();
+    pause.emplace();
+    EXPECT_EQ(use.bound, !FailingAllocations::failed());
+    EXPECT_EQ(host::log::CountContaining(kQnLogError, "no memory") > 0, FailingAllocations::failed());
+    use.device.QueueTask(bind, &use);
+    use.device.DoTask();
+    EXPECT_TRUE(use.bound);
+    use.device.UninitThreadContext();
+  });
+  EXPECT_GT(failures, 3);
 }
 
 TEST_F(NoMemoryGraphicsTest, ProgramIsMissing) {

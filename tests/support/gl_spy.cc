@@ -184,6 +184,10 @@ void __real_glGetProgramiv(GLuint program, GLenum name, GLint* value);
 void __wrap_glGetProgramiv(GLuint program, GLenum name, GLint* value);
 void __wrap_glGetProgramiv(GLuint program, GLenum name, GLint* value) {
   __real_glGetProgramiv(program, name, value);
+  if (faults().failed_links > 0 && name == GL_LINK_STATUS) {
+    --faults().failed_links;
+    *value = GL_FALSE;
+  }
   if (faults().empty_logs && name == GL_INFO_LOG_LENGTH) *value = 1;
 }
 

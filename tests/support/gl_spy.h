@@ -26,6 +26,7 @@ struct Faults {
   GLint rectangle_limit = 0;      // What GL_MAX_RECTANGLE_TEXTURE_SIZE is; 0: what it really is.
   bool incomplete = false;        // glCheckFramebufferStatus finds every framebuffer unsupported.
   bool empty_logs = false;        // Compiler and linker have nothing to say.
+  int failed_links = 0;           // So many of the next programs are not linked.
   std::deque<GLenum> errors;      // What glGetError answers next, one a call, before the real errors.
 };
 Faults& faults();

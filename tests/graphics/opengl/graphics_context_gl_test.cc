@@ -484,6 +484,49 @@ TEST_F(GraphicsContextGLTest, LimitsAreReadWhenItIsBuiltAndNotAskedAgain) {
   EXPECT_EQ(context()->max_rectangle_size(), 17u);
 }
 
+TEST_F(GraphicsContextGLTest, BuiltInProgramsAreCompiledWhenTheyAreFirstUsed) {
+  const int objects = gl_spy::LiveObjects();
+  int programs = 0;
+  for (int row = 0; row < kGsGlslSrcCount; row += 3) {
+    ASSERT_TRUE(context()->BindShader(glsl_src[row])) << glsl_src[row];
+    EXPECT_EQ(gl_spy::LiveObjects(), objects + ++programs) << glsl_src[row];
+    ASSERT_TRUE(context()->BindShader(glsl_src[row])) << glsl_src[row];
+    EXPECT_EQ(gl_spy::LiveObjects(), objects + programs) << glsl_src[row];
+  }
+  EXPECT_FALSE(context()->BindShader("to_rgba"));
+  EXPECT_EQ(gl_spy::LiveObjects(), objects + programs);
+}
+
+TEST_F(GraphicsContextGLTest, NamesOfBuiltInProgramsAreTakenBeforeTheyAreUsed) {
+  constexpr char kOnes[] = "out vec4 FragColor;\nvoid main() { FragColor = vec4(1.0); }\n";
+  ASSERT_TRUE(device()->AddShader("to_y", glsl_src[1], kOnes));
+  EXPECT_FALSE(device()->AddShader("to_u", glsl_src[1], "no program"));
+  EXPECT_EQ(TakeLog().size(), 2u);
+  for (const char* const name : {"to_y", "to_u"}) {
+    ASSERT_TRUE(context()->BindShader(name));
+    GLint program = 0;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &program);
+    EXPECT_NE(glGetUniformBlockIndex(static_cast<GLuint>(program), "u_buf0"), GL_INVALID_INDEX) << name;
+  }
+}
+
+TEST_F(GraphicsContextGLTest, ABuiltInProgramThatFailsSaysSoOnceAndLeavesItsNameToAHost) {
+  gl_spy::faults().failed_links = 1;
+  EXPECT_FALSE(context()->BindShader("to_bgra"));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: CreateProgram linked error", "E: The program \"to_bgra\" could not be built"));
+  EXPECT_FALSE(context()->BindShader("to_bgra"));
+  EXPECT_THAT(TakeLog(), IsEmpty());
+  EXPECT_TRUE(context()->BindShader("to_y")) << "the others are not stopped";
+  ASSERT_TRUE(device()->AddShader("to_bgra", glsl_src[1], glsl_src[kGsGlslRgba + 2]));
+  EXPECT_TRUE(context()->BindShader("to_bgra"));
+
+  // When it is a host's program of its name that has it tried.
+  gl_spy::faults().failed_links = 1;
+  ASSERT_TRUE(device()->AddShader("to_v", glsl_src[1], glsl_src[kGsGlslRgba + 2]));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: CreateProgram linked error", "E: The program \"to_v\" could not be built"));
+  EXPECT_TRUE(context()->BindShader("to_v"));
+}
+
 TEST_F(GraphicsContextGLTest, BuildingTheProgramsAgainKeepsTheFirstOnes) {
   ASSERT_TRUE(context()->BindShader("rgba"));
   GLint before = 0;

@@ -292,6 +292,11 @@ TEST_F(GraphicsContextCGLTest, DrawingOutOfTimeLeavesTheHostsContextAlone) {
     target.ReleaseReadFrameBuffer();
     return bound;
   };
+  {
+    const test::CurrentContext current(context());
+    ASSERT_TRUE(context()->BindShader("rgba"));  // So that it is there when objects are counted.
+    context()->UnbindShader();
+  }
   const int drawn = gl_spy::Draws();
   const int alive = gl_spy::LiveObjects();
   {
