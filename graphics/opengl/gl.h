@@ -1,4 +1,5 @@
-// The OpenGL core interface, linked directly. The engine keeps to what version 3.2 has.
+// The OpenGL core interface, linked directly. The engine needs version 3.2; what it uses of
+// later ones it asks for first (GraphicsContextGL::ReadLimits), and does without where it is missing.
 #ifndef QUARN_GRAPHICS_OPENGL_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GL_H_
 

@@ -22,6 +22,7 @@ GraphicsConstantBufferGL::~GraphicsConstantBufferGL() {
 void GraphicsConstantBufferGL::Delete() {
   if (buffer_) glDeleteBuffers(1, &buffer_);
   buffer_ = 0;
+  uploaded_ = false;
 }
 
 bool GraphicsConstantBufferGL::Init() {
@@ -32,9 +33,9 @@ bool GraphicsConstantBufferGL::Init() {
 bool GraphicsConstantBufferGL::Create() {
   Delete();
   glGenBuffers(1, &buffer_);
-  if (!buffer_) return false;
-  Upload();
-  return true;
+  uploaded_ = buffer_ != 0;
+  if (uploaded_) Upload();
+  return uploaded_;
 }
 
 void GraphicsConstantBufferGL::Upload() {
@@ -46,8 +47,11 @@ void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
   if (!data) return;
   // The copy stands under the lock as well, so that two updates at once do not mix.
   GLScope gl(context());
-  std::memcpy(shadow_.get(), data, std::min(size, size_));
-  if (gl.ok() && buffer_) Upload();
+  const std::size_t changed = std::min(size, size_);
+  if (uploaded_ && std::memcmp(shadow_.get(), data, changed) == 0) return;
+  std::memcpy(shadow_.get(), data, changed);
+  uploaded_ = gl.ok() && buffer_;
+  if (uploaded_) Upload();
 }
 
 bool GraphicsConstantBufferGL::Bind(int slot) {

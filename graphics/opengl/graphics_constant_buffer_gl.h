@@ -34,6 +34,7 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
   std::unique_ptr<unsigned char[]> shadow_;  // The bytes, of which the GL buffer has a copy.
   unsigned int size_;
   GLuint buffer_ = 0;
+  bool uploaded_ = false;  // Whether the GL buffer has the shadow's bytes.
   int binding_ = -1;
 };
 

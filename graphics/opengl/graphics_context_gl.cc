@@ -2,6 +2,7 @@
 #include "graphics/opengl/graphics_context_gl.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -14,7 +15,10 @@
 #include "foundation/logger.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/gl_error.h"
+#include "graphics/opengl/gl_version.h"
 #include "graphics/opengl/graphics_shader_gl.h"
+#include "graphics/opengl/packed_planes.h"
+#include "graphics/opengl/scoped_binding.h"
 
 namespace {
 
@@ -40,6 +44,9 @@ constexpr GLsizeiptr kDefaultUniformSize = 256;
 
 constexpr GLuint kMvpBindingPoint = 0;
 
+// A texture of fewer texels costs less to filter than a driver spends on another sampler.
+constexpr float kMinTexels = 64 * 64;
+
 void UploadUniforms(GLuint buffer, GLsizeiptr size, const void* data) {
   glBindBuffer(GL_UNIFORM_BUFFER, buffer);
   glBufferData(GL_UNIFORM_BUFFER, size, data, GL_STREAM_DRAW);
@@ -52,6 +59,17 @@ unsigned int Limit(GLenum name) {
   return static_cast<unsigned int>(value);
 }
 
+int RowOf(const char* vertex_source, const char* fragment_source) {
+  for (int row = 0; row < kGsGlslSrcCount; row += 3) {
+    if (std::strcmp(vertex_source, glsl_src[row + 1]) == 0 && std::strcmp(fragment_source, glsl_src[row + 2]) == 0) {
+      return row;
+    }
+  }
+  return -1;
+}
+
+bool IsWhole(float value) { return value == std::floor(value); }
+
 void DeleteBuffer(GLuint* buffer) {
   if (*buffer) glDeleteBuffers(1, buffer);
   *buffer = 0;
@@ -59,7 +77,7 @@ void DeleteBuffer(GLuint* buffer) {
 
 }  // namespace
 
-GraphicsContextGL::GraphicsContextGL() = default;
+GraphicsContextGL::GraphicsContextGL() : plane_programs_(std::make_unique<PlanePrograms>()) {}
 
 GraphicsContextGL::~GraphicsContextGL() = default;
 
@@ -76,9 +94,12 @@ GraphicsShader* GraphicsContextGL::FindProgram(const std::string& name) {
   return GetShader(name);
 }
 
+std::vector<int>::const_iterator GraphicsContextGL::FindUntried(const std::string& name) const {
+  return std::find_if(untried_rows_.begin(), untried_rows_.end(), [&](int row) { return name == glsl_src[row]; });
+}
+
 void GraphicsContextGL::CompileBuiltIn(const std::string& name) {
-  const auto place =
-      std::find_if(untried_rows_.begin(), untried_rows_.end(), [&](int row) { return name == glsl_src[row]; });
+  const auto place = FindUntried(name);
   if (place == untried_rows_.end()) return;
   const int row = *place;
   CompileProgram(name, glsl_src[row + 1], glsl_src[row + 2]);
@@ -98,13 +119,27 @@ bool GraphicsContextGL::CompileProgram(const std::string& name, const char* vert
     Logger::default_logger()->Error("The program \"%s\" could not be built", name.c_str());
     return false;
   }
+  shader->set_built_in_row(RowOf(vertex_source, fragment_source));
   AddShader(name, shader.release());
   return true;
+}
+
+const char* GraphicsContextGL::BuiltInName(const char* name) {
+  lookup_name_ = name;
+  int row = -1;
+  if (const GraphicsShader* const program = GetShader(lookup_name_)) {
+    row = static_cast<const GraphicsShaderGL*>(program)->built_in_row();
+  } else if (const auto untried = FindUntried(lookup_name_); untried != untried_rows_.end()) {
+    row = *untried;  // It need not be compiled for that.
+  }
+  return row < 0 ? nullptr : glsl_src[row];
 }
 
 void GraphicsContextGL::ReadLimits() {
   max_texture_size_ = Limit(GL_MAX_TEXTURE_SIZE);
   max_rectangle_size_ = Limit(GL_MAX_RECTANGLE_TEXTURE_SIZE);
+  has_samplers_ = HasGL(33, "GL_ARB_sampler_objects");
+  has_lasting_maps_ = HasGL(44, "GL_ARB_buffer_storage");
 }
 
 void GraphicsContextGL::BuildVertexAttrBuffer() {
@@ -121,6 +156,7 @@ void GraphicsContextGL::BuildVertexAttrBuffer() {
   const glm::mat4 identities[] = {glm::mat4(1.0f), glm::mat4(1.0f), glm::mat4(1.0f)};
   glGenBuffers(1, &mvp_buffer_);
   UploadUniforms(mvp_buffer_, kMvpSize, identities);
+  matrices_.Build(has_lasting_maps_);
 
   const unsigned char zeros[kDefaultUniformSize] = {};
   glGenBuffers(1, &default_uniform_buffer_);
@@ -142,6 +178,13 @@ void GraphicsContextGL::BuildVertexAttrBuffer() {
   glEnableVertexAttribArray(GraphicsShaderGL::kTexCoordLocation);
   CheckGLError(__FILE__, __LINE__);
   glBindVertexArray(0);
+
+  if (!has_samplers_) return;
+  glGenSamplers(1, &texel_sampler_);
+  glSamplerParameteri(texel_sampler_, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+  glSamplerParameteri(texel_sampler_, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+  glSamplerParameteri(texel_sampler_, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+  glSamplerParameteri(texel_sampler_, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
 }
 
 void GraphicsContextGL::ReleaseVertexAttrBuffer() {
@@ -150,12 +193,18 @@ void GraphicsContextGL::ReleaseVertexAttrBuffer() {
   DeleteBuffer(&vertex_buffer_);
   DeleteBuffer(&index_buffer_);
   DeleteBuffer(&mvp_buffer_);
+  *plane_programs_ = PlanePrograms();
+  matrices_.Release();
   DeleteBuffer(&default_uniform_buffer_);
+  if (texel_sampler_) glDeleteSamplers(1, &texel_sampler_);
+  texel_sampler_ = 0;
 }
 
 void GraphicsContextGL::ForgetObjects() {
   WalkShaders([](GraphicsShader* shader) { static_cast<GraphicsShaderGL*>(shader)->Forget(); });
-  vertex_array_ = vertex_buffer_ = index_buffer_ = mvp_buffer_ = default_uniform_buffer_ = 0;
+  vertex_array_ = vertex_buffer_ = index_buffer_ = mvp_buffer_ = default_uniform_buffer_ = texel_sampler_ = 0;
+  matrices_.Forget();
+  plane_programs_->Forget();
 }
 
 bool GraphicsContextGL::CanDraw(const char* operation) {
@@ -176,12 +225,13 @@ bool GraphicsContextGL::BindShader(const char* name) {
   GraphicsShader* const shader = FindProgram(lookup_name_);
   if (!shader || !shader->Bind()) return false;
   current_shader_ = static_cast<GraphicsShaderGL*>(shader);
+  bindings_.ReplaceProgram();
   return true;
 }
 
 void GraphicsContextGL::UnbindShader() {
   if (!CanDraw("UnbindShader")) return;
-  glUseProgram(0);
+  bindings_.UnbindProgram();
   current_shader_ = nullptr;
 }
 
@@ -194,10 +244,22 @@ void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int
 void GraphicsContextGL::DrawRect(const internal_transform& transform, const internal_vec2& target_size) {
   if (!CanDraw("DrawRect") || !vertex_buffer_ || !index_buffer_ || !current_shader_) return;
   const GraphicsShaderGL::Bindings& bindings = current_shader_->bindings();
-  const GLuint program = current_shader_->program();
-
   for (int i = 0; i < bindings.texture_count; ++i) glUniform1i(bindings.textures[i], i);
+  bindings_.GiveBackTextures();
+  BindMatrices(transform, target_size);
+  BindConstants();
+  const ScopedSampler sampler(ShowsTexelsAsPixels(transform, target_size) ? texel_sampler_ : 0);
 
+  CheckGLError(__FILE__, __LINE__);
+  glBindVertexArray(vertex_array_);
+  CheckGLError(__FILE__, __LINE__);
+  glDrawElements(GL_TRIANGLES, kIndexCount, GL_UNSIGNED_INT, nullptr);
+  CheckGLError(__FILE__, __LINE__);
+  glBindVertexArray(0);
+  CheckGLError(__FILE__, __LINE__);
+}
+
+void GraphicsContextGL::BindMatrices(const internal_transform& transform, const internal_vec2& target_size) {
   // A host counts pixels downwards, and GL upwards. Kept: C22.
   glm::mat4 model = glm::translate(glm::mat4(1.0f), glm::vec3(transform.pos.x, -transform.pos.y, 1.0f));
   model = glm::rotate(model, -transform.rotation, glm::vec3(0.0f, 0.0f, 1.0f));
@@ -211,28 +273,53 @@ void GraphicsContextGL::DrawRect(const internal_transform& transform, const inte
   std::memcpy(mvp, glm::value_ptr(model), kMatrixSize);
   std::memcpy(mvp + 16, glm::value_ptr(view), kMatrixSize);
   std::memcpy(mvp + 32, glm::value_ptr(projection), kMatrixSize);
+
+  const GLuint block = current_shader_->bindings().mvp_block;
+  if (block == GL_INVALID_INDEX) return;
+  glUniformBlockBinding(current_shader_->program(), block, kMvpBindingPoint);
+  if (matrices_.Bind(kMvpBindingPoint, mvp, kMvpSize)) return;
   UploadUniforms(mvp_buffer_, kMvpSize, mvp);
+  glBindBufferRange(GL_UNIFORM_BUFFER, kMvpBindingPoint, mvp_buffer_, 0, kMvpSize);
+}
 
-  if (bindings.mvp_block != GL_INVALID_INDEX) {
-    glUniformBlockBinding(program, bindings.mvp_block, kMvpBindingPoint);
-    glBindBufferRange(GL_UNIFORM_BUFFER, kMvpBindingPoint, mvp_buffer_, 0, kMvpSize);
-  }
-
+void GraphicsContextGL::BindConstants() {
+  const GraphicsShaderGL::Bindings& bindings = current_shader_->bindings();
   for (int i = 0; i < bindings.buffer_count; ++i) {
     const int point = i + 1;
     if (!std::binary_search(bound_uniform_indices_.begin(), bound_uniform_indices_.end(), point)) {
       glBindBufferRange(GL_UNIFORM_BUFFER, static_cast<GLuint>(point), default_uniform_buffer_, 0, kDefaultUniformSize);
     }
-    glUniformBlockBinding(program, bindings.buffer_blocks[i], static_cast<GLuint>(point));
+    glUniformBlockBinding(current_shader_->program(), bindings.buffer_blocks[i], static_cast<GLuint>(point));
   }
+}
 
-  CheckGLError(__FILE__, __LINE__);
+bool GraphicsContextGL::ShowsTexelsAsPixels(const internal_transform& transform,
+                                            const internal_vec2& target_size) const {
+  // A host's own program may read beside the texel.
+  if (!texel_sampler_ || current_shader_->built_in_row() < 0) return false;
+  const DrawBindings::Texture& texture = bindings_.bound(0);
+  if (texture.target != GL_TEXTURE_2D || transform.rotation != 0.0f) return false;
+  const auto width = static_cast<float>(texture.width);
+  const auto height = static_cast<float>(texture.height);
+  if (width * height < kMinTexels || transform.size.x != width || transform.size.y != height) return false;
+  if (!IsWhole(0.5f * (target_size.x - width) + transform.pos.x)) return false;
+  if (!IsWhole(0.5f * (target_size.y - height) - transform.pos.y)) return false;
+  // What GL has, for a host's own GL may have changed it.
+  GLint viewport[4], active = 0, name = 0, sampler = 0;
+  glGetIntegerv(GL_VIEWPORT, viewport);
+  if (static_cast<float>(viewport[2]) != target_size.x || static_cast<float>(viewport[3]) != target_size.y)
+    return false;
+  glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
+  glGetIntegerv(GL_TEXTURE_BINDING_2D, &name);
+  glGetIntegerv(GL_SAMPLER_BINDING, &sampler);
+  return active == GL_TEXTURE0 && static_cast<GLuint>(name) == texture.name && sampler == 0;
+}
+
+void GraphicsContextGL::DrawViewPort() {
   glBindVertexArray(vertex_array_);
-  CheckGLError(__FILE__, __LINE__);
-  glDrawElements(GL_TRIANGLES, kIndexCount, GL_UNSIGNED_INT, nullptr);
+  glDrawArrays(GL_TRIANGLES, 0, 3);
   CheckGLError(__FILE__, __LINE__);
   glBindVertexArray(0);
-  CheckGLError(__FILE__, __LINE__);
 }
 
 void GraphicsContextGL::AddUboIndex(int index) {

@@ -7,13 +7,17 @@
 #define QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "graphics/graphics_context_impl.h"
+#include "graphics/opengl/draw_bindings.h"
 #include "graphics/opengl/gl.h"
+#include "graphics/opengl/uniform_ring.h"
 
 class GraphicsShaderGL;
+class PlanePrograms;
 
 class GraphicsContextGL : public GraphicsContextImpl {
  public:
@@ -37,6 +41,10 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // its program. Returns false, with the compiler's message in the log, when the program cannot be built.
   bool CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source);
 
+  // The name by which glsl_src has the program of that name, by whomever it was built; null for a host's own, and where
+  // there is none of that name.
+  const char* BuiltInName(const char* name);
+
   // What BindContext answers.
   enum BindResult : int {
     kBindFailed = -1,
@@ -57,7 +65,7 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // Whether an operation that a host may call at any time may do its work now. The first that may not is logged.
   bool CanDraw(const char* operation);
 
-  // Asks GL for the limits below, once, when the context is built.
+  // Asks GL for the limits below, and what it has beyond version 3.2, once, when the context is built.
   void ReadLimits();
   // The longest side of a texture in pixels; 0 in a context that was not built.
   unsigned int max_texture_size() const { return max_texture_size_; }
@@ -70,21 +78,39 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // Lets go of the programs and the shared objects without a GL call: they die with the native context.
   void ForgetObjects();
 
+  // Draws over the viewport with the program in use, whose vertex source makes a triangle of the vertices 0, 1 and 2.
+  void DrawViewPort();
+  // The programs of packed planes.
+  PlanePrograms& plane_programs() { return *plane_programs_; }
+
+  // What drawing has bound.
+  DrawBindings& bindings() { return bindings_; }
+
   // Claims and gives back a uniform buffer binding point: one that nobody claims reads zeros.
   void AddUboIndex(int index);
   void RemoveUboIndex(int index);
 
  private:
+  // The steps of DrawRect.
+  void BindMatrices(const internal_transform& transform, const internal_vec2& target_size);
+  void BindConstants();
+  // Whether the rectangle shows each texel of the program's texture in one pixel.
+  bool ShowsTexelsAsPixels(const internal_transform& transform, const internal_vec2& target_size) const;
   // CompileShader for a name that no built-in program may still take.
   bool CompileProgram(const std::string& name, const char* vertex_source, const char* fragment_source);
+  std::vector<int>::const_iterator FindUntried(const std::string& name) const;
   // Compiles the built-in program of that name, if there is one that has not been tried.
   void CompileBuiltIn(const std::string& name);
 
   GLuint vertex_buffer_ = 0;
   GLuint index_buffer_ = 0;
-  GLuint mvp_buffer_ = 0;
+  GLuint mvp_buffer_ = 0;  // The matrices of the latest rectangle, where the ring has no place for them.
+  UniformRing matrices_;
   GLuint vertex_array_ = 0;
   GLuint default_uniform_buffer_ = 0;
+  GLuint texel_sampler_ = 0;  // Reads the nearest texel; 0 where GL has no samplers.
+  DrawBindings bindings_;
+  const std::unique_ptr<PlanePrograms> plane_programs_;
   GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
   std::string lookup_name_;                 // What BindShader looks up; keeps its memory too.
@@ -92,6 +118,8 @@ class GraphicsContextGL : public GraphicsContextImpl {
   std::atomic<bool> reported_not_current_{false};
   unsigned int max_texture_size_ = 0;
   unsigned int max_rectangle_size_ = 0;
+  bool has_samplers_ = false;
+  bool has_lasting_maps_ = false;  // Whether buffers can stay mapped.
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_CONTEXT_GL_H_

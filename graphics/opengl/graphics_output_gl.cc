@@ -13,6 +13,7 @@
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
 #include "graphics/opengl/graphics_pack_buffer_gl.h"
 #include "graphics/opengl/graphics_texture_gl.h"
+#include "graphics/opengl/packed_planes.h"
 #include "graphics/opengl/pixel_store.h"
 #include "graphics/opengl/render_pass.h"
 
@@ -66,6 +67,8 @@ GraphicsOutputGL::Planes GraphicsOutputGL::PlanesOf(OutputFormat format) const {
 
 void GraphicsOutputGL::CreateResources(OutputFormat format) {
   const Planes planes = PlanesOf(format);
+  packed_planes_.reset();
+  packing_failed_ = false;
   for (int i = 0; i < planes.count; ++i) {
     const Plane& plane = planes.plane[i];
     textures_[i].reset();
@@ -141,6 +144,7 @@ void GraphicsOutputGL::Output(unsigned long long timestamp, int count) {
   if (!bind.ok()) return;
   ConvertFormat(static_cast<GraphicsTextureGL*>(texture), format);
   ReadPixel(format);
+  direct_source_ = nullptr;  // The scene may be gone before the next frame.
   OutputRawPixel(format, timestamp, count);
 }
 
@@ -176,14 +180,51 @@ void GraphicsOutputGL::DrawPlane(int index, const PixelFormatGL::Plane& plane, G
   context()->UnbindShader();
 }
 
+bool GraphicsOutputGL::DrawPacked(const Planes& planes, GraphicsTextureGL* source, const float* matrix) {
+  if (packing_failed_ || !PackedPlanes::Fits(planes.count, width_, height_)) return false;
+  if (source->width() != width_ || source->height() != height_ || !source->readable()) return false;
+  if (!RenderPass::DrawsWhole()) return false;
+  for (int i = 0; i < planes.count; ++i) {
+    const char* const program = planes.plane[i].drawn.program;
+    const char* const built_in = context()->BuiltInName(program);
+    if (!built_in || std::strcmp(built_in, program) != 0) return false;
+  }
+  if (!packed_planes_) {
+    packed_planes_ = std::make_unique<PackedPlanes>(context(), planes.count, width_, height_);
+    packing_failed_ = !packed_planes_->Init();
+  }
+  if (packing_failed_ || !packed_planes_->Draw(source, matrix)) return false;
+  // As after the other passes, which have constants, the first slot is nobody's.
+  if (constant_buffer_->Bind(0)) constant_buffer_->Unbind();
+  return true;
+}
+
+GLenum GraphicsOutputGL::DirectFormat(const Planes& planes, GraphicsTextureGL* source) {
+  if (planes.count != 1 || source->width() != width_ || source->height() != height_ || !source->readable()) return 0;
+  if (!RenderPass::DrawsWhole()) return 0;
+  const char* const built_in = context()->BuiltInName(planes.plane[0].drawn.program);
+  if (!built_in) return 0;
+  if (std::strcmp(built_in, "rgba") == 0) return GL_RGBA;
+  return std::strcmp(built_in, "to_bgra") == 0 ? GL_BGRA : 0;
+}
+
 void GraphicsOutputGL::ConvertFormat(GraphicsTextureGL* source, OutputFormat format) {
+  direct_source_ = nullptr;
+  packed_ = false;
   if (!context()) return;
   ScopedBind bind(context());
   const Planes planes = PlanesOf(format);
   if (!bind.ok() || !HasResources(planes)) return;
+  direct_format_ = DirectFormat(planes, source);
+  if (direct_format_ != 0) {
+    direct_source_ = source;
+    return;
+  }
   // The matrix of the context, YUV to RGB in rows, is read as columns; so the columns of the inverse are the rows of
   // the way back: Y, U and V.
   const glm::mat4 inverse = glm::inverse(glm::make_mat4(context()->matrix_limit()));
+  packed_ = DrawPacked(planes, source, glm::value_ptr(inverse));
+  if (packed_) return;
   const internal_vec2 size = FitSize(source->width(), source->height(), width_, height_);
   for (int i = 0; i < planes.count; ++i) {
     const PixelFormat::Plane& shape = planes.plane[i].shape;
@@ -202,16 +243,24 @@ void GraphicsOutputGL::ReadPixel(OutputFormat format) {
   glFlush();
   ScopedPack pack;
   for (int i = 0; i < planes.count; ++i) {
-    const Plane& plane = planes.plane[i];
-    textures_[i]->BindReadFrameBuffer();
+    const Readback from = ReadbackOf(planes, i);
+    from.target->BindReadFrameBuffer();
     if (pack_buffers_[i]->Bind()) {
-      glReadPixels(0, 0, static_cast<GLsizei>(plane.width), static_cast<GLsizei>(plane.height), plane.read_format,
-                   GL_UNSIGNED_BYTE, nullptr);
+      glReadPixels(static_cast<GLint>(from.x), static_cast<GLint>(from.y), static_cast<GLsizei>(from.width),
+                   static_cast<GLsizei>(from.height), from.format, GL_UNSIGNED_BYTE, nullptr);
       CheckGLError(__FILE__, __LINE__);
       pack_buffers_[i]->Unbind();
     }
-    textures_[i]->ReleaseReadFrameBuffer();
+    from.target->ReleaseReadFrameBuffer();
   }
+}
+
+GraphicsOutputGL::Readback GraphicsOutputGL::ReadbackOf(const Planes& planes, int index) {
+  const Plane& plane = planes.plane[index];
+  if (direct_source_) return {direct_source_, 0, 0, plane.width, plane.height, direct_format_};
+  if (!packed_) return {textures_[index].get(), 0, 0, plane.width, plane.height, plane.read_format};
+  const PackedPlanes::Part& part = packed_planes_->part(index);
+  return {packed_planes_->target(), part.x, part.y, part.width, part.height, GL_RGBA};
 }
 
 void GraphicsOutputGL::OutputRawPixel(OutputFormat format, unsigned long long timestamp, int count) {

@@ -15,6 +15,7 @@
 class GraphicsConstantBufferGL;
 class GraphicsPackBufferGL;
 class GraphicsTextureGL;
+class PackedPlanes;
 
 class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
  public:
@@ -49,6 +50,15 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
     Plane plane[PixelFormat::kMaxPlanes];
     bool need_constants = false;
   };
+  // What a plane is read back from.
+  struct Readback {
+    GraphicsTextureGL* target;
+    std::uint32_t x;  // Texels.
+    std::uint32_t y;
+    std::uint32_t width;
+    std::uint32_t height;
+    GLenum format;
+  };
 
   // No planes for a format that is not raw.
   Planes PlanesOf(OutputFormat format) const;
@@ -58,12 +68,25 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
   // Draws the source, `draw_size` large, into the middle of a plane's target; `matrix` has the constants of all planes.
   void DrawPlane(int index, const PixelFormatGL::Plane& plane, GraphicsTextureGL* source,
                  const internal_vec2& draw_size, const float* matrix);
+  // Draws the planes four bytes to a texel. Returns false, with nothing drawn, where that would not make the bytes that
+  // a pass for each plane makes: the source is of another size, or a program is not the built-in one; and where it
+  // cannot be done.
+  bool DrawPacked(const Planes& planes, GraphicsTextureGL* source, const float* matrix);
+  // As what the source itself can be read back, where a pass would only copy each of its texels; 0 where it cannot.
+  GLenum DirectFormat(const Planes& planes, GraphicsTextureGL* source);
+  Readback ReadbackOf(const Planes& planes, int index);
   void DeliverTexture(GraphicsTexture* texture, unsigned long long timestamp);
 
   std::unique_ptr<GraphicsTextureGL> textures_[kSlots];
   std::unique_ptr<GraphicsPackBufferGL> pack_buffers_[kSlots];
   std::unique_ptr<GraphicsConstantBufferGL> constant_buffer_;
-  bool reported_incomplete_ = false;  // So that missing resources are logged once an attach.
+  // Where ConvertFormat has left the planes, if not in their targets.
+  GraphicsTextureGL* direct_source_ = nullptr;  // The source is read itself, as direct_format_.
+  GLenum direct_format_ = 0;
+  std::unique_ptr<PackedPlanes> packed_planes_;  // Made by the first frame that can be packed.
+  bool packed_ = false;                          // Whether they lie in packed_planes_.
+  bool packing_failed_ = false;                  // Whether that could not be made for this layout.
+  bool reported_incomplete_ = false;             // So that missing resources are logged once an attach.
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_OUTPUT_GL_H_

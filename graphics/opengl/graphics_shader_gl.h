@@ -43,6 +43,9 @@ class GraphicsShaderGL : public GraphicsShader {
   GLuint GetUniformBlockIndex(const char* name);
   GLuint program() const { return program_; }
   const Bindings& bindings() const { return bindings_; }
+  // The row of glsl_src that it was built from; -1: a host's own.
+  int built_in_row() const { return built_in_row_; }
+  void set_built_in_row(int row) { built_in_row_ = row; }
   // Lets go of the program without a GL call: it dies with its context.
   void Forget() { program_ = 0; }
 
@@ -56,6 +59,7 @@ class GraphicsShaderGL : public GraphicsShader {
   std::string name_;
   GLuint program_ = 0;
   Bindings bindings_;
+  int built_in_row_ = -1;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_SHADER_GL_H_

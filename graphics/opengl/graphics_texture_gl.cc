@@ -31,6 +31,7 @@ void GraphicsTextureGL::Delete() {
     // Its attachment is gone with it, too. It is not bound for that, because another target may be bound.
     glDeleteFramebuffers(1, &frame_buffer_);
     frame_buffer_ = 0;
+    readable_ = false;
   }
   if (texture_) {
     glDeleteTextures(1, &texture_);
@@ -101,7 +102,7 @@ bool GraphicsTextureGL::BindShaderResource(int slot) {
   slot_ = slot;
   glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot));
   CheckGLError(__FILE__, __LINE__);
-  glBindTexture(target(), texture_);
+  context()->bindings().BindTexture(slot, {target(), texture_, width(), height()});
   CheckGLError(__FILE__, __LINE__);
   return true;
 }
@@ -111,7 +112,7 @@ void GraphicsTextureGL::ReleaseShaderResource() {
   // Without a bind, the unit before the first. Kept: C41.
   glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot_));
   CheckGLError(__FILE__, __LINE__);
-  glBindTexture(target(), 0);
+  context()->bindings().UnbindTexture(slot_, target());
   CheckGLError(__FILE__, __LINE__);
 }
 
@@ -124,7 +125,11 @@ bool GraphicsTextureGL::BindRenderTarget() {
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, frame_buffer_);
   glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture_, 0);
   const GLenum status = glCheckFramebufferStatus(GL_FRAMEBUFFER);
-  if (status == GL_FRAMEBUFFER_COMPLETE) return true;
+  if (status == GL_FRAMEBUFFER_COMPLETE) {
+    readable_ = true;
+    return true;
+  }
+  readable_ = false;
   glBindFramebuffer(GL_FRAMEBUFFER, 0);
   if (quiet_) return false;
   Logger::default_logger()->Error("frame_buffer status: %d, texture: %d, size: %dx%d", static_cast<int>(status),

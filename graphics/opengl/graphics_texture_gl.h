@@ -38,6 +38,9 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   // Binds the target for pixels to be read back from it; relies on an earlier BindRenderTarget for the attachment.
   bool BindReadFrameBuffer();
   void ReleaseReadFrameBuffer();
+  // Whether that can be done with what was drawn into the target: it was bound once, and GL did not refuse it the last
+  // time.
+  bool readable() const { return readable_; }
   // Only a texture made from a frame can be updated, and only by a frame of its layout and size; any other is left with
   // the caller, without a message.
   void Update(GraphicsFrame&& frame) override;
@@ -63,6 +66,7 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   GraphicsFrame frame_;     // Its format is the texture's layout; it holds the pixels of the last upload.
   bool iosurface_ = false;  // Whether an external image backs it.
   bool quiet_ = false;
+  bool readable_ = false;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_TEXTURE_GL_H_

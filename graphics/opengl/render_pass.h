@@ -18,10 +18,12 @@ class GraphicsTextureGL;
 // what it finds and gives nothing back: it leaves its clear colour and its blend function set, blending off, and no
 // target bound. A pass that does not blend relies on blending being off, and does not turn it off: every pass leaves it
 // so, and a host's callback must leave it so too. The clear colour and the blend function are set by every pass that
-// uses them, and nothing of the engine reads them otherwise.
+// uses them, and nothing of the engine reads them otherwise. Programs and textures that are given back within a pass
+// linger to its end (DrawBindings).
 class RenderPass {
  public:
   struct Options {
+    bool clear = true;  // Whether the target is cleared first; if not, the whole of it is drawn over.
     std::array<float, 4> clear_color = {0.0f, 0.0f, 0.0f, 1.0f};  // Red, green, blue, alpha: opaque black.
     bool whole_viewport = false;                                  // Whether the viewport is made the whole target.
     bool blend = false;            // Whether what is drawn is blended over what is there, by its alpha.
@@ -35,6 +37,10 @@ class RenderPass {
   ~RenderPass();
   RenderPass(const RenderPass&) = delete;
   RenderPass& operator=(const RenderPass&) = delete;
+
+  // Whether a pass that only draws over its target would do so whole. What a host's own GL has left behind, against the
+  // rules, may hide parts of it or mix what is drawn.
+  static bool DrawsWhole();
 
   // Whether the target could be bound; if not, the log says why, and there is nothing to draw into or to undo.
   bool begun() const { return begun_; }

@@ -41,4 +41,20 @@ class ScopedBuffer {
   GLint found_ = 0;
 };
 
+// Binds a sampler to the first texture unit, which has none, for as long as it lives; does nothing with 0.
+class ScopedSampler {
+ public:
+  explicit ScopedSampler(GLuint sampler) : sampler_(sampler) {
+    if (sampler_) glBindSampler(0, sampler_);
+  }
+  ~ScopedSampler() {
+    if (sampler_) glBindSampler(0, 0);
+  }
+  ScopedSampler(const ScopedSampler&) = delete;
+  ScopedSampler& operator=(const ScopedSampler&) = delete;
+
+ private:
+  GLuint sampler_;
+};
+
 #endif  // QUARN_GRAPHICS_OPENGL_SCOPED_BINDING_H_

@@ -153,7 +153,8 @@ void GraphicsDeviceCGL::HandleFilter() {
 void GraphicsDeviceCGL::OutputFrame(unsigned long long timestamp, unsigned int count) {
   if (!available()) return;
   std::optional<FrameSpan> part(std::in_place, FramePart::kScenes);  // The wait for the lock is a part of them.
-  MutexLocker<GraphicsContextGL> lock(*context_);
+  const GLScope gl(
+      context_);  // For the scenes and the outputs, each of which would make the context current by itself.
   context_->DrawSceneOutput();
   if (count == 0) return;
   part.emplace(FramePart::kOutputs);

@@ -225,6 +225,20 @@ TEST_F(GraphicsConstantBufferGLTest, InitFailsWithoutAName) {
   EXPECT_FALSE(buffer.Bind(0));
 }
 
+TEST_F(GraphicsConstantBufferGLTest, UpdateToTheSameBytesUploadsNothing) {
+  const unsigned char bytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+  GraphicsConstantBufferGL buffer(context(), 16);
+  ASSERT_TRUE(buffer.Init());
+  buffer.Update(bytes, 8);
+  const std::size_t before = gl_spy::Uploads().size();
+  buffer.Update(bytes, 8);
+  buffer.Update(bytes, 3);
+  EXPECT_EQ(gl_spy::Uploads().size(), before);
+  buffer.Update(bytes + 1, 3);
+  ASSERT_EQ(gl_spy::Uploads().size(), before + 1);
+  EXPECT_THAT(gl_spy::Uploads().back().bytes, ElementsAre(2, 3, 4, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 0));
+}
+
 TEST_F(GraphicsConstantBufferGLTest, UpdatesOfTwoThreadsDoNotMix) {
   GraphicsConstantBufferGL buffer(context(), 4096);
   ASSERT_TRUE(buffer.Init());
@@ -237,7 +251,7 @@ TEST_F(GraphicsConstantBufferGLTest, UpdatesOfTwoThreadsDoNotMix) {
   update(2);
   other.join();
   const std::vector<gl_spy::Upload> uploads = gl_spy::Uploads();
-  ASSERT_EQ(uploads.size(), before + 100);
+  ASSERT_GE(uploads.size(), before + 2);
   for (std::size_t i = before; i < uploads.size(); ++i) EXPECT_THAT(uploads[i].bytes, Each(uploads[i].bytes[0]));
 }
 

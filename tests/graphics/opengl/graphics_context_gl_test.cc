@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <cstring>
+#include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,7 @@
 #include "graphics/internal_types.h"
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
 #include "graphics/opengl/graphics_shader_gl.h"
+#include "graphics/opengl/render_pass.h"
 #include "tests/support/gl_fixture.h"
 
 namespace {
@@ -40,6 +43,8 @@ class GraphicsContextGLTest : public GlTest {
     current_.reset();
     GlTest::TearDown();
   }
+
+  std::unique_ptr<GraphicsTextureGL> target_;
 
   // Binds the target, cleared to opaque black.
   void BeginTarget() {
@@ -93,7 +98,6 @@ class GraphicsContextGLTest : public GlTest {
 
  private:
   std::unique_ptr<test::CurrentContext> current_;
-  std::unique_ptr<GraphicsTextureGL> target_;
 };
 
 const std::vector<int> kBlack = {0, 0, 0};
@@ -242,17 +246,19 @@ TEST_F(GraphicsContextGLTest, PositiveRotationTurnsClockwiseAsSeen) {
   EXPECT_EQ(Rgb(result, 32 - 12, 32 + 12), kBlack);
 }
 
-TEST_F(GraphicsContextGLTest, UploadsModelViewAndProjection) {
+TEST_F(GraphicsContextGLTest, ProgramsReadModelViewAndProjection) {
   UseWhite();
-  const std::size_t before = gl_spy::Uploads().size();
   context()->DrawRect(internal_transform(internal_vec2(10, 20), internal_vec2(4, 6), kPi / 6.0f),
                       internal_vec2(200, 100));
-  const std::vector<gl_spy::Upload> uploads = gl_spy::Uploads();
-  ASSERT_EQ(uploads.size(), before + 1);
-  EXPECT_EQ(uploads.back().usage, static_cast<GLenum>(GL_STREAM_DRAW));
-  ASSERT_EQ(uploads.back().bytes.size(), 192u);
+  GLint buffer = 0;
+  GLint64 start = 0, size = 0;
+  glGetIntegeri_v(GL_UNIFORM_BUFFER_BINDING, 0, &buffer);
+  glGetInteger64i_v(GL_UNIFORM_BUFFER_START, 0, &start);
+  glGetInteger64i_v(GL_UNIFORM_BUFFER_SIZE, 0, &size);
+  ASSERT_EQ(size, 192);
   float matrices[48];
-  std::memcpy(matrices, uploads.back().bytes.data(), sizeof(matrices));
+  glBindBuffer(GL_UNIFORM_BUFFER, static_cast<GLuint>(buffer));
+  glGetBufferSubData(GL_UNIFORM_BUFFER, static_cast<GLintptr>(start), sizeof(matrices), matrices);
   const float c = std::cos(kPi / 6.0f);
   const float s = std::sin(kPi / 6.0f);
   const float expected[48] = {
@@ -264,6 +270,69 @@ TEST_F(GraphicsContextGLTest, UploadsModelViewAndProjection) {
       1,
   };
   for (int i = 0; i < 48; ++i) EXPECT_THAT(matrices[i], FloatNear(expected[i], 1e-5f)) << i;
+}
+
+// What a pass has given back may stay bound in GL to the end of the pass, but nothing that is drawn reads it.
+TEST_F(GraphicsContextGLTest, NothingReadsATextureThatWasGivenBack) {
+  const auto white = test::MakeTexture(context(), test::Canvas(4, 4, {1, 1, 1, 1}).picture());
+  RenderPass pass(context(), target_.get(), RenderPass::Options(), __FILE__);
+  ASSERT_TRUE(pass.begun());
+  context()->SetViewPort(0, 0, kSide, kSide);
+  ASSERT_TRUE(context()->BindShader("rgba"));
+  white->BindShaderResource(0);
+  context()->DrawRect(internal_vec2(kSide, kSide), internal_vec2(kSide, kSide));
+  white->ReleaseShaderResource();
+  EXPECT_EQ(Rgb(Result(), 8, 8), kWhite);
+  context()->DrawRect(internal_vec2(kSide, kSide), internal_vec2(kSide, kSide));
+  EXPECT_EQ(Rgb(Result(), 8, 8), kBlack);
+}
+
+TEST_F(GraphicsContextGLTest, APassEndsWithoutProgramAndTextures) {
+  const auto white = test::MakeTexture(context(), test::Canvas(4, 4, {1, 1, 1, 1}).picture());
+  {
+    RenderPass pass(context(), target_.get(), RenderPass::Options(), __FILE__);
+    ASSERT_TRUE(context()->BindShader("rgba"));
+    for (const int slot : {3, 0}) {
+      white->BindShaderResource(slot);
+      white->ReleaseShaderResource();
+    }
+    context()->UnbindShader();
+  }
+  GLint program = -1;
+  glGetIntegerv(GL_CURRENT_PROGRAM, &program);
+  EXPECT_EQ(program, 0);
+  for (const GLenum unit : {GL_TEXTURE0, GL_TEXTURE3}) {
+    GLint texture = -1;
+    glActiveTexture(unit);
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &texture);
+    EXPECT_EQ(texture, 0) << unit - GL_TEXTURE0;
+  }
+  glActiveTexture(GL_TEXTURE0);
+}
+
+// A picture of noise, each of its pixels on one of the target's, is the same to the byte whether its filter is asked or
+// not: a host's own program that does the same is filtered.
+TEST_F(GraphicsContextGLTest, PictureOnWholePixelsIsCopiedToTheByte) {
+  constexpr int kWidth = 72, kHeight = 60;  // More texels than are filtered for want of something better.
+  ASSERT_TRUE(device()->AddShader("a copy", glsl_src[kGsGlslRgba + 1],
+                                  (std::string(glsl_src[kGsGlslRgba + 2]) + "// A host's.\n").c_str()));
+  test::Picture noise(kWidth, kHeight, 4);
+  std::minstd_rand random(1);
+  for (unsigned char& value : noise.pixels) value = static_cast<unsigned char>(random() >> 8);
+  const auto texture = test::MakeTexture(context(), noise);
+  const internal_vec2 places[] = {{0, 0}, {3, -5}, {-36, 30}, {0.5f, 0.25f}};
+  for (const internal_vec2& place : places) {
+    SCOPED_TRACE(std::to_string(place.x) + " " + std::to_string(place.y));
+    std::vector<unsigned char> results[2];
+    for (const char* const program : {"rgba", "a copy"}) {
+      ASSERT_TRUE(context()->BindShader(program));
+      texture->BindShaderResource(0);
+      Draw(internal_transform(place, internal_vec2(kWidth, kHeight), 0.0f));
+      texture->ReleaseShaderResource();
+      results[program[0] == 'a'] = Result().pixels;
+    }
+    EXPECT_EQ(results[0], results[1]);
+  }
 }
 
 struct PlacementCase {

@@ -11,8 +11,17 @@
 #include "graphics/opengl/cgl/linux/host_glx.h"
 #include "graphics/opengl/cgl/linux/native_window.h"
 #include "graphics/opengl/cgl/linux/window_system.h"
+#include "graphics/opengl/gl.h"
+#include "graphics/opengl/gl_version.h"
 
 namespace {
+
+// What hangs on the debug callback of the GL context that is current.
+const void* DebugParameter() {
+  void* parameter = nullptr;
+  glGetPointerv(GL_DEBUG_CALLBACK_USER_PARAM, &parameter);
+  return parameter;
+}
 
 EGLSurface Surface(std::uintptr_t handle) { return reinterpret_cast<EGLSurface>(handle); }
 
@@ -32,14 +41,17 @@ class NativeContextEgl : public NativeContext {
       return false;
     }
     *previous = Current();
-    previous->display = eglGetCurrentDisplay();
-    previous->context = eglGetCurrentContext();
-    previous->draw = reinterpret_cast<std::uintptr_t>(eglGetCurrentSurface(EGL_DRAW));
-    previous->read = reinterpret_cast<std::uintptr_t>(eglGetCurrentSurface(EGL_READ));
     previous->api = eglQueryAPI();
-    eglBindAPI(EGL_OPENGL_API);  // Each thread has a choice of its own.
+    previous->context = eglGetCurrentContext();  // Of that interface.
+    if (previous->context != EGL_NO_CONTEXT) {
+      previous->display = eglGetCurrentDisplay();
+      previous->draw = reinterpret_cast<std::uintptr_t>(eglGetCurrentSurface(EGL_DRAW));
+      previous->read = reinterpret_cast<std::uintptr_t>(eglGetCurrentSurface(EGL_READ));
+    }
+    if (previous->api != EGL_OPENGL_API) eglBindAPI(EGL_OPENGL_API);  // Each thread has a choice of its own.
     EGLint error = EGL_SUCCESS;
     if (TryMakeCurrent(previous, &error)) {
+      if (!std::exchange(mark_tried_, true)) Mark();
       if (failing_.exchange(false, std::memory_order_relaxed)) {
         Logger::default_logger()->Info("The context can be made current again");
       }
@@ -56,9 +68,13 @@ class NativeContextEgl : public NativeContext {
     return false;
   }
 
-  // A thread that has not bound the context does not have it current; to ask EGL costs a system call.
+  // Asked before every drawing operation, and to ask EGL is a system call where libEGL looks out for forks. GL tells a
+  // marked context by its own fence, which only contexts that share its objects know too, and among those by a
+  // parameter of its own. Where that fails, because a host debugs the context, EGL is asked.
   bool IsCurrent() const override {
-    return IsBound() && !context_->lost() && eglGetCurrentContext() == context_->handle();
+    if (!IsBound() || context_->lost()) return false;
+    if (mark_ && glIsSync(mark_) && DebugParameter() == this) return true;
+    return eglGetCurrentContext() == context_->handle();
   }
 
   bool HasWindowSystem() const override { return display_.window_system != nullptr; }
@@ -131,6 +147,13 @@ class NativeContextEgl : public NativeContext {
   const EglContext* egl_context() const { return context_.get(); }
 
  private:
+  // Makes the context, which is current, known to IsCurrent. Those of views, which do not draw, need no mark.
+  void Mark() {
+    if (shares_ || !HasGL(43, "GL_KHR_debug") || DebugParameter()) return;
+    glDebugMessageCallback(nullptr, this);
+    mark_ = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+  }
+
   // Whether a context that cannot be made current for that reason never can be again.
   static bool IsLoss(EGLint error) {
     return error == EGL_NOT_INITIALIZED || error == EGL_BAD_DISPLAY || error == EGL_BAD_CONTEXT ||
@@ -168,6 +191,8 @@ class NativeContextEgl : public NativeContext {
   const bool shares_;
   std::atomic<bool> failing_{false};  // Whether it could not be made current when that was last tried.
   std::atomic<bool> loss_reported_{false};
+  bool mark_tried_ = false;
+  GLsync mark_ = nullptr;  // A fence; null where the context could not be marked.
   TransferableMutex mutex_;
   // What follows belongs to the window thread.
   std::unique_ptr<NativeWindow> window_;
@@ -200,7 +225,7 @@ void NativeContext::ClearCurrent() {
 void NativeContext::Restore(const Current& previous) {
   bool restored = true;
   if (!previous.context || previous.foreign) ClearCurrent();
-  eglBindAPI(previous.api);
+  if (previous.api != EGL_OPENGL_API) eglBindAPI(previous.api);
   if (previous.foreign) {
     const HostGlx* const glx = HostGlx::Loaded();
     restored = glx && glx->Restore(previous);

@@ -1,0 +1,89 @@
+// The planes of NV12 and I420 in one target, four of their bytes to a texel.
+#ifndef QUARN_GRAPHICS_OPENGL_PACKED_PLANES_H_
+#define QUARN_GRAPHICS_OPENGL_PACKED_PLANES_H_
+
+#include <cstdint>
+#include <memory>
+
+#include "graphics/opengl/gl_object.h"
+#include "graphics/opengl/graphics_shader_gl.h"
+#include "graphics/opengl/graphics_texture_gl.h"
+
+// The programs, which the outputs of a context share. Used with the GL context current.
+class PlanePrograms {
+ public:
+  enum Kind : int {
+    kLuma,           // A plane of luma: each pixel is one of the picture.
+    kChroma,         // A plane of U or of V: each pixel is the mean of four.
+    kInterleavedUV,  // The same of both, in turn.
+    kKinds,
+  };
+  struct Program {
+    explicit Program(const char* name) : shader(name) {}
+
+    GraphicsShaderGL shader;
+    GLint rows = -1;  // Locations of the uniforms.
+    GLint origin = -1;
+    GLint size = -1;
+  };
+
+  // The program, which is built when it is first asked for; null, with the compiler's message in the log, where it
+  // cannot be.
+  Program* Get(Kind kind);
+  // Lets go of them without a GL call: they die with their context.
+  void Forget();
+
+ private:
+  std::unique_ptr<Program> programs_[kKinds];
+  bool failed_[kKinds] = {};
+};
+
+// Makes the same bytes as a pass with "to_y", "to_uv", "to_u" or "to_v" for each plane does, where the picture is as
+// large as the scene: in a quarter of the fragments, and in one target, which each plane is read from as bytes of its
+// own. Luma reads each texel of the picture once; chroma reads between four, where the filter makes their mean.
+//
+// Made and destroyed by any thread; the rest is the render thread's, with the context current.
+class PackedPlanes {
+ public:
+  // Where a plane lies in the target, in texels of four bytes.
+  struct Part {
+    PlanePrograms::Kind kind;
+    std::uint32_t x;
+    std::uint32_t y;
+    std::uint32_t width;
+    std::uint32_t height;
+  };
+
+  // Whether planes of that picture can be packed: each has rows of whole texels, and chroma whole pixels. `planes` is 2
+  // with interleaved chroma, and 3 without.
+  static bool Fits(int planes, std::uint32_t width, std::uint32_t height);
+
+  PackedPlanes(GraphicsContextGL* context, int planes, std::uint32_t width, std::uint32_t height);
+  PackedPlanes(const PackedPlanes&) = delete;
+  PackedPlanes& operator=(const PackedPlanes&) = delete;
+
+  // Returns false when the target or a program cannot be made.
+  bool Init();
+  // Draws the planes of `source`, a render target as large as the picture. `rows` are twelve floats, the rows of the
+  // matrix from red, green, blue and 1 to Y, U and V. Returns false, with nothing drawn or logged, when the target
+  // cannot be bound.
+  bool Draw(GraphicsTextureGL* source, const float* rows);
+
+  // What the planes are read back from, as GL_RGBA.
+  GraphicsTextureGL* target() { return &target_; }
+  const Part& part(int plane) const { return parts_[plane]; }
+
+ private:
+  static constexpr int kMaxPlanes = 3;
+
+  void DrawPart(const Part& part, const float* rows);
+
+  GraphicsContextGL* const context_;
+  const int planes_;
+  const std::uint32_t width_;
+  const std::uint32_t height_;
+  Part parts_[kMaxPlanes];
+  GraphicsTextureGL target_;
+};
+
+#endif  // QUARN_GRAPHICS_OPENGL_PACKED_PLANES_H_
