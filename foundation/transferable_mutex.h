@@ -22,6 +22,15 @@ class TransferableMutex {
     owner_ = self;
     ++depth_;
   }
+  // Returns whether it has locked, which is so where Lock would not wait.
+  bool TryLock() {
+    const std::thread::id self = std::this_thread::get_id();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (depth_ != 0 && owner_ != self) return false;
+    owner_ = self;
+    ++depth_;
+    return true;
+  }
   // Takes one Lock back, whoever made it. Does nothing where nobody holds it.
   void Unlock() {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -7,10 +7,10 @@ namespace {
 
 // In the order of FramePart.
 constexpr unsigned long long GsFrameTime::*kTimes[] = {
-    &GsFrameTime::start_delay_ns,   &GsFrameTime::tasks_ns,       &GsFrameTime::ticks_ns,
-    &GsFrameTime::filters_ns,       &GsFrameTime::scenes_ns,      &GsFrameTime::outputs_ns,
-    &GsFrameTime::views_ns,         &GsFrameTime::sleep_ns,       &GsFrameTime::context_lock_wait_ns,
-    &GsFrameTime::readback_wait_ns, &GsFrameTime::window_wait_ns,
+    &GsFrameTime::start_delay_ns,   &GsFrameTime::tasks_ns,  &GsFrameTime::ticks_ns,
+    &GsFrameTime::filters_ns,       &GsFrameTime::scenes_ns, &GsFrameTime::outputs_ns,
+    &GsFrameTime::views_ns,         &GsFrameTime::sleep_ns,  &GsFrameTime::context_lock_wait_ns,
+    &GsFrameTime::readback_wait_ns,
 };
 static_assert(sizeof(kTimes) / sizeof(*kTimes) == kFramePartCount, "one for each part");
 
@@ -62,6 +62,7 @@ bool FrameTimes::ReadSlot(const Slot& slot, std::uint64_t frame, GsFrameTime* ti
   if (slot.frame.load(std::memory_order_acquire) != frame) return false;
   time->time_ns = slot.time_ns.load(std::memory_order_acquire);
   time->periods = slot.periods.load(std::memory_order_acquire);
+  time->window_wait_ns = 0;
   for (int i = 0; i < kFramePartCount; ++i) time->*kTimes[i] = slot.parts[i].load(std::memory_order_acquire);
   return slot.frame.load(std::memory_order_relaxed) == frame;
 }

@@ -22,10 +22,9 @@ enum class FramePart {
   kSleep,
   kContextLockWait,
   kReadbackWait,
-  kWindowWait,
 };
 
-constexpr int kFramePartCount = static_cast<int>(FramePart::kWindowWait) + 1;
+constexpr int kFramePartCount = static_cast<int>(FramePart::kReadbackWait) + 1;
 
 // The time of `part` in a record.
 unsigned long long& TimeOf(FramePart part, GsFrameTime* frame);

@@ -2,6 +2,8 @@
 #ifndef QUARN_GRAPHICS_GRAPHICS_VIEW_H_
 #define QUARN_GRAPHICS_GRAPHICS_VIEW_H_
 
+#include <cstdint>
+
 class GraphicsTexture;
 
 class GraphicsView {
@@ -25,5 +27,24 @@ class GraphicsView {
   virtual void SetPresentationTime(long long time) = 0;
   virtual GraphicsTexture* frame_buffer_texture() = 0;
 };
+
+// What became of a view's pictures, as GsView::Counts answers it.
+struct ViewCounts {
+  std::uint32_t drawn = 0;      // Pictures that were finished.
+  std::uint32_t presented = 0;  // Those that the window system has taken.
+  std::uint32_t skipped = 0;    // Those that it never will. What is neither is on its way.
+};
+
+// A view that counts its pictures.
+class CountedView {
+ public:
+  // Thread: any.
+  virtual ViewCounts counts() const = 0;
+
+ protected:
+  ~CountedView() = default;
+};
+// 0 for null, and for a view that does not count. Thread: any.
+ViewCounts ReadViewCounts(const GraphicsView* view);
 
 #endif  // QUARN_GRAPHICS_GRAPHICS_VIEW_H_

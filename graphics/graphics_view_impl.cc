@@ -55,3 +55,8 @@ void GraphicsViewImpl::Draw() {
 void GraphicsViewImpl::SetPresentationTime(long long) {}
 
 GraphicsTexture* GraphicsViewImpl::frame_buffer_texture() { return nullptr; }
+
+ViewCounts ReadViewCounts(const GraphicsView* view) {
+  const auto* const counted = dynamic_cast<const CountedView*>(view);
+  return counted ? counted->counts() : ViewCounts();
+}

@@ -30,7 +30,6 @@ constexpr NamedPart kStages[] = {
 constexpr NamedPart kWaits[] = {
     {FramePart::kContextLockWait, "the context's lock"},
     {FramePart::kReadbackWait, "readback"},
-    {FramePart::kWindowWait, "the window system"},
 };
 
 // The time of a part; 0 where it was not measured.

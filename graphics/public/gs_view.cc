@@ -81,6 +81,11 @@ void GsView::SetBackgroundColor(float r, float g, float b, float a) {
   if (impl_) impl_->SetBackgroundColor(r, g, b, a);
 }
 
+GsViewCounts GsView::Counts() const {
+  const ViewCounts counts = ReadViewCounts(impl_);
+  return {counts.drawn, counts.presented, counts.skipped};
+}
+
 GraphicsView* GsView::impl() const { return impl_; }
 
 GsScene* GsView::ExchangeScene(GsScene* scene) {

@@ -116,7 +116,7 @@ class QUARN_EXPORT GsDevice {
   // Draws every attached view.
   //
   // Thread: render.
-  // Blocks: as TickSource, and for the window system, as GsView tells.
+  // Blocks: as TickSource.
   void DrawDisplay();
   // Reserved: the device of this version only logs a warning.
   void EnterThreadContext();

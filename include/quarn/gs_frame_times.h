@@ -30,7 +30,7 @@ struct GsFrameTime {
   unsigned long long scenes_ns;
   // The outputs: conversion and readback, and GsOutputTex::OnTexture. GsOutputRaw::OnFrame has a thread of its own.
   unsigned long long outputs_ns;
-  // The views: their drawing, GsView::Draw, and handing the pictures to the window system.
+  // The views: their drawing, GsView::Draw, and handing the pictures to the thread that presents them.
   unsigned long long views_ns;
   // The sleep to the next point of the grid: what was left of the period.
   unsigned long long sleep_ns;
@@ -39,7 +39,8 @@ struct GsFrameTime {
   unsigned long long context_lock_wait_ns;
   // Waits for the driver to finish a picture that an output reads back.
   unsigned long long readback_wait_ns;
-  // Waits for the window system to take the pictures of views.
+  // Waits for the window system: 0, for no frame waits for it. GsView::Counts tells of pictures that it was too slow
+  // for.
   unsigned long long window_wait_ns;
 };
 

@@ -29,13 +29,29 @@ struct GsWindowInfo {
   void* window = nullptr;
 };
 
+// What became of the pictures of a view since it was made. Each count begins anew at 0 after 4,294,967,295.
+//
+// A picture is drawn first, and presented or skipped later: of those drawn, the newest two may be neither yet.
+struct GsViewCounts {
+  // Pictures that were drawn whole: one a frame, while the view is attached, has a size, and keeps it.
+  unsigned int drawn;
+  // Those that were handed to the window system.
+  unsigned int presented;
+  // Those that never will be: a newer one was there before the window system was ready for them, or there is no window
+  // that takes them.
+  unsigned int skipped;
+};
+
 // What every view shares: a place on the screen and a scene. Hosts derive from it to draw in their own way, or take
 // GsViewImpl.
 //
-// Pictures are presented without waiting for the screen's refresh. For each view a frame waits for the window system a
-// quarter of a second at most, and once that was in vain not again until it has caught up: pictures of that time are
-// not shown, and outputs go on. The making, resizing and end of a view wait for it in the same way. Where OpenGL is
-// software, presenting copies the whole picture, so that a large view takes its time from every output of the device.
+// Pictures are presented without waiting for the screen's refresh, by a thread of the library's. A frame hands its
+// picture over and goes on: it waits neither for that thread nor for the window system. Of the pictures that come
+// meanwhile the newest is shown, the others are skipped: Counts tells how many. A view has one image of its size for
+// that, and up to three while its window is slow. The making and the end of a view wait for the window system, a
+// quarter of a second at most, and once that was in vain not again until it has caught up; in a callback or a queued
+// task, where a frame would wait as well, not at all. Where OpenGL is software, presenting copies the whole picture on
+// the processor.
 //
 // A window that goes away, has no size or cannot be presented to costs the picture and one line in the log, nothing
 // else.
@@ -116,6 +132,14 @@ class QUARN_EXPORT GsView {
   //
   // Thread: any.
   void SetBackgroundColor(float r, float g, float b, float a);
+
+  // Tells how many pictures were drawn, and how many of them were presented and skipped.
+  //
+  // Returns the counts of this moment. An inert view has drawn none.
+  //
+  // Thread: any.
+  // Blocks: no.
+  GsViewCounts Counts() const;
 
   // For the library's own use.
   GraphicsView* impl() const;

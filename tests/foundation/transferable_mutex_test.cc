@@ -34,6 +34,18 @@ TEST(TransferableMutexTest, KeepsOthersOutUntilItsHolderHasGivenBackEveryLock) {
   EXPECT_TRUE(taken);
 }
 
+TEST(TransferableMutexTest, IsTakenWithoutAWaitWhereLockWouldNotWait) {
+  TransferableMutex mutex;
+  EXPECT_TRUE(mutex.TryLock());
+  EXPECT_TRUE(mutex.TryLock()) << "the holder may lock again";
+  mutex.Unlock();
+  std::thread([&] { EXPECT_FALSE(mutex.TryLock()); }).join();
+  mutex.Unlock();
+  std::thread([&] { EXPECT_TRUE(mutex.TryLock()); }).join();
+  EXPECT_FALSE(mutex.TryLock()) << "it is another's";
+  mutex.Unlock();
+}
+
 TEST(TransferableMutexTest, AnotherThreadMayGiveItBack) {
   TransferableMutex mutex;
   std::atomic<bool> taken{false};

@@ -152,4 +152,10 @@ TEST(GraphicsViewImplTest, TheOtherDefaultsAreSilentAndNeutral) {
   EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
+TEST(GraphicsViewImplTest, ViewThatDoesNotCountAndNoViewHaveDrawnNothing) {
+  const GraphicsViewImpl view(1, 1);
+  EXPECT_EQ(ReadViewCounts(&view).drawn, 0u);
+  EXPECT_EQ(ReadViewCounts(nullptr).drawn, 0u);
+}
+
 }  // namespace

@@ -24,7 +24,7 @@ GsFrameTime Frame(std::uint64_t time_ns, unsigned int periods) {
   GsFrameTime frame = {};
   frame.time_ns = time_ns;
   frame.periods = periods;
-  frame.context_lock_wait_ns = frame.readback_wait_ns = frame.window_wait_ns = kGsNotMeasured;
+  frame.context_lock_wait_ns = frame.readback_wait_ns = kGsNotMeasured;
   return frame;
 }
 
@@ -76,7 +76,6 @@ TEST_F(LateFrameReportTest, HasANameForEachWait) {
   const std::vector<std::pair<FramePart, std::string>> names = {
       {FramePart::kContextLockWait, "the context's lock"},
       {FramePart::kReadbackWait, "readback"},
-      {FramePart::kWindowWait, "the window system"},
   };
   for (const auto& [part, name] : names) {
     log_.Clear();

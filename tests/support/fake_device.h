@@ -93,7 +93,7 @@ class FakeFilter : public GraphicsFilterImpl {
 };
 
 // Draws by its callback alone.
-class FakeView : public GraphicsViewImpl {
+class FakeView : public GraphicsViewImpl, public CountedView {
  public:
   FakeView(GraphicsContextImpl* context, const InternalWindowInfo& info, unsigned int width, unsigned int height);
   ~FakeView() override;
@@ -101,8 +101,10 @@ class FakeView : public GraphicsViewImpl {
   void Detach() override;
   void Resize(unsigned int width, unsigned int height) override;
   void SetBackgroundColor(float r, float g, float b, float a) override;
+  ViewCounts counts() const override { return pictures; }
 
-  void* const window;  // What the host gave.
+  ViewCounts pictures;  // What became of them.
+  void* const window;   // What the host gave.
   // The colour in force.
   std::vector<float> background();
 

@@ -15,6 +15,7 @@ std::mutex mutex;
 std::vector<Upload> uploads;
 std::vector<Read> reads;
 int draws = 0;
+int fence_waits = 0;
 int live_objects = 0;
 int destroyed_contexts = 0;
 bool tracing = false;
@@ -63,6 +64,11 @@ int Draws() {
   return draws;
 }
 
+int FenceWaits() {
+  std::lock_guard<std::mutex> lock(mutex);
+  return fence_waits;
+}
+
 void StartTrace() {
   std::lock_guard<std::mutex> lock(mutex);
   tracing = true;
@@ -96,6 +102,7 @@ void Reset() {
   uploads.clear();
   reads.clear();
   draws = 0;
+  fence_waits = 0;
   destroyed_contexts = 0;
 }
 
@@ -223,6 +230,23 @@ void __wrap_glDrawElements(GLenum mode, GLsizei count, GLenum type, const void* 
   }
   gl_spy::Trace("draw");
   __real_glDrawElements(mode, count, type, indices);
+}
+
+GLenum __real_glClientWaitSync(GLsync fence, GLbitfield flags, GLuint64 timeout);
+GLenum __wrap_glClientWaitSync(GLsync fence, GLbitfield flags, GLuint64 timeout);
+GLenum __wrap_glClientWaitSync(GLsync fence, GLbitfield flags, GLuint64 timeout) {
+  return faults().fences_pending ? static_cast<GLenum>(GL_TIMEOUT_EXPIRED)
+                                 : __real_glClientWaitSync(fence, flags, timeout);
+}
+
+void __real_glWaitSync(GLsync fence, GLbitfield flags, GLuint64 timeout);
+void __wrap_glWaitSync(GLsync fence, GLbitfield flags, GLuint64 timeout);
+void __wrap_glWaitSync(GLsync fence, GLbitfield flags, GLuint64 timeout) {
+  {
+    std::lock_guard<std::mutex> lock(gl_spy::mutex);
+    ++gl_spy::fence_waits;
+  }
+  __real_glWaitSync(fence, flags, timeout);
 }
 
 void* __real_glMapBufferRange(GLenum target, GLintptr offset, GLsizeiptr length, GLbitfield access);

@@ -25,6 +25,7 @@ struct Faults {
   bool window_surface = false;    // No surface can be made for a window.
   GLint rectangle_limit = 0;      // What GL_MAX_RECTANGLE_TEXTURE_SIZE is; 0: what it really is.
   bool incomplete = false;        // glCheckFramebufferStatus finds every framebuffer unsupported.
+  bool fences_pending = false;    // glClientWaitSync finds no fence passed.
   bool empty_logs = false;        // Compiler and linker have nothing to say.
   int failed_links = 0;           // So many of the next programs are not linked.
   std::deque<GLenum> errors;      // What glGetError answers next, one a call, before the real errors.
@@ -50,6 +51,8 @@ std::vector<Read> Reads();
 
 // glDrawElements calls.
 int Draws();
+// glWaitSync calls.
+int FenceWaits();
 
 // From here on the calls that make up a frame of a view are kept, each with its arguments where they
 // matter: error checks, the clear, blending, flushes, blits, draws, changes of the current context, and presentation.

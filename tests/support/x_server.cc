@@ -19,9 +19,9 @@ constexpr uid_t kNobody = 65534;  // The user that runs the compositor, which re
 
 // In the child process: the server, which writes the number of its display and a line break into `display` once it
 // takes connections. It ends when `life` is at its end.
-[[noreturn]] void BecomeXvfb(int display) {
+[[noreturn]] void BecomeXvfb(int display, const char* screen) {
   const std::string fd = std::to_string(display);
-  execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "640x480x24", "-nolisten", "tcp",
+  execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", screen, "-nolisten", "tcp",
          static_cast<char*>(nullptr));
   _exit(127);
 }
@@ -57,7 +57,7 @@ xcb_connection_t* OpenToAll(const std::string& display) {
 
 }  // namespace
 
-XServer::XServer(Kind kind) {
+XServer::XServer(Kind kind, const char* screen) {
   int display[2];
   int life[2];
   if (pipe(display) != 0 || pipe(life) != 0) return;
@@ -74,7 +74,7 @@ XServer::XServer(Kind kind) {
     dup2(null, STDERR_FILENO);
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // It must not outlive a test that ends without its destructors.
     unsetenv("LD_PRELOAD");            // What the tests preload is not for a program that was not built with it.
-    if (kind == kXvfb) BecomeXvfb(display[1]);
+    if (kind == kXvfb) BecomeXvfb(display[1], screen);
     BecomeCage(display[1], life[0], folder_);
   }
   close(display[1]);

@@ -16,7 +16,8 @@ class XServer {
  public:
   enum Kind { kXvfb, kXWayland };
 
-  explicit XServer(Kind kind = kXvfb);
+  // `screen`: width x height x depth, of Xvfb's screen.
+  explicit XServer(Kind kind = kXvfb, const char* screen = "640x480x24");
   ~XServer();
   XServer(const XServer&) = delete;
   XServer& operator=(const XServer&) = delete;

@@ -73,6 +73,14 @@ int ViewTest::TakeComplaints(std::string* text) {
   return static_cast<int>(std::count(text->begin(), text->end(), '\n'));
 }
 
+int ViewTest::TakeComplaints(const GsView& view, std::string* text) {
+  EXPECT_TRUE(test::ComesTrue([&view] {
+    const GsViewCounts counts = view.Counts();
+    return counts.drawn == counts.presented + counts.skipped;
+  }));
+  return TakeComplaints(text);
+}
+
 void LiveViewTest::SetUp() {
   log::Clear();
   ASSERT_TRUE(x11.ok());

@@ -86,6 +86,8 @@ class ViewTest : public ::testing::Test {
   }
   // How many warnings and errors came since the last call, each with its text in *text.
   static int TakeComplaints(std::string* text);
+  // The same, when all that the view has drawn is presented or skipped: what there is to say of it has been said.
+  static int TakeComplaints(const GsView& view, std::string* text);
 
   test::XConnection x11;
   GsDevice* device = nullptr;

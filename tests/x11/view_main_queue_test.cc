@@ -104,7 +104,7 @@ TEST_F(ViewMainQueueTest, MayRunAfterTheWindowIsGone) {
     window.Destroy();
     EXPECT_EQ(queue.Run(), 1u);
     Frames(20);
-    EXPECT_EQ(TakeComplaints(&complaints), 1) << complaints;
+    EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   }
   EXPECT_TRUE(host::DrivenDeviceWorks(device));
 }

@@ -113,13 +113,13 @@ TEST_F(ViewWindowTest, MayBeDestroyedUnderItsView) {
     window.Destroy();
     Frames(20);
     std::string complaints;
-    EXPECT_EQ(TakeComplaints(&complaints), 1) << "the log says it once:\n" << complaints;
+    EXPECT_EQ(TakeComplaints(view, &complaints), 1) << "the log says it once:\n" << complaints;
     view.Resize(50, 40);
     Frames(20);
     view.Detach();
     view.Attch();
     Frames(3);
-    TakeComplaints(&complaints);  // What else is said of it is the library's to choose,
+    TakeComplaints(view, &complaints);  // What else is said of it is the library's to choose,
   }
   other.SetBackgroundColor(1, 0, 0, 1);
   EXPECT_TRUE(Shows(other_window, ViewOf(scene.picture(), 120, 90, {1, 0, 0, 1})));
@@ -136,7 +136,7 @@ TEST_F(ViewWindowTest, MayBeDestroyedBeforeAnyFrame) {
     const View view(window.handle(), 120, 90, scene.scene());
     window.Destroy();
     Frames(20);
-    EXPECT_EQ(TakeComplaints(&complaints), 1) << complaints;
+    EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   }
   const XWindow window(x11, 120, 90);
   const View view(window.handle(), 120, 90, scene.scene());
@@ -155,7 +155,7 @@ TEST_F(ViewWindowTest, MayBeDestroyedTogetherWithItsHostsConnection) {
     // The server notices the end of a connection in its own time.
     for (int i = 0; i < 2000 && host::log::Complaints().empty(); ++i) Frame();
     Frames(20);
-    EXPECT_EQ(TakeComplaints(&complaints), 1) << complaints;
+    EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   }
   EXPECT_TRUE(host::DrivenDeviceWorks(device));
 }
@@ -173,7 +173,7 @@ TEST_F(ViewWindowTest, MayBeDestroyedWithAWindowAroundIt) {
     EXPECT_TRUE(Shows(window, ViewOf(scene.picture(), 120, 90)));
     outer.Destroy();
     Frames(20);
-    EXPECT_EQ(TakeComplaints(&complaints), 1) << complaints;
+    EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   }
   EXPECT_TRUE(host::DrivenDeviceWorks(device));
 }
@@ -222,11 +222,11 @@ class NoWindowTest : public ViewWindowTest {
     {
       View view(Handle(id), 120, 90, scene.scene());
       Frames(20);
-      EXPECT_EQ(TakeComplaints(&complaints), 1) << complaints;
+      EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
       EXPECT_EQ(view.width(), 120u);
       view.Resize(200, 160);
       Frames(20);
-      TakeComplaints(&complaints);
+      TakeComplaints(view, &complaints);
     }
     EXPECT_TRUE(host::DrivenDeviceWorks(device));
     XWindow window(x11, 120, 90);

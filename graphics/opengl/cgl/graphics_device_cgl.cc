@@ -35,8 +35,7 @@ GraphicsDevice* GraphicsDevice::Create() {
 }
 
 GraphicsDeviceCGL::GraphicsDeviceCGL() {
-  DeclareMeasured({FramePart::kScenes, FramePart::kOutputs, FramePart::kContextLockWait, FramePart::kReadbackWait,
-                   FramePart::kWindowWait});
+  DeclareMeasured({FramePart::kScenes, FramePart::kOutputs, FramePart::kContextLockWait, FramePart::kReadbackWait});
 }
 
 GraphicsDeviceCGL::~GraphicsDeviceCGL() {

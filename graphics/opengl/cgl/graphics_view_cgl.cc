@@ -1,5 +1,6 @@
 // The drawing half of the platform's view. Host threads, the render thread and the main queue enter; a frame and a
-// change of size hold the lock of the device's context throughout, and it guards all that is here.
+// change of size hold the lock of the device's context throughout, and it guards all that is here. Nobody who holds it
+// waits for the window system.
 #include "graphics/opengl/cgl/graphics_view_cgl.h"
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/graphics_context_cgl.h"
 #include "graphics/opengl/cgl/main_queue.h"
+#include "graphics/opengl/cgl/window_thread.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/gl_object.h"
 #include "graphics/opengl/graphics_texture_gl.h"
@@ -19,6 +21,16 @@ struct GraphicsViewCGL::Link {
   const scoped_refptr<GraphicsContextCGL> context;
   GraphicsViewCGL* view;  // Null when it is gone; guarded by the context's lock.
 };
+
+namespace {
+
+// Waits until the window thread has done what was handed over, and only so long: the host may count on its window being
+// taken, or left. A caller that holds the context's lock would keep frames waiting.
+void AwaitWindowThread(const GraphicsContextCGL& context, bool has_window_system) {
+  if (has_window_system && !context.HeldByCaller()) WindowThread::Get().HandOver([] {});
+}
+
+}  // namespace
 
 GraphicsViewCGL::GraphicsViewCGL(GraphicsContextCGL* context, const InternalWindowInfo& info, unsigned int width,
                                  unsigned int height)
@@ -30,37 +42,45 @@ GraphicsViewCGL::GraphicsViewCGL(GraphicsContextCGL* context, const InternalWind
 
 GraphicsViewCGL::~GraphicsViewCGL() {
   if (!context()) return;
-  MutexLocker<GraphicsContextGL> lock(*context());
-  if (link_) link_->view = nullptr;
-  context()->RemoveView(this);
-  if (!view_context_ || context()->of_another_process()) return;
+  bool has_window_system = false;
   {
-    ScopedBind bind(context());
-    frame_texture_.reset();
-    dropped_.clear();
-    if (picture_.drawn && bind.ok()) glDeleteSync(picture_.drawn);
+    MutexLocker<GraphicsContextGL> lock(*context());
+    if (link_) link_->view = nullptr;
+    context()->RemoveView(this);
+    if (!view_context_ || context()->of_another_process()) return;
+    {
+      ScopedBind bind(context());
+      presenter_->images().Close(bind.ok());
+    }
+    GiveBackKeptLock();
+    has_window_system = view_context_->HasWindowSystem();
+    presenter_->HandOverEnd();
   }
-  GiveBackKeptLock();
-  presenter_->HandOverEnd();
+  AwaitWindowThread(*context(), has_window_system);
 }
 
 bool GraphicsViewCGL::Init() {
   if (!context()) return false;
-  // Taken before the native contexts' locks, which is the order of every frame.
-  MutexLocker<GraphicsContextGL> lock(*context());
-  link_ = std::make_shared<Link>(Link{context(), this});
-  std::unique_ptr<NativeContext> view_context = GraphicsContextCGL::CreateContext(context()->native());
-  if (!view_context) return true;  // Kept: C38.
-  presenter_ = ViewPresenter::Create(std::move(view_context));
-  view_context_ = presenter_->context();
-  const Size requested = RequestedSize();
-  ScopedBind bind(context());
-  MakeFrameTexture(requested);
-  if (bind.ok()) {
-    glFlush();
-    CheckGLError(__FILE__, __LINE__);
+  {
+    // Taken before the native contexts' locks, which is the order of every frame.
+    MutexLocker<GraphicsContextGL> lock(*context());
+    link_ = std::make_shared<Link>(Link{context(), this});
+    std::unique_ptr<NativeContext> view_context = GraphicsContextCGL::CreateContext(context()->native());
+    if (!view_context) return true;  // Kept: C38.
+    presenter_ = ViewPresenter::Create(std::move(view_context));
+    view_context_ = presenter_->context();
+    const Size requested = RequestedSize();
+    {
+      ScopedBind bind(context());
+      MakeImage(requested);
+      if (bind.ok()) {
+        glFlush();
+        CheckGLError(__FILE__, __LINE__);
+      }
+    }
+    presenter_->HandOverWindow(native_view_, ImageSize(requested));
   }
-  presenter_->HandOverWindow(native_view_, ImageSize(requested));
+  AwaitWindowThread(*context(), view_context_->HasWindowSystem());
   return true;
 }
 
@@ -85,6 +105,7 @@ bool GraphicsViewCGL::BindRenderTarget() {
 void GraphicsViewCGL::UnbindRenderTarget() {
   if (!context() || !context()->available() || !view_context_) return;
   view_context_->Unbind();
+  presenter_->GoOn();
 }
 
 void GraphicsViewCGL::Resize(unsigned int width, unsigned int height) {
@@ -105,19 +126,15 @@ GraphicsViewCGL::Size GraphicsViewCGL::ImageSize(Size requested) const {
   return FitsTexture(requested) ? requested : Size{1, 1};
 }
 
-void GraphicsViewCGL::MakeFrameTexture(Size requested) {
+void GraphicsViewCGL::MakeImage(Size requested) {
   const bool empty = requested.width == 0 || requested.height == 0;
   if (!empty && !FitsTexture(requested)) {
     Logger::default_logger()->Warn("A view of %ux%u cannot be drawn: a side is longer than %u", requested.width,
                                    requested.height, context()->max_texture_size());
   }
-  const Size size = ImageSize(requested);
-  picture_.texture = 0;
   image_untried_ = true;
-  frame_texture_ = std::make_unique<GraphicsTextureGL>(context(), size.width, size.height);
-  if (!frame_texture_->Init(true)) frame_texture_.reset();
-  if (frame_texture_) frame_texture_->SetQuiet(target_failed_);
-  image_untried_ = !frame_texture_ && !context()->IsCurrent();
+  const bool made = presenter_->images().Make(context(), ImageSize(requested));
+  image_untried_ = !made && !context()->IsCurrent();
 }
 
 void GraphicsViewCGL::Draw() {
@@ -132,70 +149,76 @@ void GraphicsViewCGL::Draw() {
     last_height_ = size.height;
   }
   if (!FitsTexture(size)) return;
+  ViewImages& images = presenter_->images();
   {
     ScopedBind bind(context());
     if (bind.ok()) {
-      dropped_.clear();
-      if (image_untried_) MakeFrameTexture(size);
+      if (image_untried_) MakeImage(size);
       DrawFrame(size);
+      images.End();
     }
   }
-  // A window system that stalls costs the view its pictures and the others nothing.
-  if (presenter_->lags()) return;
   GiveBackKeptLock();
-  view_context_->Lock();
-  if (!frame_texture_) {
-    // Kept: C30. Whoever holds the context's lock knows of it and gives it back.
-    lock_kept_ = true;
+  if (images.empty()) {
+    // Kept: C30. Whoever holds the context's lock knows of it and gives it back. Where somebody else has the lock, the
+    // next frame tries.
+    lock_kept_ = view_context_->TryLock();
     return;
   }
-  view_context_->Unlock();
+  SearchWindow(size);
+  if (presenter_->can_present()) {
+    presenter_->HandOverPicture();
+  } else {
+    images.Skip();
+  }
+}
+
+void GraphicsViewCGL::SearchWindow(Size size) {
   // A host's connection keeps its requests for itself until it is flushed, which may be after the making of the view.
   if (search_again_.exchange(false)) search_.Restart();
   if (presenter_->may_find_window() && search_.Due(os::GetTimeNs())) presenter_->HandOverWindow(native_view_, size);
-  if (presenter_->can_present() && picture_.texture != 0) presenter_->HandOverPicture(picture_);
 }
+
+ViewCounts GraphicsViewCGL::counts() const { return presenter_ ? presenter_->images().counts() : ViewCounts(); }
 
 void GraphicsViewCGL::GiveBackKeptLock() {
   if (std::exchange(lock_kept_, false)) view_context_->Unlock();
 }
 
 void GraphicsViewCGL::DrawFrame(Size size) {
-  picture_.texture = 0;
-  if (!frame_texture_) return;
+  ViewImages& images = presenter_->images();
+  GraphicsTextureGL* const image = images.Begin();
+  if (!image) return;
+  image->SetQuiet(target_failed_);
   RenderPass::Options options;
+  ViewImages::Color background = {};
   {
     MutexLocker<Mutex> lock(background_mutex_);
-    picture_.background = {background_.r, background_.g, background_.b, background_.a};
+    background = {background_.r, background_.g, background_.b, background_.a};
   }
-  options.clear_color = {picture_.background.r, picture_.background.g, picture_.background.b, picture_.background.a};
+  options.clear_color = {background.r, background.g, background.b, background.a};
   options.blend = true;
   options.check_each_call = true;
   {
-    RenderPass pass(context(), frame_texture_.get(), options, __FILE__);
+    RenderPass pass(context(), image, options, __FILE__);
     NoteTarget(pass.begun());
     if (!pass.begun()) return;
     GraphicsViewImpl::Draw();
     if (!pass.EndDrawing()) return;
     // The flush alone does not order the view's context after this one.
-    if (picture_.drawn) glDeleteSync(picture_.drawn);
-    picture_.drawn = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    images.Fence();
     glFlush();
     CheckGLError(__FILE__, __LINE__);
   }
   // Where the size has changed meanwhile, the callback may have drawn for either: the next frame will show.
   const Size now = RequestedSize();
-  if (now.width != size.width || now.height != size.height) return;
-  picture_.texture = frame_texture_->name();
-  picture_.image = {frame_texture_->width(), frame_texture_->height()};
-  picture_.size = size;
+  if (now.width == size.width && now.height == size.height) images.Finish(size, background);
 }
 
 void GraphicsViewCGL::NoteTarget(bool bound) {
   if (target_failed_ == !bound) return;
   // That it cannot be bound has been logged; it is tried again in each frame.
   target_failed_ = !bound;
-  frame_texture_->SetQuiet(target_failed_);
   if (bound) Logger::default_logger()->Info("A view's image can be drawn to again");
 }
 
@@ -213,9 +236,8 @@ void GraphicsViewCGL::FinishResize() {
   {
     ScopedBind bind(context());
     if (!bind.nested()) {
-      if (!bind.ok() && frame_texture_) dropped_.push_back(std::move(frame_texture_));
-      frame_texture_.reset();
-      MakeFrameTexture(requested);
+      presenter_->images().Drop(bind.ok());
+      MakeImage(requested);
       if (bind.ok()) glFlush();
     }
   }

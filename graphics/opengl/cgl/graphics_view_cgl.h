@@ -1,32 +1,32 @@
 // A view on the platform, and of its two halves the one that draws: each frame goes into an off-screen image in the
-// device's context. The other half, ViewPresenter, copies it to the host's window in a context of the view's own.
+// device's context. The other half, ViewPresenter, copies it to the host's window in a context of the view's own, in
+// its own time: no frame waits for it.
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_VIEW_CGL_H_
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 #include "graphics/graphics_view_impl.h"
 #include "graphics/opengl/cgl/gs_object_cgl.h"
 #include "graphics/opengl/cgl/search_schedule.h"
 #include "graphics/opengl/cgl/view_presenter.h"
 
-class GraphicsTextureGL;
 struct InternalWindowInfo;
 
 // Host threads make, attach, resize and destroy it; the render thread draws; a change of size is completed on the main
 // queue.
-class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
+class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL, public CountedView {
  public:
   // Does no GL work; Init must follow. The context is not owned.
   GraphicsViewCGL(GraphicsContextCGL* context, const InternalWindowInfo& info, unsigned int width, unsigned int height);
-  // Waits for a Draw in progress and for a change of size in progress.
+  // Waits for a Draw in progress and for a change of size in progress; and a moment for its window to be left, where
+  // the caller keeps no frame waiting.
   ~GraphicsViewCGL() override;
 
-  // Makes the view's context and off-screen image, and a place in the window. Returns false without a context only: a
-  // view that cannot be shown says so in the log, and draws all the same.
+  // Makes the view's context and off-screen image, and a place in the window, for which it waits as the destructor
+  // does. Returns false without a context only: a view that cannot be shown says so in the log, and draws all the same.
   bool Init();
 
   void Attach(DrawCallback* callback) override;
@@ -36,6 +36,7 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   void Resize(unsigned int width, unsigned int height) override;
   // On the render thread.
   void Draw() override;
+  ViewCounts counts() const override;
 
  private:
   using Size = ViewPresenter::Size;
@@ -53,10 +54,13 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   // The second stage of a change of size: makes the new image and has the window resized. On the main queue, under the
   // context's lock.
   void FinishResize();
-  void MakeFrameTexture(Size requested);
-  // Draws a frame of that size into the off-screen image, with the device's context current.
+  // Makes the first image, in the place of those that there are.
+  void MakeImage(Size requested);
+  // Draws a frame of that size into an off-screen image, with the device's context current.
   void DrawFrame(Size size);
-  // Logs that the off-screen image can be drawn to again, and keeps it from logging in each frame that it cannot.
+  // Has the window thread look for the window again, if it is time for that.
+  void SearchWindow(Size size);
+  // Logs that the off-screen images can be drawn to again, and keeps them from logging in each frame that they cannot.
   void NoteTarget(bool bound);
   void GiveBackKeptLock();
 
@@ -66,18 +70,14 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL {
   // ever where it could not be made. It has a lock of its own.
   NativeContext* view_context_ = nullptr;
   void* const native_view_;
-  std::unique_ptr<GraphicsTextureGL> frame_texture_;
   std::uint32_t last_width_;
   std::uint32_t last_height_;
 
   // Null when view_context_ is. It ends itself, once the destructor has asked it to.
   ViewPresenter* presenter_ = nullptr;
-  // Images that could not be deleted when they were dropped.
-  std::vector<std::unique_ptr<GraphicsTextureGL>> dropped_;
-  ViewPresenter::Picture picture_;  // The last frame.
-  bool image_untried_ = false;      // Whether the image is missing because it could not even be tried to make one.
-  bool target_failed_ = false;      // Whether the last frame could not be drawn into its image.
-  SearchSchedule search_;           // When to look again for a window that was not there.
+  bool image_untried_ = false;             // Whether images are missing because it could not even be tried to make one.
+  bool target_failed_ = false;             // Whether the last frame could not be drawn into its image.
+  SearchSchedule search_;                  // When to look again for a window that was not there.
   std::atomic<bool> search_again_{false};  // Set by the host's thread that resizes: the schedule begins anew.
   bool lock_kept_ = false;                 // Whether a Draw without an image has kept the view context's lock.
   std::shared_ptr<Link> link_;

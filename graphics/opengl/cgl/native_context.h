@@ -46,6 +46,8 @@ class QUARN_CAPABILITY("mutex") NativeContext {
   // The context's own lock, which is recursive. Another thread than the one that holds it may unlock it, when it knows
   // that the holder has done with the context.
   virtual void Lock() = 0;
+  // Takes it where nobody else has it, and returns whether it did.
+  virtual bool TryLock() = 0;
   virtual void Unlock() = 0;
   // Makes the context current on the calling thread; returns false when that fails, and then the thread has what it
   // had. The first failure in a row is logged, and its end. *previous is what Restore wants later.
@@ -86,8 +88,9 @@ class QUARN_CAPABILITY("mutex") NativeContext {
   // With the context current: how many refreshes of the screen lie between two pictures; with 0 presenting waits for
   // none. Does nothing without a window.
   virtual void SetSwapInterval(int interval) = 0;
-  // With the context current: shows what the default framebuffer holds, which is undefined afterwards.
-  virtual void Present() = 0;
+  // With the context current: shows what the default framebuffer holds, which is undefined afterwards. Returns whether
+  // the window system has taken it.
+  virtual bool Present() = 0;
 
  private:
   // The thread that has the context bound, and what Restore wants for each Bind that is open: more than one only if a

@@ -23,38 +23,69 @@ ViewPresenter* ViewPresenter::Create(std::unique_ptr<NativeContext> context) {
 ViewPresenter::ViewPresenter(std::unique_ptr<NativeContext> context)
     : context_(std::move(context)), has_window_system_(context_->HasWindowSystem()) {}
 
-bool ViewPresenter::lags() const { return has_window_system_ && WindowThread::Get().lags(); }
-
-void ViewPresenter::HandOver(std::function<void()> work) {
-  if (has_window_system_) {
-    WindowThread::Get().HandOver(std::move(work));
-  } else {
-    work();
-  }
-}
-
 void ViewPresenter::HandOverWindow(void* host_window, Size size) {
-  HandOver([this, host_window, size] { AttachToWindow(host_window, size); });
+  MutexLocker<Mutex> lock(mutex_);
+  asked_.window = true;
+  asked_.host_window = host_window;
+  asked_.window_size = size;
+  Schedule();
 }
 
 void ViewPresenter::HandOverSize(Size size) {
-  HandOver([this, size] { ResizeWindow(size); });
+  MutexLocker<Mutex> lock(mutex_);
+  asked_.resize = true;
+  if (size.width != 0) asked_.size = size;
+  asked_.size_comes_first = !images_.waiting();
+  Schedule();
 }
 
-void ViewPresenter::HandOverPicture(const Picture& picture) {
-  picture_ = picture;
-  HandOver([this] { PresentPicture(); });
+void ViewPresenter::HandOverPicture() {
+  MutexLocker<Mutex> lock(mutex_);
+  if (!images_.Offer()) return;
+  asked_.size_comes_first = true;
+  Schedule();
+}
+
+void ViewPresenter::GoOn() {
+  MutexLocker<Mutex> lock(mutex_);
+  if (asked_.window || asked_.resize || images_.waiting()) Schedule();
 }
 
 void ViewPresenter::HandOverEnd() {
   closed_ = true;
-  HandOver([this] { Delete(); });
+  if (!has_window_system_) return Delete();
+  WindowThread::Get().Post([this] { Delete(); });
+}
+
+void ViewPresenter::Schedule() {
+  if (!has_window_system_) return DoWhatIsAsked();
+  if (scheduled_) return;
+  scheduled_ = WindowThread::Get().Post([this] { DoWhatIsAsked(); });
+  if (!scheduled_) can_present_ = false;
+}
+
+void ViewPresenter::DoWhatIsAsked() {
+  if (closed_) return;
+  Asked asked;
+  {
+    MutexLocker<Mutex> lock(mutex_);
+    scheduled_ = false;
+    if (!context_->TryLock()) return;  // What is asked for stays, until GoOn or the next picture.
+    asked = std::exchange(asked_, Asked());
+  }
+  struct Unlock {
+    ~Unlock() { context->Unlock(); }
+    NativeContext* const context;
+  } const unlock{context_.get()};
+  if (asked.window) AttachToWindow(asked.host_window, asked.window_size);
+  if (asked.resize && asked.size_comes_first) ResizeWindow(asked.size);
+  if (images_.waiting()) PresentPicture();
+  if (asked.resize && !asked.size_comes_first) ResizeWindow(asked.size);
 }
 
 void ViewPresenter::AttachToWindow(void* host_window, Size size) {
-  if (closed_) return;
+  can_present_ = false;
   // A window's pixels are the screen's, and what is shown in them is taken for sRGB: nothing has to be asked for.
-  const MutexLocker<NativeContext> lock(*context_);
   using Place = NativeContext::Place;
   if (place_ == Place::kNotYet) place_ = context_->AttachWindow(host_window, size.width, size.height);
   const bool has_place = place_ == Place::kMade && context_->CanPresent();
@@ -70,8 +101,6 @@ void ViewPresenter::AttachToWindow(void* host_window, Size size) {
 }
 
 void ViewPresenter::ResizeWindow(Size size) {
-  if (closed_) return;
-  const MutexLocker<NativeContext> lock(*context_);
   // A driver looks for the size when its context is made current, not later: the other way round the next picture would
   // be of the old size.
   if (size.width != 0) context_->ResizeWindow(size.width, size.height);
@@ -82,31 +111,32 @@ void ViewPresenter::ResizeWindow(Size size) {
 }
 
 void ViewPresenter::PresentPicture() {
-  if (closed_) return;
-  const MutexLocker<NativeContext> lock(*context_);
-  can_present_ = context_->CanPresent();
-  if (can_present_ && context_->Bind()) {
-    // The view may have replaced its image since it handed the picture over, if the window system has stalled.
-    if (glIsTexture(picture_.texture)) CopyPicture();
-    context_->Unbind();
+  can_present_ = can_present_ && context_->CanPresent();
+  if (!can_present_ && images_.Take()) {
+    images_.GiveBack(nullptr);
+    images_.NoteShown(false);
   }
+  if (!can_present_ || !context_->Bind()) return;
+  // Only now, for a driver may have waited for the window system: the newest picture is shown, and images are free.
+  if (const Picture* const picture = images_.Take()) CopyPicture(*picture);
+  context_->Unbind();
 }
 
-void ViewPresenter::CopyPicture() {
+void ViewPresenter::CopyPicture(const Picture& picture) {
   // What there is of the picture: while the size changes, the image may be smaller.
-  const Size part = {std::min(picture_.size.width, picture_.image.width),
-                     std::min(picture_.size.height, picture_.image.height)};
+  const Size part = {std::min(picture.size.width, picture.image.width),
+                     std::min(picture.size.height, picture.image.height)};
   Size window = part;
   context_->WindowSize(&window.width, &window.height);
-  if (glIsSync(picture_.drawn)) glWaitSync(picture_.drawn, 0, GL_TIMEOUT_IGNORED);  // The GPU waits, not this thread.
+  glWaitSync(picture.drawn, 0, GL_TIMEOUT_IGNORED);  // The GPU waits, not this thread.
   glBindFramebuffer(GL_READ_FRAMEBUFFER, read_frame_buffer_);
   // Attached anew each time: the image may be another, and that is what makes visible what the other context has drawn.
-  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, picture_.texture, 0);
+  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, picture.texture, 0);
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
   if (IsUsed(Workaround::kDrawToBack)) glDrawBuffer(GL_BACK);
   CheckViewError(__LINE__);
-  const auto& background = picture_.background;
-  Size copied = picture_.size;
+  const auto background = picture.background;
+  Size copied = picture.size;
   if (part.width < window.width || part.height < window.height) {
     // Where the picture does not reach, the buffer holds whatever was left in it, and the image nothing at all.
     copied = part;
@@ -120,12 +150,13 @@ void ViewPresenter::CopyPicture() {
   const GLint bottom = static_cast<GLint>(window.height) - static_cast<GLint>(part.height);
   glBlitFramebuffer(0, 0, width, height, 0, bottom, width, bottom + height, GL_COLOR_BUFFER_BIT, GL_NEAREST);
   CheckViewError(__LINE__);
+  // The image is let go of: what follows may wait for the window system.
+  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+  images_.GiveBack(glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0));
   context_->SetWindowBackground(background.r, background.g, background.b);
-  context_->Present();
+  images_.NoteShown(context_->Present());
   glFlush();
   CheckViewError(__LINE__);
-  // The image is let go of, so that it dies when it is replaced.
-  glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
   glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
   glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
   CheckViewError(__LINE__);
@@ -133,8 +164,9 @@ void ViewPresenter::CopyPicture() {
 
 void ViewPresenter::Delete() {
   context_->DetachWindow();
-  if (read_frame_buffer_ && context_->Bind()) {
-    glDeleteFramebuffers(1, &read_frame_buffer_);
+  if (context_->Bind()) {
+    images_.DeleteFences();
+    if (read_frame_buffer_) glDeleteFramebuffers(1, &read_frame_buffer_);
     context_->Unbind();
   }
   delete this;

@@ -3,36 +3,24 @@
 #define QUARN_GRAPHICS_OPENGL_CGL_VIEW_PRESENTER_H_
 
 #include <atomic>
-#include <cstdint>
-#include <functional>
 #include <memory>
 
+#include "foundation/mutex.h"
 #include "graphics/opengl/cgl/native_context.h"
+#include "graphics/opengl/cgl/view_images.h"
 #include "graphics/opengl/gl.h"
 
-// Owns the view's context. The window system may keep the window thread waiting at any point, so whatever the view asks
-// for is handed over whole, and nothing here reaches back to the view, which may be gone when its turn comes.
+// Owns the view's context and its images. The window system may keep the window thread waiting at any point, so
+// whatever the view asks for is left here, the newest in the place of what was asked for before, and done when the
+// window thread comes to it. Nothing here waits, and nothing reaches back to the view, which may be gone by then.
 //
 // Thread: what is public belongs to the view: the thread that makes, draws, resizes or destroys it, under the lock of
-// the device's context. What is handed over is done on the window thread; without a window system, which nobody would
-// have to wait for, it is done before HandOver... returns.
+// the device's context; but where it says otherwise. What is asked for is done on the window thread; without a window
+// system, which nobody would have to wait for, it is done at once.
 class ViewPresenter {
  public:
-  struct Size {
-    std::uint32_t width;
-    std::uint32_t height;
-  };
-  struct Color {
-    float r, g, b, a;
-  };
-  // A frame that is finished.
-  struct Picture {
-    GLuint texture = 0;      // What it is in; 0 while there is no picture.
-    Size image = {0, 0};     // The texture's size: not the picture's own while that changes.
-    Size size = {0, 0};      // The picture's. It lies at the texture's lower left corner.
-    GLsync drawn = nullptr;  // Passed when it is finished.
-    Color background = {0, 0, 0, 1};
-  };
+  using Size = ViewImages::Size;
+  using Picture = ViewImages::Picture;
 
   // The context shares the objects of the device's. Ended by HandOverEnd, and by nothing else.
   static ViewPresenter* Create(std::unique_ptr<NativeContext> context);
@@ -41,48 +29,63 @@ class ViewPresenter {
 
   // The view's context. Any thread may lock and bind it.
   NativeContext* context() const { return context_.get(); }
+  // What the pictures are in.
+  ViewImages& images() { return images_; }
+  const ViewImages& images() const { return images_; }
   // Whether pictures can be presented: there is a place in the host's window for them, as far as is known.
   bool can_present() const { return can_present_; }
   // Whether it may come to that when HandOverWindow is called again.
   bool may_find_window() const { return may_find_window_; }
-  // Whether the window system keeps the window thread waiting: then no picture may be handed over.
-  bool lags() const;
 
   // Makes a place for pictures of that size in the host's window. May be called again until that has been found.
   void HandOverWindow(void* host_window, Size size);
-  // Gives the place another size; {0, 0} leaves it the one that it has.
+  // Gives the place another size, after the picture that waits; {0, 0} leaves it the one that it has.
   void HandOverSize(Size size);
-  // Shows the picture. Not while it lags().
-  void HandOverPicture(const Picture& picture);
-  // The view is gone. Deletes this, as the last thing that is done here; whatever was handed over and not begun is not
-  // done any more. Where the window thread takes no more work, or never comes to this, the presenter stays.
+  // Shows the picture that was finished last.
+  void HandOverPicture();
+  // The view's context was locked, and is free again: what could not be done meanwhile is done now. Thread: any.
+  void GoOn();
+  // The view is gone, and its images are closed. Deletes this, as the last thing that is done here; what was asked for
+  // and is not begun is not done any more. Where the window thread takes no more work, or never comes to this, the
+  // presenter stays.
   void HandOverEnd();
 
  private:
+  // What is asked for, and not begun.
+  struct Asked {
+    bool window = false;
+    void* host_window = nullptr;
+    Size window_size = {0, 0};
+    bool resize = false;
+    Size size = {0, 0};
+    bool size_comes_first = true;  // Whether the picture that waits came after it.
+  };
+
   explicit ViewPresenter(std::unique_ptr<NativeContext> context);
   ~ViewPresenter() = default;
 
-  void HandOver(std::function<void()> work);
-
-  // What is handed over: on the window thread.
+  // Has DoWhatIsAsked run, if that is not so already.
+  void Schedule() QUARN_REQUIRES(mutex_);
+  // On the window thread.
+  void DoWhatIsAsked();
   void AttachToWindow(void* host_window, Size size);
   void ResizeWindow(Size size);
   void PresentPicture();
-  void CopyPicture();
+  void CopyPicture(const Picture& picture);
   void Delete();
 
   const std::unique_ptr<NativeContext> context_;
   const bool has_window_system_;
+  ViewImages images_;
 
   // Written by the window thread, read by the view.
-  std::atomic<bool> can_present_{false};
+  std::atomic<bool> can_present_{true};
   std::atomic<bool> may_find_window_{false};
 
-  // Written by the view, read by the window thread.
   std::atomic<bool> closed_{false};  // Whether the view is gone.
-  // The picture that was handed over. The view writes it while the window thread is known to have done with the one
-  // before: not while it lags.
-  Picture picture_;
+  Mutex mutex_;
+  Asked asked_ QUARN_GUARDED_BY(mutex_);
+  bool scheduled_ QUARN_GUARDED_BY(mutex_) = false;
 
   // The window thread's alone.
   NativeContext::Place place_ = NativeContext::Place::kNotYet;

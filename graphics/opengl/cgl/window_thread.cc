@@ -1,10 +1,8 @@
-// The thread for windows. Entered by render threads and by the host's.
+// The thread for windows. Entered by render threads, which post, and by the host's.
 #include "graphics/opengl/cgl/window_thread.h"
 
-#include <cstdint>
 #include <utility>
 
-#include "graphics/frame_times.h"
 #include "graphics/opengl/cgl/view_worker.h"
 
 WindowThread& WindowThread::Get() {
@@ -18,8 +16,8 @@ WindowThread& WindowThread::Get() {
 
 WindowThread::WindowThread() : worker_(ViewWorkerRole("quarn-window")) {}
 
+bool WindowThread::Post(std::function<void()> work) { return worker_.Post(std::move(work)) != 0; }
+
 bool WindowThread::HandOver(std::function<void()> work) {
-  const FrameSpan wait(FramePart::kWindowWait);
-  const std::uint64_t number = worker_.Post(std::move(work));
-  return worker_.WaitFor(number, kViewWorkPatience);
+  return worker_.WaitFor(worker_.Post(std::move(work)), kViewWorkPatience);
 }

@@ -9,21 +9,26 @@
 #include "foundation/worker.h"
 
 // There is one for the process, from the first work on. A window system can stop answering at any point, and those who
-// draw must not stop with it: they wait for this thread in HandOver only, and there only so long.
+// draw must not stop with it: they post. Only who makes or ends a view waits, in HandOver, and there only so long.
 class WindowThread {
  public:
   // The process's. It outlives everything that might still draw at exit; one that hangs in the window system when the
   // process ends is left there.
   static WindowThread& Get();
 
-  // Has `work` run after all that was handed over before. Waits for it, a quarter of a second at most; once that was in
-  // vain, not at all until the window system has caught up. Returns true when the work is known to be done; else it is
-  // done later, or, where there is no such thread, never.
+  // Has `work` run after all that was posted before. Returns false when it is dropped: there is no such thread, or no
+  // memory, which the log says; or the process ends.
   //
-  // Thread: any. The work must not take the context's lock.
+  // Thread: any.
+  bool Post(std::function<void()> work);
+  // The same, and waits for it, a quarter of a second at most; once that was in vain, not at all until the window
+  // system has caught up. Returns true when the work is known to be done; else it is done later, or, where there is no
+  // such thread, never.
+  //
+  // Thread: any. With the context's lock held it would keep frames waiting, and a work that takes that lock.
   bool HandOver(std::function<void()> work);
 
-  // Whether the window system has kept somebody waiting in vain and has not caught up yet.
+  // Whether somebody has waited in vain, and the window system has not caught up yet.
   bool lags() const { return worker_.lags(); }
 
  private:

@@ -57,6 +57,15 @@ class TestView : public GsView {
 
 class GsViewTest : public FacadeWithDeviceTest {};
 
+TEST_F(GsViewTest, CountsItsPictures) {
+  const TestView view;
+  view.engine()->pictures = {7, 4, 2};
+  const GsViewCounts counts = view.Counts();
+  EXPECT_EQ(counts.drawn, 7u);
+  EXPECT_EQ(counts.presented, 4u);
+  EXPECT_EQ(counts.skipped, 2u);
+}
+
 TEST_F(GsViewTest, OwnsAnEngineView) {
   {
     TestView view;
@@ -205,6 +214,7 @@ TEST_F(GsViewTest, WorksOnAnEngineWithoutAContext) {
 
 // Has no engine view, but a scene.
 void ExpectInert(TestView& view, TestScene& scene) {
+  EXPECT_EQ(view.Counts().drawn, 0u);
   EXPECT_EQ(view.impl(), nullptr);
   view.Resize(3, 4);
   EXPECT_EQ(view.width(), 0u);

@@ -33,6 +33,7 @@ class NativeContextEgl : public NativeContext {
   ~NativeContextEgl() override { NativeContextEgl::DetachWindow(); }
 
   void Lock() override { mutex_.Lock(); }
+  bool TryLock() override { return mutex_.TryLock(); }
   void Unlock() override { mutex_.Unlock(); }
 
   bool MakeCurrent(Current* previous) override {
@@ -132,16 +133,17 @@ class NativeContextEgl : public NativeContext {
     if (window_ && !(has_buffer_ && IsUsed(Workaround::kSteadyWindow))) window_->Resize(width, height);
   }
 
-  void Present() override {
-    if (!window_ || (IsUsed(Workaround::kLookBeforeSwap) && !window_->Alive())) return;
+  bool Present() override {
+    if (!window_ || (IsUsed(Workaround::kLookBeforeSwap) && !window_->Alive())) return false;
     if (!eglSwapBuffers(display_.display, surface_)) {
-      if (std::exchange(present_failed_, true)) return;
+      if (std::exchange(present_failed_, true)) return false;
       Logger::default_logger()->Warn("A view's picture could not be presented (EGL error 0x%04x)",
                                      static_cast<unsigned int>(eglGetError()));
-      return;
+      return false;
     }
     has_buffer_ = false;
     if (next_width_ != 0) window_->Resize(next_width_, next_height_);
+    return true;
   }
 
   const EglContext* egl_context() const { return context_.get(); }

@@ -12,7 +12,7 @@
 #include "tests/support/x_server.h"
 #include "tests/support/x_window.h"
 
-// Frames wait for the window thread only so long, and skip pictures when it is late, as it is on a busy machine. Here
+// Frames do not wait for the window thread, and skip pictures when it is late, as it is on a busy machine. Here
 // every picture is presented, and what comes of it has come when a call returns.
 class EngineViewTest : public GlTest {
  protected:

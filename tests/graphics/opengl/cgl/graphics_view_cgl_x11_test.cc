@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -21,6 +22,7 @@
 #include "graphics/opengl/cgl/main_queue.h"
 #include "tests/graphics/opengl/cgl/engine_view_test.h"
 #include "tests/support/host_loop.h"
+#include "tests/support/stalled_window_thread.h"
 
 namespace {
 
@@ -71,6 +73,11 @@ class GraphicsViewX11Test : public EngineViewTest {
     EXPECT_THAT(TakeLog(), IsEmpty());
     return view;
   }
+  // Pictures drawn, presented and skipped.
+  static std::vector<std::uint32_t> Counts(const GraphicsView& view) {
+    const ViewCounts counts = ReadViewCounts(&view);
+    return {counts.drawn, counts.presented, counts.skipped};
+  }
   // After the display is set.
   test::XConnection& x11() {
     if (!x11_) x11_ = std::make_unique<test::XConnection>(TheXServer().display());
@@ -95,8 +102,8 @@ TEST_F(GraphicsViewX11Test, InitTakesTheWindowAndWaitsForNoRefresh) {
   const test::XWindow window(x11(), 120, 90);
   gl_spy::StartTrace();
   const auto view = MakeView(window.handle(), 120, 90);
-  EXPECT_THAT(TakeTrace(), ElementsAre("make current", "check", "flush", "check", "make current", "swap interval 0",
-                                       "flush", "check", "clear current", "clear current"));
+  EXPECT_THAT(TakeTrace(), ElementsAre("make current", "check", "flush", "check", "clear current", "make current",
+                                       "swap interval 0", "flush", "check", "clear current"));
   EXPECT_TRUE(window.ComesToHold(1));
 }
 
@@ -196,7 +203,13 @@ TEST_F(GraphicsViewX11Test, WindowKeepsItsSizeFromTheBeginningOfAPictureToItsEnd
   PostToMainQueue([&] { view->Resize(150, 60); });
   view->Resize(140, 110);
   Frames(1);
-  EXPECT_EQ(loop.Run(), 3u);
+  int works = 0;
+  for (; loop.size() > 0; ++works) {
+    const HostLoop::Work work = loop.Take();
+    work.first(work.second);
+    WaitForTheWindowThread();  // It would take two sizes for one.
+  }
+  EXPECT_EQ(works, 3);
   const auto shown = [&card](int width) {
     test::Picture whole = test::Flat(200, 160, 0x123456);
     for (int y = 0; y < 60; ++y) {
@@ -393,6 +406,150 @@ TEST_F(GraphicsViewX11Test, LaterViewOfAWindowLiesOnTop) {
 }
 
 // A server that does not answer.
+
+// However long the window thread is kept, no frame and no change of size waits for it.
+TEST_F(GraphicsViewX11Test, FramesGoOnWhileTheWindowThreadIsKept) {
+  const test::XWindow window(x11(), 120, 90);
+  HostLoop loop;
+  const auto view = MakeView(window, 120, 90);
+  Painter painter(context(), test::TestCard(120, 90));
+  view->Attach(&painter);
+  {
+    const test::StalledWindowThread stalled;
+    for (int i = 0; i < 20; ++i) {
+      view->Resize(i % 2 == 0 ? 100 : 120, 90);
+      device()->DrawDisplay();
+      loop.Run();
+    }
+    device()->DrawDisplay();
+    EXPECT_EQ(painter.draws, 21);
+    EXPECT_THAT(Counts(*view), ElementsAre(21, 0, 20));
+    EXPECT_FALSE(WindowThread::Get().lags()) << "somebody has waited";
+  }
+  EXPECT_TRUE(window.ComesToShow(test::TestCard(120, 90), {})) << "the newest is shown";
+  WaitForTheWindowThread();
+  EXPECT_THAT(Counts(*view), ElementsAre(21, 1, 20));
+  view->Detach();
+}
+
+// A frame would wait for whoever holds the context's lock.
+TEST_F(GraphicsViewX11Test, ViewsAreMadeAndEndedInACallbackWithoutAWait) {
+  const test::XWindow window(x11(), 120, 90);
+  {
+    const test::StalledWindowThread stalled;
+    const test::CurrentContext current(context());
+    auto view = MakeView(window.handle(), 120, 90);
+    view->Draw();
+    view.reset();
+    EXPECT_FALSE(WindowThread::Get().lags()) << "somebody has waited";
+  }
+  const auto view = MakeView(window.handle(), 120, 90);
+  {
+    const test::StalledWindowThread stalled;
+    const auto another = MakeView(window.handle(), 60, 45);
+    EXPECT_TRUE(WindowThread::Get().lags()) << "nobody has waited, where the host may count on its window";
+  }
+}
+
+TEST_F(GraphicsViewX11Test, CountsWhatBecomesOfItsPictures) {
+  auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
+  const auto view = MakeView(*window, 120, 90);
+  EXPECT_THAT(Counts(*view), ElementsAre(0, 0, 0));
+  for (int i = 0; i < 3; ++i) Draw(view.get());
+  EXPECT_THAT(Counts(*view), ElementsAre(3, 3, 0));
+  view->Resize(0, 90);
+  Draw(view.get());
+  EXPECT_THAT(Counts(*view), ElementsAre(3, 3, 0));
+  view->Resize(120, 90);
+  window.reset();
+  for (int i = 0; i < 3; ++i) Draw(view.get());
+  EXPECT_THAT(Counts(*view), ElementsAre(6, 3, 3));
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
+}
+
+// Its pictures were there in time.
+TEST_F(GraphicsViewX11Test, ViewThatIsShownInTimeHasOneImage) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  Draw(view.get());
+  const int objects = gl_spy::LiveObjects();
+  for (int i = 0; i < 10; ++i) Draw(view.get());
+  EXPECT_EQ(gl_spy::LiveObjects(), objects);
+  {
+    const test::StalledWindowThread stalled;
+    for (int i = 0; i < 10; ++i) view->Draw();
+    EXPECT_EQ(gl_spy::LiveObjects(), objects + 2) << "one waits, one is drawn to: a texture and a framebuffer more";
+  }
+  WaitForTheWindowThread();
+}
+
+// A host may keep a view's context: the others are shown meanwhile.
+TEST_F(GraphicsViewX11Test, ViewWhoseContextIsTakenKeepsNoOtherFromItsWindow) {
+  const test::XWindow window(x11(), 120, 90);
+  const test::XWindow other(x11(), 40, 30, {200, 0});
+  const auto view = MakeView(window, 120, 90);
+  const auto second = MakeView(other, 40, 30);
+  view->SetBackgroundColor(1, 0, 0, 1);
+  second->SetBackgroundColor(0, 1, 0, 1);
+  std::thread host([&] {
+    ASSERT_TRUE(view->BindRenderTarget());
+    std::thread render([&] {
+      Draw(view.get());
+      Draw(second.get());
+      NativeContext::ReleaseThread();
+    });
+    render.join();
+    EXPECT_TRUE(other.ComesToShow(test::Flat(40, 30, 0x00ff00), {}));
+    EXPECT_THAT(Counts(*view), ElementsAre(1, 0, 0));
+    view->UnbindRenderTarget();
+    NativeContext::ReleaseThread();
+  });
+  host.join();
+  EXPECT_TRUE(window.ComesToShow(test::Flat(120, 90, 0xff0000), {}));
+}
+
+// The server is stopped for 24 frames and runs for two, again and again. What else the machine does falls on a device
+// beside, whose view draws the same and has no window.
+TEST_F(GraphicsViewX11Test, FramesKeepTheirRateOnAServerThatMostlyStalls) {
+  const test::XWindow window(x11(), 120, 90);
+  const auto view = MakeView(window, 120, 90);
+  GraphicsDeviceCGL beside;
+  ASSERT_TRUE(beside.Init());
+  std::unique_ptr<GraphicsView> without_window(beside.CreateView(InternalWindowInfo{}, 120, 90));
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("it was given no window")));
+  struct Nothing : GraphicsView::DrawCallback {
+    void Draw() override {}
+  } nothing;
+  view->Attach(&nothing);
+  without_window->Attach(&nothing);
+  for (GraphicsDeviceCGL* const each : {device(), &beside}) {
+    each->SetFps(100);
+    ASSERT_TRUE(each->Start());
+  }
+  const auto drawn = [](const auto& counted) { return ReadViewCounts(counted.get()).drawn; };
+  const auto wait = [&](unsigned int frames) {
+    const unsigned int end = drawn(without_window) + frames;
+    EXPECT_TRUE(test::ComesTrue([&] { return drawn(without_window) >= end; }));
+  };
+  wait(10);
+  const unsigned int before = drawn(view), before_beside = drawn(without_window);
+  for (int i = 0; i < 10; ++i) {
+    TheXServer().Stall();
+    wait(24);
+    TheXServer().GoOn();
+    wait(2);
+  }
+  EXPECT_GE(4 * (drawn(view) - before), 3 * (drawn(without_window) - before_beside));
+  beside.Stop();
+  device()->Stop();
+  without_window->Detach();
+  view->Detach();
+  without_window.reset();
+  WaitForTheWindowThread();
+  const ViewCounts counts = ReadViewCounts(view.get());
+  EXPECT_EQ(counts.presented + counts.skipped, counts.drawn);
+  EXPECT_GT(counts.presented, 0u);
+}
 
 TEST_F(GraphicsViewX11Test, ServerThatStallsDoesNotStallTheFrames) {
   const test::XWindow window(x11(), 120, 90);

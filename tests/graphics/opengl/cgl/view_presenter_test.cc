@@ -3,8 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <future>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -15,10 +14,14 @@
 
 #include "graphics/opengl/cgl/window_thread.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/stalled_window_thread.h"
 
 namespace {
 
+using test::StalledWindowThread;
+using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using Place = NativeContext::Place;
 
@@ -43,6 +46,7 @@ class WindowSystemScript {
   bool exists = true;
   Place place = Place::kMade;
   bool can_present = true;
+  bool takes_pictures = true;
   bool lacks_memory = false;  // To take a place.
 
  private:
@@ -58,6 +62,7 @@ class ScriptedContext : public NativeContext {
   ~ScriptedContext() override { script_->Note("end"); }
 
   void Lock() override { real_->Lock(); }
+  bool TryLock() override { return real_->TryLock(); }
   void Unlock() override { real_->Unlock(); }
   bool MakeCurrent(Current* previous) override { return real_->MakeCurrent(previous); }
   bool IsCurrent() const override { return real_->IsCurrent(); }
@@ -75,7 +80,10 @@ class ScriptedContext : public NativeContext {
   void WindowSize(unsigned int*, unsigned int*) override {}
   void SetWindowBackground(float, float, float) override {}
   void SetSwapInterval(int) override {}
-  void Present() override { script_->Note("present"); }
+  bool Present() override {
+    script_->Note("present");
+    return script_->takes_pictures;
+  }
 
  private:
   const std::unique_ptr<NativeContext> real_;
@@ -93,10 +101,35 @@ class ViewPresenterTest : public GlTest {
     while (!WindowThread::Get().HandOver([] {})) {
     }
   }
+  // GL has no window to copy a picture to, only the script has.
+  void TakeLogOfCopies() { EXPECT_THAT(TakeLog(), Each(HasSubstr("W: INVALID_FRAMEBUFFER_OPERATION | "))); }
+  // Hands over a picture of 8 x 6 pixels.
+  void HandOverPicture(ViewPresenter* presenter) {
+    const test::CurrentContext current(context());
+    ViewImages& images = presenter->images();
+    ASSERT_TRUE(!images.empty() || images.Make(context(), {8, 6}));
+    ASSERT_NE(images.Begin(), nullptr);
+    images.Fence();
+    glFlush();
+    EXPECT_TRUE(images.Finish({8, 6}, {0, 0, 0, 1}));
+    images.End();
+    presenter->HandOverPicture();
+  }
+  void CloseImages(ViewPresenter* presenter) {
+    const test::CurrentContext current(context());
+    presenter->images().Close(true);
+  }
   // Its end may be the last thing that is handed over.
-  static void End(ViewPresenter* presenter) {
+  void End(ViewPresenter* presenter) {
+    CloseImages(presenter);
     presenter->HandOverEnd();
     Settle();
+    TakeLogOfCopies();
+  }
+  // Pictures drawn, presented and skipped.
+  static std::vector<std::uint32_t> Counts(const ViewPresenter* presenter) {
+    const ViewCounts counts = presenter->images().counts();
+    return {counts.drawn, counts.presented, counts.skipped};
   }
 
   WindowSystemScript script_;
@@ -112,7 +145,7 @@ TEST_F(ViewPresenterTest, DoesOnTheWindowThreadWhatIsHandedOver) {
   Settle();
   End(presenter);
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6", "resize 4x3", "detach", "end"));
-  EXPECT_THAT(script_.threads(), ::testing::Each(window_thread));
+  EXPECT_THAT(script_.threads(), Each(window_thread));
 }
 
 TEST_F(ViewPresenterTest, DoesItAtOnceWithoutAWindowSystem) {
@@ -123,10 +156,9 @@ TEST_F(ViewPresenterTest, DoesItAtOnceWithoutAWindowSystem) {
   presenter->HandOverWindow(nullptr, {8, 6});
   EXPECT_FALSE(presenter->can_present());
   EXPECT_FALSE(presenter->may_find_window());
-  EXPECT_FALSE(presenter->lags());
   presenter->HandOverEnd();
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6", "detach", "end"));
-  EXPECT_THAT(script_.threads(), ::testing::Each(std::this_thread::get_id()));
+  EXPECT_THAT(script_.threads(), Each(std::this_thread::get_id()));
 }
 
 TEST_F(ViewPresenterTest, LooksForAWindowThatMayComeUntilItHas) {
@@ -169,6 +201,16 @@ TEST_F(ViewPresenterTest, SizeOfNothingLeavesThePlaceItsSize) {
   End(presenter);
 }
 
+TEST_F(ViewPresenterTest, PresentsThePictureThatWasHandedOver) {
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(nullptr, {8, 6});
+  HandOverPicture(presenter);
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6", "present"));
+  EXPECT_THAT(Counts(presenter), ElementsAre(1, 1, 0));
+  End(presenter);
+}
+
 TEST_F(ViewPresenterTest, PresentsNothingOnceTheWindowHasGone) {
   ViewPresenter* const presenter = Create();
   presenter->HandOverWindow(nullptr, {8, 6});
@@ -176,47 +218,85 @@ TEST_F(ViewPresenterTest, PresentsNothingOnceTheWindowHasGone) {
   ASSERT_TRUE(presenter->can_present());
   script_.TakeCalls();
   script_.can_present = false;
-  presenter->HandOverPicture({});
+  HandOverPicture(presenter);
   Settle();
   EXPECT_FALSE(presenter->can_present());
   EXPECT_FALSE(presenter->may_find_window()) << "a window that has gone does not come again";
   EXPECT_THAT(script_.TakeCalls(), IsEmpty());
+  EXPECT_THAT(Counts(presenter), ElementsAre(1, 0, 1));
   End(presenter);
 }
 
-// The view has replaced the image that the picture is in.
-TEST_F(ViewPresenterTest, PresentsNoImageThatIsGone) {
+TEST_F(ViewPresenterTest, PictureThatTheWindowSystemDoesNotTakeIsSkipped) {
+  script_.takes_pictures = false;
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(nullptr, {8, 6});
+  HandOverPicture(presenter);
+  Settle();
+  EXPECT_THAT(Counts(presenter), ElementsAre(1, 0, 1));
+  End(presenter);
+}
+
+// As long as the window thread is kept, nobody waits, and of all that was asked for the newest is done.
+TEST_F(ViewPresenterTest, NewestOfEachIsDoneWhenTheWindowThreadComesToIt) {
   ViewPresenter* const presenter = Create();
   presenter->HandOverWindow(nullptr, {8, 6});
   Settle();
   script_.TakeCalls();
-  ViewPresenter::Picture picture;
-  picture.texture = 0xffff;
-  picture.image = picture.size = {8, 6};
-  presenter->HandOverPicture(picture);
+  {
+    const StalledWindowThread stalled;
+    for (int i = 0; i < 10; ++i) HandOverPicture(presenter);
+    presenter->HandOverSize({4, 3});
+    presenter->HandOverSize({5, 3});
+    EXPECT_THAT(script_.TakeCalls(), IsEmpty());
+    EXPECT_THAT(Counts(presenter), ElementsAre(10, 0, 9));
+  }
   Settle();
-  EXPECT_TRUE(presenter->can_present());
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("present", "resize 5x3")) << "the picture is of the size before";
+  EXPECT_THAT(Counts(presenter), ElementsAre(10, 1, 9));
+  {
+    const StalledWindowThread stalled;
+    HandOverPicture(presenter);
+    presenter->HandOverSize({8, 6});
+    HandOverPicture(presenter);
+  }
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("resize 8x6", "present")) << "the picture is of the new size";
+  EXPECT_THAT(Counts(presenter), ElementsAre(12, 2, 10));
+  End(presenter);
+}
+
+// The window thread has other views to serve.
+TEST_F(ViewPresenterTest, WaitsForNobodyWhoHasTheViewsContext) {
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
+  script_.TakeCalls();
+  presenter->context()->Lock();
+  HandOverPicture(presenter);
+  presenter->HandOverSize({4, 3});
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), IsEmpty());
+  presenter->context()->Unlock();
+  presenter->GoOn();
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("present", "resize 4x3"));
+  presenter->GoOn();
+  Settle();
   EXPECT_THAT(script_.TakeCalls(), IsEmpty());
   End(presenter);
 }
 
 TEST_F(ViewPresenterTest, DoesNothingButEndOnceTheViewIsGone) {
   ViewPresenter* const presenter = Create();
-  std::promise<void> stalled;
-  std::promise<void> go_on;
-  std::thread other([&] {
-    WindowThread::Get().HandOver([&] {
-      stalled.set_value();
-      go_on.get_future().wait();
-    });
-  });
-  stalled.get_future().wait();
-  presenter->HandOverSize({4, 3});
-  EXPECT_TRUE(presenter->lags());
-  presenter->HandOverEnd();
-  EXPECT_THAT(script_.TakeCalls(), IsEmpty());
-  go_on.set_value();
-  other.join();
+  {
+    const StalledWindowThread stalled;
+    presenter->HandOverSize({4, 3});
+    HandOverPicture(presenter);
+    CloseImages(presenter);
+    presenter->HandOverEnd();
+    EXPECT_THAT(script_.TakeCalls(), IsEmpty());
+  }
   Settle();
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("detach", "end"));
 }

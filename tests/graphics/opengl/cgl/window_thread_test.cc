@@ -8,7 +8,6 @@
 #include <string>
 #include <thread>
 
-#include "graphics/frame_times.h"
 #include "graphics/opengl/cgl/view_worker.h"
 #include "tests/support/log_capture.h"
 
@@ -33,14 +32,18 @@ TEST(WindowThreadTest, SaysWhatDoesNotHappenWithoutIt) {
                                "the thread for windows could not be created: a view is not shown, or not resized"}));
 }
 
-TEST(WindowThreadTest, WaitForItIsAPartOfTheFrameThatWaits) {
-  FrameTimes times;
-  times.Begin(0);
-  {
-    const MeasuredFrames measured(&times);
-    WindowThread::Get().HandOver([] {});
+TEST(WindowThreadTest, WorksAreDoneInTheirOrderAndPostDoesNotWait) {
+  std::promise<void> go_on;
+  std::string done;
+  EXPECT_TRUE(WindowThread::Get().Post([&] {
+    go_on.get_future().wait();
+    done += 'a';
+  }));
+  EXPECT_TRUE(WindowThread::Get().Post([&] { done += 'b'; }));
+  go_on.set_value();
+  while (!WindowThread::Get().HandOver([] {})) {
   }
-  EXPECT_NE(times.End(1).window_wait_ns, kGsNotMeasured);
+  EXPECT_EQ(done, "ab");
 }
 
 }  // namespace
