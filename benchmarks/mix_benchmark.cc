@@ -105,8 +105,8 @@ void Copy(benchmark::State& state, const Workload& workload) {
   CountSamples(state, workload, 1);
 }
 
-void Add(const MixSampleVariant& variant, float* dst, const float* src) { variant.mix_float(dst, src, kFrames); }
-void Add(const MixSampleVariant& variant, short* dst, const short* src) { variant.mix_short(dst, src, kFrames); }
+void Add(const MixSampleVariant& variant, float* dst, const float* src) { variant.mix_float(dst, &src, 1, kFrames); }
+void Add(const MixSampleVariant& variant, short* dst, const short* src) { variant.mix_short(dst, &src, 1, kFrames); }
 float Peak(const MixSampleVariant& variant, const float* plane) { return variant.peak_float(plane, kFrames); }
 short Peak(const MixSampleVariant& variant, const short* plane) { return variant.peak_short(plane, kFrames); }
 

@@ -416,8 +416,8 @@ TEST(AudioFramesToNsTest, KeepsAYearOfFrames) {
 
 class MixSampleVariantTest : public testing::TestWithParam<const MixSampleVariant*> {
  protected:
-  static void Mix(float* dst, const float* src, std::size_t frames) { GetParam()->mix_float(dst, src, frames); }
-  static void Mix(short* dst, const short* src, std::size_t frames) { GetParam()->mix_short(dst, src, frames); }
+  static void Mix(float* dst, const float* src, std::size_t frames) { GetParam()->mix_float(dst, &src, 1, frames); }
+  static void Mix(short* dst, const short* src, std::size_t frames) { GetParam()->mix_short(dst, &src, 1, frames); }
   static float Peak(const float* plane, std::size_t frames) { return GetParam()->peak_float(plane, frames); }
   static short Peak(const short* plane, std::size_t frames) { return GetParam()->peak_short(plane, frames); }
 
