@@ -15,35 +15,35 @@ template <class T>
 class CircleBuffer {
  public:
   // A ring that gets no memory stays empty.
-  explicit CircleBuffer(std::size_t capacity) : capacity_(capacity), reserve_(capacity / 100), queue_(capacity) {}
+  explicit CircleBuffer(std::size_t capacity) : queue_(capacity) {}
   CircleBuffer(const CircleBuffer&) = delete;
   CircleBuffer& operator=(const CircleBuffer&) = delete;
 
   // Appends `count` samples over the oldest ones. A null `src` does nothing. While samples are lent, there must be room.
   void PushBack(const T* src, std::size_t count) {
     if (!src || !valid()) return;
-    if (count > capacity_) {
-      src += count - capacity_;
-      count = capacity_;
+    if (count > capacity()) {
+      src += count - capacity();
+      count = capacity();
     }
     for (;;) {
       if (wraps()) {
         if (write_ + count < read()) return Write(src, count);
-        if (read() + count < capacity_) {
+        if (read() + count < capacity()) {
           // The writer overtakes the reader: as many old samples go as new ones come.
           queue_.PopFront(nullptr, count);
           return Write(src, count);
         }
-        queue_.PopFront(nullptr, capacity_ - read());
+        queue_.PopFront(nullptr, capacity() - read());
         continue;
       }
-      if (write_ + count < capacity_) return Write(src, count);
+      if (write_ + count < capacity()) return Write(src, count);
       // A write that ends at the very end wraps too.
-      const std::size_t head = capacity_ - write_;
+      const std::size_t head = capacity() - write_;
       Write(src, head);
       write_ = 0;
       // The writer comes round with the reader a hundredth of the ring ahead at least.
-      if (read() < reserve_) queue_.PopFront(nullptr, reserve_ - read());
+      if (read() < reserve()) queue_.PopFront(nullptr, reserve() - read());
       src += head;
       count -= head;
     }
@@ -66,7 +66,7 @@ class CircleBuffer {
   LentSamples<T> Lend(std::size_t count) { return queue_.Lend(count); }
   void TakeBack() { queue_.TakeBack(); }
   // Whether a push of `count` samples finds room now. While none are lent, each does.
-  bool HasRoomFor(std::size_t count) const { return queue_.HasRoomFor(std::min(count, capacity_)); }
+  bool HasRoomFor(std::size_t count) const { return queue_.HasRoomFor(std::min(count, capacity())); }
 
   std::size_t size() const { return queue_.size(); }
 
@@ -74,18 +74,18 @@ class CircleBuffer {
   bool valid() const { return queue_.valid(); }
 
  private:
+  std::size_t capacity() const { return queue_.capacity(); }
+  std::size_t reserve() const { return capacity() / 100; }
   // Whether what is stored goes on from the end of the ring to its start.
   bool wraps() const { return size() > write_; }
   // Where the oldest sample stands.
-  std::size_t read() const { return wraps() ? write_ + capacity_ - size() : write_ - size(); }
+  std::size_t read() const { return wraps() ? write_ + capacity() - size() : write_ - size(); }
 
   void Write(const T* src, std::size_t count) {
     queue_.PushBack(src, count);
     write_ += count;
   }
 
-  const std::size_t capacity_;
-  const std::size_t reserve_;
   SampleQueue<T> queue_;
   std::size_t write_ = 0;  // Where the next sample goes.
 };

@@ -30,17 +30,22 @@ MixPass::MixPass(const MixSampleVariant& variant, InternalSampleType type, unsig
 
 void MixPass::Add(AudioMixSource* source) {
   using Lending = AudioMixSource::Lending;
-  Block block;
-  block.source = source;
-  Lending lending = source->LendBlock(type_, channels_, frames_, count_ == 0, &block.planes);
+  const auto lend = [&](bool wait) {
+    return source->LendBlock(type_, channels_, frames_, wait, &blocks_[count_].planes);
+  };
+  Lending lending = lend(count_ == 0);
   if (lending == Lending::kBusy) {
     Settle();
-    lending = source->LendBlock(type_, channels_, frames_, true, &block.planes);
+    lending = lend(true);
   }
   last_gave_nothing_ = lending == Lending::kNothing;
   if (lending == Lending::kLent) {
-    if (count_ == kMostBlocks) MixBlocks();
-    blocks_[count_++] = block;
+    blocks_[count_].source = source;
+    if (count_ == kMostBlocks) {
+      MixBlocks();
+      blocks_[0] = blocks_[kMostBlocks];
+    }
+    ++count_;
   } else if (lending == Lending::kNotSo) {
     Settle();
     AddByScratch(source);

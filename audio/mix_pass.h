@@ -53,7 +53,7 @@ class MixPass {
   const std::size_t sample_bytes_;
   unsigned char* const* const mix_;
   unsigned char* const* const scratch_;
-  std::array<Block, kMostBlocks> blocks_;
+  std::array<Block, kMostBlocks + 1> blocks_;  // The last is for one that has not been counted yet.
   std::size_t count_ = 0;
   bool last_gave_nothing_ = false;
 };

@@ -28,12 +28,12 @@ class SampleQueue {
 
  public:
   // In samples. Where the memory is missing it is not valid, and nothing else may be asked of it.
-  explicit SampleQueue(std::size_t capacity)
-      : capacity_(capacity), memory_(capacity * sizeof(T)), data_(static_cast<T*>(memory_.data())) {}
+  explicit SampleQueue(std::size_t capacity) : capacity_(capacity), memory_(capacity * sizeof(T)) {}
   SampleQueue(const SampleQueue&) = delete;
   SampleQueue& operator=(const SampleQueue&) = delete;
 
-  bool valid() const { return data_ != nullptr; }
+  bool valid() const { return memory_.data() != nullptr; }
+  std::size_t capacity() const { return capacity_; }
   std::size_t size() const { return size_; }
 
   // Whether `count` samples can be appended now: while some are lent, the window stays as it is.
@@ -44,8 +44,8 @@ class SampleQueue {
     if (kept_ == 0) FitWindow(size_ + count);
     const std::size_t at = After(first_, size_);
     const std::size_t until_end = std::min(count, window_ - at);
-    std::memcpy(data_ + at, src, until_end * sizeof(T));
-    std::memcpy(data_, src + until_end, (count - until_end) * sizeof(T));
+    std::memcpy(data() + at, src, until_end * sizeof(T));
+    std::memcpy(data(), src + until_end, (count - until_end) * sizeof(T));
     size_ += count;
   }
 
@@ -74,12 +74,14 @@ class SampleQueue {
  private:
   static constexpr std::size_t kSmallestWindow = 4096 / sizeof(T);
 
+  T* data() const { return static_cast<T*>(memory_.data()); }
+
   std::size_t After(std::size_t place, std::size_t count) const {
     place += count;
     return place < window_ ? place : place - window_;
   }
 
-  LentSamples<T> Front(std::size_t count) const { return {data_ + first_, std::min(count, window_ - first_), data_}; }
+  LentSamples<T> Front(std::size_t count) const { return {data() + first_, std::min(count, window_ - first_), data()}; }
 
   std::size_t WindowFor(std::size_t count) const {
     std::size_t window = kSmallestWindow;
@@ -100,7 +102,7 @@ class SampleQueue {
     if (first_ + size_ > window_) {
       // What lies at the window's end goes to the end of the new one.
       const std::size_t place = first_ + (window - window_);
-      std::memmove(data_ + place, data_ + first_, (window_ - first_) * sizeof(T));
+      std::memmove(data() + place, data() + first_, (window_ - first_) * sizeof(T));
       first_ = place;
     }
     window_ = window;
@@ -110,8 +112,8 @@ class SampleQueue {
   void Shrink(std::size_t window) {
     if (window >= window_) return;
     const std::size_t until_end = std::min(size_, window_ - first_);
-    std::memmove(data_ + until_end, data_, (size_ - until_end) * sizeof(T));
-    std::memmove(data_, data_ + first_, until_end * sizeof(T));
+    std::memmove(data() + until_end, data(), (size_ - until_end) * sizeof(T));
+    std::memmove(data(), data() + first_, until_end * sizeof(T));
     first_ = 0;
     memory_.GiveBack(window * sizeof(T), window_ * sizeof(T));
     window_ = window;
@@ -119,7 +121,6 @@ class SampleQueue {
 
   const std::size_t capacity_;
   PageMemory memory_;
-  T* const data_;
   std::size_t window_ = 0;  // The samples that the ring at the front of the memory has place for.
   std::size_t first_ = 0;   // Where the oldest lies.
   std::size_t size_ = 0;
