@@ -19,7 +19,8 @@ class CircleBuffer {
   CircleBuffer(const CircleBuffer&) = delete;
   CircleBuffer& operator=(const CircleBuffer&) = delete;
 
-  // Appends `count` samples over the oldest ones. A null `src` does nothing. While samples are lent, there must be room.
+  // Appends `count` samples over the oldest ones. A null `src` does nothing. While samples are lent, there must be
+  // room.
   void PushBack(const T* src, std::size_t count) {
     if (!src || !valid()) return;
     if (count > capacity()) {

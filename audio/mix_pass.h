@@ -10,9 +10,9 @@
 #include "audio/mix_samples_variants.h"
 
 // The mix and the scratch planes end as if each source were popped into the scratch planes, of which only the first is
-// cleared before (Kept: C34), and these added to the mix where anything came. What a source lends, a whole block of every
-// channel, is added without being copied; of several such sources the last one's block is what the scratch planes hold
-// afterwards. Scratch planes that the mix has no channel for are nobody's: they may hold anything.
+// cleared before (Kept: C34), and these added to the mix where anything came. What a source lends, a whole block of
+// every channel, is added without being copied; of several such sources the last one's block is what the scratch planes
+// hold afterwards. Scratch planes that the mix has no channel for are nobody's: they may hold anything.
 //
 // Thread: the mixer's, with its lock held from construction to Finish.
 class MixPass {
@@ -33,8 +33,8 @@ class MixPass {
     AudioMixSource* source;
     AudioMixSource::LentPlanes planes;
   };
-  // So many sources are added at a time: the mix is then seldom read and written, and what a push may have to wait for is
-  // over soon.
+  // So many sources are added at a time: the mix is then seldom read and written, and what a push may have to wait for
+  // is over soon.
   static constexpr std::size_t kMostBlocks = 8;
 
   // Adds the blocks that were lent to the mix, and gives them back.

@@ -16,8 +16,8 @@ bool HasAvx2() {
   return __builtin_cpu_supports("avx2") != 0;
 }
 
-// As AddAndNormaliz. The sum of two NaNs is the first one's in the instruction, whose operands the compiler would be free
-// to swap. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
+// As AddAndNormaliz. The sum of two NaNs is the first one's in the instruction, whose operands the compiler would be
+// free to swap. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
 QUARN_AVX2 __m256 Add(__m256 a, __m256 b) {
   __m256 sum;
   asm("vaddps %2, %1, %0" : "=x"(sum) : "x"(a), "xm"(b));

@@ -11,8 +11,8 @@ namespace {
 
 bool Always() { return true; }
 
-// As AddAndNormaliz. The sum of two NaNs is the first one's in the instruction, whose operands the compiler would be free
-// to swap. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
+// As AddAndNormaliz. The sum of two NaNs is the first one's in the instruction, whose operands the compiler would be
+// free to swap. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
 __m128 Add(__m128 a, __m128 b) {
   asm("addps %1, %0" : "+x"(a) : "x"(b));
   return _mm_min_ps(_mm_set1_ps(1.0f), _mm_max_ps(_mm_set1_ps(-1.0f), a));

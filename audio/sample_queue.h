@@ -18,8 +18,8 @@ struct LentSamples {
 };
 
 // The samples lie in a window at the front of the memory, as in a ring of the window's size. The window grows and
-// shrinks with what is in the queue, and an empty queue starts at its front again: so the same few pages are written and
-// read over and over, which are likely to be in the processor's caches, and the others cost nothing.
+// shrinks with what is in the queue, and an empty queue starts at its front again: so the same few pages are written
+// and read over and over, which are likely to be in the processor's caches, and the others cost nothing.
 //
 // It does not lock: whoever owns it makes its calls take turns. What has been lent may be read at the same time.
 template <class T>

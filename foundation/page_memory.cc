@@ -27,6 +27,6 @@ PageMemory::~PageMemory() {
 void PageMemory::GiveBack(std::size_t from, std::size_t to) {
   const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   from = (from + page - 1) / page * page;
-  to = to / page * page;
+  if (to != bytes_) to = to / page * page;  // The last page is whole where the range ends.
   if (data_ && from < to) madvise(static_cast<unsigned char*>(data_) + from, to - from, MADV_DONTNEED);
 }
