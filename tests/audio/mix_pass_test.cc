@@ -191,17 +191,21 @@ std::vector<unsigned char> QuietFloats(Random& random, std::size_t bytes) {
 }
 
 TEST_P(MixPassTest, MixesAsTheModelToTheBit) {
-  constexpr int kRuns = 60;
-  constexpr int kPasses = 60;
+  constexpr int kRuns = 40;
+  constexpr int kPasses = 40;
   for (unsigned int seed = 0; seed < kRuns; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
     const InternalSampleType type = random() % 2 ? kInternalSampleFloat : kInternalSampleShort;
     const unsigned int channels = random() % 4 == 0 ? 8 : random() % 9;
     // Rings of 10 times the rate: at the smaller rates they wrap and overflow in every run.
-    const unsigned int rate = std::array<unsigned int, 5>{40, 210, 900, 8000, 22050}[random() % 5];
+    const unsigned int rate = std::array<unsigned int, 4>{40, 210, 900, 4000}[random() % 4];
     const unsigned int frames = random() % 3 == 0 ? rate / 20 : 1 + random() % (rate / 4);
-    const bool any_bits = random() % 2 == 0;
+    // Pushes are parts of it. The longest is eleven seconds.
+    const std::size_t longest = 11 * rate * sizeof(float);
+    const std::size_t noise_bytes = longest + 4096;
+    const std::vector<unsigned char> noise =
+        random() % 2 ? AnyBytes(random, noise_bytes) : QuietFloats(random, noise_bytes);
     std::vector<std::unique_ptr<AudioMixSource>> sources;
     std::vector<std::unique_ptr<ModelSource>> models;
     const std::size_t count = random() % 24;
@@ -230,12 +234,10 @@ TEST_P(MixPassTest, MixesAsTheModelToTheBit) {
           unsigned int pushed = frames;
           if (random() % 6 == 0) pushed = random() % (2 * frames + 1);
           if (random() % 60 == 0) pushed = random() % (11 * rate);
-          const std::size_t bytes = pushed * sizeof(float);
-          std::vector<std::vector<unsigned char>> samples;
+          const std::size_t places = (noise_bytes - pushed * sizeof(float)) / sizeof(float);
           std::array<const void*, kMaxMixChannels> planes{};
           for (unsigned int c = 0; c < widths[i]; ++c) {
-            samples.push_back(any_bits ? AnyBytes(random, bytes) : QuietFloats(random, bytes));
-            planes[c] = random() % 40 == 0 ? nullptr : samples.back().data();
+            planes[c] = random() % 40 == 0 ? nullptr : &noise[random() % places * sizeof(float)];
           }
           const std::uint64_t sequence = 1 + (random() % 50 == 0 ? random() % 3 : 0);
           const void** const pushed_planes = random() % 40 == 0 ? nullptr : planes.data();
