@@ -105,19 +105,31 @@ void Copy(benchmark::State& state, const Workload& workload) {
   CountSamples(state, workload, 1);
 }
 
-void Add(const MixSampleVariant& variant, float* dst, const float* src) { variant.mix_float(dst, &src, 1, kFrames); }
-void Add(const MixSampleVariant& variant, short* dst, const short* src) { variant.mix_short(dst, &src, 1, kFrames); }
+void Add(const MixSampleVariant& variant, float* dst, const std::vector<const float*>& sources) {
+  variant.mix_float(dst, sources.data(), sources.size(), kFrames);
+}
+void Add(const MixSampleVariant& variant, short* dst, const std::vector<const short*>& sources) {
+  variant.mix_short(dst, sources.data(), sources.size(), kFrames);
+}
 float Peak(const MixSampleVariant& variant, const float* plane) { return variant.peak_float(plane, kFrames); }
 short Peak(const MixSampleVariant& variant, const short* plane) { return variant.peak_short(plane, kFrames); }
 
-// As MixSample and CalcPeak do it with the variant that they have chosen.
+// Eight sources at a time, as a pass adds them.
 template <typename T>
 void Arithmetic(benchmark::State& state, const Workload& workload, const MixSampleVariant& variant) {
+  constexpr unsigned int kAtATime = 8;
   const auto sources = MakeSources<T>(workload);
   Planes<T> mix(workload.channels);
+  std::vector<const T*> planes;
   for (auto _ : state) {
-    for (const auto& source : sources) {
-      for (unsigned int c = 0; c < workload.channels; ++c) Add(variant, mix[c], (*source)[c]);
+    for (unsigned int first = 0; first < workload.sources; first += kAtATime) {
+      for (unsigned int c = 0; c < workload.channels; ++c) {
+        planes.clear();
+        for (unsigned int i = first; i < std::min(first + kAtATime, workload.sources); ++i) {
+          planes.push_back((*sources[i])[c]);
+        }
+        Add(variant, mix[c], planes);
+      }
     }
     T peak = 0;
     for (unsigned int c = 0; c < workload.channels; ++c) peak = AbsMax<T>(peak, Peak(variant, mix[c]));
