@@ -65,13 +65,18 @@ void AudioMixSource::PushBackSamples(const void** planes, unsigned int frames, u
     });
     sequence_ = sequence;
   }
-  if (planes) WithRings([&](auto& rings) { Push(rings, planes, frames); });
+  if (!planes) return;
+  if (type_ == kInternalSampleFloat) {
+    Push(float_rings_, planes, frames);
+  } else {
+    Push(short_rings_, planes, frames);
+  }
 }
 
 unsigned long AudioMixSource::PopFrontSamples(void** planes, unsigned int frames) {
   MutexLocker<Mutex> lock(lock_);
   if (!ready_) return 0;
-  return WithRings([&](auto& rings) { return Pop(rings, planes, frames); });
+  return type_ == kInternalSampleFloat ? Pop(float_rings_, planes, frames) : Pop(short_rings_, planes, frames);
 }
 
 // The analysis does not follow a lock that is taken in two ways.
@@ -86,7 +91,8 @@ AudioMixSource::Lending AudioMixSource::LendBlock(InternalSampleType type, unsig
   if (ready_ && frames > 0) {
     NoteTakingBack();
     const bool fits = type == type_ && channels <= channels_ && !lent_;
-    lending = WithRings([&](auto& rings) { return Lend(rings, fits, frames, planes); });
+    lending = type_ == kInternalSampleFloat ? Lend(float_rings_, fits, frames, planes)
+                                            : Lend(short_rings_, fits, frames, planes);
   }
   lock_.Unlock();
   return lending;

@@ -41,6 +41,7 @@ class SampleQueue {
 
   // There must be room, and no more than the capacity in the queue afterwards.
   void PushBack(const T* src, std::size_t count) {
+    if (count == 0) return;
     if (kept_ == 0) FitWindow(size_ + count);
     const std::size_t at = After(first_, size_);
     const std::size_t until_end = std::min(count, window_ - at);

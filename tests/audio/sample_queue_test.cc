@@ -155,7 +155,7 @@ TEST(SampleQueueTest, BehavesAsAPlainQueue) {
     std::vector<float> lent_model;
     int next = 0;
     const auto size = [&](std::size_t most) { return random() % ((most >> random() % 12) + 1); };
-    for (int step = 0; step < 4000; ++step) {
+    for (int step = 0; step < 2000; ++step) {
       switch (random() % 5) {
         case 0:
         case 1: {
