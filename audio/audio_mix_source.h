@@ -5,10 +5,11 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <memory>
 
 #include "audio/circle_buffer.h"
 #include "audio/mix_format.h"
+#include "foundation/event.h"
+#include "foundation/fork_count.h"
 #include "foundation/mutex.h"
 
 // A source turns ready to be mixed once it has about 100 ms, and starts over with every new sequence. While no mixer
@@ -34,6 +35,26 @@ class AudioMixSource {
   // null, the samples are dropped.
   unsigned long PopFrontSamples(void** planes, unsigned int frames);
 
+  // A block where it lies in the rings, channel by channel: `count` samples at `samples`, the others at `rest`.
+  struct LentPlane {
+    const void* samples;
+    std::size_t count;
+    const void* rest;
+  };
+  using LentPlanes = std::array<LentPlane, kMaxMixChannels>;
+  enum class Lending : std::uint8_t {
+    kLent,     // The block is out of the rings. Its memory is not written to until TakeBack.
+    kNothing,  // PopFrontSamples would give nothing at all, and leave the planes as they are.
+    kNotSo,    // There is something else to pop than a whole block of these channels and this type.
+    kBusy,     // Another thread has the source: only if the caller does not wait.
+  };
+  // Takes `frames` samples of each channel out of the rings as PopFrontSamples does, without copying them, where there
+  // are as many in every channel and at least `channels` of these. Whoever has a block of one source does not wait for
+  // another: a push may be waiting for what is lent, with the source's lock held.
+  Lending LendBlock(InternalSampleType type, unsigned int channels, unsigned int frames, bool wait, LentPlanes* planes);
+  // Ends what LendBlock began. It takes no lock.
+  void TakeBack();
+
   // A source is enabled while a running mixer takes its samples. The mixer sets it, under its own lock: none is taken
   // here.
   void Enable() { enabled_.store(true, std::memory_order_relaxed); }
@@ -42,16 +63,24 @@ class AudioMixSource {
 
  private:
   template <class T>
-  using Rings = std::array<std::unique_ptr<CircleBuffer<T>>, kMaxMixChannels>;
+  using Rings = std::array<CircleBuffer<T>, kMaxMixChannels>;
+  enum class Loan : std::uint8_t { kNone, kOut, kAwaited };
 
+  // Calls work() with the rings of the source's type.
+  template <class Work>
+  auto WithRings(Work work) QUARN_REQUIRES(lock_) {
+    return type_ == kInternalSampleFloat ? work(float_rings_) : work(short_rings_);
+  }
   template <class T>
-  bool MakeRings(Rings<T>* rings) const;
+  void Push(Rings<T>& rings, const void** planes, unsigned int frames) QUARN_REQUIRES(lock_);
   template <class T>
-  void ClearRings(const Rings<T>& rings) QUARN_REQUIRES(lock_);
+  std::size_t Pop(Rings<T>& rings, void** planes, unsigned int frames) QUARN_REQUIRES(lock_);
   template <class T>
-  void Push(const Rings<T>& rings, const void** planes, unsigned int frames) QUARN_REQUIRES(lock_);
-  template <class T>
-  std::size_t Pop(const Rings<T>& rings, void** planes, unsigned int frames) QUARN_REQUIRES(lock_);
+  Lending Lend(Rings<T>& rings, bool fits, unsigned int frames, LentPlanes* planes) QUARN_REQUIRES(lock_);
+  // Has the rings know that a block has been taken back, if it has.
+  void NoteTakingBack() QUARN_REQUIRES(lock_);
+  // Waits for a block that is lent if `frames` samples more would not go into the rings beside it.
+  void MakeRoomFor(unsigned int frames) QUARN_REQUIRES(lock_);
 
   // 100 ms of frames.
   std::size_t limit() const { return sample_rate_ / 10; }
@@ -60,13 +89,17 @@ class AudioMixSource {
   const unsigned int channels_;
   const InternalSampleType type_;
   bool inert_ = false;  // Settled by the constructor.
-  // Eight of the source's type, whatever its channels; none of the other.
-  Rings<short> short_rings_ QUARN_GUARDED_BY(lock_);
-  Rings<float> float_rings_ QUARN_GUARDED_BY(lock_);
-  Mutex lock_;
   std::atomic<bool> enabled_{false};
   bool ready_ QUARN_GUARDED_BY(lock_) = false;
+  bool lent_ QUARN_GUARDED_BY(lock_) = false;  // Whether the rings keep a block for a mixer.
+  std::atomic<Loan> loan_{Loan::kNone};        // Whether the mixer has it.
+  ForkRenewal loan_renewal_;                   // A fork has no mixer that would give it back.
+  Mutex lock_;
   std::uint64_t sequence_ QUARN_GUARDED_BY(lock_) = ~std::uint64_t{0};  // Of the last push.
+  // Eight of the source's type, whatever its channels; those of the other have no memory.
+  Rings<short> short_rings_ QUARN_GUARDED_BY(lock_);
+  Rings<float> float_rings_ QUARN_GUARDED_BY(lock_);
+  Event taken_back_{false};  // For the push that made the loan kAwaited.
 };
 
 #endif  // QUARN_AUDIO_AUDIO_MIX_SOURCE_H_

@@ -11,7 +11,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "audio/mix_pass.h"
 #include "audio/mix_samples.h"
+#include "audio/mix_samples_variants.h"
 #include "foundation/logger.h"
 #include "foundation/os_time.h"
 
@@ -48,11 +50,6 @@ std::array<T*, kMaxMixChannels> PlanesOf(void* const* planes) {
   std::array<T*, kMaxMixChannels> typed;
   std::transform(planes, planes + kMaxMixChannels, typed.begin(), [](void* plane) { return static_cast<T*>(plane); });
   return typed;
-}
-
-template <class T>
-void Add(void* const* mix, void* const* scratch, unsigned int frames, unsigned int channels) {
-  MixSample<T>(PlanesOf<T>(mix).data(), PlanesOf<T>(scratch).data(), frames, channels);
 }
 
 template <class T>
@@ -194,21 +191,15 @@ void AudioMixer::MixUntilStopped() {
 void AudioMixer::Mix(unsigned char** mix_planes, unsigned char** scratch_planes, unsigned long frames,
                      unsigned long long timestamp_ns) {
   const auto count = static_cast<unsigned int>(frames);
-  const std::size_t bytes = std::size_t{count} * (type_ == kInternalSampleShort ? sizeof(short) : sizeof(float));
   std::array<void*, kMaxMixChannels> mix;
-  std::array<void*, kMaxMixChannels> scratch;
   std::copy_n(mix_planes, kMaxMixChannels, mix.begin());
-  std::copy_n(scratch_planes, kMaxMixChannels, scratch.begin());
 
   const ReturningLocker lock(lock_);
+  MixPass pass(FastestMixSampleVariant(), type_, channels_, mix_planes, scratch_planes, count);
   for (AudioMixSource* source : sources_) {
-    if (!source->enabled()) continue;
-    // Only the first plane is cleared. Kept: C34.
-    std::memset(scratch[0], 0, bytes);
-    if (source->PopFrontSamples(scratch.data(), count) == 0) continue;
-    if (type_ == kInternalSampleFloat) Add<float>(mix.data(), scratch.data(), count, channels_);
-    if (type_ == kInternalSampleShort) Add<short>(mix.data(), scratch.data(), count, channels_);
+    if (source->enabled()) pass.Add(source);
   }
+  pass.Finish();
   float peak = 0;
   if (type_ == kInternalSampleFloat) peak = Peak<float>(mix.data(), count, channels_);
   if (type_ == kInternalSampleShort) peak = Peak<short>(mix.data(), count, channels_);

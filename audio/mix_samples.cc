@@ -6,8 +6,10 @@
 namespace {
 
 template <typename T>
-void MixPlane(T* dst, const T* src, std::size_t frames) {
-  for (std::size_t i = 0; i < frames; ++i) dst[i] = AddAndNormaliz<T>(dst[i], src[i]);
+void MixPlanes(T* dst, const T* const* sources, std::size_t count, std::size_t frames) {
+  for (std::size_t source = 0; source < count; ++source) {
+    for (std::size_t i = 0; i < frames; ++i) dst[i] = AddAndNormaliz<T>(dst[i], sources[source][i]);
+  }
 }
 
 template <typename T>
@@ -39,7 +41,7 @@ const MixSampleVariant& FindFastest() {
 }  // namespace
 
 const MixSampleVariant kPlainMixSamples = {
-    "plain", Always, MixPlane<float>, MixPlane<short>, PlanePeak<float>, PlanePeak<short>,
+    "plain", Always, MixPlanes<float>, MixPlanes<short>, PlanePeak<float>, PlanePeak<short>,
 };
 
 std::vector<const MixSampleVariant*> RunnableMixSampleVariants() {
@@ -58,13 +60,13 @@ const MixSampleVariant& FastestMixSampleVariant() {
 template <>
 void MixSample<float>(float** dst, float** src, unsigned int frames, unsigned int channels) {
   const MixSampleVariant& variant = FastestMixSampleVariant();
-  for (unsigned int c = 0; c < channels; ++c) variant.mix_float(dst[c], src[c], frames);
+  for (unsigned int c = 0; c < channels; ++c) variant.mix_float(dst[c], src + c, 1, frames);
 }
 
 template <>
 void MixSample<short>(short** dst, short** src, unsigned int frames, unsigned int channels) {
   const MixSampleVariant& variant = FastestMixSampleVariant();
-  for (unsigned int c = 0; c < channels; ++c) variant.mix_short(dst[c], src[c], frames);
+  for (unsigned int c = 0; c < channels; ++c) variant.mix_short(dst[c], src + c, 1, frames);
 }
 
 // The peak of the planes' peaks is the peak of all samples: none of them is NaN, so their order does not matter.

@@ -16,10 +16,11 @@ bool HasAvx2() {
   return __builtin_cpu_supports("avx2") != 0;
 }
 
-// As AddAndNormaliz. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
+// As AddAndNormaliz. The sum of two NaNs is the first one's in the instruction, whose operands the compiler would be
+// free to swap. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
 QUARN_AVX2 __m256 Add(__m256 a, __m256 b) {
-  const __m256 b_where_a_is_number = _mm256_and_ps(b, _mm256_cmp_ps(a, a, _CMP_ORD_Q));
-  const __m256 sum = _mm256_add_ps(a, b_where_a_is_number);
+  __m256 sum;
+  asm("vaddps %2, %1, %0" : "=x"(sum) : "x"(a), "xm"(b));
   return _mm256_min_ps(_mm256_set1_ps(1.0f), _mm256_max_ps(_mm256_set1_ps(-1.0f), sum));
 }
 
@@ -36,20 +37,41 @@ QUARN_AVX2 __m256i Fold(__m256i peak, __m256i samples) {
 QUARN_AVX2 __m256i Load(const short* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
 QUARN_AVX2 void Store(short* p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); }
 
-QUARN_AVX2 void MixFloat(float* dst, const float* src, std::size_t frames) {
-  constexpr std::size_t kWidth = 8;
-  std::size_t i = 0;
-  for (; i + kWidth <= frames; i += kWidth) {
-    _mm256_storeu_ps(dst + i, Add(_mm256_loadu_ps(dst + i), _mm256_loadu_ps(src + i)));
-  }
-  for (; i < frames; ++i) dst[i] = AddAndNormaliz<float>(dst[i], src[i]);
-}
+QUARN_AVX2 __m256i Add(__m256i a, __m256i b) { return _mm256_adds_epi16(a, b); }
+QUARN_AVX2 __m256 Load(const float* p) { return _mm256_loadu_ps(p); }
+QUARN_AVX2 void Store(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
 
-QUARN_AVX2 void MixShort(short* dst, const short* src, std::size_t frames) {
-  constexpr std::size_t kWidth = 16;
+// Keeps a piece of the mix in registers until all sources are added: several at a time, so that one addition need not
+// wait for another's result.
+template <class T>
+QUARN_AVX2 void Mix(T* dst, const T* const* sources, std::size_t count, std::size_t frames) {
+  constexpr std::size_t kWidth = 32 / sizeof(T);
   std::size_t i = 0;
-  for (; i + kWidth <= frames; i += kWidth) Store(dst + i, _mm256_adds_epi16(Load(dst + i), Load(src + i)));
-  for (; i < frames; ++i) dst[i] = AddAndNormaliz<short>(dst[i], src[i]);
+  for (; i + 4 * kWidth <= frames; i += 4 * kWidth) {
+    auto sum0 = Load(dst + i);
+    auto sum1 = Load(dst + i + kWidth);
+    auto sum2 = Load(dst + i + 2 * kWidth);
+    auto sum3 = Load(dst + i + 3 * kWidth);
+    for (std::size_t source = 0; source < count; ++source) {
+      const T* const src = sources[source] + i;
+      sum0 = Add(sum0, Load(src));
+      sum1 = Add(sum1, Load(src + kWidth));
+      sum2 = Add(sum2, Load(src + 2 * kWidth));
+      sum3 = Add(sum3, Load(src + 3 * kWidth));
+    }
+    Store(dst + i, sum0);
+    Store(dst + i + kWidth, sum1);
+    Store(dst + i + 2 * kWidth, sum2);
+    Store(dst + i + 3 * kWidth, sum3);
+  }
+  for (; i + kWidth <= frames; i += kWidth) {
+    auto sum = Load(dst + i);
+    for (std::size_t source = 0; source < count; ++source) sum = Add(sum, Load(sources[source] + i));
+    Store(dst + i, sum);
+  }
+  for (; i < frames; ++i) {
+    for (std::size_t source = 0; source < count; ++source) dst[i] = AddAndNormaliz<T>(dst[i], sources[source][i]);
+  }
 }
 
 QUARN_AVX2 float PeakFloat(const float* plane, std::size_t frames) {
@@ -93,6 +115,6 @@ QUARN_AVX2 short PeakShort(const short* plane, std::size_t frames) {
 
 }  // namespace
 
-const MixSampleVariant kAvx2MixSamples = {"avx2", HasAvx2, MixFloat, MixShort, PeakFloat, PeakShort};
+const MixSampleVariant kAvx2MixSamples = {"avx2", HasAvx2, Mix<float>, Mix<short>, PeakFloat, PeakShort};
 
 #endif  // QUARN_MIX_SAMPLES_X86

@@ -11,11 +11,11 @@ namespace {
 
 bool Always() { return true; }
 
-// As AddAndNormaliz. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
+// As AddAndNormaliz. The sum of two NaNs is the first one's in the instruction, whose operands the compiler would be
+// free to swap. The maximum and the minimum answer their second operand when either is NaN, so a NaN passes both.
 __m128 Add(__m128 a, __m128 b) {
-  const __m128 b_where_a_is_number = _mm_and_ps(b, _mm_cmpord_ps(a, a));
-  const __m128 sum = _mm_add_ps(a, b_where_a_is_number);
-  return _mm_min_ps(_mm_set1_ps(1.0f), _mm_max_ps(_mm_set1_ps(-1.0f), sum));
+  asm("addps %1, %0" : "+x"(a) : "x"(b));
+  return _mm_min_ps(_mm_set1_ps(1.0f), _mm_max_ps(_mm_set1_ps(-1.0f), a));
 }
 
 // As AbsMax with `peak` first, where that is not NaN: a NaN among the samples leaves the peak as it is.
@@ -29,18 +29,41 @@ __m128i Fold(__m128i peak, __m128i samples) {
 __m128i Load(const short* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
 void Store(short* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 
-void MixFloat(float* dst, const float* src, std::size_t frames) {
-  constexpr std::size_t kWidth = 4;
-  std::size_t i = 0;
-  for (; i + kWidth <= frames; i += kWidth) _mm_storeu_ps(dst + i, Add(_mm_loadu_ps(dst + i), _mm_loadu_ps(src + i)));
-  for (; i < frames; ++i) dst[i] = AddAndNormaliz<float>(dst[i], src[i]);
-}
+__m128i Add(__m128i a, __m128i b) { return _mm_adds_epi16(a, b); }
+__m128 Load(const float* p) { return _mm_loadu_ps(p); }
+void Store(float* p, __m128 v) { _mm_storeu_ps(p, v); }
 
-void MixShort(short* dst, const short* src, std::size_t frames) {
-  constexpr std::size_t kWidth = 8;
+// Keeps a piece of the mix in registers until all sources are added: several at a time, so that one addition need not
+// wait for another's result.
+template <class T>
+void Mix(T* dst, const T* const* sources, std::size_t count, std::size_t frames) {
+  constexpr std::size_t kWidth = 16 / sizeof(T);
   std::size_t i = 0;
-  for (; i + kWidth <= frames; i += kWidth) Store(dst + i, _mm_adds_epi16(Load(dst + i), Load(src + i)));
-  for (; i < frames; ++i) dst[i] = AddAndNormaliz<short>(dst[i], src[i]);
+  for (; i + 4 * kWidth <= frames; i += 4 * kWidth) {
+    auto sum0 = Load(dst + i);
+    auto sum1 = Load(dst + i + kWidth);
+    auto sum2 = Load(dst + i + 2 * kWidth);
+    auto sum3 = Load(dst + i + 3 * kWidth);
+    for (std::size_t source = 0; source < count; ++source) {
+      const T* const src = sources[source] + i;
+      sum0 = Add(sum0, Load(src));
+      sum1 = Add(sum1, Load(src + kWidth));
+      sum2 = Add(sum2, Load(src + 2 * kWidth));
+      sum3 = Add(sum3, Load(src + 3 * kWidth));
+    }
+    Store(dst + i, sum0);
+    Store(dst + i + kWidth, sum1);
+    Store(dst + i + 2 * kWidth, sum2);
+    Store(dst + i + 3 * kWidth, sum3);
+  }
+  for (; i + kWidth <= frames; i += kWidth) {
+    auto sum = Load(dst + i);
+    for (std::size_t source = 0; source < count; ++source) sum = Add(sum, Load(sources[source] + i));
+    Store(dst + i, sum);
+  }
+  for (; i < frames; ++i) {
+    for (std::size_t source = 0; source < count; ++source) dst[i] = AddAndNormaliz<T>(dst[i], sources[source][i]);
+  }
 }
 
 float PeakFloat(const float* plane, std::size_t frames) {
@@ -84,6 +107,6 @@ short PeakShort(const short* plane, std::size_t frames) {
 
 }  // namespace
 
-const MixSampleVariant kSse2MixSamples = {"sse2", Always, MixFloat, MixShort, PeakFloat, PeakShort};
+const MixSampleVariant kSse2MixSamples = {"sse2", Always, Mix<float>, Mix<short>, PeakFloat, PeakShort};
 
 #endif  // QUARN_MIX_SAMPLES_X86

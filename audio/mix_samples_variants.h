@@ -6,14 +6,15 @@
 #include <cstddef>
 #include <vector>
 
-// Over one plane each. No alignment is asked for beyond that of the sample.
+// Over one plane, or one of each source. No alignment is asked for beyond that of the sample.
 struct MixSampleVariant {
   const char* name;
   // Whether this processor has the instructions. Nothing else of a variant may run where it has not.
   bool (*runs_here)();
-  // dst[i] = AddAndNormaliz(dst[i], src[i]).
-  void (*mix_float)(float* dst, const float* src, std::size_t frames);
-  void (*mix_short)(short* dst, const short* src, std::size_t frames);
+  // dst[i] = AddAndNormaliz(dst[i], src[i]) for each plane of `sources`, one after another. None overlaps dst; the only
+  // one may be the same.
+  void (*mix_float)(float* dst, const float* const* sources, std::size_t count, std::size_t frames);
+  void (*mix_short)(short* dst, const short* const* sources, std::size_t count, std::size_t frames);
   // AbsMax folded over the plane, from 0.
   float (*peak_float)(const float* plane, std::size_t frames);
   short (*peak_short)(const short* plane, std::size_t frames);

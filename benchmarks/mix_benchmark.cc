@@ -1,11 +1,9 @@
-// What mixing costs a sample of a source, beside a plain copy of the same bytes in the same process.
+// What the arithmetic of mixing costs a sample of a source, beside a plain copy of the same bytes in the same process.
 //
-// The arithmetic, in every variant that this processor runs: the sources' planes added to the mix and its peak taken,
-// for blocks of 50 ms at 48 kHz. And the mixer's whole pass: the locks, the samples out of the rings, the arithmetic
-// and the callback. Both in processor time of the one thread that does it. At the end it prints a table of the
-// repetitions' medians, and of their minima in brackets; Google Benchmark's flags work as usual.
+// In every variant that this processor runs: the sources' planes added to the mix and its peak taken, for blocks of
+// 50 ms at 48 kHz, in processor time of the one thread that does it. At the end it prints a table of the repetitions'
+// medians, and of their minima in brackets; Google Benchmark's flags work as usual.
 #include <benchmark/benchmark.h>
-#include <time.h>
 
 #include <algorithm>
 #include <array>
@@ -19,8 +17,7 @@
 
 #include <quarn/qn_log.h>
 
-#include "audio/audio_mix_source.h"
-#include "audio/audio_mixer.h"
+#include "audio/mix_format.h"
 #include "audio/mix_samples.h"
 #include "audio/mix_samples_variants.h"
 
@@ -65,16 +62,10 @@ class Planes {
     for (unsigned int c = 0; c < channels; ++c) pointers_[c] = samples_[c].data();
   }
   T* operator[](unsigned int c) { return pointers_[c]; }
-  // For PushBackSamples and Mix.
-  const void** voids() {
-    std::copy(pointers_.begin(), pointers_.end(), voids_.begin());
-    return voids_.data();
-  }
 
  private:
   std::vector<std::vector<T>> samples_;
   std::array<T*, kMaxMixChannels> pointers_{};
-  std::array<const void*, kMaxMixChannels> voids_{};
 };
 
 template <typename T>
@@ -105,71 +96,37 @@ void Copy(benchmark::State& state, const Workload& workload) {
   CountSamples(state, workload, 1);
 }
 
-void Add(const MixSampleVariant& variant, float* dst, const float* src) { variant.mix_float(dst, src, kFrames); }
-void Add(const MixSampleVariant& variant, short* dst, const short* src) { variant.mix_short(dst, src, kFrames); }
+void Add(const MixSampleVariant& variant, float* dst, const std::vector<const float*>& sources) {
+  variant.mix_float(dst, sources.data(), sources.size(), kFrames);
+}
+void Add(const MixSampleVariant& variant, short* dst, const std::vector<const short*>& sources) {
+  variant.mix_short(dst, sources.data(), sources.size(), kFrames);
+}
 float Peak(const MixSampleVariant& variant, const float* plane) { return variant.peak_float(plane, kFrames); }
 short Peak(const MixSampleVariant& variant, const short* plane) { return variant.peak_short(plane, kFrames); }
 
-// As MixSample and CalcPeak do it with the variant that they have chosen.
+// Eight sources at a time, as a pass adds them.
 template <typename T>
 void Arithmetic(benchmark::State& state, const Workload& workload, const MixSampleVariant& variant) {
+  constexpr unsigned int kAtATime = 8;
   const auto sources = MakeSources<T>(workload);
   Planes<T> mix(workload.channels);
+  std::vector<const T*> planes;
   for (auto _ : state) {
-    for (const auto& source : sources) {
-      for (unsigned int c = 0; c < workload.channels; ++c) Add(variant, mix[c], (*source)[c]);
+    for (unsigned int first = 0; first < workload.sources; first += kAtATime) {
+      for (unsigned int c = 0; c < workload.channels; ++c) {
+        planes.clear();
+        for (unsigned int i = first; i < std::min(first + kAtATime, workload.sources); ++i) {
+          planes.push_back((*sources[i])[c]);
+        }
+        Add(variant, mix[c], planes);
+      }
     }
     T peak = 0;
     for (unsigned int c = 0; c < workload.channels; ++c) peak = AbsMax<T>(peak, Peak(variant, mix[c]));
     benchmark::DoNotOptimize(AudioPeak<T>(peak));
   }
   CountSamples(state, workload, 1);
-}
-
-class IgnoreBlocks : public AudioMixer::Callback {
- public:
-  void OnMixSamples(void** planes, unsigned int, unsigned long long) override { benchmark::DoNotOptimize(planes[0]); }
-  void OnMixPeak(float peak) override { benchmark::DoNotOptimize(peak); }
-};
-
-double ThreadSeconds() {
-  timespec now;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-// Pushing is the hosts' work and not measured: several blocks are pushed, then as many passes measured, so that reading
-// the clock does not show.
-template <typename T>
-void Pass(benchmark::State& state, const Workload& workload) {
-  constexpr unsigned int kBlocks = 4;
-  // A ring is ten seconds: at this rate ten blocks, so that 256 sources of eight channels fit into the memory.
-  constexpr unsigned int kRate = kFrames;
-  const auto samples = MakeSources<T>(workload);
-  IgnoreBlocks callback;
-  AudioMixer mixer(kRate, workload.channels, kType<T>, &callback);
-  std::vector<std::unique_ptr<AudioMixSource>> sources;
-  for (unsigned int i = 0; i < workload.sources; ++i) {
-    sources.push_back(std::make_unique<AudioMixSource>(kRate, workload.channels, kType<T>));
-    sources.back()->Enable();
-    mixer.AddSource(sources.back().get());
-  }
-  std::vector<std::vector<unsigned char>> memory(2 * kMaxMixChannels,
-                                                 std::vector<unsigned char>(kFrames * sizeof(float)));
-  std::array<unsigned char*, 2 * kMaxMixChannels> planes;
-  for (unsigned int p = 0; p < planes.size(); ++p) planes[p] = memory[p].data();
-  for (auto _ : state) {
-    for (unsigned int block = 0; block < kBlocks; ++block) {
-      for (unsigned int i = 0; i < workload.sources; ++i) sources[i]->PushBackSamples(samples[i]->voids(), kFrames, 1);
-    }
-    const double start = ThreadSeconds();
-    for (unsigned int block = 0; block < kBlocks; ++block) {
-      mixer.Mix(planes.data(), planes.data() + kMaxMixChannels, kFrames, 0);
-    }
-    state.SetIterationTime(ThreadSeconds() - start);
-  }
-  for (const auto& source : sources) mixer.RemoveSource(source.get());
-  CountSamples(state, workload, kBlocks);
 }
 
 // Gathers the figures under the benchmarks' names, and prints the table.
@@ -190,7 +147,6 @@ class Table : public benchmark::BenchmarkReporter {
   void Finalize() override {
     std::vector<std::string> columns = {"copy"};
     for (const MixSampleVariant* variant : RunnableMixSampleVariants()) columns.push_back(variant->name);
-    columns.push_back("pass");
     std::printf("| samples | channels | sources |");
     for (const std::string& column : columns) std::printf(" %15s |", column.c_str());
     std::printf("\n|---------|----------|---------|");
@@ -228,7 +184,6 @@ void Register(const Workload& workload) {
     benchmark::RegisterBenchmark(Name<T>(variant->name, workload).c_str(),
                                  [=](benchmark::State& state) { Arithmetic<T>(state, workload, *variant); });
   }
-  benchmark::RegisterBenchmark(Name<T>("pass", workload).c_str(), Pass<T>, workload)->UseManualTime();
 }
 
 }  // namespace

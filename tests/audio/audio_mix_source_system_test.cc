@@ -13,10 +13,10 @@
 
 namespace {
 
-using audio_system::calloc_sizes;
-using audio_system::callocs_until_failure;
 using audio_system::Calls;
 using audio_system::calls;
+using audio_system::mapping_sizes;
+using audio_system::mappings_until_failure;
 using testing::Each;
 using testing::ElementsAre;
 using testing::SizeIs;
@@ -26,14 +26,14 @@ using AudioMixSourceSystemTest = audio_system::Test;
 TEST_F(AudioMixSourceSystemTest, HasEightRingsOfTenSecondsWhateverItsChannels) {
   for (const unsigned int channels : {0u, 1u, 8u}) {
     std::vector<std::size_t> sizes;
-    calloc_sizes = &sizes;
+    mapping_sizes = &sizes;
     AudioMixSource floats(11025, channels, kInternalSampleFloat);
     AudioMixSource unknown(11025, channels, static_cast<InternalSampleType>(2));
     EXPECT_THAT(sizes, testing::AllOf(SizeIs(8), Each(110250 * 4)));
     sizes.clear();
     AudioMixSource shorts(11025, channels, kInternalSampleShort);
     EXPECT_THAT(sizes, testing::AllOf(SizeIs(8), Each(110250 * 2)));
-    calloc_sizes = nullptr;
+    mapping_sizes = nullptr;
   }
 }
 
@@ -51,7 +51,7 @@ TEST_F(AudioMixSourceSystemTest, PushAndPopTakeNoMemoryAndOneLock) {
     if (i > 20) source.PopFrontSamples(planes, 480);
   }
   EXPECT_EQ(counter.count(), 0u);
-  EXPECT_EQ(calls.callocs, before.callocs);
+  EXPECT_EQ(calls.mappings, before.mappings);
   EXPECT_EQ(calls.locks, before.locks + 100 + 79);
 }
 
@@ -60,7 +60,7 @@ TEST_F(AudioMixSourceSystemTest, IsInertWithoutMemory) {
   const void* pushed[] = {samples.data(), samples.data()};
   for (int ring = 0; ring < 8; ++ring) {
     log_.Clear();
-    callocs_until_failure = ring;
+    mappings_until_failure = ring;
     AudioMixSource source(48000, 2, kInternalSampleFloat);
     EXPECT_THAT(log_.Lines(), ElementsAre(LogCapture::Line{Logger::Level::Error,
                                                            "[AudioMixSource] no memory for ten seconds at 48000 Hz"}));

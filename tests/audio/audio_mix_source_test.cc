@@ -2,8 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdint>
 #include <thread>
 #include <vector>
@@ -386,6 +391,139 @@ TYPED_TEST(AudioMixSourceTypedTest, PushesAndPopsTakeTurns) {
     if (count == 0) std::this_thread::yield();
   }
   host.join();
+}
+
+using Lending = AudioMixSource::Lending;
+
+// The channels of a block that was lent.
+template <class T>
+std::vector<std::vector<T>> Read(const AudioMixSource::LentPlanes& lent, unsigned int channels, std::size_t frames) {
+  std::vector<std::vector<T>> planes;
+  for (unsigned int c = 0; c < channels; ++c) {
+    const T* const samples = static_cast<const T*>(lent[c].samples);
+    const T* const rest = static_cast<const T*>(lent[c].rest);
+    planes.emplace_back(samples, samples + lent[c].count);
+    planes.back().insert(planes.back().end(), rest, rest + (frames - lent[c].count));
+  }
+  return planes;
+}
+
+TYPED_TEST(AudioMixSourceTypedTest, LendsWhatAPopWouldGive) {
+  Feed<TypeParam> lender(48000, 3);
+  Feed<TypeParam> other(48000, 3);
+  for (Feed<TypeParam>* feed : {&lender, &other}) {
+    feed->source.Enable();
+    for (int i = 0; i < 10; ++i) feed->Push(1000);
+  }
+  for (int block = 0; block < 20; ++block) {
+    AudioMixSource::LentPlanes lent;
+    ASSERT_EQ(lender.source.LendBlock(TypeOf<TypeParam>::value, 2, 2400, true, &lent), Lending::kLent);
+    for (Feed<TypeParam>* feed : {&lender, &other}) feed->Push(2400);
+    EXPECT_EQ(Read<TypeParam>(lent, 3, 2400), other.Pop(2400)) << "block " << block;
+    lender.source.TakeBack();
+  }
+  lender.ExpectHolds(20 * 2400);
+}
+
+TYPED_TEST(AudioMixSourceTypedTest, LendsWholeBlocksOfItsTypeOnly) {
+  constexpr InternalSampleType kType = TypeOf<TypeParam>::value;
+  constexpr InternalSampleType kOther = kType == kInternalSampleFloat ? kInternalSampleShort : kInternalSampleFloat;
+  AudioMixSource::LentPlanes lent;
+  Feed<TypeParam> feed(48000, 2);
+  feed.source.Enable();
+  EXPECT_EQ(feed.source.LendBlock(kType, 2, 2400, true, &lent), Lending::kNothing);
+  feed.Push(2000);
+  EXPECT_EQ(feed.source.LendBlock(kType, 2, 1000, true, &lent), Lending::kNothing) << "it is not ready";
+  feed.Push(2000);
+  EXPECT_EQ(feed.source.LendBlock(kType, 2, 0, true, &lent), Lending::kNothing);
+  EXPECT_EQ(feed.source.LendBlock(kType, 3, 2400, true, &lent), Lending::kNotSo);
+  EXPECT_EQ(feed.source.LendBlock(kOther, 2, 2400, true, &lent), Lending::kNotSo);
+  EXPECT_EQ(feed.source.LendBlock(kType, 2, 4001, true, &lent), Lending::kNotSo);
+  EXPECT_EQ(feed.source.LendBlock(kType, 2, 2400, true, &lent), Lending::kLent);
+  EXPECT_EQ(feed.source.LendBlock(kType, 2, 1000, true, &lent), Lending::kNotSo) << "one is lent already";
+  EXPECT_EQ(feed.Pop(600)[0].size(), 600u);
+  feed.source.TakeBack();
+  EXPECT_EQ(feed.source.LendBlock(kType, 2, 1000, true, &lent), Lending::kLent);
+  feed.source.TakeBack();
+  EXPECT_EQ(feed.source.LendBlock(kType, 2, 1, true, &lent), Lending::kNothing) << "it ran dry";
+}
+
+TYPED_TEST(AudioMixSourceTypedTest, ChannelThatIsShortIsNotLent) {
+  AudioMixSource source(48000, 2, TypeOf<TypeParam>::value);
+  source.Enable();
+  const std::vector<TypeParam> samples(2400, 5);
+  const void* first_only[] = {samples.data(), nullptr};
+  source.PushBackSamples(first_only, 2400, 1);
+  AudioMixSource::LentPlanes lent;
+  EXPECT_EQ(source.LendBlock(TypeOf<TypeParam>::value, 1, 2400, true, &lent), Lending::kNotSo);
+}
+
+// A push that needs the memory of a block that is lent waits for it, and nobody else who does not wait gets the source.
+TYPED_TEST(AudioMixSourceTypedTest, PushWithoutRoomWaitsForWhatIsLent) {
+  constexpr InternalSampleType kType = TypeOf<TypeParam>::value;
+  Feed<TypeParam> feed(8000, 1);
+  feed.source.Enable();
+  feed.Push(1000);
+  AudioMixSource::LentPlanes lent;
+  ASSERT_EQ(feed.source.LendBlock(kType, 1, 400, true, &lent), Lending::kLent);
+  std::atomic<bool> pushed{false};
+  std::thread host([&] {
+    for (int i = 0; i < 8; ++i) feed.Push(79000);
+    pushed = true;
+  });
+  AudioMixSource::LentPlanes none;
+  while (feed.source.LendBlock(kType, 1, 400, false, &none) != Lending::kBusy) std::this_thread::yield();
+  EXPECT_FALSE(pushed);
+  const auto block = Read<TypeParam>(lent, 1, 400);
+  for (std::size_t i = 0; i < 400; ++i) ASSERT_EQ(block[0][i], Sample<TypeParam>(i, 0));
+  feed.source.TakeBack();
+  host.join();
+  EXPECT_TRUE(pushed);
+}
+
+// What 200 ms of stereo cost in memory, after a minute of it.
+TYPED_TEST(AudioMixSourceTypedTest, KeepsWhatIsInUseInFewPages) {
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  Feed<TypeParam> feed(48000, 2);
+  feed.source.Enable();
+  AudioMixSource::LentPlanes lent;
+  feed.Push(2400);
+  ASSERT_EQ(feed.source.LendBlock(TypeOf<TypeParam>::value, 2, 2400, true, &lent), Lending::kLent);
+  const std::array<const void*, 2> fronts = {lent[0].samples, lent[1].samples};
+  feed.source.TakeBack();
+  for (int i = 0; i < 20; ++i) feed.Push(480);
+  for (int block = 0; block < 60 * 20; ++block) {
+    ASSERT_EQ(feed.source.LendBlock(TypeOf<TypeParam>::value, 2, 2400, true, &lent), Lending::kLent);
+    if (block % 2 == 0) feed.source.TakeBack();
+    for (int i = 0; i < 5; ++i) feed.Push(480);
+    if (block % 2 == 1) feed.source.TakeBack();
+  }
+  std::size_t in_use = 0;
+  for (const void* front : fronts) {
+    std::vector<unsigned char> pages((480000 * sizeof(TypeParam) + page - 1) / page);
+    ASSERT_EQ(mincore(const_cast<void*>(front), 480000 * sizeof(TypeParam), pages.data()), 0);
+    in_use += page * static_cast<std::size_t>(std::count_if(pages.begin(), pages.end(), [](auto p) { return p & 1; }));
+  }
+  EXPECT_LE(in_use, 2 * 64 * 1024 * sizeof(TypeParam) / sizeof(float));
+}
+
+// A fork has no mixer that would take back what it has borrowed.
+TEST_F(AudioMixSourceTest, ForkTakesBackWhatWasLent) {
+  Feed<float> feed(8000, 1);
+  feed.source.Enable();
+  feed.Push(1000);
+  AudioMixSource::LentPlanes lent;
+  ASSERT_EQ(feed.source.LendBlock(kInternalSampleFloat, 1, 400, true, &lent), Lending::kLent);
+  const pid_t child = fork();
+  if (child == 0) {
+    feed.Push(70000);
+    _exit(feed.Pop(1000)[0][0] == 400 ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Read<float>(lent, 1, 400)[0][399], 399.0f);
+  feed.source.TakeBack();
 }
 
 TEST_F(AudioMixSourceTest, FirstPushIsANewSequence) {

@@ -93,6 +93,7 @@ TEST_F(AudioMixerSystemTest, SteadyPassesTakeNoMemoryAndNoOtherLocksAndLogNothin
   EXPECT_TRUE(watch.heard);
   EXPECT_EQ(watch.allocations, 0u);
   EXPECT_EQ(watch.after.callocs, watch.before.callocs);
+  EXPECT_EQ(watch.after.mappings, watch.before.mappings);
   EXPECT_EQ(watch.lines, 0u);
   // The mixer's lock, and the sources'.
   EXPECT_EQ(watch.after.locks - watch.before.locks, kCountedBlocks * (1 + 3));

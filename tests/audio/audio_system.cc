@@ -2,6 +2,7 @@
 #include "tests/audio/audio_system.h"
 
 #include <pthread.h>
+#include <sys/mman.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -12,8 +13,8 @@
 namespace audio_system {
 
 thread_local Calls calls;
-thread_local int callocs_until_failure = -1;
-thread_local std::vector<std::size_t>* calloc_sizes = nullptr;
+thread_local int mappings_until_failure = -1;
+thread_local std::vector<std::size_t>* mapping_sizes = nullptr;
 thread_local std::atomic<bool>* lock_waits = nullptr;
 
 std::atomic<int> thread_creations{0};
@@ -51,7 +52,7 @@ void Test::TearDown() {
   on_join = nullptr;
   refuse_threads = false;
   refuse_callocs = false;
-  callocs_until_failure = -1;
+  mappings_until_failure = -1;
 }
 
 }  // namespace audio_system
@@ -70,14 +71,20 @@ bool SleepToNsFast(unsigned long long target) {
 
 extern "C" {
 
+int __real_pthread_mutex_trylock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
   ++audio_system::calls.locks;
   if (audio_system::lock_waits) {
-    if (pthread_mutex_trylock(mutex) == 0) return 0;
+    if (__real_pthread_mutex_trylock(mutex) == 0) return 0;
     *audio_system::lock_waits = true;
   }
   return __real_pthread_mutex_lock(mutex);
+}
+
+int __wrap_pthread_mutex_trylock(pthread_mutex_t* mutex) {
+  ++audio_system::calls.locks;
+  return __real_pthread_mutex_trylock(mutex);
 }
 
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* arg);
@@ -95,9 +102,15 @@ int __wrap_pthread_join(pthread_t thread, void** result) {
 void* __real_calloc(std::size_t count, std::size_t size);
 void* __wrap_calloc(std::size_t count, std::size_t size) {
   ++audio_system::calls.callocs;
-  if (audio_system::calloc_sizes) audio_system::calloc_sizes->push_back(count * size);
-  if (audio_system::refuse_callocs || audio_system::Fails(&audio_system::callocs_until_failure)) return nullptr;
-  return __real_calloc(count, size);
+  return audio_system::refuse_callocs ? nullptr : __real_calloc(count, size);
+}
+
+void* __real_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t offset);
+void* __wrap_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t offset) {
+  ++audio_system::calls.mappings;
+  if (audio_system::mapping_sizes) audio_system::mapping_sizes->push_back(size);
+  if (audio_system::Fails(&audio_system::mappings_until_failure)) return MAP_FAILED;
+  return __real_mmap(address, size, protection, flags, file, offset);
 }
 
 void* __real__Znwm(std::size_t size);

@@ -19,17 +19,18 @@ namespace audio_system {
 
 // What this thread asked the system for.
 struct Calls {
-  int locks = 0;
+  int locks = 0;  // Also those that were only tried.
   int callocs = 0;
+  int mappings = 0;
 };
 extern thread_local Calls calls;
 
-// How many callocs of this thread succeed before one fails; none fails while it is negative. After the one that fails,
+// How many mappings of this thread succeed before one fails; none fails while it is negative. After the one that fails,
 // the others succeed again.
-extern thread_local int callocs_until_failure;
+extern thread_local int mappings_until_failure;
 
-// The bytes of every calloc of this thread, while not null.
-extern thread_local std::vector<std::size_t>* calloc_sizes;
+// The bytes of every mapping of this thread, while not null.
+extern thread_local std::vector<std::size_t>* mapping_sizes;
 
 // Says when a lock of this thread has to wait.
 extern thread_local std::atomic<bool>* lock_waits;

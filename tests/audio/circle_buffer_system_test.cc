@@ -11,15 +11,15 @@
 
 namespace {
 
-using audio_system::calloc_sizes;
-using audio_system::callocs_until_failure;
+using audio_system::mapping_sizes;
+using audio_system::mappings_until_failure;
 using testing::ElementsAre;
 
 using CircleBufferSystemTest = audio_system::Test;
 
-TEST_F(CircleBufferSystemTest, TakesZeroedMemoryOnce) {
+TEST_F(CircleBufferSystemTest, TakesItsMemoryOnce) {
   std::vector<std::size_t> sizes;
-  calloc_sizes = &sizes;
+  mapping_sizes = &sizes;
   CircleBuffer<float> buffer(1000);
   const std::vector<float> samples(1000);
   std::vector<float> popped(1000);
@@ -27,12 +27,12 @@ TEST_F(CircleBufferSystemTest, TakesZeroedMemoryOnce) {
     buffer.PushBack(samples.data(), 700);
     buffer.PopFront(popped.data(), 300);
   }
-  calloc_sizes = nullptr;
+  mapping_sizes = nullptr;
   EXPECT_THAT(sizes, ElementsAre(4000));
 }
 
 TEST_F(CircleBufferSystemTest, IsInertWithoutMemory) {
-  callocs_until_failure = 0;
+  mappings_until_failure = 0;
   CircleBuffer<float> buffer(1000);
   EXPECT_FALSE(buffer.valid());
   const std::vector<float> samples(3000);

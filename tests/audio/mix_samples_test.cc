@@ -416,8 +416,14 @@ TEST(AudioFramesToNsTest, KeepsAYearOfFrames) {
 
 class MixSampleVariantTest : public testing::TestWithParam<const MixSampleVariant*> {
  protected:
-  static void Mix(float* dst, const float* src, std::size_t frames) { GetParam()->mix_float(dst, src, frames); }
-  static void Mix(short* dst, const short* src, std::size_t frames) { GetParam()->mix_short(dst, src, frames); }
+  static void Mix(float* dst, const float* src, std::size_t frames) { GetParam()->mix_float(dst, &src, 1, frames); }
+  static void Mix(short* dst, const short* src, std::size_t frames) { GetParam()->mix_short(dst, &src, 1, frames); }
+  static void MixAll(float* dst, const std::vector<const float*>& sources, std::size_t frames) {
+    GetParam()->mix_float(dst, sources.data(), sources.size(), frames);
+  }
+  static void MixAll(short* dst, const std::vector<const short*>& sources, std::size_t frames) {
+    GetParam()->mix_short(dst, sources.data(), sources.size(), frames);
+  }
   static float Peak(const float* plane, std::size_t frames) { return GetParam()->peak_float(plane, frames); }
   static short Peak(const short* plane, std::size_t frames) { return GetParam()->peak_short(plane, frames); }
 
@@ -439,6 +445,28 @@ class MixSampleVariantTest : public testing::TestWithParam<const MixSampleVarian
         std::vector<T> mix = a;
         Mix(mix.data() + start, b.data() + other, frames);
         ASSERT_EQ(Bits(mix), Bits(expected)) << frames << " frames from " << start << " and " << other;
+      }
+    }
+  }
+
+  // One after another, each at a distance of its own from an aligned address.
+  template <typename T>
+  static void MixesSeveralSourcesInTheirOrder() {
+    constexpr std::size_t kStarts = 32 / sizeof(T);
+    for (std::size_t count = 0; count <= 17; ++count) {
+      for (const std::size_t frames : {1, 3, 8, 15, 16, 31, 32, 33, 64, 95, 128, 200, 1201}) {
+        std::vector<std::vector<T>> samples;
+        std::vector<const T*> sources;
+        const std::vector<T> before = RandomSamples<T>(frames + kStarts, 41);
+        std::vector<T> expected = before;
+        for (std::size_t source = 0; source < count; ++source) {
+          samples.push_back(RandomSamples<T>(frames + kStarts, static_cast<std::uint32_t>(43 + source)));
+          sources.push_back(samples.back().data() + source % kStarts);
+          for (std::size_t i = 0; i < frames; ++i) expected[i] = AddAndNormaliz<T>(expected[i], sources.back()[i]);
+        }
+        std::vector<T> mix = before;
+        MixAll(mix.data(), sources, frames);
+        ASSERT_TRUE(Bits(mix) == Bits(expected)) << count << " sources of " << frames;
       }
     }
   }
@@ -507,6 +535,8 @@ class MixSampleVariantTest : public testing::TestWithParam<const MixSampleVarian
 
 TEST_P(MixSampleVariantTest, MixesFloatsOfEveryLengthAndAlignment) { MixesEveryLengthAndAlignment<float>(); }
 TEST_P(MixSampleVariantTest, MixesShortsOfEveryLengthAndAlignment) { MixesEveryLengthAndAlignment<short>(); }
+TEST_P(MixSampleVariantTest, MixesSeveralSourcesOfFloats) { MixesSeveralSourcesInTheirOrder<float>(); }
+TEST_P(MixSampleVariantTest, MixesSeveralSourcesOfShorts) { MixesSeveralSourcesInTheirOrder<short>(); }
 TEST_P(MixSampleVariantTest, PeaksFloatsOfEveryLengthAndAlignment) { PeaksEveryLengthAndAlignment<float>(); }
 TEST_P(MixSampleVariantTest, PeaksShortsOfEveryLengthAndAlignment) { PeaksEveryLengthAndAlignment<short>(); }
 

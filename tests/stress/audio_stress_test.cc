@@ -177,6 +177,36 @@ TEST_F(AudioMixerStressTest, SourcesComeAndGoFromManyThreads) {
   EXPECT_EQ(checker.mistakes, 0);
 }
 
+// Two mixers take from the same sources, in opposite orders, while these are pushed more than they hold: whoever waits
+// for another's block must not be waited for.
+TEST_F(AudioMixerStressTest, MixersShareTheirSources) {
+  Checker<AudioMixer::Callback> checkers[2];
+  AudioMixer first(kRate, kChannels, kInternalSampleFloat, &checkers[0]);
+  AudioMixer second(kRate, kChannels, kInternalSampleFloat, &checkers[1]);
+  std::vector<std::unique_ptr<AudioMixSource>> sources;
+  for (int i = 0; i < 12; ++i)
+    sources.push_back(std::make_unique<AudioMixSource>(kRate, kChannels, kInternalSampleFloat));
+  for (std::size_t i = 0; i < sources.size(); ++i) {
+    first.AddSource(sources[i].get());
+    second.AddSource(sources[sources.size() - 1 - i].get());
+  }
+  ASSERT_TRUE(first.Start());
+  ASSERT_TRUE(second.Start());
+  const std::vector<float> samples(11 * kRate, 0.25f);
+  const Work push = [&](Random& random) {
+    const void* planes[kChannels] = {samples.data(), samples.data()};
+    const auto frames = static_cast<unsigned int>(random() % (random() % 16 == 0 ? samples.size() : 1000));
+    sources[random() % sources.size()]->PushBackSamples(planes, frames, 1);
+  };
+  RunTogether({push, push, push});
+  first.Stop();
+  second.Stop();
+  for (const auto& checker : checkers) {
+    EXPECT_EQ(checker.mistakes, 0);
+    EXPECT_GT(checker.loud_blocks, 0);
+  }
+}
+
 // Start, Stop, AddInput and RemoveInput take turns, as the interface asks; pushes come when they like.
 TEST_F(QnAudioMixerStressTest, HostPushesFromManyThreads) {
   Checker<QnAudioMixer::Callback> checker;
