@@ -39,10 +39,11 @@ void DrawBindings::BindTexture(int unit, const Texture& texture) {
 void DrawBindings::UnbindTexture(int unit, GLenum target) {
   if (HasUnit(unit)) {
     Unit& place = units_[unit];
-    place.texture = Texture();
+    const Texture texture = std::exchange(place.texture, Texture());
     if (place.lingering == target) return;
-    if (place.lingering == 0 && passes_ > 0) {
+    if (place.lingering == 0 && passes_ > 0 && texture.target == target) {
       place.lingering = target;
+      place.lingering_name = texture.name;
       ++lingering_;
       return;
     }
@@ -58,10 +59,19 @@ void DrawBindings::GiveBackTextures() {
     const GLenum lingering = std::exchange(units_[i].lingering, 0);
     if (lingering == 0) continue;
     glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + i));
-    glBindTexture(lingering, 0);
+    if (BoundTexture(lingering) == units_[i].lingering_name) glBindTexture(lingering, 0);
   }
   lingering_ = 0;
   glActiveTexture(static_cast<GLenum>(active));
+}
+
+void DrawBindings::ForgetTexture(GLuint name) {
+  for (Unit& unit : units_) {
+    if (unit.texture.name == name) unit.texture = Texture();
+    if (unit.lingering == 0 || unit.lingering_name != name) continue;
+    unit.lingering = 0;
+    --lingering_;
+  }
 }
 
 void DrawBindings::UnbindProgram() {

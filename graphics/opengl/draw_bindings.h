@@ -38,8 +38,11 @@ class DrawBindings {
   void BindTexture(int unit, const Texture& texture);
   // Unbinds what is bound to the target of the unit, which is the active one, or lets it linger.
   void UnbindTexture(int unit, GLenum target);
-  // Before a draw: gives back every texture that lingers, for the program could read it.
+  // Before a draw: gives back every texture that lingers, for the program could read it. What a host's own GL has bound
+  // in its place stays.
   void GiveBackTextures();
+  // The texture is deleted: GL binds it nowhere any more, and may give its name to another.
+  void ForgetTexture(GLuint name);
   // What is bound to a unit and has not been given back, as far as the engine has bound it.
   const Texture& bound(int unit) const { return units_[unit].texture; }
 
@@ -51,7 +54,8 @@ class DrawBindings {
  private:
   struct Unit {
     Texture texture;
-    GLenum lingering = 0;  // The target whose texture lingers; 0: none.
+    GLenum lingering = 0;       // The target whose texture lingers; 0: none.
+    GLuint lingering_name = 0;  // That texture.
   };
 
   Unit units_[kUnits];

@@ -1,5 +1,5 @@
-// The OpenGL core interface, linked directly. The engine needs version 3.2; what it uses of
-// later ones it asks for first (GraphicsContextGL::ReadLimits), and does without where it is missing.
+// The OpenGL core interface, linked directly. The engine needs version 3.2; what it uses of later ones it asks for
+// first (HasGL), and does without where that is missing.
 #ifndef QUARN_GRAPHICS_OPENGL_GL_H_
 #define QUARN_GRAPHICS_OPENGL_GL_H_
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include <glm/glm.hpp>
 #include <glm/gtc/matrix_transform.hpp>
@@ -102,8 +103,13 @@ void GraphicsContextGL::CompileBuiltIn(const std::string& name) {
   const auto place = FindUntried(name);
   if (place == untried_rows_.end()) return;
   const int row = *place;
-  CompileProgram(name, glsl_src[row + 1], glsl_src[row + 2]);
-  untried_rows_.erase(place);  // Behind it: what has found no memory is tried again.
+  untried_rows_.erase(place);  // Before it, for a log handler may ask for it in the middle.
+  try {
+    CompileProgram(name, glsl_src[row + 1], glsl_src[row + 2]);
+  } catch (const std::bad_alloc&) {
+    untried_rows_.push_back(row);  // There is room for it. It is tried again.
+    throw;
+  }
 }
 
 bool GraphicsContextGL::CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source) {

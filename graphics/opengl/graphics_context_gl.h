@@ -56,8 +56,8 @@ class GraphicsContextGL : public GraphicsContextImpl {
   // Undoes a BindContext that answered kMadeCurrent.
   virtual void UnbindContext() = 0;
 
-  // Whether GL calls of the calling thread reach this context; where they do not, they may reach a host's own. Asking
-  // is a system call on some machines. This and IsBound are defined by the platform (cgl/graphics_context_cgl.cc).
+  // Whether GL calls of the calling thread reach this context; where they do not, they may reach a host's own.
+  // This and IsBound are defined by the platform (cgl/graphics_context_cgl.cc).
   bool IsCurrent() const;
   // Whether the calling thread has bound the context: if so it is current, unless a callback of the host's has changed
   // that.
@@ -67,6 +67,8 @@ class GraphicsContextGL : public GraphicsContextImpl {
 
   // Asks GL for the limits below, and what it has beyond version 3.2, once, when the context is built.
   void ReadLimits();
+  // Whether GL has samplers.
+  bool has_samplers() const { return has_samplers_; }
   // The longest side of a texture in pixels; 0 in a context that was not built.
   unsigned int max_texture_size() const { return max_texture_size_; }
   // The same of a rectangle texture, which is what external images are.

@@ -3,11 +3,13 @@
 
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include <glm/glm.hpp>
 #include <glm/gtc/type_ptr.hpp>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/graphics_scene.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
@@ -183,25 +185,38 @@ void GraphicsOutputGL::DrawPlane(int index, const PixelFormatGL::Plane& plane, G
 bool GraphicsOutputGL::DrawPacked(const Planes& planes, GraphicsTextureGL* source, const float* matrix) {
   if (packing_failed_ || !PackedPlanes::Fits(planes.count, width_, height_)) return false;
   if (source->width() != width_ || source->height() != height_ || !source->readable()) return false;
-  if (!RenderPass::DrawsWhole()) return false;
+  glActiveTexture(GL_TEXTURE0);  // Any way leaves it so.
+  if (!RenderPass::DrawsWhole(*context())) return false;
   for (int i = 0; i < planes.count; ++i) {
     const char* const program = planes.plane[i].drawn.program;
     const char* const built_in = context()->BuiltInName(program);
     if (!built_in || std::strcmp(built_in, program) != 0) return false;
   }
   if (!packed_planes_) {
-    packed_planes_ = std::make_unique<PackedPlanes>(context(), planes.count, width_, height_);
-    packing_failed_ = !packed_planes_->Init();
+    packing_failed_ = true;
+    EvenWithoutMemory("Packing the planes of an output", [&] {
+      auto packed = std::make_unique<PackedPlanes>(context(), planes.count, width_, height_);
+      if (packed->Init()) packed_planes_ = std::move(packed);
+    });
+    if (!packed_planes_) return false;
+    packing_failed_ = false;
   }
-  if (packing_failed_ || !packed_planes_->Draw(source, matrix)) return false;
-  // As after the other passes, which have constants, the first slot is nobody's.
+  if (!packed_planes_->Draw(source, matrix)) return false;
+  LeaveViewport(planes);
+  // A claim of a host's on slot 0 that was never given back ends here, as it does after a pass with constants.
   if (constant_buffer_->Bind(0)) constant_buffer_->Unbind();
   return true;
 }
 
+void GraphicsOutputGL::LeaveViewport(const Planes& planes) {
+  const Plane& last = planes.plane[planes.count - 1];
+  context()->SetViewPort(0, 0, last.width, last.height);
+}
+
 GLenum GraphicsOutputGL::DirectFormat(const Planes& planes, GraphicsTextureGL* source) {
   if (planes.count != 1 || source->width() != width_ || source->height() != height_ || !source->readable()) return 0;
-  if (!RenderPass::DrawsWhole()) return 0;
+  glActiveTexture(GL_TEXTURE0);  // Any way leaves it so.
+  if (!RenderPass::DrawsWhole(*context())) return 0;
   const char* const built_in = context()->BuiltInName(planes.plane[0].drawn.program);
   if (!built_in) return 0;
   if (std::strcmp(built_in, "rgba") == 0) return GL_RGBA;
@@ -218,6 +233,7 @@ void GraphicsOutputGL::ConvertFormat(GraphicsTextureGL* source, OutputFormat for
   direct_format_ = DirectFormat(planes, source);
   if (direct_format_ != 0) {
     direct_source_ = source;
+    LeaveViewport(planes);
     return;
   }
   // The matrix of the context, YUV to RGB in rows, is read as columns; so the columns of the inverse are the rows of

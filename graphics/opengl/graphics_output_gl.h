@@ -74,6 +74,8 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
   bool DrawPacked(const Planes& planes, GraphicsTextureGL* source, const float* matrix);
   // As what the source itself can be read back, where a pass would only copy each of its texels; 0 where it cannot.
   GLenum DirectFormat(const Planes& planes, GraphicsTextureGL* source);
+  // Leaves the viewport that a pass for each plane leaves.
+  void LeaveViewport(const Planes& planes);
   Readback ReadbackOf(const Planes& planes, int index);
   void DeliverTexture(GraphicsTexture* texture, unsigned long long timestamp);
 

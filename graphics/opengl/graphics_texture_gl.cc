@@ -34,6 +34,7 @@ void GraphicsTextureGL::Delete() {
     readable_ = false;
   }
   if (texture_) {
+    context()->bindings().ForgetTexture(texture_);
     glDeleteTextures(1, &texture_);
     texture_ = 0;
   }

@@ -65,8 +65,8 @@ class PackedPlanes {
   // Returns false when the target or a program cannot be made.
   bool Init();
   // Draws the planes of `source`, a render target as large as the picture. `rows` are twelve floats, the rows of the
-  // matrix from red, green, blue and 1 to Y, U and V. Returns false, with nothing drawn or logged, when the target
-  // cannot be bound.
+  // matrix from red, green, blue and 1 to Y, U and V. After an Init that succeeded. Returns false, with nothing drawn
+  // or logged, when the target cannot be bound.
   bool Draw(GraphicsTextureGL* source, const float* rows);
 
   // What the planes are read back from, as GL_RGBA.

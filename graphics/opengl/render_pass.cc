@@ -47,10 +47,13 @@ bool RenderPass::EndDrawing() {
   return true;
 }
 
-bool RenderPass::DrawsWhole() {
+bool RenderPass::DrawsWhole(const GraphicsContextGL& context) {
   for (const GLenum state : {GL_BLEND, GL_COLOR_LOGIC_OP, GL_CULL_FACE, GL_RASTERIZER_DISCARD, GL_SCISSOR_TEST}) {
     if (glIsEnabled(state)) return false;
   }
+  GLint sampler = 0;
+  if (context.has_samplers()) glGetIntegerv(GL_SAMPLER_BINDING, &sampler);
+  if (sampler != 0) return false;
   GLboolean written[4];  // Red, green, blue, alpha.
   glGetBooleanv(GL_COLOR_WRITEMASK, written);
   GLint filled[2] = {GL_FILL, GL_FILL};

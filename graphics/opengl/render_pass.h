@@ -14,12 +14,12 @@
 
 class GraphicsTextureGL;
 
-// The calls of a pass, their order, and which of them are checked must stay. Kept: C36. So a pass does not ask GL for
-// what it finds and gives nothing back: it leaves its clear colour and its blend function set, blending off, and no
-// target bound. A pass that does not blend relies on blending being off, and does not turn it off: every pass leaves it
-// so, and a host's callback must leave it so too. The clear colour and the blend function are set by every pass that
-// uses them, and nothing of the engine reads them otherwise. Programs and textures that are given back within a pass
-// linger to its end (DrawBindings).
+// The clear, blending and the checks of a pass, and their order, must stay. Kept: C36. So a pass does not ask GL for
+// what it finds of them and gives none of them back: it leaves its clear colour and its blend function set, blending
+// off, and no target bound. A pass that does not blend relies on blending being off, and does not turn it off: every
+// pass leaves it so, and a host's callback must leave it so too. The clear colour and the blend function are set by
+// every pass that uses them, and nothing of the engine reads them otherwise. Programs and textures that are given back
+// within a pass linger to its end (DrawBindings).
 class RenderPass {
  public:
   struct Options {
@@ -38,9 +38,10 @@ class RenderPass {
   RenderPass(const RenderPass&) = delete;
   RenderPass& operator=(const RenderPass&) = delete;
 
-  // Whether a pass that only draws over its target would do so whole. What a host's own GL has left behind, against the
-  // rules, may hide parts of it or mix what is drawn.
-  static bool DrawsWhole();
+  // Whether a pass that draws a texture over its target would draw it whole and as it is. What a host's own GL has left
+  // behind, against the rules, may stand in between: blending, a logic operation, culling, discarding, scissors, a
+  // colour mask, polygons that are not filled, and a sampler on the first unit, which is the active one.
+  static bool DrawsWhole(const GraphicsContextGL& context);
 
   // Whether the target could be bound; if not, the log says why, and there is nothing to draw into or to undo.
   bool begun() const { return begun_; }

@@ -25,6 +25,7 @@ class UniformRing {
   // Copies a block of `size` bytes, at most kBufferSize, and binds it to the binding point. Returns false, with nothing
   // done, where buffers cannot stay mapped.
   bool Bind(GLuint point, const void* block, GLsizeiptr size);
+  // Deletes the buffer.
   void Release();
   // Lets go of the buffer without a GL call: it dies with its context.
   void Forget();

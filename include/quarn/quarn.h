@@ -36,8 +36,9 @@
 //   so it must not wait for a thread that creates, attaches or detaches objects; it must not destroy a scene (by its
 //   last reference either), a filter, a view or the device; it must not start, stop or destroy a raw output whose
 //   OnFrame calls into the engine; and GL of the host's own leaves the state as it found it: pixel store, bindings,
-//   current context. It binds what it draws with itself: a program and textures that were given back may stay bound
-//   until something else is, or the Draw of the scene, filter or view ends.
+//   current context. It binds what it draws with itself: in a Draw, a program and textures that were given back may
+//   stay bound until something else is, until a rectangle that would read them is drawn, or until the scene, filter or
+//   view has been drawn.
 // - "Blocks:" tells what a call waits for; without it, and with "no", the call waits for nothing of length. "stage":
 //   for the running stage of a frame, whose lock the call takes.
 // - "Ownership:" tells who owns what is handed over, and how long it must last.

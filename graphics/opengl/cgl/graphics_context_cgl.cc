@@ -55,8 +55,8 @@ bool GraphicsContextCGL::Build() {
 
 // The part of GraphicsContextGL that asks the platform: every GraphicsContextGL is a GraphicsContextCGL.
 bool GraphicsContextGL::IsCurrent() const {
-  const NativeContext* const native = static_cast<const GraphicsContextCGL*>(this)->native();
-  return native && native->IsCurrent();
+  const auto* const context = static_cast<const GraphicsContextCGL*>(this);
+  return context->available() && context->native()->IsCurrent();
 }
 
 bool GraphicsContextGL::IsBound() const {

@@ -100,6 +100,31 @@ TEST_F(DrawBindingsTest, TextureIsBoundThatAHostHasReplaced) {
   EXPECT_EQ(Texture(), 0u);
 }
 
+TEST_F(DrawBindingsTest, TextureThatAHostHasBoundInPlaceOfOneThatLingersIsDrawn) {
+  bindings_.BeginPass();
+  bindings_.BindTexture(0, Plane(0));
+  bindings_.UnbindTexture(0, GL_TEXTURE_2D);
+  glBindTexture(GL_TEXTURE_2D, names_[1]);
+  bindings_.GiveBackTextures();
+  EXPECT_EQ(Texture(), names_[1]);
+  bindings_.EndPass(true);
+  EXPECT_EQ(Texture(), names_[1]);
+  glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+TEST_F(DrawBindingsTest, DeletedTextureLingersNoMore) {
+  bindings_.BeginPass();
+  bindings_.BindTexture(0, Plane(0));
+  bindings_.UnbindTexture(0, GL_TEXTURE_2D);
+  bindings_.BindTexture(1, Plane(0));
+  bindings_.ForgetTexture(names_[0]);
+  EXPECT_EQ(bindings_.bound(1).name, 0u);
+  bindings_.GiveBackTextures();
+  EXPECT_EQ(Texture(), names_[0]) << "it may be another of the same name by now";
+  bindings_.EndPass(true);
+  glBindTexture(GL_TEXTURE_2D, 0);
+}
+
 TEST_F(DrawBindingsTest, UnitsThatNoProgramReadsAreGivenBackAtOnce) {
   bindings_.BeginPass();
   for (const int unit : {DrawBindings::kUnits, -1}) {

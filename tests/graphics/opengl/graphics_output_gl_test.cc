@@ -449,6 +449,74 @@ TEST_F(GraphicsOutputGLTest, PictureOfTheScenesSizeIsTheSameByWhicheverWay) {
   }
 }
 
+TEST_F(GraphicsOutputGLTest, WhateverWayAFrameGoesItLeavesTheSameViewportAndUnit) {
+  struct Row {
+    OutputFormat format;
+    int width, height;  // What the last pass's target has.
+  };
+  for (const Row& row : {Row{GraphicsOutput::kOutputRGBA, 64, 36}, Row{GraphicsOutput::kOutputNV12, 32, 18},
+                         Row{GraphicsOutput::kOutputI420, 32, 18}}) {
+    SCOPED_TRACE(row.format);
+    scene_.reset();
+    const auto output = MakeOutput(Show(test::TestCard(64, 36)), 64, 36);
+    Receiver receiver(row.format);
+    output->Attach(&receiver);
+    {
+      const test::CurrentContext current(context());
+      for (const bool scissors : {false, true}) {
+        (scissors ? glEnable : glDisable)(GL_SCISSOR_TEST);
+        glScissor(0, 0, 64, 36);
+        glActiveTexture(GL_TEXTURE2);
+        glViewport(1, 2, 3, 4);
+        context()->DoOutput(1, 1);
+        GLint viewport[4], unit = 0;
+        glGetIntegerv(GL_VIEWPORT, viewport);
+        glGetIntegerv(GL_ACTIVE_TEXTURE, &unit);
+        EXPECT_THAT(viewport, ElementsAre(0, 0, row.width, row.height));
+        EXPECT_EQ(unit, GL_TEXTURE0);
+      }
+      glDisable(GL_SCISSOR_TEST);
+    }
+    receiver.WaitFor(2);
+    output->Detach();
+  }
+}
+
+TEST_F(GraphicsOutputGLTest, PlanesThatCannotBePackedAreDrawnOneByOne) {
+  const auto output = MakeOutput(Show(test::TestCard(64, 36)), 64, 36);
+  Receiver receiver(GraphicsOutput::kOutputNV12);
+  output->Attach(&receiver);
+  gl_spy::faults().gen_framebuffers = true;
+  const int draws = gl_spy::Draws();
+  context()->DoOutput(1, 1);
+  gl_spy::faults().gen_framebuffers = false;
+  context()->DoOutput(2, 1);
+  EXPECT_EQ(gl_spy::Draws(), draws + 4) << "nor is it tried again";
+  EXPECT_THAT(TakeLog(), ElementsAre("E: GraphicsTextureGL create FrameBuffer failed"));
+  output->Detach();
+  output->Attach(&receiver);
+  context()->DoOutput(3, 1);
+  EXPECT_EQ(gl_spy::Draws(), draws + 4) << "until it is attached again";
+  const std::vector<Receiver::Delivery> deliveries = receiver.WaitFor(3);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(test::PicturesMatch(deliveries[0].planes[i], deliveries[2].planes[i], {1}));
+  }
+  output->Detach();
+}
+
+TEST_F(GraphicsOutputGLTest, SceneThatWasNeverDrawnIsNotReadItself) {
+  GraphicsSceneGL scene(context(), 32, 16);
+  ASSERT_TRUE(scene.Init());
+  const auto output = MakeOutput(&scene, 32, 16);
+  Receiver receiver(GraphicsOutput::kOutputRGBA);
+  output->Attach(&receiver);
+  const int draws = gl_spy::Draws();
+  context()->DoOutput(1, 1);
+  EXPECT_EQ(gl_spy::Draws(), draws + 1);
+  receiver.WaitFor(1);
+  output->Detach();
+}
+
 // Red and blue are exchanged on the way to memory where the host's program is the built-in one by another name.
 TEST_F(GraphicsOutputGLTest, BGRAOfTheScenesSizeIsReadFromIt) {
   ASSERT_TRUE(device()->AddShader("to_rgba", glsl_src[kGsGlslToBgra + 1], glsl_src[kGsGlslToBgra + 2]));

@@ -69,9 +69,9 @@ class NativeContextEgl : public NativeContext {
     return false;
   }
 
-  // Asked before every drawing operation, and to ask EGL is a system call where libEGL looks out for forks. GL tells a
-  // marked context by its own fence, which only contexts that share its objects know too, and among those by a
-  // parameter of its own. Where that fails, because a host debugs the context, EGL is asked.
+  // Asked before every drawing operation, and to ask EGL is a system call where libEGL looks out for forks. The mark is
+  // a fence, known to this context and to those that share its objects, and the parameter of the debug callback, which
+  // is each context's own. A host that sets a debug callback replaces that; then EGL is asked.
   bool IsCurrent() const override {
     if (!IsBound() || context_->lost()) return false;
     if (mark_ && glIsSync(mark_) && DebugParameter() == this) return true;
@@ -194,7 +194,7 @@ class NativeContextEgl : public NativeContext {
   std::atomic<bool> failing_{false};  // Whether it could not be made current when that was last tried.
   std::atomic<bool> loss_reported_{false};
   bool mark_tried_ = false;
-  GLsync mark_ = nullptr;  // A fence; null where the context could not be marked.
+  GLsync mark_ = nullptr;  // The fence, which dies with the context; null where that could not be marked.
   TransferableMutex mutex_;
   // What follows belongs to the window thread.
   std::unique_ptr<NativeWindow> window_;
@@ -227,7 +227,7 @@ void NativeContext::ClearCurrent() {
 void NativeContext::Restore(const Current& previous) {
   bool restored = true;
   if (!previous.context || previous.foreign) ClearCurrent();
-  if (previous.api != EGL_OPENGL_API) eglBindAPI(previous.api);
+  eglBindAPI(previous.api);
   if (previous.foreign) {
     const HostGlx* const glx = HostGlx::Loaded();
     restored = glx && glx->Restore(previous);
