@@ -11,10 +11,10 @@ namespace {
 // In the order of the enumeration.
 constexpr const char* kNames[] = {
     "steady-window",    "look-before-swap", "glx-aside",      "draw-to-back",
-    "no-release-flush", "exit-handlers",    "request-length",
+    "no-release-flush", "exit-handlers",    "request-length", "finish-to-read",
 };
 constexpr int kCount = sizeof(kNames) / sizeof(kNames[0]);
-static_assert(kCount == static_cast<int>(Workaround::kRequestLength) + 1, "a name for each workaround");
+static_assert(kCount == static_cast<int>(Workaround::kFinishToRead) + 1, "a name for each workaround");
 
 // The workaround of that name, as its number; kCount for none.
 int Find(const char* name, std::size_t length) {

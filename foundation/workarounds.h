@@ -13,6 +13,7 @@ enum class Workaround : std::uint8_t {
   kNoReleaseFlush,  // "no-release-flush"
   kExitHandlers,    // "exit-handlers"
   kRequestLength,   // "request-length"
+  kFinishToRead,    // "finish-to-read"
 };
 
 // Whether the workaround is in use. All are, but those that the environment variable QUARN_WORKAROUNDS turns off:

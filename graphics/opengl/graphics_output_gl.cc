@@ -10,6 +10,7 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "foundation/workarounds.h"
 #include "graphics/graphics_scene.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
@@ -256,7 +257,12 @@ void GraphicsOutputGL::ReadPixel(OutputFormat format) {
   const Planes planes = PlanesOf(format);
   if (!HasResources(planes)) return;
   CheckGLError(__FILE__, __LINE__);
-  glFlush();
+  // The pictures are mapped at once, so nothing is lost by waiting here.
+  if (direct_source_ && IsUsed(Workaround::kFinishToRead)) {
+    glFinish();
+  } else {
+    glFlush();
+  }
   ScopedPack pack;
   for (int i = 0; i < planes.count; ++i) {
     const Readback from = ReadbackOf(planes, i);
