@@ -199,7 +199,7 @@ void GraphicsContextGL::ReleaseVertexAttrBuffer() {
   DeleteBuffer(&vertex_buffer_);
   DeleteBuffer(&index_buffer_);
   DeleteBuffer(&mvp_buffer_);
-  *plane_programs_ = PlanePrograms();
+  plane_programs_->Release();
   matrices_.Release();
   DeleteBuffer(&default_uniform_buffer_);
   if (texel_sampler_) glDeleteSamplers(1, &texel_sampler_);

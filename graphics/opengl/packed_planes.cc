@@ -67,6 +67,11 @@ PlanePrograms::Program* PlanePrograms::Get(Kind kind) {
   return programs_[kind].get();
 }
 
+void PlanePrograms::Release() {
+  for (auto& program : programs_) program.reset();
+  for (bool& failed : failed_) failed = false;
+}
+
 void PlanePrograms::Forget() {
   for (const auto& program : programs_) {
     if (program) program->shader.Forget();
@@ -115,11 +120,13 @@ bool PackedPlanes::Draw(GraphicsTextureGL* source, const float* rows) {
 void PackedPlanes::DrawPart(const Part& part, const float* rows) {
   PlanePrograms::Program* const program = context_->plane_programs().Get(part.kind);
   if (!program) return;
-  const std::uint32_t half = part.kind == PlanePrograms::kLuma ? 1 : 2;
+  const std::uint32_t parts = part.kind == PlanePrograms::kLuma ? 1 : 2;
+  const std::uint32_t width = width_ / parts;
+  const std::uint32_t height = height_ / parts;
   program->shader.Bind();
   glUniform4fv(program->rows, part.kind == PlanePrograms::kInterleavedUV ? 2 : 1, rows);
   glUniform2f(program->origin, static_cast<float>(part.x), static_cast<float>(part.y));
-  glUniform2f(program->size, static_cast<float>(width_ / half), static_cast<float>(height_ / half));
+  glUniform2f(program->size, static_cast<float>(width), static_cast<float>(height));
   context_->SetViewPort(part.x, part.y, part.width, part.height);
   context_->DrawViewPort();
 }

@@ -30,6 +30,8 @@ class PlanePrograms {
   // The program, which is built when it is first asked for; null, with the compiler's message in the log, where it
   // cannot be.
   Program* Get(Kind kind);
+  // Deletes them.
+  void Release();
   // Lets go of them without a GL call: they die with their context.
   void Forget();
 
