@@ -27,6 +27,9 @@ class AudioMixSource {
   AudioMixSource(const AudioMixSource&) = delete;
   AudioMixSource& operator=(const AudioMixSource&) = delete;
 
+  // Whether it is not inert. Any thread.
+  bool valid() const { return !inert_; }
+
   // Appends `frames` samples of the source's type from planes[c] to channel c. Null `planes` add nothing, though a new
   // sequence starts with them too; a null plane adds nothing to its channel. Any thread.
   void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);

@@ -61,7 +61,7 @@ float Peak(void* const* mix, unsigned int frames, unsigned int channels) {
 
 AudioMixer::AudioMixer(unsigned int sample_rate, unsigned int channels, InternalSampleType type, Callback* callback)
     : sample_rate_(sample_rate), channels_(channels), type_(type), callback_(callback) {
-  if (!IsMixable(sample_rate, channels)) {
+  if (!valid()) {
     Logger::default_logger()->Error("[AudioMixer] no mixer of %u Hz and %u channels", sample_rate, channels);
   }
 }
@@ -73,7 +73,7 @@ AudioMixer::~AudioMixer() {
 }
 
 bool AudioMixer::Start() {
-  if (!IsMixable(sample_rate_, channels_)) return false;
+  if (!valid()) return false;
   if (OnOwnThread()) {
     if (!stop_.load(std::memory_order_relaxed)) return true;
     Logger::default_logger()->Error(

@@ -35,6 +35,9 @@ class AudioMixer : public Runable {
   AudioMixer(const AudioMixer&) = delete;
   AudioMixer& operator=(const AudioMixer&) = delete;
 
+  // Whether it is not inert. Any thread.
+  bool valid() const { return IsMixable(sample_rate_, channels_); }
+
   // Returns true also when it runs already; false, with an error line, when there is no thread, and on the mixer thread
   // after Stop; false when inert.
   bool Start();

@@ -13,6 +13,7 @@ class QnAudioInputPri {
       : source_(sample_rate, channels, type) {}
 
   AudioMixSource* source() { return &source_; }
+  bool valid() const { return source_.valid(); }
 
  private:
   AudioMixSource source_;
@@ -27,6 +28,8 @@ QnAudioInput::QnAudioInput(unsigned int sample_rate, unsigned int channels, QnMi
 }
 
 QnAudioInput::~QnAudioInput() = default;
+
+bool QnAudioInput::valid() const { return pri_ && pri_->valid(); }
 
 void QnAudioInput::PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence) {
   if (AudioMixSource* source = soruce()) source->PushBackSamples(planes, frames, sequence);

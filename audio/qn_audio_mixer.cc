@@ -76,6 +76,8 @@ QnAudioMixer::~QnAudioMixer() {
   pri_.release()->Abandon();
 }
 
+bool QnAudioMixer::valid() const { return pri_ && pri_->mixer().valid(); }
+
 bool QnAudioMixer::Start() {
   if (!pri_) return false;
   try {

@@ -12,6 +12,7 @@
 namespace {
 
 std::atomic<Logger*> default_logger_pointer{nullptr};
+std::atomic<Logger::Level> least_printed{Logger::Level::Debug};
 
 const char* LevelPrefix(Logger::Level level) {
   switch (level) {
@@ -88,10 +89,13 @@ void Logger::Error(const char* format, ...) {
 }
 
 void LoggerStd::Log(Level level, const char* text) {
-  if (!text) return;
+  const Level least = least_printed.load(std::memory_order_relaxed);
+  if (!text || (least != Level::Debug && level < least)) return;
   // One call for the whole line: the stream's own lock then keeps it whole among everything that prints.
   std::printf("%s%s\n", LevelPrefix(level), text);
 }
+
+void LoggerStd::SetLevel(Level least) { least_printed.store(least, std::memory_order_relaxed); }
 
 LoggerHook::LoggerHook(std::string tag, Handler handler, void* user)
     : Logger(std::move(tag)), handler_(handler), user_(user) {}

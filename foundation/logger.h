@@ -46,12 +46,17 @@ class Logger {
   std::unique_ptr<char[]> buffer_ QUARN_GUARDED_BY(mutex_);  // Null without memory.
 };
 
-// Prints to standard output.
+// Prints to standard output what is at least as grave as the level asks for.
 class LoggerStd : public Logger {
  public:
   using Logger::Log;
   using Logger::Logger;
   void Log(Level level, const char* text) override;
+
+  // For all of its kind: the least grave messages that are printed. Debug, as until set, prints all, those of
+  // other levels too; one beyond Error prints nothing.
+  // Thread: any.
+  static void SetLevel(Level least);
 };
 
 // Hands every message to a handler, unformatted and without a tag.

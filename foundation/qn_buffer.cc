@@ -21,6 +21,8 @@ QNBuffer::QNBuffer(unsigned long size) : QNBuffer() {
 
 QNBuffer::~QNBuffer() { std::free(data_); }
 
+bool QNBuffer::valid() const { return data_ != nullptr; }
+
 unsigned long QNBuffer::size() const { return size_; }
 
 unsigned char* QNBuffer::data() { return data_; }

@@ -23,6 +23,8 @@ QNEvent::~QNEvent() {
   impl_ = nullptr;
 }
 
+bool QNEvent::valid() const { return impl_ && impl_->valid(); }
+
 bool QNEvent::Signal() { return impl_ && impl_->Signal(); }
 
 bool QNEvent::Reset() { return impl_ && impl_->Reset(); }

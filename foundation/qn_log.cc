@@ -11,11 +11,13 @@
 namespace {
 
 std::atomic<QnLogHandler> installed_handler{nullptr};
+std::atomic<int> log_level{kQnLogDebug};
 
 // The hook that qn_set_log_handle made last.
 struct CurrentHook {
   Mutex mutex;
   LoggerHook* hook QUARN_GUARDED_BY(mutex) = nullptr;
+  void* user QUARN_GUARDED_BY(mutex) = nullptr;
 };
 
 // A host may install a handler before the library's own statics are made, and until the end of the process.
@@ -31,6 +33,15 @@ int PublicLevel(int level) {
     case Logger::Level::Info: return kQnLogInfo;
     default: return kQnLogDebug;
   }
+}
+
+// The least grave of the messages whose public level is not above `level`.
+Logger::Level LeastPrinted(int level) {
+  if (level >= kQnLogDebug) return Logger::Level::Debug;
+  if (level >= kQnLogInfo) return Logger::Level::Info;
+  if (level >= kQnLogWarning) return Logger::Level::Warn;
+  if (level >= kQnLogError) return Logger::Level::Error;
+  return static_cast<Logger::Level>(static_cast<int>(Logger::Level::Error) + 1);
 }
 
 void CallInstalledHandler(int level, const char* format, va_list args, void* user) {
@@ -69,4 +80,21 @@ void qn_set_log_handle(QnLogHandler handler, void* user) {
   Logger::SetDefaultLogger(hook);
   delete current.hook;
   current.hook = hook;
+  current.user = user;
 }
+
+bool qn_get_log_handle(QnLogHandler* handler, void** user) {
+  CurrentHook& current = GetCurrentHook();
+  MutexLocker<Mutex> lock(current.mutex);
+  if (!current.hook) return false;
+  if (handler) *handler = installed_handler.load(std::memory_order_acquire);
+  if (user) *user = current.user;
+  return true;
+}
+
+void qn_set_log_level(int level) {
+  log_level.store(level, std::memory_order_relaxed);
+  LoggerStd::SetLevel(LeastPrinted(level));
+}
+
+int qn_log_level() { return log_level.load(std::memory_order_relaxed); }

@@ -28,6 +28,8 @@ QNMutex::QNMutex() : impl_(new (std::nothrow) QNMutexPri) {
 QNMutex::~QNMutex() = default;
 
 // Locks are held from one call to the next here: the analysis cannot follow them.
+bool QNMutex::valid() const { return impl_ != nullptr; }
+
 void QNMutex::Lock() QUARN_NO_THREAD_SAFETY_ANALYSIS { (impl_ ? *impl_ : SharedMutex()).Lock(); }
 
 void QNMutex::Unlock() QUARN_NO_THREAD_SAFETY_ANALYSIS { (impl_ ? *impl_ : SharedMutex()).Unlock(); }

@@ -19,6 +19,11 @@ bool HoldsContextLock(const GraphicsContext* context) {
   return impl && impl->HeldByCaller();
 }
 
+bool CanDraw(const GraphicsContext* context) {
+  const GraphicsContextImpl* const impl = GraphicsContextImpl::From(context);
+  return impl && impl->can_draw();
+}
+
 GraphicsContext* AcquireContext(GraphicsContext* context) {
   GraphicsContextImpl* const impl = GraphicsContextImpl::From(context);
   if (impl) impl->AddRef();

@@ -1,4 +1,4 @@
-// What the public classes ask of a drawing context beyond drawing: its lock, and that it stays.
+// What the public classes ask of a drawing context beyond drawing: its lock, that it stays, and whether it can draw.
 //
 // Any thread. A context that is not the engine's own has neither a lock nor a count: then nothing happens here.
 #ifndef QUARN_GRAPHICS_CONTEXT_LOCK_H_
@@ -29,6 +29,10 @@ class ContextLock {
 // Whether the calling thread holds the lock: it does in every stage of a frame, and in what a stage calls. False for
 // null.
 bool HoldsContextLock(const GraphicsContext* context);
+
+// Whether the context can draw: not without OpenGL, nor once its device is gone, nor in a fork of its process. False
+// for null.
+bool CanDraw(const GraphicsContext* context);
 
 // Takes a reference on a context, for an object that may outlive its device, and returns the context; ReleaseContext
 // gives the reference back. Returns null, which both accept, when there is no context to hold.

@@ -20,6 +20,9 @@ class ContextObject {
 
   GraphicsContextImpl* context_impl() const { return context_; }
 
+  // Whether the device of the object is there, and can draw. Thread: any.
+  bool can_draw() const { return context_ && context_->can_draw(); }
+
   // What the host knows the object as. A part of another object, as it is at first, is not counted.
   void CountAs(Kind kind) {
     if (context_) context_->CountObject(kind_, kind);

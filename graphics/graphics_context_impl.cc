@@ -39,7 +39,7 @@ KindName NameOf(GraphicsContextImpl::ObjectKind kind) {
 
 }  // namespace
 
-GraphicsContextImpl::GraphicsContextImpl() {
+GraphicsContextImpl::GraphicsContextImpl() : fork_count_(os::ForkCount()) {
   InitializeFullRangeMatrix(matrix_full_);
   InitializeLimitedRangeMatrix(matrix_limit_);
 }

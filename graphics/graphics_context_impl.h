@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "foundation/fair_mutex.h"
+#include "foundation/fork_count.h"
 #include "foundation/mutex.h"
 #include "graphics/graphics_context.h"
 #include "graphics/registry.h"
@@ -65,6 +66,10 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   void Unlock() QUARN_RELEASE();
   // Whether the calling thread holds the lock: it does in every stage of a frame, and in what a stage calls.
   bool HeldByCaller() const;
+  // Whether there is something behind it to draw with. Thread: any.
+  bool can_draw() const { return can_draw_ && !of_another_process(); }
+  // Whether it was made before this process was forked from its parent: then what is behind it is the parent's.
+  bool of_another_process() const { return fork_count_ != os::ForkCount(); }
 
   // Registries: insertion order, each pointer once, nothing owned. Null, a second Add and an unknown Remove are
   // ignored.
@@ -104,10 +109,13 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
  protected:
   // For the end of the device: one line names what it leaves behind, if that is anything.
   void ReportObjectsLeft() const;
+  void SetCanDraw(bool can_draw) { can_draw_ = can_draw; }
 
  private:
   static constexpr int kObjectKinds = static_cast<int>(ObjectKind::kConstantBuffer) + 1;
 
+  const unsigned int fork_count_;
+  std::atomic<bool> can_draw_{false};
   std::atomic<int> references_{1};
   std::atomic<int> objects_[kObjectKinds] = {};
   RecursiveFairMutex lock_;

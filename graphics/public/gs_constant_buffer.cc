@@ -3,6 +3,7 @@
 #include <quarn/gs_constant_buffer.h>
 
 #include "foundation/no_memory.h"
+#include "graphics/context_object.h"
 #include "graphics/graphics_constant_buffer.h"
 #include "graphics/graphics_device.h"
 #include "graphics/public/to_engine.h"
@@ -16,6 +17,11 @@ GsConstantBuffer::GsConstantBuffer(const void* data, unsigned int size, GsDevice
 GsConstantBuffer::GsConstantBuffer(unsigned int size, GsDevice* device) : GsConstantBuffer(nullptr, size, device) {}
 
 GsConstantBuffer::~GsConstantBuffer() { delete impl_; }
+
+bool GsConstantBuffer::valid() const {
+  const auto* const object = dynamic_cast<const ContextObject*>(impl_);
+  return object && object->can_draw();
+}
 
 bool GsConstantBuffer::Bind(int slot) {
   bool bound = false;

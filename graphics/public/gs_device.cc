@@ -78,6 +78,8 @@ void GsDevice::SetFps(unsigned int fps) {
 
 unsigned int GsDevice::fps() const { return impl_ ? impl_->fps() : 30; }
 
+bool GsDevice::valid() const { return impl_ && CanDraw(impl_->gs_context()); }
+
 bool GsDevice::IsInternalRenderThread() const { return impl_ && impl_->IsInternalRenderThread(); }
 
 void GsDevice::ClearFrameList() {
@@ -144,3 +146,16 @@ GraphicsDevice* GsDevice::impl() const { return impl_; }
 unsigned int GsDevice::ReadFrameTimes(GsFrameTime* times, unsigned int capacity) const {
   return ::ReadFrameTimes(impl_, times, capacity);
 }
+
+GsDefaultDevice::GsDefaultDevice(bool start)
+    : made_(!GsDevice::DefaultDevice() && GsDevice::CreateDefaultDevice(start)) {}
+
+GsDefaultDevice::~GsDefaultDevice() {
+  if (made_) GsDevice::DestroyDefaultDevice();
+}
+
+bool GsDefaultDevice::valid() const { return get() && get()->valid(); }
+
+GsDevice* GsDefaultDevice::get() const { return GsDevice::DefaultDevice(); }
+
+GsDevice* GsDefaultDevice::operator->() const { return get(); }

@@ -51,6 +51,8 @@ GsFilter::~GsFilter() {
   ReleaseContext(context_);
 }
 
+bool GsFilter::valid() const { return texture_ && CanDraw(context_); }
+
 void GsFilter::Draw() {}
 
 void GsFilter::Attach() {

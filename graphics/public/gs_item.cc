@@ -40,6 +40,8 @@ GsItem::~GsItem() {
   delete on_tick_;
 }
 
+bool GsItem::valid() const { return impl_ && CanDraw(impl_->context()); }
+
 void GsItem::TickSource() {}
 
 void GsItem::Draw() {}

@@ -79,6 +79,8 @@ GsOutput::~GsOutput() {
   delete impl_;
 }
 
+bool GsOutput::valid() const { return impl_ && CanDraw(GsSceneUse::Context(scene_)); }
+
 void GsOutput::Stop() {
   if (impl_) impl_->Detach();
 }

@@ -46,6 +46,8 @@ GsScene::~GsScene() {
   ReleaseContext(context_);
 }
 
+bool GsScene::valid() const { return impl_ && CanDraw(context_); }
+
 void GsScene::Draw() {
   const GsItemList::Walk items(items_.get());
   for (const auto& item : items) {

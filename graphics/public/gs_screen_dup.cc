@@ -26,6 +26,8 @@ GsScreenDup::~GsScreenDup() {
   delete impl_;
 }
 
+bool GsScreenDup::valid() const { return impl_ != nullptr; }
+
 int GsScreenDup::Dup() {
   if (!impl_) return -1;
   GraphicsTexture* texture = nullptr;

@@ -6,6 +6,7 @@
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
+#include "graphics/context_object.h"
 #include "graphics/graphics_device.h"
 #include "graphics/graphics_texture.h"
 #include "graphics/graphics_texture_array.h"
@@ -99,6 +100,11 @@ GsTexture::GsTexture(GraphicsTexture* texture) : impl_(texture), owned_(false) {
 
 GsTexture::~GsTexture() {
   if (owned_) delete impl_;
+}
+
+bool GsTexture::valid() const {
+  const auto* const object = dynamic_cast<const ContextObject*>(impl_);
+  return object && object->can_draw();
 }
 
 void GsTexture::Update(const unsigned char* data, unsigned int stride, Format format, unsigned int width,

@@ -54,6 +54,8 @@ void GsView::Resize(unsigned int width, unsigned int height) {
 
 void GsView::Draw() {}
 
+bool GsView::valid() const { return impl_ && CanDraw(context_); }
+
 // Kept: C1.
 void GsView::Attch() {
   ContextLock lock(context_);

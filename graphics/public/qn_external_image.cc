@@ -20,3 +20,8 @@ QnExternalImage::QnExternalImage(unsigned int width, unsigned int height, std::u
       base_(nullptr),
       fd_(fd),
       offset_(offset) {}
+
+bool QnExternalImage::valid() const {
+  const bool has_layout = pixel_format_ == kPixelFormatBGRA || pixel_format_ == kPixelFormatL10R;
+  return has_layout && width_ > 0 && height_ > 0 && bytes_per_row_ / 4 >= width_ && (base_ || fd_ >= 0);
+}

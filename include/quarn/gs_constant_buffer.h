@@ -22,13 +22,13 @@ class QUARN_EXPORT GsConstantBuffer {
   //
   // Blocks: stage.
   // Ownership: `data` is copied.
-  GsConstantBuffer(const void* data, unsigned int size, GsDevice* device);
+  GsConstantBuffer(const void* data, unsigned int size, GsDevice* device = nullptr);
   // A buffer of zeros.
   //
   // `size`: bytes, at least 1.
   //
   // Blocks: stage.
-  GsConstantBuffer(unsigned int size, GsDevice* device);
+  explicit GsConstantBuffer(unsigned int size, GsDevice* device = nullptr);
   // Destroys the buffer. Unbind first.
   //
   // Blocks: stage.
@@ -36,6 +36,12 @@ class QUARN_EXPORT GsConstantBuffer {
 
   GsConstantBuffer(const GsConstantBuffer&) = delete;
   GsConstantBuffer& operator=(const GsConstantBuffer&) = delete;
+
+  // Returns whether the object is valid: made whole, and its device can draw.
+  //
+  // Thread: any.
+  // Blocks: no.
+  bool valid() const;
 
   // Makes a block of what is drawn next read this buffer. A buffer serves one slot at a time: Unbind before it takes
   // another.

@@ -67,6 +67,12 @@ class QUARN_EXPORT GsDevice {
   GsDevice(const GsDevice&) = delete;
   GsDevice& operator=(const GsDevice&) = delete;
 
+  // Returns whether the device is valid: it has an engine that can draw. On a machine without OpenGL 3.2 it is not,
+  // though Init answers true there.
+  //
+  // Blocks: no.
+  bool valid() const;
+
   // Returns whether the calling thread is a render thread: one between InitThreadContext and UninitThreadContext, of
   // whichever device.
   bool IsInternalRenderThread() const;
@@ -164,6 +170,46 @@ class QUARN_EXPORT GsDevice {
 
  private:
   GraphicsDevice* impl_;
+};
+
+// Keeps the default device for as long as it lives: make it first, and what is made after it on the same stack goes
+// before it, in the order of quarn.h.
+//
+//   GsDefaultDevice device;
+//   if (!device.valid()) return 1;
+//
+// Thread: as GsDevice::CreateDefaultDevice.
+class QUARN_EXPORT GsDefaultDevice {
+ public:
+  // Makes the default device. One that existed before is left as it is, now and at the end.
+  //
+  // `start`: whether to start its render thread; ignored where the device existed before.
+  //
+  // Blocks: while the driver makes the drawing context.
+  explicit GsDefaultDevice(bool start = true);
+  // Destroys the default device, where this object made it: see GsDevice::DestroyDefaultDevice.
+  //
+  // Blocks: for the rest of the running frame, its sleep and the last drain of the task queue.
+  ~GsDefaultDevice();
+  GsDefaultDevice(const GsDefaultDevice&) = delete;
+  GsDefaultDevice& operator=(const GsDefaultDevice&) = delete;
+
+  // Returns whether there is a default device, and it is valid.
+  //
+  // Blocks: no.
+  bool valid() const;
+  // Returns the default device; null where it could not be made, and after something else has destroyed it.
+  //
+  // Blocks: no.
+  // Ownership: stays with the process.
+  GsDevice* get() const;
+  // Reaches into the default device, which must be there.
+  //
+  // Blocks: no.
+  GsDevice* operator->() const;
+
+ private:
+  bool made_ = false;
 };
 
 // The default device; null when there is none. Read it through GsDevice::DefaultDevice().

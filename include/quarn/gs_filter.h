@@ -23,7 +23,7 @@ class QUARN_EXPORT GsFilter {
   // device, the filter is inert.
   //
   // Blocks: stage.
-  GsFilter(unsigned int width, unsigned int height, GsDevice* device);
+  GsFilter(unsigned int width, unsigned int height, GsDevice* device = nullptr);
   // Destroys the filter and its target. Detach first: destroying an attached filter is an error, which the log names.
   //
   // Blocks: stage.
@@ -38,6 +38,12 @@ class QUARN_EXPORT GsFilter {
 
   GsFilter(const GsFilter&) = delete;
   GsFilter& operator=(const GsFilter&) = delete;
+
+  // Returns whether the object is valid: made whole, and its device can draw.
+  //
+  // Thread: any.
+  // Blocks: no.
+  bool valid() const;
 
   // Starts the drawing. It may be repeated.
   //

@@ -21,9 +21,9 @@ class GsScene;
 class QUARN_EXPORT GsItem : public RefCountInterface {
  public:
   // An item of size (0, 0).
-  explicit GsItem(GsDevice* device);
+  explicit GsItem(GsDevice* device = nullptr);
   // An item of `size` pixels.
-  GsItem(const gs_vec2& size, GsDevice* device);
+  explicit GsItem(const gs_vec2& size, GsDevice* device = nullptr);
   // Ends the ticks.
   //
   // Thread: any, once no other thread uses the item.
@@ -45,6 +45,9 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
 
   GsItem(const GsItem&) = delete;
   GsItem& operator=(const GsItem&) = delete;
+
+  // Returns whether the object is valid: made whole, and its device can draw.
+  bool valid() const;
 
   // Starts the ticks. The scene calls it; a host has no need to.
   //

@@ -33,7 +33,7 @@ class QUARN_EXPORT GsOutput {
   //
   // Blocks: stage.
   // Ownership: takes a reference on the scene.
-  GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device);
+  GsOutput(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device = nullptr);
   // Destroys the output, and lets go of the scene. Stop first: destroying a started output is an error, which the log
   // names.
   //
@@ -55,6 +55,12 @@ class QUARN_EXPORT GsOutput {
 
   GsOutput(const GsOutput&) = delete;
   GsOutput& operator=(const GsOutput&) = delete;
+
+  // Returns whether the object is valid: made whole, and its device can draw.
+  //
+  // Thread: any.
+  // Blocks: no.
+  bool valid() const;
 
   // For the library's own use.
   GraphicsOutput* impl() const;
@@ -98,7 +104,7 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
   //
   // Blocks: stage.
   // Ownership: takes a reference on the scene.
-  GsOutputRaw(GsScene* scene, unsigned int width, unsigned int height, GsFormat format, GsDevice* device);
+  GsOutputRaw(GsScene* scene, unsigned int width, unsigned int height, GsFormat format, GsDevice* device = nullptr);
   ~GsOutputRaw() override;
 
   // Starts the deliveries.
@@ -136,7 +142,7 @@ class QUARN_EXPORT GsOutputTex : public GsOutput {
   //
   // Blocks: stage.
   // Ownership: takes a reference on the scene.
-  GsOutputTex(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device);
+  GsOutputTex(GsScene* scene, unsigned int width, unsigned int height, GsDevice* device = nullptr);
   ~GsOutputTex() override;
 
   // Starts the deliveries.

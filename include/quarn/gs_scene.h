@@ -30,7 +30,7 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   // device, the scene is inert.
   //
   // Blocks: stage.
-  GsScene(unsigned int width, unsigned int height, GsDevice* device);
+  GsScene(unsigned int width, unsigned int height, GsDevice* device = nullptr);
   // Lets go of the items. Destroy a scene only when no output or view uses it.
   //
   // Thread: caller-serialised with every other use; not in a frame callback.
@@ -46,6 +46,12 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
 
   GsScene(const GsScene&) = delete;
   GsScene& operator=(const GsScene&) = delete;
+
+  // Returns whether the object is valid: made whole, and its device can draw.
+  //
+  // Thread: any.
+  // Blocks: no.
+  bool valid() const;
 
   // Starts the rendering of the scene and the ticks of its items. Outputs and views call it; a host has no need to.
   //

@@ -16,7 +16,7 @@ class QUARN_EXPORT GsScreenDup {
   // A duplicator of one screen.
   //
   // `name`: the display's.
-  GsScreenDup(const char* name, GsDevice* device);
+  explicit GsScreenDup(const char* name, GsDevice* device = nullptr);
   // Destroys the duplicator and its latest capture.
   //
   // Blocks: no: in this version there is neither.
@@ -24,6 +24,12 @@ class QUARN_EXPORT GsScreenDup {
 
   GsScreenDup(const GsScreenDup&) = delete;
   GsScreenDup& operator=(const GsScreenDup&) = delete;
+
+  // Returns whether the object is valid: never so in this version.
+  //
+  // Thread: any.
+  // Blocks: no.
+  bool valid() const;
 
   // Captures the screen.
   //

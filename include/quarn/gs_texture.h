@@ -39,9 +39,9 @@ class QUARN_EXPORT GsTexture {
   // Blocks: stage.
   // Ownership: `data` is copied.
   GsTexture(const unsigned char* data, unsigned int stride, Format format, unsigned int width, unsigned int height,
-            GsDevice* device);
+            GsDevice* device = nullptr);
   // An empty image. Inert in this version: the device logs that it cannot make one.
-  GsTexture(Format format, unsigned int width, unsigned int height, GsDevice* device);
+  GsTexture(Format format, unsigned int width, unsigned int height, GsDevice* device = nullptr);
   // From a frame of the engine. For the library's own use.
   GsTexture(GraphicsFrame&& frame, GsDevice* device);
   // An image of the size of an external one. It holds no pixels until Update(image), and is sampled through a
@@ -54,7 +54,7 @@ class QUARN_EXPORT GsTexture {
   //
   // Blocks: stage.
   // Ownership: the image is read during the call only.
-  GsTexture(void* external_image, GsDevice* device);
+  explicit GsTexture(void* external_image, GsDevice* device = nullptr);
   // Wraps an engine texture without owning it. For the library's own use.
   explicit GsTexture(GraphicsTexture* texture);
   // Destroys the image, when it owns one.
@@ -64,6 +64,12 @@ class QUARN_EXPORT GsTexture {
 
   GsTexture(const GsTexture&) = delete;
   GsTexture& operator=(const GsTexture&) = delete;
+
+  // Returns whether the object is valid: made whole, and its device can draw.
+  //
+  // Thread: any.
+  // Blocks: no.
+  bool valid() const;
 
   // Replaces the pixels. What does not fit changes nothing, and the log says so until an update does.
   //

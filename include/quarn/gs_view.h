@@ -65,7 +65,7 @@ class QUARN_EXPORT GsView {
   // `width`, `height`: the view's size in pixels.
   //
   // Blocks: stage.
-  GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device);
+  GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device = nullptr);
   // Destroys the view, and lets go of the scene. Detach first.
   //
   // Thread: not from a Draw, of any object.
@@ -95,6 +95,12 @@ class QUARN_EXPORT GsView {
   // Thread: render, with the GL context current and the view's picture bound; called by the library.
   // Callback safety: frame callback; may detach the view, and must not destroy it.
   virtual void Draw();
+
+  // Returns whether the object is valid: made whole, and its device can draw.
+  //
+  // Thread: any.
+  // Blocks: no.
+  bool valid() const;
 
   // Starts the drawing, once a frame, in the order in which views were attached. The spelling is part of the interface
   // and stays. Attaching twice changes nothing.
@@ -184,7 +190,7 @@ class QUARN_EXPORT GsViewImpl : public GsView {
   // A view in a window: see GsView's constructor.
   //
   // Blocks: stage.
-  GsViewImpl(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device);
+  GsViewImpl(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device = nullptr);
   ~GsViewImpl() override;
 
   // Shows a scene as GsView::SetScene does. It is fitted at once.

@@ -51,6 +51,10 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   QnAudioInput(const QnAudioInput&) = delete;
   QnAudioInput& operator=(const QnAudioInput&) = delete;
 
+  // Returns whether the input is valid: it takes what is pushed.
+  //
+  // Thread: any.
+  bool valid() const;
   // Appends samples to each channel.
   //
   // `planes`: planes[c] points to the samples of channel c, of the input's type. A null plane adds nothing to its

@@ -66,6 +66,10 @@ class QUARN_EXPORT QnAudioMixer {
   QnAudioMixer(const QnAudioMixer&) = delete;
   QnAudioMixer& operator=(const QnAudioMixer&) = delete;
 
+  // Returns whether the mixer is valid: it can be started.
+  //
+  // Thread: any.
+  bool valid() const;
   // Starts the mixing. A thread that finds no memory for its blocks ends with an error line.
   //
   // Returns true also when it runs already; false, with an error line in the log, when its thread cannot be created, in

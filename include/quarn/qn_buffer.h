@@ -22,6 +22,8 @@ class QUARN_EXPORT QNBuffer : public RefCountInterface {
   QNBuffer(const QNBuffer&) = delete;
   QNBuffer& operator=(const QNBuffer&) = delete;
 
+  // Returns whether it has bytes.
+  bool valid() const;
   // Returns the rounded size in bytes.
   unsigned long size() const;
   // Returns the first byte, aligned as malloc aligns; null for an empty buffer.

@@ -24,6 +24,8 @@ class QUARN_EXPORT QNEvent {
   QNEvent(const QNEvent&) = delete;
   QNEvent& operator=(const QNEvent&) = delete;
 
+  // Returns whether there was memory for it.
+  bool valid() const;
   // Sets the flag and wakes one waiter.
   //
   // Returns true.

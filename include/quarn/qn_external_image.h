@@ -41,6 +41,10 @@ class QUARN_EXPORT QnExternalImage {
   QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row,
                   int fd, std::size_t offset);
 
+  // Returns whether the description is valid: a size, a layout and a stride that go together, and pixels in memory or
+  // in a file. Whether a file is long enough is seen when it is used.
+  bool valid() const;
+
   // Returns the width in pixels.
   unsigned int width() const { return width_; }
   // Returns the height in pixels.

@@ -61,6 +61,31 @@ QUARN_EXPORT void qn_log_va(int level, const char* format, va_list args);
 // Ownership: `user` stays the host's and must outlive the last message.
 QUARN_EXPORT void qn_set_log_handle(QnLogHandler handler, void* user);
 
+// Reads back what qn_set_log_handle was given last, for a handler that passes on what it does not keep, or that is to
+// be put back later.
+//
+// `handler`, `user`: receive the two; null for what is not asked for. Left alone where the result is false.
+// Returns false while messages still go to standard output, as they do until a handler is set.
+//
+// Thread: any.
+// Blocks: for a running qn_set_log_handle.
+// Ownership: `user` stays the host's.
+QUARN_EXPORT bool qn_get_log_handle(QnLogHandler* handler, void** user);
+
+// Sets how much is printed to standard output. A handler receives every message whatever the level is.
+//
+// `level`: messages of this QnLogLevel and of those below it in number are printed: kQnLogWarning prints errors and
+// warnings. kQnLogDebug prints all of them, as it is until set; 0 prints none. In between, the next lower one counts.
+//
+// Thread: any.
+// Blocks: no.
+QUARN_EXPORT void qn_set_log_level(int level);
+// Returns the level that was set last; kQnLogDebug until then.
+//
+// Thread: any.
+// Blocks: no.
+QUARN_EXPORT int qn_log_level(void);
+
 }  // extern "C"
 
 #endif  // QUARN_QN_LOG_H_

@@ -23,6 +23,8 @@ class QUARN_EXPORT QNMutex {
   QNMutex(const QNMutex&) = delete;
   QNMutex& operator=(const QNMutex&) = delete;
 
+  // Returns whether there was memory for a mutex of its own.
+  bool valid() const;
   // Takes the mutex.
   //
   // Blocks: until no other thread holds the mutex.

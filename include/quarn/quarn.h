@@ -16,7 +16,8 @@
 // - The default device is the process's own, GsDevice::DefaultDevice. A null `device` means the default device,
 //   wherever a class does not say otherwise.
 // - An inert object has nothing behind it: its operations do nothing and answer 0, null or false. Every object is inert
-//   that finds no device, no memory, or arguments that it cannot be made with.
+//   that finds no device, no memory, or arguments that it cannot be made with. An object that is not inert is valid,
+//   until its device goes: valid() tells.
 // - A frame is one round of the engine. Its stages are, in this order: the items are ticked, the filters run, the
 //   scenes are drawn and the pictures handed to the outputs, the views are drawn; after a sleep the queued tasks run.
 //   The period is the time from one frame to the next, one second divided by the frame rate, and the frames lie on a
@@ -100,5 +101,6 @@
 #include <quarn/qn_mutex.h>
 #include <quarn/qn_os.h>
 #include <quarn/ref_count.h>
+#include <quarn/version.h>
 
 #endif  // QUARN_QUARN_H_

@@ -4,7 +4,7 @@
 // hosts take the ready-made one:
 //
 //   class Logo : public GsItem { ... };
-//   scoped_refptr<Logo> logo = MakeRef<RefCounted<Logo>>(device);
+//   scoped_refptr<Logo> logo = MakeRefCounted<Logo>(device);
 #ifndef QUARN_REF_COUNT_H_
 #define QUARN_REF_COUNT_H_
 
@@ -113,6 +113,14 @@ class RefCounted : public Base {
 template <class T, class... Args>
 scoped_refptr<T> MakeRef(Args&&... args) {
   return scoped_refptr<T>::Adopt(new T(std::forward<Args>(args)...));
+}
+
+// Makes a RefCounted<T> and adopts its first reference: what most hosts make their scenes, items and inputs with.
+//
+// Thread: any.
+template <class T, class... Args>
+scoped_refptr<T> MakeRefCounted(Args&&... args) {
+  return MakeRef<RefCounted<T>>(std::forward<Args>(args)...);
 }
 
 #endif  // QUARN_REF_COUNT_H_

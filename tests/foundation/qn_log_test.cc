@@ -89,6 +89,7 @@ class QnLogTest : public testing::Test {
     Logger::SetDefaultLogger(nullptr);
   }
   void TearDown() override {
+    qn_set_log_level(kQnLogDebug);
     qn_set_log_handle(nullptr, nullptr);
     Logger::SetDefaultLogger(previous_);
   }
@@ -226,6 +227,71 @@ TEST_F(QnLogTest, NewHookDestroysTheOldOneButNotTheStandardLogger) {
   qn_set_log_handle(&Host::Handle, &host);
   EXPECT_TRUE(watched_block_freed);
   watched_block = nullptr;
+}
+
+// Before any test sets a handler: it cannot be undone, so this has a process of its own.
+TEST_F(QnLogTest, NoHandlerIsReadBackUntilOneIsSet) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        QnLogHandler handler = &Host::Handle;
+        void* user = &handler;
+        const bool set = qn_get_log_handle(&handler, &user);
+        std::exit(!set && handler == &Host::Handle && user == &handler ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST_F(QnLogTest, HandlerInPlaceIsReadBack) {
+  Host host;
+  qn_set_log_handle(&Host::Handle, &host);
+  QnLogHandler handler = nullptr;
+  void* user = nullptr;
+  EXPECT_TRUE(qn_get_log_handle(&handler, &user));
+  EXPECT_EQ(handler, &Host::Handle);
+  EXPECT_EQ(user, &host);
+  EXPECT_TRUE(qn_get_log_handle(nullptr, nullptr));
+
+  qn_set_log_handle(nullptr, nullptr);
+  EXPECT_TRUE(qn_get_log_handle(&handler, &user));
+  EXPECT_EQ(handler, nullptr);
+  EXPECT_EQ(user, nullptr);
+
+  // What was read back can be put back.
+  qn_set_log_handle(&Host::Handle, &host);
+  qn_log(30, "x");
+  EXPECT_THAT(host.messages, ElementsAre(Message{30, "x", "x"}));
+}
+
+TEST_F(QnLogTest, LevelSaysHowMuchIsPrinted) {
+  const auto printed = [](int level) {
+    qn_set_log_level(level);
+    testing::internal::CaptureStdout();
+    qn_log(10, "e");
+    qn_log(20, "w");
+    Logger::default_logger()->Info("i");
+    Logger::default_logger()->Debug("d");
+    return testing::internal::GetCapturedStdout();
+  };
+  EXPECT_EQ(qn_log_level(), kQnLogDebug);
+  EXPECT_EQ(printed(kQnLogDebug), "E:[Quarn] e\nW:[Quarn] w\nI:[Quarn] i\nD:[Quarn] d\n");
+  EXPECT_EQ(printed(1000), "E:[Quarn] e\nW:[Quarn] w\nI:[Quarn] i\nD:[Quarn] d\n");
+  EXPECT_EQ(printed(kQnLogInfo), "E:[Quarn] e\nW:[Quarn] w\nI:[Quarn] i\n");
+  EXPECT_EQ(printed(39), "E:[Quarn] e\nW:[Quarn] w\nI:[Quarn] i\n");
+  EXPECT_EQ(printed(kQnLogWarning), "E:[Quarn] e\nW:[Quarn] w\n");
+  EXPECT_EQ(printed(kQnLogError), "E:[Quarn] e\n");
+  EXPECT_EQ(printed(9), "");
+  EXPECT_EQ(printed(0), "");
+  EXPECT_EQ(printed(-1), "");
+  EXPECT_EQ(qn_log_level(), -1);
+}
+
+TEST_F(QnLogTest, HandlerReceivesEverythingWhateverTheLevel) {
+  Host host;
+  qn_set_log_handle(&Host::Handle, &host);
+  qn_set_log_level(0);
+  qn_log(40, "d");
+  EXPECT_THAT(host.messages, ElementsAre(Message{40, "d", "d"}));
 }
 
 TEST_F(QnLogTest, HandlerMayLog) {

@@ -127,6 +127,16 @@ TEST(RefCountedTest, DeletesItselfWithTheLastReference) {
   EXPECT_EQ(destroyed, 1);
 }
 
+TEST(RefCountedTest, IsMadeWithTheArgumentsOfItsBase) {
+  int destroyed = 0;
+  {
+    const scoped_refptr<Thing> made = MakeRefCounted<Thing>(&destroyed);
+    EXPECT_NE(dynamic_cast<RefCounted<Thing>*>(made.get()), nullptr);
+    EXPECT_EQ(destroyed, 0);
+  }
+  EXPECT_EQ(destroyed, 1);
+}
+
 TEST(RefCountedTest, CountsFromSeveralThreads) {
   int destroyed = 0;
   {

@@ -4,8 +4,6 @@
 #include "foundation/logger.h"
 #include "graphics/opengl/gl_scope.h"
 
-GraphicsContextCGL::GraphicsContextCGL() : fork_count_(os::ForkCount()) {}
-
 GraphicsContextCGL::~GraphicsContextCGL() {
   if (native_) Close();
 }
@@ -22,6 +20,7 @@ void GraphicsContextCGL::Close() {
       ForgetObjects();
     }
   }
+  SetCanDraw(false);
   native_.reset();
 }
 
@@ -48,6 +47,7 @@ bool GraphicsContextCGL::Build() {
       BuildVertexAttrBuffer();
     }
   }
+  SetCanDraw(usable);
   if (!usable) native_.reset();  // Nothing can be drawn without programs: the device goes on as without a context.
   // Kept: C38.
   return true;

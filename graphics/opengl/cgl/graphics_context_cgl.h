@@ -6,13 +6,12 @@
 
 #include <memory>
 
-#include "foundation/fork_count.h"
 #include "graphics/opengl/cgl/native_context.h"
 #include "graphics/opengl/graphics_context_gl.h"
 
 class GraphicsContextCGL : public GraphicsContextGL {
  public:
-  GraphicsContextCGL();
+  GraphicsContextCGL() = default;
   // Closes it, if nobody has.
   ~GraphicsContextCGL() override;
 
@@ -31,15 +30,12 @@ class GraphicsContextCGL : public GraphicsContextGL {
   void Close();
   // Whether the native context exists, could be made current to begin with, and is this process's.
   bool available() const { return native_ && !of_another_process(); }
-  // Whether it was made before this process was forked from its parent: then the GL behind it is the parent's.
-  bool of_another_process() const { return fork_count_ != os::ForkCount(); }
 
   // Null where there is none.
   NativeContext* native() const { return native_.get(); }
 
  private:
   std::unique_ptr<NativeContext> native_;
-  const unsigned int fork_count_;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_CGL_GRAPHICS_CONTEXT_CGL_H_
