@@ -1,5 +1,5 @@
 // The mixer thread and its passes. Host threads enter through Start, Stop, AddSource and RemoveSource, the mixer thread
-// through Run.
+// through Run; the thread of a host that drives the mixer through MixBlock.
 //
 // In the steady state a pass takes the mixer's lock and each source's, and allocates and logs nothing.
 #include "audio/audio_mixer.h"
@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "audio/mix_pass.h"
 #include "audio/mix_samples.h"
@@ -21,8 +22,9 @@ namespace {
 
 constexpr unsigned int kBlocksPerSecond = 20;
 
-// The mixer whose thread this is.
+// The mixer whose thread this is, or whose block is being mixed on it.
 thread_local const AudioMixer* own_mixer = nullptr;
+thread_local bool own_is_driven = false;  // Whether that one has no thread of its own.
 
 // Eight zeroed planes. They come from the system, so that planes nobody uses cost no memory.
 class Planes {
@@ -44,6 +46,28 @@ class Planes {
  private:
   std::array<unsigned char*, kMaxMixChannels> planes_{};
 };
+
+}  // namespace
+
+// What one block after another is mixed in.
+class BlockPlanes {
+ public:
+  explicit BlockPlanes(unsigned int block) : block_(block), mix_(bytes()), scratch_(bytes()) {}
+
+  bool valid() const { return mix_.valid() && scratch_.valid(); }
+  unsigned int block() const { return block_; }
+  // As for floats, whatever the samples are.
+  std::size_t bytes() const { return std::size_t{block_} * sizeof(float); }
+  unsigned char** mix() { return mix_.data(); }
+  unsigned char** scratch() { return scratch_.data(); }
+
+ private:
+  const unsigned int block_;
+  Planes mix_;
+  Planes scratch_;
+};
+
+namespace {
 
 template <class T>
 std::array<T*, kMaxMixChannels> PlanesOf(void* const* planes) {
@@ -69,12 +93,13 @@ AudioMixer::AudioMixer(unsigned int sample_rate, unsigned int channels, Internal
 AudioMixer::~AudioMixer() {
   MutexLocker<Mutex> thread_lock(thread_lock_);
   // A stopped mixer leaves its sources alone: they may be gone by now.
-  if (thread_) StopThread();
+  if (thread_ || driven_) StopThread();
 }
 
 bool AudioMixer::Start() {
   if (!IsMixable(sample_rate_, channels_)) return false;
   if (OnOwnThread()) {
+    if (own_is_driven) return !RefusedInCallback("Start");
     if (!stop_.load(std::memory_order_relaxed)) return true;
     Logger::default_logger()->Error(
         "Start was called on the audio mixer's thread after Stop: it ends after this block; call Start from another "
@@ -88,6 +113,8 @@ bool AudioMixer::Start() {
     StopThread();
   }
   thread_.reset(Thread::Create());
+  driven_ = false;
+  driven_planes_.reset();
   {
     MutexLocker<FairMutex> lock(lock_);
     SetRunning(true);
@@ -99,6 +126,67 @@ bool AudioMixer::Start() {
   thread_.reset();
   Logger::default_logger()->Error("[AudioMixer] the mixer thread could not be created");
   return false;
+}
+
+bool AudioMixer::StartDriven() {
+  if (RefusedWhenInert("StartDriven") || RefusedInCallback("StartDriven")) return false;
+  MutexLocker<Mutex> thread_lock(thread_lock_);
+  return BeginDriven("StartDriven");
+}
+
+bool AudioMixer::BeginDriven(const char* operation) {
+  if (driven_) return true;
+  if (thread_ && !stop_.load(std::memory_order_relaxed)) {
+    Logger::default_logger()->Error("[AudioMixer] %s was called while the mixer's own thread mixes", operation);
+    return false;
+  }
+  // A thread that was told to end where nobody could wait for it.
+  if (thread_) StopThread();
+  driven_ = true;
+  MutexLocker<FairMutex> lock(lock_);
+  SetRunning(true);
+  stop_.store(false, std::memory_order_relaxed);
+  return true;
+}
+
+bool AudioMixer::MixBlock(unsigned long long timestamp_ns) {
+  if (RefusedWhenInert("MixBlock") || RefusedInCallback("MixBlock")) return false;
+  MutexLocker<Mutex> thread_lock(thread_lock_);
+  if (!BeginDriven("MixBlock")) return false;
+  if (!driven_planes_) {
+    const unsigned int block = sample_rate_ / kBlocksPerSecond;
+    driven_planes_.reset(new (std::nothrow) BlockPlanes(block));
+    if (!driven_planes_ || !driven_planes_->valid()) {
+      driven_planes_.reset();
+      Logger::default_logger()->Error("[AudioMixer] no memory for blocks of %u frames", block);
+      return false;
+    }
+  }
+  // In a callback of another mixer, its own comes back afterwards.
+  const AudioMixer* const outer_mixer = own_mixer;
+  const bool outer_is_driven = own_is_driven;
+  own_mixer = this;
+  own_is_driven = true;
+  MixInto(driven_planes_.get(), timestamp_ns);
+  own_mixer = outer_mixer;
+  own_is_driven = outer_is_driven;
+  // Its callback has called Stop.
+  if (stop_.load(std::memory_order_relaxed)) StopThread();
+  return true;
+}
+
+bool AudioMixer::RefusedInCallback(const char* operation) const {
+  if (!OnOwnThread()) return false;
+  Logger::default_logger()->Error("[AudioMixer] %s was called in a callback of its own mixer: it is ignored",
+                                  operation);
+  return true;
+}
+
+bool AudioMixer::RefusedWhenInert(const char* operation) const {
+  if (IsMixable(sample_rate_, channels_)) return false;
+  Logger::default_logger()->Error("[AudioMixer] %s was called on a mixer of %u Hz and %u channels", operation,
+                                  sample_rate_, channels_);
+  return true;
 }
 
 void AudioMixer::Stop() {
@@ -119,6 +207,8 @@ void AudioMixer::StopThread() {
     thread_->Join();
     thread_.reset();
   }
+  driven_ = false;
+  driven_planes_.reset();
   MutexLocker<FairMutex> lock(lock_);
   SetRunning(false);
 }
@@ -127,6 +217,7 @@ void AudioMixer::RequestStop() { stop_.store(true, std::memory_order_relaxed); }
 
 void AudioMixer::SetRunning(bool running) {
   running_ = running;
+  if (!running) levels_.Silence();
   for (AudioMixSource* source : sources_) {
     if (running) {
       source->Enable();
@@ -167,10 +258,8 @@ void AudioMixer::Run() {
 void AudioMixer::MixUntilStopped() {
   const std::uint64_t start = os::GetTimeNs();
   const unsigned int block = sample_rate_ / kBlocksPerSecond;  // 0 below 20 frames a second. Kept: C40.
-  const std::size_t plane_bytes = std::size_t{block} * sizeof(float);
-  Planes mix(plane_bytes);
-  Planes scratch(plane_bytes);
-  if (!mix.valid() || !scratch.valid()) {
+  BlockPlanes planes(block);
+  if (!planes.valid()) {
     Logger::default_logger()->Error("[AudioMixer] no memory for blocks of %u frames", block);
     RequestStop();
     return;
@@ -182,9 +271,22 @@ void AudioMixer::MixUntilStopped() {
     // From the start and not from the block before, so that rounding does not add up to drift.
     const std::uint64_t deadline = start + audio_frames_to_ns(sample_rate_, frames_done);
     os::SleepToNsFast(deadline);
-    for (unsigned int c = 0; c < channels_; ++c) std::memset(mix.data()[c], 0, plane_bytes);
-    Mix(mix.data(), scratch.data(), block, previous_deadline);
+    MixInto(&planes, previous_deadline);
     previous_deadline = deadline;
+  }
+}
+
+void AudioMixer::MixInto(BlockPlanes* planes, unsigned long long timestamp_ns) {
+  for (unsigned int c = 0; c < channels_; ++c) std::memset(planes->mix()[c], 0, planes->bytes());
+  Mix(planes->mix(), planes->scratch(), planes->block(), timestamp_ns);
+}
+
+template <class T>
+void AudioMixer::MeasureLevels(void* const* mix, unsigned int frames) {
+  for (unsigned int c = 0; c < channels_; ++c) {
+    LevelMeter<T> meter;
+    meter.Add(FastestMixSampleVariant(), static_cast<const T*>(mix[c]), frames);
+    levels_.Set(c, meter.LevelOf(frames));
   }
 }
 
@@ -203,6 +305,10 @@ void AudioMixer::Mix(unsigned char** mix_planes, unsigned char** scratch_planes,
   float peak = 0;
   if (type_ == kInternalSampleFloat) peak = Peak<float>(mix.data(), count, channels_);
   if (type_ == kInternalSampleShort) peak = Peak<short>(mix.data(), count, channels_);
+  if (levels_.wanted()) {
+    if (type_ == kInternalSampleFloat) MeasureLevels<float>(mix.data(), count);
+    if (type_ == kInternalSampleShort) MeasureLevels<short>(mix.data(), count);
+  }
   if (!callback_) return;
   callback_->OnMixSamples(mix.data(), count, timestamp_ns);
   callback_->OnMixPeak(peak);
