@@ -22,9 +22,34 @@ namespace {
 
 constexpr unsigned int kBlocksPerSecond = 20;
 
-// The mixer whose thread this is, or whose block is being mixed on it.
-thread_local const AudioMixer* own_mixer = nullptr;
-thread_local bool own_is_driven = false;  // Whether that one has no thread of its own.
+// That a mixer's thread is this one, or that its host mixes a block on it; a callback may drive other mixers.
+class OwnMixer {
+ public:
+  OwnMixer(const AudioMixer* mixer, bool driven) : mixer_(mixer), driven_(driven), outer_(innermost_) {
+    innermost_ = this;
+  }
+  ~OwnMixer() { innermost_ = outer_; }
+  OwnMixer(const OwnMixer&) = delete;
+  OwnMixer& operator=(const OwnMixer&) = delete;
+
+  // Null where the caller is on no thread of that mixer's.
+  static const OwnMixer* Find(const AudioMixer* mixer) {
+    const OwnMixer* own = innermost_;
+    while (own && own->mixer_ != mixer) own = own->outer_;
+    return own;
+  }
+  // Whether it is the host's thread.
+  bool driven() const { return driven_; }
+
+ private:
+  static thread_local const OwnMixer* innermost_;
+
+  const AudioMixer* const mixer_;
+  const bool driven_;
+  const OwnMixer* const outer_;
+};
+
+thread_local const OwnMixer* OwnMixer::innermost_ = nullptr;
 
 // Eight zeroed planes. They come from the system, so that planes nobody uses cost no memory.
 class Planes {
@@ -98,8 +123,8 @@ AudioMixer::~AudioMixer() {
 
 bool AudioMixer::Start() {
   if (!IsMixable(sample_rate_, channels_)) return false;
-  if (OnOwnThread()) {
-    if (own_is_driven) return !RefusedInCallback("Start");
+  if (const OwnMixer* const own = OwnMixer::Find(this)) {
+    if (own->driven()) return !RefusedInCallback("Start");
     if (!stop_.load(std::memory_order_relaxed)) return true;
     Logger::default_logger()->Error(
         "Start was called on the audio mixer's thread after Stop: it ends after this block; call Start from another "
@@ -162,14 +187,10 @@ bool AudioMixer::MixBlock(unsigned long long timestamp_ns) {
       return false;
     }
   }
-  // In a callback of another mixer, its own comes back afterwards.
-  const AudioMixer* const outer_mixer = own_mixer;
-  const bool outer_is_driven = own_is_driven;
-  own_mixer = this;
-  own_is_driven = true;
-  MixInto(driven_planes_.get(), timestamp_ns);
-  own_mixer = outer_mixer;
-  own_is_driven = outer_is_driven;
+  {
+    const OwnMixer own(this, true);
+    MixInto(driven_planes_.get(), timestamp_ns);
+  }
   // Its callback has called Stop.
   if (stop_.load(std::memory_order_relaxed)) StopThread();
   return true;
@@ -244,11 +265,11 @@ void AudioMixer::RemoveSource(AudioMixSource* source) {
   sources_.erase(found);
 }
 
-bool AudioMixer::OnOwnThread() const { return own_mixer == this; }
+bool AudioMixer::OnOwnThread() const { return OwnMixer::Find(this) != nullptr; }
 
 void AudioMixer::Run() {
   NameThisThread("quarn-mixer");
-  own_mixer = this;
+  const OwnMixer own(this, false);
   MixUntilStopped();
   // However it ended, and whether anybody waits for it or not: nobody takes from the sources any more.
   MutexLocker<FairMutex> lock(lock_);

@@ -80,7 +80,7 @@ class QUARN_EXPORT QnAudioMixer {
   // Starts the mixing, at the pace of the clock. A thread that finds no memory for its blocks ends with an error line.
   //
   // Returns true also when it runs already; false, with an error line in the log, when its thread cannot be created, in
-  // a callback after Stop, and on an inert mixer.
+  // a callback after Stop or of MixBlock, and on an inert mixer.
   //
   // Blocks: for the last block and its callbacks, after a Stop in a callback.
   bool Start();
