@@ -341,9 +341,7 @@ TEST_F(QnAudioMixerTest, KnowsItsOwnBlockBehindAnothersCallback) {
     FloatRecorder inner_recorder;
     QnAudioMixer outer(48000, 1, kQnMixSampleFloat, &outer_recorder);
     QnAudioMixer inner(48000, 1, kQnMixSampleFloat, &inner_recorder);
-    outer_recorder.on_samples = [&](void**, std::size_t count) {
-      EXPECT_TRUE(count > 1 || inner.MixBlock(0));
-    };
+    outer_recorder.on_samples = [&](void**, std::size_t count) { EXPECT_TRUE(count > 1 || inner.MixBlock(0)); };
     inner_recorder.on_samples = [&](void**, std::size_t) {
       EXPECT_FALSE(outer.MixBlock(0));
       outer.Stop();
@@ -422,6 +420,32 @@ TEST_F(QnAudioMixerTest, DestroyedInItsCallbackIsLeftBehind) {
         while (source->enabled() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
         const bool ended = fake_clock::Sleeps().size() == 1 && host.blocks == 1 && host.peaks == 0;
         std::_Exit(told && ended && !source->enabled() ? 0 : 2);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST_F(QnAudioMixerTest, DestroyedInTheCallbackOfMixBlockIsLeftBehind) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        struct Host : QnAudioMixer::Callback {
+          void OnMixSamples(void** planes, unsigned int frames, unsigned long long) override {
+            ++blocks;
+            delete mixer;
+            static_cast<float*>(planes[0])[frames - 1] = 1;  // The planes are still there.
+          }
+          void OnMixPeak(float) override { ++peaks; }
+          QnAudioMixer* mixer = nullptr;
+          int blocks = 0;
+          int peaks = 0;
+        };
+        auto input = MakeRef<RefCounted<QnAudioInput>>(48000u, 1u, kQnMixSampleFloat);
+        Host host;
+        host.mixer = new QnAudioMixer(48000, 1, kQnMixSampleFloat, &host);
+        host.mixer->AddInput(input);
+        const bool mixed = host.mixer->MixBlock(0);
+        const bool ended = host.blocks == 1 && host.peaks == 0 && !input->soruce()->enabled();
+        std::_Exit(mixed && ended && log_.Lines().size() == 1 ? 0 : 2);
       },
       testing::ExitedWithCode(0), "");
 }
