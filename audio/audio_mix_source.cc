@@ -73,10 +73,16 @@ void AudioMixSource::PushBackSamples(const void** planes, unsigned int frames, u
   }
 }
 
-unsigned long AudioMixSource::PopFrontSamples(void** planes, unsigned int frames) {
+unsigned long AudioMixSource::PopFrontSamples(void** planes, unsigned int frames, Counts* counts) {
+  Counts popped{};
   MutexLocker<Mutex> lock(lock_);
-  if (!ready_) return 0;
-  return type_ == kInternalSampleFloat ? Pop(float_rings_, planes, frames) : Pop(short_rings_, planes, frames);
+  std::size_t last = 0;
+  if (ready_) {
+    last = type_ == kInternalSampleFloat ? Pop(float_rings_, planes, frames, &popped)
+                                         : Pop(short_rings_, planes, frames, &popped);
+  }
+  if (counts) *counts = popped;
+  return last;
 }
 
 // The analysis does not follow a lock that is taken in two ways.
@@ -98,6 +104,17 @@ AudioMixSource::Lending AudioMixSource::LendBlock(InternalSampleType type, unsig
   return lending;
 }
 
+QnAudioInputStats AudioMixSource::Stats() {
+  MutexLocker<Mutex> lock(lock_);
+  QnAudioInputStats stats = stats_;
+  stats.buffered_frames = WithRings([this](const auto& rings) {
+    std::size_t least = channels_ > 0 ? rings[0].size() : 0;
+    for (unsigned int c = 1; c < channels_; ++c) least = std::min(least, rings[c].size());
+    return least;
+  });
+  return stats;
+}
+
 void AudioMixSource::TakeBack() {
   if (loan_.exchange(Loan::kNone, std::memory_order_acq_rel) == Loan::kAwaited) taken_back_.Signal();
 }
@@ -106,21 +123,31 @@ template <class T>
 void AudioMixSource::Push(Rings<T>& rings, const void** planes, unsigned int frames) {
   // Asked once, so that all channels keep the same span.
   const bool idle = !enabled();
+  std::size_t overflow = 0;
+  std::size_t trimmed = 0;
   for (unsigned int c = 0; c < channels_; ++c) {
+    const std::size_t wanted = rings[c].size() + (planes[c] && rings[c].valid() ? frames : 0);
     rings[c].PushBack(static_cast<const T*>(planes[c]), frames);
+    overflow = std::max(overflow, wanted - rings[c].size());
     // Nobody takes from it: as much goes as came, so the ring stays at its latest 100 ms.
-    if (idle && rings[c].size() > limit()) rings[c].PopFront(nullptr, frames);
+    if (idle && rings[c].size() > limit()) trimmed = std::max(trimmed, rings[c].PopFront(nullptr, frames));
   }
+  stats_.overflow_frames += overflow;
+  stats_.trimmed_frames += trimmed;
   // The push counts in the size, and by itself. Kept: C33.
   if (rings[0].valid() && rings[0].size() + frames >= limit()) ready_ = true;
 }
 
 template <class T>
-std::size_t AudioMixSource::Pop(Rings<T>& rings, void** planes, unsigned int frames) {
+std::size_t AudioMixSource::Pop(Rings<T>& rings, void** planes, unsigned int frames, Counts* counts) {
   std::size_t popped = 0;
+  std::size_t least = frames;
   for (unsigned int c = 0; c < channels_; ++c) {
     popped = rings[c].PopFront(planes ? static_cast<T*>(planes[c]) : nullptr, frames);
+    (*counts)[c] = popped;
+    least = std::min(least, popped);
   }
+  stats_.underrun_frames += frames - least;
   return popped;
 }
 
@@ -131,7 +158,10 @@ AudioMixSource::Lending AudioMixSource::Lend(Rings<T>& rings, bool fits, unsigne
     empty = empty && rings[c].size() == 0;
     fits = fits && rings[c].size() >= frames;
   }
-  if (empty) return Lending::kNothing;
+  if (empty) {
+    if (channels_ > 0) stats_.underrun_frames += frames;
+    return Lending::kNothing;
+  }
   if (!fits) return Lending::kNotSo;
   for (unsigned int c = 0; c < channels_; ++c) {
     const LentSamples<T> lent = rings[c].Lend(frames);

@@ -8,6 +8,8 @@
 
 #include "audio/circle_buffer.h"
 #include "audio/mix_format.h"
+#include "audio/mix_gain.h"
+#include "audio/mix_levels.h"
 #include "foundation/event.h"
 #include "foundation/fork_count.h"
 #include "foundation/mutex.h"
@@ -35,8 +37,9 @@ class AudioMixSource {
   void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);
   // Moves up to `frames` samples of each channel to planes[c] and returns how many came of the last one: 0 while not
   // ready, with the planes untouched. Beyond what came, planes keep what they held. Where a plane, or `planes`, is
-  // null, the samples are dropped.
-  unsigned long PopFrontSamples(void** planes, unsigned int frames);
+  // null, the samples are dropped. Unless `counts` is null, it is told how many came of each channel.
+  using Counts = std::array<std::size_t, kMaxMixChannels>;
+  unsigned long PopFrontSamples(void** planes, unsigned int frames, Counts* counts = nullptr);
 
   // A block where it lies in the rings, channel by channel: `count` samples at `samples`, the others at `rest`.
   struct LentPlane {
@@ -61,8 +64,18 @@ class AudioMixSource {
   // A source is enabled while a running mixer takes its samples. The mixer sets it, under its own lock: none is taken
   // here.
   void Enable() { enabled_.store(true, std::memory_order_relaxed); }
-  void Disable() { enabled_.store(false, std::memory_order_relaxed); }
+  void Disable() {
+    enabled_.store(false, std::memory_order_relaxed);
+    gain_.Rest();
+    levels_.Silence();
+  }
   bool enabled() const { return enabled_.load(std::memory_order_relaxed); }
+
+  MixGain& gain() { return gain_; }
+  MixLevels& levels() { return levels_; }
+  InternalSampleType type() const { return type_; }
+  // Any thread.
+  QnAudioInputStats Stats();
 
  private:
   template <class T>
@@ -77,7 +90,7 @@ class AudioMixSource {
   template <class T>
   void Push(Rings<T>& rings, const void** planes, unsigned int frames) QUARN_REQUIRES(lock_);
   template <class T>
-  std::size_t Pop(Rings<T>& rings, void** planes, unsigned int frames) QUARN_REQUIRES(lock_);
+  std::size_t Pop(Rings<T>& rings, void** planes, unsigned int frames, Counts* counts) QUARN_REQUIRES(lock_);
   template <class T>
   Lending Lend(Rings<T>& rings, bool fits, unsigned int frames, LentPlanes* planes) QUARN_REQUIRES(lock_);
   // Has the rings know that a block has been taken back, if it has.
@@ -102,6 +115,9 @@ class AudioMixSource {
   // Eight of the source's type, whatever its channels; those of the other have no memory.
   Rings<short> short_rings_ QUARN_GUARDED_BY(lock_);
   Rings<float> float_rings_ QUARN_GUARDED_BY(lock_);
+  QnAudioInputStats stats_ QUARN_GUARDED_BY(lock_);  // But for what is buffered.
+  MixGain gain_;
+  MixLevels levels_;
   Event taken_back_{false};  // For the push that made the loan kAwaited.
 };
 

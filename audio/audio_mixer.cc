@@ -1,5 +1,5 @@
 // The mixer thread and its passes. Host threads enter through Start, Stop, AddSource and RemoveSource, the mixer thread
-// through Run.
+// through Run; the thread of a host that drives the mixer through MixBlock.
 //
 // In the steady state a pass takes the mixer's lock and each source's, and allocates and logs nothing.
 #include "audio/audio_mixer.h"
@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "audio/mix_pass.h"
 #include "audio/mix_samples.h"
@@ -21,8 +22,34 @@ namespace {
 
 constexpr unsigned int kBlocksPerSecond = 20;
 
-// The mixer whose thread this is.
-thread_local const AudioMixer* own_mixer = nullptr;
+// That a mixer's thread is this one, or that its host mixes a block on it; a callback may drive other mixers.
+class OwnMixer {
+ public:
+  OwnMixer(const AudioMixer* mixer, bool driven) : mixer_(mixer), driven_(driven), outer_(innermost_) {
+    innermost_ = this;
+  }
+  ~OwnMixer() { innermost_ = outer_; }
+  OwnMixer(const OwnMixer&) = delete;
+  OwnMixer& operator=(const OwnMixer&) = delete;
+
+  // Null where the caller is on no thread of that mixer's.
+  static const OwnMixer* Find(const AudioMixer* mixer) {
+    const OwnMixer* own = innermost_;
+    while (own && own->mixer_ != mixer) own = own->outer_;
+    return own;
+  }
+  // Whether it is the host's thread.
+  bool driven() const { return driven_; }
+
+ private:
+  static thread_local const OwnMixer* innermost_;
+
+  const AudioMixer* const mixer_;
+  const bool driven_;
+  const OwnMixer* const outer_;
+};
+
+thread_local const OwnMixer* OwnMixer::innermost_ = nullptr;
 
 // Eight zeroed planes. They come from the system, so that planes nobody uses cost no memory.
 class Planes {
@@ -44,6 +71,28 @@ class Planes {
  private:
   std::array<unsigned char*, kMaxMixChannels> planes_{};
 };
+
+}  // namespace
+
+// What one block after another is mixed in.
+class BlockPlanes {
+ public:
+  explicit BlockPlanes(unsigned int block) : block_(block), mix_(bytes()), scratch_(bytes()) {}
+
+  bool valid() const { return mix_.valid() && scratch_.valid(); }
+  unsigned int block() const { return block_; }
+  // As for floats, whatever the samples are.
+  std::size_t bytes() const { return std::size_t{block_} * sizeof(float); }
+  unsigned char** mix() { return mix_.data(); }
+  unsigned char** scratch() { return scratch_.data(); }
+
+ private:
+  const unsigned int block_;
+  Planes mix_;
+  Planes scratch_;
+};
+
+namespace {
 
 template <class T>
 std::array<T*, kMaxMixChannels> PlanesOf(void* const* planes) {
@@ -69,12 +118,13 @@ AudioMixer::AudioMixer(unsigned int sample_rate, unsigned int channels, Internal
 AudioMixer::~AudioMixer() {
   MutexLocker<Mutex> thread_lock(thread_lock_);
   // A stopped mixer leaves its sources alone: they may be gone by now.
-  if (thread_) StopThread();
+  if (thread_ || driven_) StopThread();
 }
 
 bool AudioMixer::Start() {
   if (!valid()) return false;
-  if (OnOwnThread()) {
+  if (const OwnMixer* const own = OwnMixer::Find(this)) {
+    if (own->driven()) return !RefusedInCallback("Start");
     if (!stop_.load(std::memory_order_relaxed)) return true;
     Logger::default_logger()->Error(
         "Start was called on the audio mixer's thread after Stop: it ends after this block; call Start from another "
@@ -88,6 +138,8 @@ bool AudioMixer::Start() {
     StopThread();
   }
   thread_.reset(Thread::Create());
+  driven_ = false;
+  driven_planes_.reset();
   {
     MutexLocker<FairMutex> lock(lock_);
     SetRunning(true);
@@ -99,6 +151,63 @@ bool AudioMixer::Start() {
   thread_.reset();
   Logger::default_logger()->Error("[AudioMixer] the mixer thread could not be created");
   return false;
+}
+
+bool AudioMixer::StartDriven() {
+  if (RefusedWhenInert("StartDriven") || RefusedInCallback("StartDriven")) return false;
+  MutexLocker<Mutex> thread_lock(thread_lock_);
+  return BeginDriven("StartDriven");
+}
+
+bool AudioMixer::BeginDriven(const char* operation) {
+  if (driven_) return true;
+  if (thread_ && !stop_.load(std::memory_order_relaxed)) {
+    Logger::default_logger()->Error("[AudioMixer] %s was called while the mixer's own thread mixes", operation);
+    return false;
+  }
+  // A thread that was told to end where nobody could wait for it.
+  if (thread_) StopThread();
+  driven_ = true;
+  MutexLocker<FairMutex> lock(lock_);
+  SetRunning(true);
+  stop_.store(false, std::memory_order_relaxed);
+  return true;
+}
+
+bool AudioMixer::MixBlock(unsigned long long timestamp_ns) {
+  if (RefusedWhenInert("MixBlock") || RefusedInCallback("MixBlock")) return false;
+  MutexLocker<Mutex> thread_lock(thread_lock_);
+  if (!BeginDriven("MixBlock")) return false;
+  if (!driven_planes_) {
+    const unsigned int block = sample_rate_ / kBlocksPerSecond;
+    driven_planes_.reset(new (std::nothrow) BlockPlanes(block));
+    if (!driven_planes_ || !driven_planes_->valid()) {
+      driven_planes_.reset();
+      Logger::default_logger()->Error("[AudioMixer] no memory for blocks of %u frames", block);
+      return false;
+    }
+  }
+  {
+    const OwnMixer own(this, true);
+    MixInto(driven_planes_.get(), timestamp_ns);
+  }
+  // Its callback has called Stop.
+  if (stop_.load(std::memory_order_relaxed)) StopThread();
+  return true;
+}
+
+bool AudioMixer::RefusedInCallback(const char* operation) const {
+  if (!OnOwnThread()) return false;
+  Logger::default_logger()->Error("[AudioMixer] %s was called in a callback of its own mixer: it is ignored",
+                                  operation);
+  return true;
+}
+
+bool AudioMixer::RefusedWhenInert(const char* operation) const {
+  if (IsMixable(sample_rate_, channels_)) return false;
+  Logger::default_logger()->Error("[AudioMixer] %s was called on a mixer of %u Hz and %u channels", operation,
+                                  sample_rate_, channels_);
+  return true;
 }
 
 void AudioMixer::Stop() {
@@ -119,6 +228,8 @@ void AudioMixer::StopThread() {
     thread_->Join();
     thread_.reset();
   }
+  driven_ = false;
+  driven_planes_.reset();
   MutexLocker<FairMutex> lock(lock_);
   SetRunning(false);
 }
@@ -127,6 +238,7 @@ void AudioMixer::RequestStop() { stop_.store(true, std::memory_order_relaxed); }
 
 void AudioMixer::SetRunning(bool running) {
   running_ = running;
+  if (!running) levels_.Silence();
   for (AudioMixSource* source : sources_) {
     if (running) {
       source->Enable();
@@ -153,11 +265,11 @@ void AudioMixer::RemoveSource(AudioMixSource* source) {
   sources_.erase(found);
 }
 
-bool AudioMixer::OnOwnThread() const { return own_mixer == this; }
+bool AudioMixer::OnOwnThread() const { return OwnMixer::Find(this) != nullptr; }
 
 void AudioMixer::Run() {
   NameThisThread("quarn-mixer");
-  own_mixer = this;
+  const OwnMixer own(this, false);
   MixUntilStopped();
   // However it ended, and whether anybody waits for it or not: nobody takes from the sources any more.
   MutexLocker<FairMutex> lock(lock_);
@@ -167,10 +279,8 @@ void AudioMixer::Run() {
 void AudioMixer::MixUntilStopped() {
   const std::uint64_t start = os::GetTimeNs();
   const unsigned int block = sample_rate_ / kBlocksPerSecond;  // 0 below 20 frames a second. Kept: C40.
-  const std::size_t plane_bytes = std::size_t{block} * sizeof(float);
-  Planes mix(plane_bytes);
-  Planes scratch(plane_bytes);
-  if (!mix.valid() || !scratch.valid()) {
+  BlockPlanes planes(block);
+  if (!planes.valid()) {
     Logger::default_logger()->Error("[AudioMixer] no memory for blocks of %u frames", block);
     RequestStop();
     return;
@@ -182,9 +292,22 @@ void AudioMixer::MixUntilStopped() {
     // From the start and not from the block before, so that rounding does not add up to drift.
     const std::uint64_t deadline = start + audio_frames_to_ns(sample_rate_, frames_done);
     os::SleepToNsFast(deadline);
-    for (unsigned int c = 0; c < channels_; ++c) std::memset(mix.data()[c], 0, plane_bytes);
-    Mix(mix.data(), scratch.data(), block, previous_deadline);
+    MixInto(&planes, previous_deadline);
     previous_deadline = deadline;
+  }
+}
+
+void AudioMixer::MixInto(BlockPlanes* planes, unsigned long long timestamp_ns) {
+  for (unsigned int c = 0; c < channels_; ++c) std::memset(planes->mix()[c], 0, planes->bytes());
+  Mix(planes->mix(), planes->scratch(), planes->block(), timestamp_ns);
+}
+
+template <class T>
+void AudioMixer::MeasureLevels(void* const* mix, unsigned int frames) {
+  for (unsigned int c = 0; c < channels_; ++c) {
+    LevelMeter<T> meter;
+    meter.Add(FastestMixSampleVariant(), static_cast<const T*>(mix[c]), frames);
+    levels_.Set(c, meter.LevelOf(frames));
   }
 }
 
@@ -203,6 +326,10 @@ void AudioMixer::Mix(unsigned char** mix_planes, unsigned char** scratch_planes,
   float peak = 0;
   if (type_ == kInternalSampleFloat) peak = Peak<float>(mix.data(), count, channels_);
   if (type_ == kInternalSampleShort) peak = Peak<short>(mix.data(), count, channels_);
+  if (levels_.wanted()) {
+    if (type_ == kInternalSampleFloat) MeasureLevels<float>(mix.data(), count);
+    if (type_ == kInternalSampleShort) MeasureLevels<short>(mix.data(), count);
+  }
   if (!callback_) return;
   callback_->OnMixSamples(mix.data(), count, timestamp_ns);
   callback_->OnMixPeak(peak);

@@ -1,4 +1,4 @@
-// Mixes sources into blocks of 50 ms, at their time, on a thread of its own.
+// Mixes sources into blocks of 50 ms: at their time, on a thread of its own, or when its host says.
 #ifndef QUARN_AUDIO_AUDIO_MIXER_H_
 #define QUARN_AUDIO_AUDIO_MIXER_H_
 
@@ -8,16 +8,19 @@
 
 #include "audio/audio_mix_source.h"
 #include "audio/mix_format.h"
+#include "audio/mix_levels.h"
 #include "foundation/fair_mutex.h"
 #include "foundation/mutex.h"
 #include "foundation/thread.h"
 
-// Any thread calls Start, Stop, AddSource and RemoveSource. Order of the locks: the one of starting and stopping, the
-// mixer's, a source's.
+class BlockPlanes;
+
+// Any thread calls Start, StartDriven, MixBlock, Stop, AddSource and RemoveSource. Order of the locks: the one of
+// starting and stopping, the mixer's, a source's.
 class AudioMixer : public Runable {
  public:
-  // Called on the mixer thread with the mixer's lock held: it must not call AddSource, RemoveSource or Start of its
-  // mixer, nor destroy it.
+  // Called on the mixer thread, or in MixBlock, with the mixer's lock held: it must not call AddSource, RemoveSource or
+  // Start of its mixer, nor destroy it.
   class Callback {
    public:
     virtual ~Callback() = default;
@@ -39,8 +42,14 @@ class AudioMixer : public Runable {
   bool valid() const { return IsMixable(sample_rate_, channels_); }
 
   // Returns true also when it runs already; false, with an error line, when there is no thread, and on the mixer thread
-  // after Stop; false when inert.
+  // after Stop; false when inert. A mixer that is driven has a thread from then on.
   bool Start();
+  // Has the sources enabled as Start does, but no thread: MixBlock mixes. Returns true also when it is driven already;
+  // false, with an error line, while it has a thread, in a callback and when inert.
+  bool StartDriven();
+  // Mixes one block now, on the calling thread, callbacks included; starts what StartDriven starts before. Returns
+  // false, with an error line, where that does, and without memory for its planes.
+  bool MixBlock(unsigned long long timestamp_ns);
   // Waits for the block under way. On the mixer thread itself, which cannot wait for itself, it ends the mixing after
   // this block and logs an error; a later call from another thread, Start included, then does the waiting.
   void Stop();
@@ -51,8 +60,11 @@ class AudioMixer : public Runable {
   // Null and an unknown source are ignored. The source is not touched any more once this has returned.
   void RemoveSource(AudioMixSource* source);
 
-  // Whether the caller is the mixer's own thread, that is one of its callbacks.
+  // Whether the caller is in one of the mixer's callbacks, or else on its own thread.
   bool OnOwnThread() const;
+
+  // Of the mix. Any thread.
+  MixLevels& levels() { return levels_; }
 
   void Run() override;
   // One block: adds every enabled source to the first planes of `mix_planes`, measures, and calls back. Both arguments
@@ -62,6 +74,14 @@ class AudioMixer : public Runable {
 
  private:
   void StopThread() QUARN_REQUIRES(thread_lock_);
+  // As StartDriven, for the operation of that name.
+  bool BeginDriven(const char* operation) QUARN_REQUIRES(thread_lock_);
+  // Whether `operation` may not be called here and now, which is said then.
+  bool RefusedInCallback(const char* operation) const;
+  bool RefusedWhenInert(const char* operation) const;
+  void MixInto(BlockPlanes* planes, unsigned long long timestamp_ns);
+  template <class T>
+  void MeasureLevels(void* const* mix, unsigned int frames);
   // The blocks, as long as nobody asks for the end. Without memory it asks for it itself.
   void MixUntilStopped();
   void SetRunning(bool running) QUARN_REQUIRES(lock_);
@@ -71,9 +91,13 @@ class AudioMixer : public Runable {
   const InternalSampleType type_;
   Callback* const callback_;
   std::atomic<bool> stop_{false};
-  Mutex thread_lock_;  // Held through Start and Stop; the mixer thread never takes it.
+  Mutex thread_lock_;  // Held through Start, MixBlock and Stop; the mixer thread never takes it.
   std::unique_ptr<Thread> thread_ QUARN_GUARDED_BY(thread_lock_);
-  bool running_ QUARN_GUARDED_BY(lock_) = false;  // From Start to the thread's end: the sources are enabled.
+  bool driven_ QUARN_GUARDED_BY(thread_lock_) = false;
+  std::unique_ptr<BlockPlanes> driven_planes_
+      QUARN_GUARDED_BY(thread_lock_);             // From the first block of a driven mixer.
+  bool running_ QUARN_GUARDED_BY(lock_) = false;  // As long as it has a thread or is driven: the sources are enabled.
+  MixLevels levels_;
   std::deque<AudioMixSource*> sources_ QUARN_GUARDED_BY(lock_);
   FairMutex lock_;  // Held for a whole pass: a mixer that is late does not sleep between them.
 };

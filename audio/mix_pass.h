@@ -12,7 +12,8 @@
 // The mix and the scratch planes end as if each source were popped into the scratch planes, of which only the first is
 // cleared before (Kept: C34), and these added to the mix where anything came. What a source lends, a whole block of
 // every channel, is added without being copied; of several such sources the last one's block is what the scratch planes
-// hold afterwards. Scratch planes that the mix has no channel for are nobody's: they may hold anything.
+// hold afterwards. A source with another gain than 1 is scaled on its way, in the scratch planes too, and adds nothing
+// beyond what came of it. Scratch planes that the mix has no channel for are nobody's: they may hold anything.
 //
 // Thread: the mixer's, with its lock held from construction to Finish.
 class MixPass {
@@ -32,6 +33,8 @@ class MixPass {
   struct Block {
     AudioMixSource* source;
     AudioMixSource::LentPlanes planes;
+    GainRamp gain;
+    bool metered;
   };
   // So many sources are added at a time: the mix is then seldom read and written, and what a push may have to wait for
   // is over soon.
@@ -40,10 +43,19 @@ class MixPass {
   // Adds the blocks that were lent to the mix, and gives them back.
   void MixBlocks();
   template <class T>
-  void MixBlocksOf(void (*mix)(T*, const T* const*, std::size_t, std::size_t));
+  void MixBlocksOf();
+  // How far, from `done` on, each of the blocks that were lent is in one piece. Where that lies goes to `sources`.
+  template <class T>
+  std::size_t PieceOf(unsigned int channel, std::size_t done, const T** sources) const;
   // The same, with what the last one would have left in the scratch planes.
   void Settle();
   void AddByScratch(AudioMixSource* source);
+  template <class T>
+  void ScaleScratch(unsigned int channel, std::size_t frames, const GainRamp& gain);
+  template <class T>
+  void MixScratch(const AudioMixSource::Counts& counts, const GainRamp& gain);
+  template <class T>
+  void MeterScratch(AudioMixSource* source, const AudioMixSource::Counts& counts);
   void ClearFirstScratchPlane();
 
   const MixSampleVariant& variant_;

@@ -19,6 +19,22 @@ T PlanePeak(const T* plane, std::size_t frames) {
   return peak;
 }
 
+template <typename T>
+void ScalePlane(T* dst, const T* src, std::size_t frames, const GainRamp& ramp) {
+  for (std::size_t i = 0; i < frames; ++i) dst[i] = Scale<T>(src[i], GainAt(ramp, i));
+}
+
+double SquaresFloat(const float* plane, std::size_t frames) {
+  double lanes[kSquareLanes] = {};
+  return SumSquares(lanes, plane, 0, frames);
+}
+
+std::uint64_t SquaresShort(const short* plane, std::size_t frames) {
+  std::uint64_t sum = 0;
+  for (std::size_t i = 0; i < frames; ++i) sum += static_cast<std::uint64_t>(int{plane[i]} * int{plane[i]});
+  return sum;
+}
+
 bool Always() { return true; }
 
 // The plain one first, the fastest last.
@@ -41,7 +57,9 @@ const MixSampleVariant& FindFastest() {
 }  // namespace
 
 const MixSampleVariant kPlainMixSamples = {
-    "plain", Always, MixPlanes<float>, MixPlanes<short>, PlanePeak<float>, PlanePeak<short>,
+    "plain",          Always,           MixPlanes<float>,  MixPlanes<short>,
+    PlanePeak<float>, PlanePeak<short>, ScalePlane<float>, ScalePlane<short>,
+    SquaresFloat,     SquaresShort,
 };
 
 std::vector<const MixSampleVariant*> RunnableMixSampleVariants() {

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 
 #include "foundation/integer_math.h"
 
@@ -47,6 +49,55 @@ inline short AbsMax<short>(short a, short b) {
   const int abs_a = a < 0 ? -int{a} : int{a};
   const int abs_b = b < 0 ? -int{b} : int{b};
   return static_cast<short>(std::min(std::max(abs_a, abs_b), 32767));
+}
+
+// A gain that changes evenly from sample to sample until, `left` samples after the first, it is `to`.
+struct GainRamp {
+  bool IsUnity() const { return to == 1.0f && step == 0.0f; }
+  // The ramp as it goes on after so many samples.
+  GainRamp After(std::size_t frames) const { return {to, step, left - static_cast<std::int32_t>(frames)}; }
+
+  float to = 1.0f;
+  float step = 0.0f;
+  std::int32_t left = 0;
+};
+
+// The gain of the ramp's sample `i`. Nothing here is fused: see CMakeLists.txt.
+inline float GainAt(const GainRamp& ramp, std::size_t i) {
+  return ramp.to + ramp.step * static_cast<float>(ramp.left - static_cast<std::int32_t>(i));
+}
+
+// The sample with a gain of 0 and up: for short rounded to the nearest, to the even one of two, and saturated. With a
+// gain of 0 it is silence, whatever it was.
+template <typename T>
+T Scale(T sample, float gain);
+
+template <>
+inline float Scale<float>(float sample, float gain) {
+  return gain != 0.0f ? sample * gain : 0.0f;
+}
+
+template <>
+inline short Scale<short>(short sample, float gain) {
+  return static_cast<short>(std::lrint(std::clamp(static_cast<float>(sample) * gain, -32768.0f, 32767.0f)));
+}
+
+// The sum of squares of a plane of floats is made of eight: that of every eighth sample, each from its own start. So it
+// is the same sum wherever eight are added at a time.
+constexpr std::size_t kSquareLanes = 8;
+
+// What a sample adds to it. A NaN adds nothing.
+inline double Square(float sample) {
+  const double number = std::isnan(sample) ? 0.0 : static_cast<double>(sample);
+  return number * number;
+}
+
+// The eight, with the samples of the plane from `first` on that are not in them yet.
+inline double SumSquares(double (&lanes)[kSquareLanes], const float* plane, std::size_t first, std::size_t frames) {
+  for (std::size_t i = first; i < frames; ++i) lanes[i % kSquareLanes] += Square(plane[i]);
+  double sum = 0.0;
+  for (const double lane : lanes) sum += lane;
+  return sum;
 }
 
 // dst[c][i] = AddAndNormaliz(dst[c][i], src[c][i]) for every frame of the first `channels` planes. It saturates at

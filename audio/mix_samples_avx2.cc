@@ -113,8 +113,91 @@ QUARN_AVX2 short PeakShort(const short* plane, std::size_t frames) {
   return peak;
 }
 
+// As GainAt, of eight samples.
+QUARN_AVX2 __m256 Gains(const GainRamp& ramp, __m256i left) {
+  return _mm256_add_ps(_mm256_set1_ps(ramp.to), _mm256_mul_ps(_mm256_set1_ps(ramp.step), _mm256_cvtepi32_ps(left)));
+}
+
+QUARN_AVX2 __m256i LeftOf(const GainRamp& ramp) {
+  return _mm256_sub_epi32(_mm256_set1_epi32(ramp.left), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+}
+
+QUARN_AVX2 void ScaleFloat(float* dst, const float* src, std::size_t frames, const GainRamp& ramp) {
+  constexpr std::size_t kWidth = 8;
+  __m256i left = LeftOf(ramp);
+  std::size_t i = 0;
+  for (; i + kWidth <= frames; i += kWidth) {
+    const __m256 gains = Gains(ramp, left);
+    const __m256 heard = _mm256_cmp_ps(gains, _mm256_setzero_ps(), _CMP_NEQ_UQ);
+    Store(dst + i, _mm256_and_ps(_mm256_mul_ps(Load(src + i), gains), heard));
+    left = _mm256_sub_epi32(left, _mm256_set1_epi32(kWidth));
+  }
+  for (; i < frames; ++i) dst[i] = Scale<float>(src[i], GainAt(ramp, i));
+}
+
+// As Scale, of eight samples that have been made wider. The conversion rounds to the nearest.
+QUARN_AVX2 __m256i ScaleWide(__m128i samples, __m256 gains) {
+  const __m256 scaled = _mm256_mul_ps(_mm256_cvtepi32_ps(_mm256_cvtepi16_epi32(samples)), gains);
+  return _mm256_cvtps_epi32(_mm256_min_ps(_mm256_max_ps(scaled, _mm256_set1_ps(-32768.0f)), _mm256_set1_ps(32767.0f)));
+}
+
+QUARN_AVX2 void ScaleShort(short* dst, const short* src, std::size_t frames, const GainRamp& ramp) {
+  constexpr std::size_t kWidth = 16;
+  __m256i left = LeftOf(ramp);
+  std::size_t i = 0;
+  for (; i + kWidth <= frames; i += kWidth) {
+    const __m256i samples = Load(src + i);
+    const __m256i low = ScaleWide(_mm256_castsi256_si128(samples), Gains(ramp, left));
+    const __m256i high = ScaleWide(_mm256_extracti128_si256(samples, 1),
+                                   Gains(ramp, _mm256_sub_epi32(left, _mm256_set1_epi32(kWidth / 2))));
+    // Packing interleaves the halves of the two.
+    Store(dst + i, _mm256_permute4x64_epi64(_mm256_packs_epi32(low, high), 0xd8));
+    left = _mm256_sub_epi32(left, _mm256_set1_epi32(kWidth));
+  }
+  for (; i < frames; ++i) dst[i] = Scale<short>(src[i], GainAt(ramp, i));
+}
+
+QUARN_AVX2 __m256d AddSquares(__m256d sum, __m128 samples) {
+  const __m256d wide = _mm256_cvtps_pd(samples);
+  return _mm256_add_pd(sum, _mm256_mul_pd(wide, wide));
+}
+
+QUARN_AVX2 double SquaresFloat(const float* plane, std::size_t frames) {
+  __m256d low = _mm256_setzero_pd();
+  __m256d high = low;
+  std::size_t i = 0;
+  for (; i + kSquareLanes <= frames; i += kSquareLanes) {
+    __m256 samples = Load(plane + i);
+    samples = _mm256_and_ps(samples, _mm256_cmp_ps(samples, samples, _CMP_ORD_Q));
+    low = AddSquares(low, _mm256_castps256_ps128(samples));
+    high = AddSquares(high, _mm256_extractf128_ps(samples, 1));
+  }
+  double lanes[kSquareLanes];
+  _mm256_storeu_pd(lanes, low);
+  _mm256_storeu_pd(lanes + 4, high);
+  return SumSquares(lanes, plane, i, frames);
+}
+
+// Two squares are added in 32 bits without a sign, which -32768 fills.
+QUARN_AVX2 std::uint64_t SquaresShort(const short* plane, std::size_t frames) {
+  constexpr std::size_t kWidth = 16;
+  const __m256i zero = _mm256_setzero_si256();
+  __m256i sum = zero;
+  std::size_t i = 0;
+  for (; i + kWidth <= frames; i += kWidth) {
+    const __m256i samples = Load(plane + i);
+    const __m256i squares = _mm256_madd_epi16(samples, samples);
+    sum = _mm256_add_epi64(
+        sum, _mm256_add_epi64(_mm256_unpacklo_epi32(squares, zero), _mm256_unpackhi_epi32(squares, zero)));
+  }
+  std::uint64_t lanes[4];
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes), sum);
+  return lanes[0] + lanes[1] + lanes[2] + lanes[3] + kPlainMixSamples.squares_short(plane + i, frames - i);
+}
+
 }  // namespace
 
-const MixSampleVariant kAvx2MixSamples = {"avx2", HasAvx2, Mix<float>, Mix<short>, PeakFloat, PeakShort};
+const MixSampleVariant kAvx2MixSamples = {"avx2",    HasAvx2,    Mix<float>, Mix<short>,   PeakFloat,
+                                          PeakShort, ScaleFloat, ScaleShort, SquaresFloat, SquaresShort};
 
 #endif  // QUARN_MIX_SAMPLES_X86

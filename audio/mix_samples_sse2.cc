@@ -105,8 +105,95 @@ short PeakShort(const short* plane, std::size_t frames) {
   return peak;
 }
 
+// As GainAt, of four samples.
+__m128 Gains(const GainRamp& ramp, __m128i left) {
+  return _mm_add_ps(_mm_set1_ps(ramp.to), _mm_mul_ps(_mm_set1_ps(ramp.step), _mm_cvtepi32_ps(left)));
+}
+
+__m128i LeftOf(const GainRamp& ramp) { return _mm_sub_epi32(_mm_set1_epi32(ramp.left), _mm_setr_epi32(0, 1, 2, 3)); }
+
+void ScaleFloat(float* dst, const float* src, std::size_t frames, const GainRamp& ramp) {
+  constexpr std::size_t kWidth = 4;
+  __m128i left = LeftOf(ramp);
+  std::size_t i = 0;
+  for (; i + kWidth <= frames; i += kWidth) {
+    const __m128 gains = Gains(ramp, left);
+    Store(dst + i, _mm_and_ps(_mm_mul_ps(Load(src + i), gains), _mm_cmpneq_ps(gains, _mm_setzero_ps())));
+    left = _mm_sub_epi32(left, _mm_set1_epi32(kWidth));
+  }
+  for (; i < frames; ++i) dst[i] = Scale<float>(src[i], GainAt(ramp, i));
+}
+
+// As Scale, of four samples that have been made wider. The conversion rounds to the nearest.
+__m128i ScaleWide(__m128i samples, __m128 gains) {
+  const __m128 scaled = _mm_mul_ps(_mm_cvtepi32_ps(samples), gains);
+  return _mm_cvtps_epi32(_mm_min_ps(_mm_max_ps(scaled, _mm_set1_ps(-32768.0f)), _mm_set1_ps(32767.0f)));
+}
+
+void ScaleShort(short* dst, const short* src, std::size_t frames, const GainRamp& ramp) {
+  constexpr std::size_t kWidth = 8;
+  __m128i left = LeftOf(ramp);
+  std::size_t i = 0;
+  for (; i + kWidth <= frames; i += kWidth) {
+    const __m128i samples = Load(src + i);
+    const __m128i low = _mm_srai_epi32(_mm_unpacklo_epi16(samples, samples), 16);
+    const __m128i high = _mm_srai_epi32(_mm_unpackhi_epi16(samples, samples), 16);
+    const __m128i high_left = _mm_sub_epi32(left, _mm_set1_epi32(kWidth / 2));
+    Store(dst + i, _mm_packs_epi32(ScaleWide(low, Gains(ramp, left)), ScaleWide(high, Gains(ramp, high_left))));
+    left = _mm_sub_epi32(left, _mm_set1_epi32(kWidth));
+  }
+  for (; i < frames; ++i) dst[i] = Scale<short>(src[i], GainAt(ramp, i));
+}
+
+// The squares of the lower two, added.
+__m128d AddSquares(__m128d sum, __m128 samples) {
+  const __m128d wide = _mm_cvtps_pd(samples);
+  return _mm_add_pd(sum, _mm_mul_pd(wide, wide));
+}
+
+double SquaresFloat(const float* plane, std::size_t frames) {
+  __m128d sum01 = _mm_setzero_pd();
+  __m128d sum23 = sum01;
+  __m128d sum45 = sum01;
+  __m128d sum67 = sum01;
+  std::size_t i = 0;
+  for (; i + kSquareLanes <= frames; i += kSquareLanes) {
+    __m128 low = Load(plane + i);
+    __m128 high = Load(plane + i + 4);
+    low = _mm_and_ps(low, _mm_cmpord_ps(low, low));
+    high = _mm_and_ps(high, _mm_cmpord_ps(high, high));
+    sum01 = AddSquares(sum01, low);
+    sum23 = AddSquares(sum23, _mm_movehl_ps(low, low));
+    sum45 = AddSquares(sum45, high);
+    sum67 = AddSquares(sum67, _mm_movehl_ps(high, high));
+  }
+  double lanes[kSquareLanes];
+  _mm_storeu_pd(lanes, sum01);
+  _mm_storeu_pd(lanes + 2, sum23);
+  _mm_storeu_pd(lanes + 4, sum45);
+  _mm_storeu_pd(lanes + 6, sum67);
+  return SumSquares(lanes, plane, i, frames);
+}
+
+// Two squares are added in 32 bits without a sign, which -32768 fills.
+std::uint64_t SquaresShort(const short* plane, std::size_t frames) {
+  constexpr std::size_t kWidth = 8;
+  const __m128i zero = _mm_setzero_si128();
+  __m128i sum = zero;
+  std::size_t i = 0;
+  for (; i + kWidth <= frames; i += kWidth) {
+    const __m128i samples = Load(plane + i);
+    const __m128i squares = _mm_madd_epi16(samples, samples);
+    sum = _mm_add_epi64(sum, _mm_add_epi64(_mm_unpacklo_epi32(squares, zero), _mm_unpackhi_epi32(squares, zero)));
+  }
+  std::uint64_t lanes[2];
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sum);
+  return lanes[0] + lanes[1] + kPlainMixSamples.squares_short(plane + i, frames - i);
+}
+
 }  // namespace
 
-const MixSampleVariant kSse2MixSamples = {"sse2", Always, Mix<float>, Mix<short>, PeakFloat, PeakShort};
+const MixSampleVariant kSse2MixSamples = {"sse2",    Always,     Mix<float>, Mix<short>,   PeakFloat,
+                                          PeakShort, ScaleFloat, ScaleShort, SquaresFloat, SquaresShort};
 
 #endif  // QUARN_MIX_SAMPLES_X86

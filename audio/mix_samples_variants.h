@@ -4,7 +4,10 @@
 #define QUARN_AUDIO_MIX_SAMPLES_VARIANTS_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
+
+#include "audio/mix_samples.h"
 
 // Over one plane, or one of each source. No alignment is asked for beyond that of the sample.
 struct MixSampleVariant {
@@ -18,6 +21,12 @@ struct MixSampleVariant {
   // AbsMax folded over the plane, from 0.
   float (*peak_float)(const float* plane, std::size_t frames);
   short (*peak_short)(const short* plane, std::size_t frames);
+  // dst[i] = Scale(src[i], GainAt(ramp, i)). The two are the same or do not overlap.
+  void (*scale_float)(float* dst, const float* src, std::size_t frames, const GainRamp& ramp);
+  void (*scale_short)(short* dst, const short* src, std::size_t frames, const GainRamp& ramp);
+  // The sum of the samples' squares: for float that of SumSquares.
+  double (*squares_float)(const float* plane, std::size_t frames);
+  std::uint64_t (*squares_short)(const short* plane, std::size_t frames);
 };
 
 // The loops as they read, which are the definition.

@@ -1,5 +1,5 @@
 // The public side of the mixer: checks and forwarding. The host's calls take turns; the callbacks come on the mixer
-// thread.
+// thread, or in the host's MixBlock.
 #include <quarn/qn_audio_mixer.h>
 
 #include <algorithm>
@@ -59,6 +59,16 @@ class QnAudioMixerPri : private AudioMixer::Callback {
   QnAudioMixer::Callback* callback_;
 };
 
+namespace {
+
+bool RefusedWithoutMemory(const QnAudioMixerPri* pri, const char* operation) {
+  if (pri) return false;
+  Logger::default_logger()->Error("[QnAudioMixer] %s was called on a mixer that found no memory", operation);
+  return true;
+}
+
+}  // namespace
+
 QnAudioMixer::Callback::~Callback() = default;
 
 QnAudioMixer::QnAudioMixer(unsigned int sample_rate, unsigned int channels, QnMixSampleType type, Callback* callback) {
@@ -88,6 +98,14 @@ bool QnAudioMixer::Start() {
   }
 }
 
+bool QnAudioMixer::StartDriven() {
+  return !RefusedWithoutMemory(pri_.get(), "StartDriven") && pri_->mixer().StartDriven();
+}
+
+bool QnAudioMixer::MixBlock(unsigned long long timestamp_ns) {
+  return !RefusedWithoutMemory(pri_.get(), "MixBlock") && pri_->mixer().MixBlock(timestamp_ns);
+}
+
 void QnAudioMixer::Stop() {
   if (pri_) pri_->mixer().Stop();
 }
@@ -103,6 +121,10 @@ void QnAudioMixer::AddInput(QnAudioInput* input) {
 
 void QnAudioMixer::RemoveInput(QnAudioInput* input) {
   if (input && pri_ && !RefusedInCallback("RemoveInput")) pri_->RemoveInput(input);
+}
+
+QnAudioLevel QnAudioMixer::level(unsigned int channel) const {
+  return pri_ ? pri_->mixer().levels().Ask(channel) : QnAudioLevel{};
 }
 
 bool QnAudioMixer::RefusedInCallback(const char* what) const {

@@ -1,4 +1,4 @@
-// hello-mix IN.wav OUT.wav: mixes two tones into a sound, for as long as that lasts.
+// hello-mix IN.wav OUT.wav: mixes two tones into a sound, as fast as that goes.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -12,7 +12,7 @@ struct Mix : QnAudioMixer::Callback {
   Mix(SndfileHandle* from, SndfileHandle* to)
       : in(from), out(to), channels(from->channels()), block(from->samplerate() / 20) {
     for (auto& input : inputs) input = MakeRef<RefCounted<QnAudioInput>>(in->samplerate(), channels, kQnMixSampleFloat);
-    Push(), Push();  // 100 ms: what an input holds that is not mixed yet.
+    inputs[0]->SetGain(0.5f), inputs[1]->SetGain(0.2f), inputs[2]->SetGain(0.2f);
   }
   // A whole block for each input: where one comes short, the mixer adds what it had before.
   void Push() {
@@ -22,8 +22,8 @@ struct Mix : QnAudioMixer::Callback {
     for (unsigned int c = 0; c < channels; ++c) planes.push_back(&samples[c * block]);
     for (int input = 0; input < 3; ++input) {
       for (unsigned int i = 0; i < samples.size(); ++i) {
-        const double tone = std::sin(6.283185307 * (input * 220 + 220) * (pushed + i % block) / in->samplerate()) / 5;
-        samples[i] = input == 0 ? read[i % block * channels + i / block] / 2 : tone;
+        const double tone = std::sin(6.283185307 * (input * 220 + 220) * (pushed + i % block) / in->samplerate());
+        samples[i] = input == 0 ? read[i % block * channels + i / block] : tone;
       }
       inputs[input]->PushBackSamples(planes.data(), block, 1);
     }
@@ -33,7 +33,6 @@ struct Mix : QnAudioMixer::Callback {
     std::vector<float> mixed(frames * channels);
     for (unsigned int i = 0; i < mixed.size(); ++i) mixed[i] = static_cast<float*>(planes[i % channels])[i / channels];
     written += out->writef(mixed.data(), std::min<sf_count_t>(frames, length - written));
-    written == length || out->error() ? static_cast<void>(done.Signal()) : Push();
   }
   void OnMixPeak(float block_peak) override { peak = std::max(peak, block_peak); }
 
@@ -42,7 +41,6 @@ struct Mix : QnAudioMixer::Callback {
   scoped_refptr<QnAudioInput> inputs[3];
   sf_count_t length = 0, pushed = 0, written = 0;
   float peak = 0;
-  QNEvent done{true};
 };
 int main(int argc, char** argv) {
   SndfileHandle in(argc == 3 ? argv[1] : "");
@@ -51,9 +49,10 @@ int main(int argc, char** argv) {
   Mix mix(&in, &out);
   QnAudioMixer mixer(in.samplerate(), mix.channels, kQnMixSampleFloat, &mix);
   for (const auto& input : mix.inputs) mixer.AddInput(input);
-  if (!out.error() && mixer.Start()) mix.done.Wait();
+  mix.Push();  // With the next one 100 ms, which an input must have before it is mixed.
+  do mix.Push();
+  while (!out.error() && mixer.MixBlock(0) && mix.written < mix.length);
   for (const auto& input : mix.inputs) mixer.RemoveInput(input);
-  mixer.Stop();
   std::printf("%.2f s, peak %.2f\n", 1.0 * mix.written / in.samplerate(), mix.peak);
   return mix.written == 0 || out.error() ? 1 : 0;
 }

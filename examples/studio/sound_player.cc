@@ -18,6 +18,7 @@ SoundPlayer::SoundPlayer(std::unique_ptr<SoundReader> reader)
     : reader_(std::move(reader)),
       input_(MakeRef<RefCounted<QnAudioInput>>(static_cast<unsigned int>(kSoundRate),
                                                static_cast<unsigned int>(kSoundChannels), kQnMixSampleFloat)) {
+  input_->SetGain(reader_->gain());
   Push(nullptr, kIdle);
   thread_ = std::thread(&SoundPlayer::Run, this);
 }

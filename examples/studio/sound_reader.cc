@@ -192,10 +192,7 @@ void SoundReader::Convert(const AVFrame* frame) {
   }
   const auto** data = frame ? const_cast<const std::uint8_t**>(frame->extended_data) : nullptr;
   const int count = swr_convert(resampler_.get(), planes, room, data, frame ? frame->nb_samples : 0);
-  for (auto& plane : decoded_) {
-    plane.resize(static_cast<std::size_t>(std::max(count, 0)));
-    for (float& sample : plane) sample *= gain_;
-  }
+  for (auto& plane : decoded_) plane.resize(static_cast<std::size_t>(std::max(count, 0)));
 }
 
 // What was decoded should begin at the position `wanted`, and does at `is`.

@@ -30,6 +30,8 @@ class SoundReader {
   SoundReader& operator=(const SoundReader&) = delete;
 
   const std::string& file() const { return file_; }
+  // The factor with which the sound is to be heard. What is read is without it.
+  float gain() const { return gain_; }
 
   // Reads the next `frames` frames into each of kSoundChannels planes. Returns how many there were: fewer only at the
   // end.

@@ -16,6 +16,23 @@ enum QnMixSampleType : int {
   kQnMixSampleShort = 1,  // Signed 16-bit, planar.
 };
 
+// How loud a channel was in a block: linear, 0 to 1, where 1 is full scale, as for OnMixPeak.
+struct QnAudioLevel {
+  float peak = 0;  // The largest magnitude.
+  float rms = 0;   // The root of the mean square, over the whole block.
+};
+
+// What has become of the frames that were pushed into an input, counted from its construction. What a new sequence
+// drops is not counted.
+struct QnAudioInputStats {
+  unsigned long long buffered_frames = 0;  // Those that wait to be mixed, in every channel.
+  // What blocks wanted of the input and it did not have, once its first 100 ms were there. A stream that has ended
+  // counts on as long as its input stays added.
+  unsigned long long underrun_frames = 0;
+  unsigned long long overflow_frames = 0;  // Dropped because the ten seconds were full.
+  unsigned long long trimmed_frames = 0;   // Dropped because the input was not being mixed.
+};
+
 // A stream of planar PCM, up to ten seconds of it buffered. Counted by reference: see RefCounted.
 //
 //   auto input = MakeRef<RefCounted<QnAudioInput>>(48000u, 2u, kQnMixSampleFloat);
@@ -32,7 +49,7 @@ enum QnMixSampleType : int {
 // own where it is alone. A channel that the mixer has and the input lacks does so in every block: it plays another
 // input's samples a second time, and is silent only as long as no input with that channel has been mixed. That is part
 // of the interface: a host that cannot keep up pads its pushes itself, and gives an input all the channels of its
-// mixer.
+// mixer. An input with another gain than 1 plays its own samples only, and is silent where it has none.
 //
 // Thread: any for pushing; the rest is caller-serialised.
 class QUARN_EXPORT QnAudioInput : public RefCountInterface {
@@ -69,6 +86,42 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   // callback of the mixer.
   // Ownership: the samples are copied.
   void PushBackSamples(const void** planes, unsigned int frames, unsigned long long sequence);
+
+  // Sets a factor for all samples of the input, 1 until then. It is reached evenly over the next block that is mixed,
+  // so nothing clicks; an input that was not heard in the block before has it at once. 16-bit samples are rounded, and
+  // saturated. At a gain of 0 every sample is silence, one that is not finite too.
+  //
+  // `gain`: linear, 0 and up. A negative one, infinity and a NaN are refused, with a warning in the log.
+  //
+  // Thread: any.
+  void SetGain(float gain);
+  // Mutes the input, or has it heard again, in the same way: as if its gain were 0. The gain stays what it is.
+  //
+  // Thread: any.
+  void SetMuted(bool muted);
+  // Returns the gain that was set last, or 1; 0 for an input that found no memory.
+  //
+  // Thread: any.
+  float gain() const;
+  // Returns whether the input is muted.
+  //
+  // Thread: any.
+  bool muted() const;
+
+  // Tells how loud the input was in the last block, with its gain, before it was added to others. The first call has
+  // the blocks after it measured, which costs the mixer more than mixing the input does, and answers silence.
+  //
+  // `channel`: 0 is the first.
+  // Returns silence when the input had nothing for that block or is not being mixed, and for a channel that it or its
+  // mixer does not have. In OnMixSamples and OnMixPeak, that block's level.
+  //
+  // Thread: any.
+  QnAudioLevel level(unsigned int channel) const;
+  // Counts what is buffered, and what was missing and dropped. Nothing for an inert input.
+  //
+  // Thread: any.
+  // Blocks: as PushBackSamples.
+  QnAudioInputStats stats() const;
 
   // For the library's own use. The spelling is part of the interface and stays.
   AudioMixSource* soruce();

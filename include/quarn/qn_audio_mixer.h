@@ -12,6 +12,17 @@ class QnAudioMixerPri;
 // Mixes inputs, sample by sample with saturation, into blocks of 50 ms that it hands to the host at their time. A
 // thread of its own does so from Start to Stop; it has no output device.
 //
+// A host that wants blocks at a pace of its own, to write a file for instance, drives the mixer instead. The same
+// pushes give the same bytes then, and every sample is in a block, from the first to the last:
+//
+//   mixer.AddInput(input);
+//   mixer.StartDriven();  // From here on nothing is dropped.
+//   input->PushBackSamples(planes, rate / 10, 1);  // 100 ms, so that the first block has them already.
+//   for (unsigned long long k = 0; k < blocks; ++k) {
+//     mixer.MixBlock(k * 50000000);  // OnMixSamples and OnMixPeak come in here.
+//     input->PushBackSamples(...);  // A block more, or as much as there is; the last one filled up with silence.
+//   }
+//
 // Thread: caller-serialised, callbacks excepted. PushBackSamples of an input may run on any thread meanwhile.
 class QUARN_EXPORT QnAudioMixer {
  public:
@@ -20,12 +31,12 @@ class QUARN_EXPORT QnAudioMixer {
   // A late return delays the blocks that follow, and loses none: they come without a pause until the mixer has caught
   // up, each with the time that it would have had. Inputs buffer ten seconds meanwhile.
   //
-  // Thread: the mixer's own.
+  // Thread: the mixer's own, or the one that calls MixBlock.
   // Callback safety: runs with the mixer's lock held. It must not call AddInput or RemoveInput of its mixer (they are
-  // ignored then, with an error line in the log), nor Start, nor destroy it (the mixer is then left behind, with an
-  // error line, and never freed), nor wait for a thread that does one of these or Stop; it may push into inputs. Stop
-  // called here ends the mixing after this block without waiting for it, and logs an error: call it again from another
-  // thread.
+  // ignored then, with an error line in the log), nor Start, StartDriven or MixBlock, nor destroy it (the mixer is then
+  // left behind, with an error line, and never freed), nor wait for a thread that does one of these or Stop; it may
+  // push into inputs. Stop called here ends the mixing after this block without waiting for it, and logs an error: call
+  // it again from another thread.
   class QUARN_EXPORT Callback {
    public:
     // Does nothing. Destroy a callback only when no mixer calls it any more.
@@ -37,7 +48,7 @@ class QUARN_EXPORT QnAudioMixer {
     // `planes`: one for each of the mixer's channels, of its sample type.
     // `frames`: how many samples each plane has.
     // `timestamp_ns`: the time of the block's first sample on the monotonic clock (qn_os_gettime_ns), which is 50 ms
-    // ago or, where the mixer is late, more.
+    // ago or, where the mixer is late, more. What MixBlock was given, in a block of its.
     //
     // Ownership: the planes are the mixer's and hold the block during the call only: copy them.
     virtual void OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) = 0;
@@ -70,14 +81,31 @@ class QUARN_EXPORT QnAudioMixer {
   //
   // Thread: any.
   bool valid() const;
-  // Starts the mixing. A thread that finds no memory for its blocks ends with an error line.
+  // Starts the mixing, at the pace of the clock. A thread that finds no memory for its blocks ends with an error line.
   //
   // Returns true also when it runs already; false, with an error line in the log, when its thread cannot be created, in
-  // a callback after Stop, and on an inert mixer.
+  // a callback after Stop or of MixBlock, and on an inert mixer.
   //
   // Blocks: for the last block and its callbacks, after a Stop in a callback.
   bool Start();
-  // Ends the mixing. Start may be called again.
+  // Starts the mixing without a thread and a clock: the host calls MixBlock for each block. What is pushed into the
+  // mixer's inputs from now on is kept until it is mixed, up to ten seconds of it; before, they keep their latest 100
+  // ms. Start ends this, and goes on with what is there.
+  //
+  // Returns true also when the host drives it already; false, with an error line in the log, while the mixer's thread
+  // runs, in a callback, and on an inert mixer.
+  bool StartDriven();
+  // Mixes one block of all inputs now, and returns after the callbacks, which have it. Calls StartDriven where the host
+  // has not: what was pushed before that is kept as it says there. It takes what is due from an input that is ready and
+  // waits for none: push first what the block should have, 100 ms before the first, a block before each other one.
+  //
+  // `timestamp_ns`: for the callback, any value. The library does not look at it.
+  // Returns false, with an error line in the log, while the mixer's thread runs, in a callback, without memory for the
+  // block, and on an inert mixer. No callback has come then, and the inputs are as they were.
+  //
+  // Blocks: for the callbacks.
+  bool MixBlock(unsigned long long timestamp_ns);
+  // Ends the mixing. Start and StartDriven may be called again.
   //
   // Blocks: until the block under way is done, at most about 50 ms and the callbacks.
   void Stop();
@@ -97,6 +125,16 @@ class QUARN_EXPORT QnAudioMixer {
   // Blocks: for a running block and its callbacks.
   // Ownership: drops the reference that AddInput took, which may delete the input.
   void RemoveInput(QnAudioInput* input);
+
+  // Tells how loud a channel of the last block was. The first call has the blocks after it measured, which costs a
+  // little more than adding an input to them does, and answers silence.
+  //
+  // `channel`: 0 is the first.
+  // Returns silence also when the mixer does not run, and for a channel that it does not have. In OnMixSamples and
+  // OnMixPeak, that block's level.
+  //
+  // Thread: any.
+  QnAudioLevel level(unsigned int channel) const;
 
  private:
   bool RefusedInCallback(const char* what) const;

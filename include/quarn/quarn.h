@@ -52,7 +52,7 @@
 //   the host's     what is tagged "any" or "caller-serialised"
 //   render         frame callbacks; the `post` of qn_set_main_queue; the stages of a host-driven device
 //   output         one an output: OnFrame
-//   mixer          one a started mixer: OnMixSamples, OnMixPeak
+//   mixer          one a started mixer: OnMixSamples, OnMixPeak (of a driven one, on the host's, in MixBlock)
 //   main queue     the second stage of a view's resize: the host's main loop, or else a thread of the library's
 //   window         presents the pictures of views; runs nothing of the host's but the log handler
 //   any of these   the log handler

@@ -99,6 +99,32 @@ TEST_F(AudioMixerSystemTest, SteadyPassesTakeNoMemoryAndNoOtherLocksAndLogNothin
   EXPECT_EQ(watch.after.locks - watch.before.locks, kCountedBlocks * (1 + 3));
 }
 
+TEST_F(AudioMixerSystemTest, BlocksOfAHostTakeTheirPlanesOnceAndNoOtherMemory) {
+  AudioMixer mixer(8000, 2, kInternalSampleFloat, nullptr);
+  AudioMixSource source(8000, 2, kInternalSampleFloat);
+  mixer.AddSource(&source);
+  const Calls begin = calls;
+  ASSERT_TRUE(mixer.MixBlock(0));
+  EXPECT_EQ(calls.callocs, begin.callocs + 16);
+  const std::vector<float> samples(60000, 0.5f);
+  const void* planes[] = {samples.data(), samples.data()};
+  source.PushBackSamples(planes, 60000, 1);
+  source.gain().Set(0.5f);
+  source.levels().Ask(0);
+  mixer.levels().Ask(0);
+  const Calls before = calls;
+  AllocationCounter counter;
+  for (int i = 0; i < 100; ++i) mixer.MixBlock(0);
+  EXPECT_EQ(counter.count(), 0u);
+  EXPECT_EQ(calls.callocs, before.callocs);
+  EXPECT_EQ(calls.mappings, before.mappings);
+  EXPECT_EQ(calls.locks - before.locks, 100 * (2 + 1)) << "the mixer's two, and the source's";
+  EXPECT_EQ(mixer.levels().Ask(1).rms, 0.25f);
+  mixer.Stop();
+  ASSERT_TRUE(mixer.MixBlock(0));
+  EXPECT_EQ(calls.callocs, before.callocs + 16) << "Stop has freed them";
+}
+
 TEST_F(AudioMixerSystemTest, TakesSixteenPlanesPerStart) {
   struct Watch : EmptyCallback {
     void OnMixSamples(void** planes, unsigned int, unsigned long long) override {

@@ -95,7 +95,9 @@ class ModelRing {
 class ModelSource {
  public:
   ModelSource(unsigned int rate, unsigned int channels, InternalSampleType type)
-      : limit_(rate / 10), rings_(channels, ModelRing(rate * std::size_t{10}, type == kInternalSampleShort ? 2 : 4)) {}
+      : limit_(rate / 10),
+        type_(type),
+        rings_(channels, ModelRing(rate * std::size_t{10}, type == kInternalSampleShort ? 2 : 4)) {}
 
   void Push(const void** planes, unsigned int frames, std::uint64_t sequence) {
     if (sequence != sequence_) {
@@ -111,16 +113,48 @@ class ModelSource {
     if (!rings_.empty() && rings_[0].size() + frames >= limit_) ready_ = true;
   }
 
-  std::size_t Pop(unsigned char* const* planes, unsigned int frames) {
-    std::size_t popped = 0;
-    for (std::size_t c = 0; ready_ && c < rings_.size(); ++c) popped = rings_[c].Pop(planes[c], frames);
+  // How many samples came of each channel.
+  std::vector<std::size_t> Pop(unsigned char* const* planes, unsigned int frames) {
+    std::vector<std::size_t> popped;
+    for (std::size_t c = 0; c < rings_.size(); ++c) popped.push_back(ready_ ? rings_[c].Pop(planes[c], frames) : 0);
+    const bool heard = std::any_of(popped.begin(), popped.end(), [](std::size_t count) { return count > 0; });
+    const float from = heard_ ? last_ : gain;
+    heard_ = heard;
+    last_ = gain;
+    const auto count = static_cast<float>(frames);
+    gain_is_one = from == 1 && gain == 1;
+    for (std::size_t c = 0; c < popped.size() && !gain_is_one; ++c) {
+      for (std::size_t i = 0; i < popped[c]; ++i) {
+        const float at = gain + (from - gain) / count * static_cast<float>(frames - 1 - i);
+        if (type_ == kInternalSampleFloat) ScaleAt<float>(planes[c], i, at);
+        if (type_ == kInternalSampleShort) ScaleAt<short>(planes[c], i, at);
+      }
+    }
     return popped;
   }
 
+  void Disable() {
+    enabled = false;
+    heard_ = false;
+  }
+
   bool enabled = true;
+  float gain = 1;  // 0 while muted.
+  bool gain_is_one = true;
 
  private:
+  template <class T>
+  static void ScaleAt(unsigned char* plane, std::size_t i, float gain) {
+    T sample;
+    std::memcpy(&sample, plane + i * sizeof(T), sizeof(T));
+    sample = Scale<T>(sample, gain);
+    std::memcpy(plane + i * sizeof(T), &sample, sizeof(T));
+  }
+
   const std::size_t limit_;
+  const InternalSampleType type_;
+  bool heard_ = false;
+  float last_ = 1;
   std::vector<ModelRing> rings_;
   bool ready_ = false;
   std::uint64_t sequence_ = ~std::uint64_t{0};
@@ -160,10 +194,13 @@ void ModelPass(const std::vector<std::unique_ptr<ModelSource>>& sources, Interna
   for (const auto& source : sources) {
     if (!source->enabled) continue;
     std::memset(scratch.data()[0], 0, frames * (type == kInternalSampleShort ? sizeof(short) : sizeof(float)));
-    if (source->Pop(scratch.data(), frames) == 0) continue;
+    std::vector<std::size_t> popped = source->Pop(scratch.data(), frames);
+    if (popped.empty() || popped.back() == 0) continue;
+    popped.resize(kMaxMixChannels);
     for (unsigned int c = 0; c < channels; ++c) {
-      if (type == kInternalSampleFloat) AddPlane<float>(mix.data()[c], scratch.data()[c], frames);
-      if (type == kInternalSampleShort) AddPlane<short>(mix.data()[c], scratch.data()[c], frames);
+      const auto added = static_cast<unsigned int>(source->gain_is_one ? frames : popped[c]);
+      if (type == kInternalSampleFloat) AddPlane<float>(mix.data()[c], scratch.data()[c], added);
+      if (type == kInternalSampleShort) AddPlane<short>(mix.data()[c], scratch.data()[c], added);
     }
   }
 }
@@ -206,6 +243,7 @@ TEST_P(MixPassTest, MixesAsTheModelToTheBit) {
     const std::size_t noise_bytes = longest + 4096;
     const std::vector<unsigned char> noise =
         random() % 2 ? AnyBytes(random, noise_bytes) : QuietFloats(random, noise_bytes);
+    const bool with_gains = random() % 3 != 0;
     std::vector<std::unique_ptr<AudioMixSource>> sources;
     std::vector<std::unique_ptr<ModelSource>> models;
     const std::size_t count = random() % 24;
@@ -226,9 +264,24 @@ TEST_P(MixPassTest, MixesAsTheModelToTheBit) {
     for (int pass_number = 0; pass_number < kPasses; ++pass_number) {
       for (std::size_t i = 0; i < count; ++i) {
         if (random() % 30 == 0) {
-          models[i]->enabled = !models[i]->enabled;
-          models[i]->enabled ? sources[i]->Enable() : sources[i]->Disable();
+          if (models[i]->enabled) {
+            models[i]->Disable();
+            sources[i]->Disable();
+          } else {
+            models[i]->enabled = true;
+            sources[i]->Enable();
+          }
         }
+        // Some keep a gain of 1 throughout, in some runs all do.
+        if (with_gains && i % 3 != 0 && random() % 6 == 0) {
+          const float gain = std::array<float, 5>{0.0f, 0.3f, 1.0f, 1.7f, 100.0f}[random() % 5];
+          const bool muted = random() % 4 == 0;
+          sources[i]->gain().Set(gain);
+          sources[i]->gain().SetMuted(muted);
+          models[i]->gain = muted ? 0 : gain;
+        }
+        // Levels are measured beside it.
+        if (random() % 100 == 0) sources[i]->levels().Ask(0);
         // As much as is mixed as a rule; less and nothing; now and then more than the ring holds.
         for (int push = random() % 3 == 0 ? 2 : 1; push > 0; --push) {
           unsigned int pushed = frames;

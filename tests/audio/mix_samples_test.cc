@@ -379,6 +379,37 @@ TYPED_TEST(CalcPeakOverPlanesTest, FoldsMoreFramesThanSixteenBitsCount) {
   EXPECT_EQ(CalcPeak<TypeParam>(planes.pointers(), kFrames - 1, 1), TypeParam{0});
 }
 
+// --- GainAt and Scale
+
+TEST(GainAtTest, GoesEvenlyToItsEnd) {
+  const GainRamp ramp = {0.5f, 0.25f, 2};
+  EXPECT_EQ(GainAt(ramp, 0), 1.0f);
+  EXPECT_EQ(GainAt(ramp, 1), 0.75f);
+  EXPECT_EQ(GainAt(ramp, 2), 0.5f);
+  EXPECT_EQ(GainAt(ramp.After(1), 1), 0.5f);
+  EXPECT_TRUE((GainRamp{1.0f, 0.0f, 99}.IsUnity()));
+  EXPECT_FALSE((GainRamp{1.0f, 0.5f, 99}.IsUnity()));
+  EXPECT_FALSE((GainRamp{0.5f, 0.0f, 99}.IsUnity()));
+}
+
+TEST(ScaleTest, MultipliesFloatsAndNothingIsLeftAtZero) {
+  EXPECT_EQ(Scale<float>(-0.5f, 0.5f), -0.25f);
+  EXPECT_EQ(Scale<float>(3.0f, 2.0f), 6.0f) << "what is added to saturates";
+  EXPECT_TRUE(std::isnan(Scale<float>(kNan, 0.5f)));
+  for (const float sample : {-1.0f, kNan, kInfinity, -kInfinity}) EXPECT_EQ(Bits(Scale<float>(sample, 0.0f)), 0u);
+}
+
+TEST(ScaleTest, ShortsAreRoundedToTheNearestAndSaturate) {
+  EXPECT_EQ(Scale<short>(3, 0.5f), 2);
+  EXPECT_EQ(Scale<short>(5, 0.5f), 2);
+  EXPECT_EQ(Scale<short>(-3, 0.5f), -2);
+  EXPECT_EQ(Scale<short>(100, 0.996f), 100);
+  EXPECT_EQ(Scale<short>(kShortMax, 1.5f), kShortMax);
+  EXPECT_EQ(Scale<short>(kShortMin, std::numeric_limits<float>::max()), kShortMin);
+  EXPECT_EQ(Scale<short>(kShortMin, 1.0f), kShortMin);
+  EXPECT_EQ(Scale<short>(kShortMin, 0.0f), 0);
+}
+
 // --- AudioPeak
 
 TEST(AudioPeakTest, FloatIsAtMostOne) {
@@ -490,6 +521,64 @@ class MixSampleVariantTest : public testing::TestWithParam<const MixSampleVarian
     }
   }
 
+  static void Scaled(float* dst, const float* src, std::size_t frames, const GainRamp& ramp) {
+    GetParam()->scale_float(dst, src, frames, ramp);
+  }
+  static void Scaled(short* dst, const short* src, std::size_t frames, const GainRamp& ramp) {
+    GetParam()->scale_short(dst, src, frames, ramp);
+  }
+  static double Squares(const float* plane, std::size_t frames) { return GetParam()->squares_float(plane, frames); }
+  static std::uint64_t Squares(const short* plane, std::size_t frames) {
+    return GetParam()->squares_short(plane, frames);
+  }
+
+  // On the way from one gain to another, or with the same; from another place, or in its own.
+  template <typename T>
+  static void ScalesEveryLengthAndAlignment() {
+    constexpr std::size_t kLongest = 100;
+    constexpr std::size_t kStarts = 32 / sizeof(T);
+    constexpr float kHuge = std::numeric_limits<float>::max();
+    const std::vector<T> samples = RandomSamples<T>(kLongest + 2 * kStarts, 37);
+    for (const GainRamp& ramp :
+         {GainRamp{1, 0, 0}, GainRamp{0, 0, 99}, GainRamp{0.3f, 0, 3}, GainRamp{7.3f, -0.07f, 99},
+          GainRamp{0, 0.01f, 50}, GainRamp{0.1f, 1e-9f, 70}, GainRamp{0, kHuge / 128, 99}}) {
+      for (std::size_t frames = 0; frames <= kLongest; ++frames) {
+        for (std::size_t start = 0; start < kStarts; ++start) {
+          const std::size_t other = (start * 5 + frames) % kStarts;
+          std::vector<T> expected = samples;
+          std::vector<T> in_place = samples;
+          for (std::size_t i = 0; i < frames; ++i) {
+            expected[start + i] = Scale<T>(samples[other + i], GainAt(ramp, i));
+            in_place[start + i] = Scale<T>(samples[start + i], GainAt(ramp, i));
+          }
+          std::vector<T> scaled = samples;
+          Scaled(scaled.data() + start, samples.data() + other, frames, ramp);
+          ASSERT_TRUE(Bits(scaled) == Bits(expected)) << frames << " frames from " << start << " and " << other;
+          scaled = samples;
+          Scaled(scaled.data() + start, scaled.data() + start, frames, ramp);
+          ASSERT_TRUE(Bits(scaled) == Bits(in_place)) << frames << " frames from " << start << ", in place";
+        }
+      }
+    }
+  }
+
+  template <typename T>
+  static void SquaresOfEveryLengthAndAlignment(const std::vector<T>& samples) {
+    constexpr std::size_t kStarts = 32 / sizeof(T);
+    for (std::size_t frames = 0; frames + kStarts <= samples.size(); ++frames) {
+      for (std::size_t start = 0; start < kStarts; ++start) {
+        const T* const plane = samples.data() + start;
+        if constexpr (sizeof(T) == sizeof(float)) {
+          ASSERT_EQ(Squares(plane, frames), kPlainMixSamples.squares_float(plane, frames))
+              << frames << " from " << start;
+        } else {
+          ASSERT_EQ(Squares(plane, frames), kPlainMixSamples.squares_short(plane, frames))
+              << frames << " from " << start;
+        }
+      }
+    }
+  }
+
   template <typename T>
   static void PeaksEveryLengthAndAlignment() {
     constexpr std::size_t kLongest = 200;
@@ -539,6 +628,31 @@ TEST_P(MixSampleVariantTest, MixesSeveralSourcesOfFloats) { MixesSeveralSourcesI
 TEST_P(MixSampleVariantTest, MixesSeveralSourcesOfShorts) { MixesSeveralSourcesInTheirOrder<short>(); }
 TEST_P(MixSampleVariantTest, PeaksFloatsOfEveryLengthAndAlignment) { PeaksEveryLengthAndAlignment<float>(); }
 TEST_P(MixSampleVariantTest, PeaksShortsOfEveryLengthAndAlignment) { PeaksEveryLengthAndAlignment<short>(); }
+
+TEST_P(MixSampleVariantTest, ScalesFloatsOfEveryLengthAndAlignment) { ScalesEveryLengthAndAlignment<float>(); }
+TEST_P(MixSampleVariantTest, ScalesShortsOfEveryLengthAndAlignment) { ScalesEveryLengthAndAlignment<short>(); }
+
+TEST_P(MixSampleVariantTest, SquaresFloatsOfEveryLengthAndAlignment) {
+  SquaresOfEveryLengthAndAlignment<float>(RandomSamples<float>(200, 19));
+  std::vector<float> quiet(200);
+  for (std::size_t i = 0; i < quiet.size(); ++i) quiet[i] = static_cast<float>(i * 7919 % 1001) / 3000.0f;
+  SquaresOfEveryLengthAndAlignment<float>(quiet);
+}
+
+TEST_P(MixSampleVariantTest, SquaresShortsOfEveryLengthAndAlignment) {
+  SquaresOfEveryLengthAndAlignment<short>(RandomSamples<short>(200, 19));
+  SquaresOfEveryLengthAndAlignment<short>(std::vector<short>(200, kShortMin));
+}
+
+TEST_P(MixSampleVariantTest, SumsSquares) {
+  std::vector<float> floats(101, -0.5f);
+  floats[50] = kNan;
+  EXPECT_EQ(Squares(floats.data(), floats.size()), 25.0);
+  floats[77] = -kInfinity;
+  EXPECT_EQ(Squares(floats.data(), floats.size()), std::numeric_limits<double>::infinity());
+  const std::vector<short> shorts(100003, kShortMin);
+  EXPECT_EQ(Squares(shorts.data(), shorts.size()), 100003ull * 32768 * 32768);
+}
 
 TEST_P(MixSampleVariantTest, MixesEveryPairOfFloatEdges) { MixesEdgePairs<float>(32); }
 TEST_P(MixSampleVariantTest, MixesEveryShortWithEveryEdge) { MixesEdgePairs<short>(1); }

@@ -331,6 +331,64 @@ TEST_F(QnAudioMixerTest, StopInACallbackIsFinishedByALaterCall) {
   EXPECT_EQ(log_.Lines().size(), 1u);
 }
 
+// Mixers that drive each other in their callbacks: each knows that a block of its is under way, be it the host's or its
+// thread's.
+TEST_F(QnAudioMixerTest, KnowsItsOwnBlockBehindAnothersCallback) {
+  for (const bool has_thread : {false, true}) {
+    log_.Clear();
+    fake_clock::Reset();
+    FloatRecorder outer_recorder;
+    FloatRecorder inner_recorder;
+    QnAudioMixer outer(48000, 1, kQnMixSampleFloat, &outer_recorder);
+    QnAudioMixer inner(48000, 1, kQnMixSampleFloat, &inner_recorder);
+    outer_recorder.on_samples = [&](void**, std::size_t count) { EXPECT_TRUE(count > 1 || inner.MixBlock(0)); };
+    inner_recorder.on_samples = [&](void**, std::size_t) {
+      EXPECT_FALSE(outer.MixBlock(0));
+      outer.Stop();
+      EXPECT_FALSE(outer.Start());
+    };
+    if (has_thread) {
+      ASSERT_TRUE(outer.Start());
+      ASSERT_TRUE(fake_clock::WaitForSleeps(1));
+      ASSERT_TRUE(log_.WaitFor(Logger::Level::Error,
+                               "Start was called on the audio mixer's thread after Stop: it ends after this block; "
+                               "call Start from another thread"));
+    } else {
+      EXPECT_TRUE(outer.MixBlock(0));
+    }
+    outer.Stop();
+    EXPECT_EQ(outer_recorder.blocks.size(), 1u);
+    EXPECT_EQ(inner_recorder.blocks.size(), 1u);
+    EXPECT_EQ(log_.Lines().size(), 3u);
+  }
+}
+
+TEST_F(QnAudioMixerTest, MixesBlocksAgainAfterItsThreadHasEnded) {
+  FloatRecorder recorder;
+  QnAudioMixer mixer(48000, 1, kQnMixSampleFloat, &recorder);
+  recorder.on_samples = [&](void**, std::size_t count) {
+    if (count == 1) mixer.Stop();
+  };
+  ASSERT_TRUE(mixer.Start());
+  while (log_.Lines().empty()) std::this_thread::yield();
+  EXPECT_TRUE(mixer.MixBlock(7)) << "it waits for the thread's last block";
+  ASSERT_EQ(recorder.blocks.size(), 2u);
+  EXPECT_EQ(recorder.blocks[1].timestamp_ns, 7u);
+  EXPECT_EQ(recorder.blocks[1].thread, std::this_thread::get_id());
+}
+
+TEST_F(QnAudioMixerTest, DestroyedWhileDrivenLetsGoOfItsInputs) {
+  CountedInput input(48000, 1, kQnMixSampleFloat);
+  {
+    QnAudioMixer mixer(48000, 1, kQnMixSampleFloat, nullptr);
+    mixer.AddInput(&input);
+    ASSERT_TRUE(mixer.StartDriven());
+    EXPECT_TRUE(input.soruce()->enabled());
+  }
+  EXPECT_FALSE(input.soruce()->enabled());
+  EXPECT_EQ(input.calls, "+");
+}
+
 // A mixer that is deleted in its callback is left behind rather than taken away under its thread. That leaks, so it
 // happens in a process of its own, which ends without a look at its leaks.
 TEST_F(QnAudioMixerTest, DestroyedInItsCallbackIsLeftBehind) {
@@ -362,6 +420,32 @@ TEST_F(QnAudioMixerTest, DestroyedInItsCallbackIsLeftBehind) {
         while (source->enabled() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
         const bool ended = fake_clock::Sleeps().size() == 1 && host.blocks == 1 && host.peaks == 0;
         std::_Exit(told && ended && !source->enabled() ? 0 : 2);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST_F(QnAudioMixerTest, DestroyedInTheCallbackOfMixBlockIsLeftBehind) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        struct Host : QnAudioMixer::Callback {
+          void OnMixSamples(void** planes, unsigned int frames, unsigned long long) override {
+            ++blocks;
+            delete mixer;
+            static_cast<float*>(planes[0])[frames - 1] = 1;  // The planes are still there.
+          }
+          void OnMixPeak(float) override { ++peaks; }
+          QnAudioMixer* mixer = nullptr;
+          int blocks = 0;
+          int peaks = 0;
+        };
+        auto input = MakeRef<RefCounted<QnAudioInput>>(48000u, 1u, kQnMixSampleFloat);
+        Host host;
+        host.mixer = new QnAudioMixer(48000, 1, kQnMixSampleFloat, &host);
+        host.mixer->AddInput(input);
+        const bool mixed = host.mixer->MixBlock(0);
+        const bool ended = host.blocks == 1 && host.peaks == 0 && !input->soruce()->enabled();
+        std::_Exit(mixed && ended && log_.Lines().size() == 1 ? 0 : 2);
       },
       testing::ExitedWithCode(0), "");
 }

@@ -333,9 +333,80 @@ TEST_F(NoMemoryTest, MixerIsInert) {
     EXPECT_EQ(input.references, 0);
     mixer.RemoveInput(&input);
     mixer.Stop();
+    EXPECT_EQ(mixer.level(0).peak, 0.0f);
     EXPECT_THAT(log_.Take(), IsEmpty());
+    EXPECT_FALSE(mixer.StartDriven());
+    EXPECT_FALSE(mixer.MixBlock(0));
+    EXPECT_THAT(
+        log_.Take(),
+        ElementsAre(Log::Line{kQnLogError, "[QnAudioMixer] StartDriven was called on a mixer that found no memory"},
+                    Log::Line{kQnLogError, "[QnAudioMixer] MixBlock was called on a mixer that found no memory"}));
   });
   EXPECT_GE(failures, 2) << "the private object and the mixer";
+}
+
+// A block that finds no memory takes nothing from the inputs: a later one has it.
+TEST_F(NoMemoryTest, MixerMixesNoBlock) {
+  struct Keeper : QnAudioMixer::Callback {
+    void OnMixSamples(void** planes, unsigned int frames, unsigned long long) override {
+      ++blocks;
+      last = static_cast<const float*>(planes[0])[frames - 1];
+    }
+    void OnMixPeak(float) override {}
+    int blocks = 0;
+    float last = 0;
+  };
+  const int failures = FailingAllocations::Run([&] {
+    auto pause = std::make_unique<FailingAllocations::Pause>();
+    Keeper keeper;
+    Input input(20, 1, kQnMixSampleFloat);
+    QnAudioMixer mixer(20, 1, kQnMixSampleFloat, &keeper);
+    mixer.AddInput(&input);
+    EXPECT_TRUE(mixer.StartDriven());
+    const float samples[] = {0.25f, 0.5f};
+    const void* planes[] = {samples};
+    input.PushBackSamples(planes, 2, 1);
+    log_.Take();
+    pause.reset();
+    const bool mixed = mixer.MixBlock(0);
+    EXPECT_EQ(mixed, !FailingAllocations::failed());
+    ExpectTold("[AudioMixer] no memory for blocks of 1 frames");
+    EXPECT_EQ(keeper.blocks, mixed ? 1 : 0);
+    EXPECT_EQ(input.stats().buffered_frames, mixed ? 1u : 2u);
+    pause = std::make_unique<FailingAllocations::Pause>();
+    EXPECT_TRUE(mixed || mixer.MixBlock(0));
+    EXPECT_EQ(keeper.last, 0.25f);
+    mixer.RemoveInput(&input);
+  });
+  EXPECT_EQ(failures, 1 + 16) << "what holds the planes, and they";
+}
+
+// Gains, levels and counts take no memory, of an input that works and of one that has none.
+TEST_F(NoMemoryTest, InputAnswersWithoutMemory) {
+  Input works(20, 1, kQnMixSampleFloat);
+  QnAudioMixer mixer(20, 1, kQnMixSampleFloat, nullptr);
+  const int failures = FailingAllocations::Run([&] {
+    works.SetGain(0.5f);
+    works.SetMuted(true);
+    EXPECT_EQ(works.gain(), 0.5f);
+    EXPECT_TRUE(works.muted());
+    EXPECT_EQ(works.level(0).peak, 0.0f);
+    EXPECT_EQ(works.stats().buffered_frames, 0u);
+    EXPECT_EQ(mixer.level(0).peak, 0.0f);
+    EXPECT_THAT(log_.Take(), IsEmpty());
+  });
+  EXPECT_EQ(failures, 0);
+  FailingAllocations::Run([&] {
+    Input input(20, 1, kQnMixSampleFloat);
+    input.SetGain(0.5f);
+    input.SetMuted(true);
+    // Its gain is 0 where there is nothing behind it, and kept where only its event is missing.
+    EXPECT_TRUE(input.gain() == 0.5f || (FailingAllocations::failed() && input.gain() == 0.0f));
+    EXPECT_EQ(input.muted(), input.gain() == 0.5f);
+    EXPECT_EQ(input.level(0).rms, 0.0f);
+    EXPECT_EQ(input.stats().buffered_frames, 0u);
+    log_.Take();
+  });
 }
 
 TEST_F(NoMemoryTest, MixerDoesNotStart) {

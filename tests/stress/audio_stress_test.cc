@@ -225,7 +225,10 @@ TEST_F(QnAudioMixerStressTest, HostPushesFromManyThreads) {
     switch (random() % 5) {
       case 0: EXPECT_TRUE(mixer.Start()); break;
       case 1:
-        if (random() % 4 == 0) mixer.Stop();
+        if (random() % 4 == 0) {
+          mixer.Stop();
+          EXPECT_TRUE(random() % 2 == 0 || mixer.MixBlock(now.fetch_add(kBlockNs)));
+        }
         break;
       case 2: mixer.RemoveInput(input); break;
       case 3: {
@@ -239,8 +242,22 @@ TEST_F(QnAudioMixerStressTest, HostPushesFromManyThreads) {
       default: mixer.AddInput(input); break;
     }
   };
-  RunTogether({push, push, push, control});
+  const Work tune = [&](Random& random) {
+    const scoped_refptr<Input>& input = inputs[random() % inputs.size()];
+    input->SetGain(static_cast<float>(random() % 200) / 100.0f);
+    input->SetMuted(random() % 4 == 0);
+    for (unsigned int c = 0; c < kChannels; ++c) {
+      for (const QnAudioLevel& level : {input->level(c), mixer.level(c)}) {
+        // The two are of one block: what is heard has both.
+        if (!(level.peak >= level.rms && level.rms >= 0 && (level.peak == 0) == (level.rms == 0))) ++checker.mistakes;
+      }
+    }
+    if (input->stats().buffered_frames > 10 * kRate) ++checker.mistakes;
+  };
+  RunTogether({push, push, push, control, tune});
   std::printf("[ BLOCKS   ] %d, %d of them loud\n", checker.blocks.load(), checker.loud_blocks.load());
+  inputs[0]->SetGain(1.0f);
+  inputs[0]->SetMuted(false);
   for (const auto& input : inputs) mixer.RemoveInput(input);
   ASSERT_TRUE(mixer.Start());
   checker.loud.Reset();
