@@ -136,7 +136,6 @@ MediaReader::MediaReader(const std::string& file) : file_(file), packet_(av_pack
   size_ = Size{std::max(1, static_cast<int>(std::lround(frame_->width * stretch))), frame_->height};
   if (quarter_turns_ % 2) std::swap(size_.width, size_.height);
   ShrinkTo(Size{kMaxSide, kMaxSide});
-  if (quarter_turns_ == 0) plane_format_ = PlaneFormat(*frame_);
 }
 
 void MediaReader::Open() {
@@ -153,6 +152,10 @@ void MediaReader::ShrinkTo(Size size) {
   if (quarter_turns_ % 2) std::swap(size.width, size.height);
   picture_size_ = Size{std::clamp(size.width, 1, std::min(frame_->width, kMaxSide)),
                        std::clamp(size.height, 1, std::min(frame_->height, kMaxSide))};
+  // Planes would lose half of the chroma that a smaller picture still has, and save little.
+  const bool as_it_is =
+      quarter_turns_ == 0 && picture_size_.width == frame_->width && picture_size_.height == frame_->height;
+  plane_format_ = as_it_is ? PlaneFormat(*frame_) : AV_PIX_FMT_NONE;
 }
 
 bool MediaReader::DecodeFrame() {
@@ -199,21 +202,21 @@ bool MediaReader::TakePlanes(Picture* picture) {
   picture->matrix = MatrixOf(*frame_);
   picture->range = full_range ? GsVideoTexture::kRangeFull : GsVideoTexture::kRangeLimited;
   picture->site = SiteOf(*frame_);
-  const bool shrinks = picture_size_.width < frame_->width || picture_size_.height < frame_->height;
   if (from == plane_format_ && frame_->width == picture_size_.width && frame_->height == picture_size_.height &&
       RowsGoDown(*frame_)) {
     picture->planes.reset(av_frame_clone(frame_.get()), AvDeleter());
     return picture->planes != nullptr;
   }
+  // Ten bits to be packed otherwise, or a picture in the middle of the media that is unlike the first.
   AvFrame planes(av_frame_alloc());
   if (!planes) return false;
   planes->format = plane_format_;
   planes->width = picture_size_.width;
   planes->height = picture_size_.height;
   if (av_frame_get_buffer(planes.get(), kRowAlignment) < 0) return false;
-  plane_scaler_.reset(sws_getCachedContext(
-      plane_scaler_.release(), frame_->width, frame_->height, from, picture_size_.width, picture_size_.height,
-      plane_format_, (shrinks ? SWS_AREA : SWS_BILINEAR) | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr, nullptr, nullptr));
+  plane_scaler_.reset(sws_getCachedContext(plane_scaler_.release(), frame_->width, frame_->height, from,
+                                           picture_size_.width, picture_size_.height, plane_format_,
+                                           SWS_BILINEAR | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr, nullptr, nullptr));
   if (!plane_scaler_) return false;
   const int* table = sws_getCoefficients(Coefficients(*frame_));
   sws_setColorspaceDetails(plane_scaler_.get(), table, full_range, table, full_range, 0, 1 << 16, 1 << 16);

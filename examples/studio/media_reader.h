@@ -19,7 +19,7 @@ namespace studio {
 // How pictures are handed out.
 enum class PictureForm {
   kPixels,
-  kPlanes,  // Pictures that have no such planes come as pixels all the same.
+  kPlanes,  // What is turned upright, shrunk, transparent or of another layout comes as pixels all the same.
   kBoth,    // For whoever does not know yet what will draw them.
 };
 
