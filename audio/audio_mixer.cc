@@ -204,7 +204,7 @@ bool AudioMixer::RefusedInCallback(const char* operation) const {
 }
 
 bool AudioMixer::RefusedWhenInert(const char* operation) const {
-  if (IsMixable(sample_rate_, channels_)) return false;
+  if (valid()) return false;
   Logger::default_logger()->Error("[AudioMixer] %s was called on a mixer of %u Hz and %u channels", operation,
                                   sample_rate_, channels_);
   return true;

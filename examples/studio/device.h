@@ -16,6 +16,11 @@ class Device {
   Device& operator=(const Device&) = delete;
 
   GsDevice* get() const { return GsDevice::DefaultDevice(); }
+
+  // Whether videos are drawn from their planes, rather than from RGBA that libswscale makes. That is a fraction of the
+  // work for a GPU; drivers that draw in software take more than twice as long for it as libswscale does, so with them
+  // it is not done. QUARN_STUDIO_VIDEO=planes or =pixels in the environment decides otherwise. False without a device.
+  static bool draws_planes();
 };
 
 // Why a device or a scene cannot be had.

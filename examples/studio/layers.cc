@@ -6,6 +6,7 @@
 
 #include <quarn/gs_context.h>
 
+#include "studio/device.h"
 #include "studio/error.h"
 #include "studio/placement.h"
 
@@ -18,6 +19,19 @@ constexpr float kWhite[4] = {1, 1, 1, 1};
 std::array<float, 4> Constants(const Layer& layer) {
   if (layer.kind != LayerKind::kColor) return {1, 1, 1, layer.opacity};
   return {layer.color.r, layer.color.g, layer.color.b, layer.color.a * layer.opacity};
+}
+
+unsigned int ToUnsigned(int value) { return static_cast<unsigned int>(value); }
+
+std::unique_ptr<GsTexture> PixelTexture(const Picture& picture, const Stage& stage) {
+  return std::make_unique<GsTexture>(picture.pixels.data(), ToUnsigned(picture.stride), GsTexture::kTextureRGBA,
+                                     ToUnsigned(picture.size.width), ToUnsigned(picture.size.height), stage.device);
+}
+
+std::unique_ptr<GsTexture> VideoTexture(const Picture& picture, const Stage& stage) {
+  if (!picture.planes || !Device::draws_planes()) return PixelTexture(picture, stage);
+  return std::make_unique<GsVideoTexture>(ToUnsigned(picture.size.width), ToUnsigned(picture.size.height),
+                                          picture.layout, stage.device);
 }
 
 gs_vec2 ToVec2(Size size) { return gs_vec2(static_cast<float>(size.width), static_cast<float>(size.height)); }
@@ -77,35 +91,35 @@ ColorLayer::ColorLayer(const Layer& layer, const Stage& stage)
 
 void ColorLayer::Draw() { DrawWith(kColorProgram, nullptr, nullptr); }
 
-TextureLayer::TextureLayer(const Layer& layer, Size size, const Picture& picture, const Stage& stage)
-    : LayerItem(layer, size, stage),
-      texture_(picture.pixels.data(), static_cast<unsigned int>(picture.stride), GsTexture::kTextureRGBA,
-               static_cast<unsigned int>(picture.size.width), static_cast<unsigned int>(picture.size.height),
-               stage.device),
-      opaque_(picture.opaque) {
+TextureLayer::TextureLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<GsTexture> texture,
+                           const Stage& stage)
+    : LayerItem(layer, size, stage), texture_(std::move(texture)), opaque_(picture.opaque) {
   const auto add = [&](Size target, const char* program, const float(&constants)[4], GsTexture* input) {
     filters_.push_back(std::make_unique<ShaderFilter>(target, program, constants, input, stage.device, stage.times));
   };
   if (layer.filter == LayerFilter::kGrey) {
-    add(picture.size, kGreyProgram, kWhite, &texture_);
+    add(picture.size, kGreyProgram, kWhite, texture_.get());
   } else if (layer.filter == LayerFilter::kBlur) {
     // At half the size, first along the rows, then along the columns of that.
     const Size half{std::max(1, picture.size.width / 2), std::max(1, picture.size.height / 2)};
     const float across[4] = {1.5f / static_cast<float>(half.width), 0, 0, 0};
     const float down[4] = {0, 1.5f / static_cast<float>(half.height), 0, 0};
-    add(half, kBlurProgram, across, &texture_);
+    add(half, kBlurProgram, across, texture_.get());
     add(half, kBlurProgram, down, filters_.back()->texture());
   }
 }
 
 void TextureLayer::Draw() {
-  GsTexture* const seen = filters_.empty() ? &texture_ : filters_.back()->texture();
+  GsTexture* const seen = filters_.empty() ? texture_.get() : filters_.back()->texture();
   if (filters_.empty() || opaque_) {
     DrawWith(kTextureProgram, seen, nullptr);
   } else {
-    DrawWith(kMaskedProgram, seen, &texture_);
+    DrawWith(kMaskedProgram, seen, texture_.get());
   }
 }
+
+PictureLayer::PictureLayer(const Layer& layer, Size size, const Picture& picture, const Stage& stage)
+    : TextureLayer(layer, size, picture, PixelTexture(picture, stage), stage) {}
 
 void PictureLayer::Advance(std::int64_t /*film_ns*/) {
   for (const auto& filter : filters_) {
@@ -115,13 +129,31 @@ void PictureLayer::Advance(std::int64_t /*film_ns*/) {
 
 VideoLayer::VideoLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<VideoPlayer> player,
                        const Stage& stage, std::int64_t begin_ns)
-    : TextureLayer(layer, size, picture, stage), player_(std::move(player)), begin_ns_(begin_ns) {}
+    : TextureLayer(layer, size, picture, VideoTexture(picture, stage), stage),
+      video_(dynamic_cast<GsVideoTexture*>(texture_.get())),
+      player_(std::move(player)),
+      begin_ns_(begin_ns) {
+  player_->SetForm(video_ ? PictureForm::kPlanes : PictureForm::kPixels);
+  if (video_) Show(picture);
+}
 
 void VideoLayer::Advance(std::int64_t film_ns) {
   const Picture* picture = player_->Take(film_ns - begin_ns_);
   if (!picture) return;
-  texture_.Update(picture->pixels.data(), static_cast<unsigned int>(picture->stride), GsTexture::kTextureRGBA,
-                  static_cast<unsigned int>(picture->size.width), static_cast<unsigned int>(picture->size.height));
+  Show(*picture);
+}
+
+void VideoLayer::Show(const Picture& picture) {
+  if (!video_) {
+    texture_->Update(picture.pixels.data(), ToUnsigned(picture.stride), GsTexture::kTextureRGBA,
+                     ToUnsigned(picture.size.width), ToUnsigned(picture.size.height));
+    return;
+  }
+  const AVFrame& planes = *picture.planes;
+  const unsigned int strides[] = {ToUnsigned(planes.linesize[0]), ToUnsigned(planes.linesize[1]),
+                                  ToUnsigned(planes.linesize[2])};
+  video_->SetColor(picture.matrix, picture.range, picture.site);
+  video_->Update(planes.data, strides);
 }
 
 LayerSource::LayerSource(const Layer& layer, const Description& description)
@@ -136,6 +168,7 @@ LayerSource::LayerSource(const Layer& layer, const Description& description)
     return;
   }
   const auto start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
+  reader->SetForm(PictureForm::kBoth);  // There may be no device yet.
   player_ = std::make_unique<VideoPlayer>(std::move(reader), layer_.loop, description.offline, start_ns);
   if (const Picture* first = player_->Take(start_ns)) picture_ = *first;
   if (picture_.pixels.empty()) throw Error("cannot decode " + layer_.file + ": no picture in it");

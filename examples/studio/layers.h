@@ -9,6 +9,7 @@
 #include <quarn/gs_device.h>
 #include <quarn/gs_item.h>
 #include <quarn/gs_texture.h>
+#include <quarn/gs_video_texture.h>
 
 #include "studio/description.h"
 #include "studio/film_clock.h"
@@ -66,24 +67,28 @@ class ColorLayer : public LayerItem {
 // A texture, seen as it is or through filters.
 class TextureLayer : public LayerItem {
  public:
-  TextureLayer(const Layer& layer, Size size, const Picture& picture, const Stage& stage);
+  // `texture` shows `picture`.
+  TextureLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<GsTexture> texture,
+               const Stage& stage);
   void Draw() override;
 
  protected:
-  GsTexture texture_;
+  const std::unique_ptr<GsTexture> texture_;
   const bool opaque_;
   std::vector<std::unique_ptr<ShaderFilter>> filters_;  // Each reads the one before.
 };
 
 class PictureLayer : public TextureLayer {
  public:
-  using TextureLayer::TextureLayer;
+  PictureLayer(const Layer& layer, Size size, const Picture& picture, const Stage& stage);
 
  protected:
   // A still is filtered once.
   void Advance(std::int64_t film_ns) override;
 };
 
+// Its pictures come as planes where the driver makes their colours faster than the processor would, and the media has
+// them (Device::draws_planes).
 class VideoLayer : public TextureLayer {
  public:
   VideoLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<VideoPlayer> player,
@@ -93,6 +98,9 @@ class VideoLayer : public TextureLayer {
   void Advance(std::int64_t film_ns) override;
 
  private:
+  void Show(const Picture& picture);
+
+  GsVideoTexture* const video_;  // The texture, if it takes planes.
   const std::unique_ptr<VideoPlayer> player_;
   const std::int64_t begin_ns_;
 };

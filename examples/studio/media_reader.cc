@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 extern "C" {
 #include <libavutil/display.h>
@@ -59,6 +60,47 @@ int Coefficients(const AVFrame& frame) {
   }
 }
 
+// What the library takes of a picture as it is, or after its ten bits have been packed otherwise.
+AVPixelFormat PlaneFormat(const AVFrame& frame) {
+  if (frame.colorspace == AVCOL_SPC_SMPTE240M) return AV_PIX_FMT_NONE;
+  bool full_range = false;
+  switch (PlainFormat(frame.format, &full_range)) {
+    case AV_PIX_FMT_YUV420P: return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_NV12: return AV_PIX_FMT_NV12;
+    case AV_PIX_FMT_P010:
+    case AV_PIX_FMT_YUV420P10: return AV_PIX_FMT_P010;
+    default: return AV_PIX_FMT_NONE;
+  }
+}
+
+GsVideoTexture::Layout LayoutOf(AVPixelFormat format) {
+  return format == AV_PIX_FMT_YUV420P ? GsVideoTexture::kLayoutI420
+         : format == AV_PIX_FMT_NV12  ? GsVideoTexture::kLayoutNV12
+                                      : GsVideoTexture::kLayoutP010;
+}
+
+GsVideoTexture::Matrix MatrixOf(const AVFrame& frame) {
+  switch (Coefficients(frame)) {
+    case SWS_CS_ITU709: return GsVideoTexture::kMatrixBT709;
+    case SWS_CS_BT2020: return GsVideoTexture::kMatrixBT2020;
+    default: return GsVideoTexture::kMatrixBT601;
+  }
+}
+
+// Where it is not said, between the pixels, as libswscale has it.
+GsVideoTexture::ChromaSite SiteOf(const AVFrame& frame) {
+  switch (frame.chroma_location) {
+    case AVCHROMA_LOC_LEFT:
+    case AVCHROMA_LOC_TOPLEFT:
+    case AVCHROMA_LOC_BOTTOMLEFT: return GsVideoTexture::kChromaLeft;
+    default: return GsVideoTexture::kChromaCenter;
+  }
+}
+
+bool RowsGoDown(const AVFrame& frame) {
+  return std::all_of(frame.linesize, frame.linesize + 3, [](int stride) { return stride >= 0; });
+}
+
 int AlignedRow(int width) { return (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment; }
 
 bool HasAlpha(const AVFrame& frame) {
@@ -110,6 +152,10 @@ void MediaReader::ShrinkTo(Size size) {
   if (quarter_turns_ % 2) std::swap(size.width, size.height);
   picture_size_ = Size{std::clamp(size.width, 1, std::min(frame_->width, kMaxSide)),
                        std::clamp(size.height, 1, std::min(frame_->height, kMaxSide))};
+  // Planes would lose half of the chroma that a smaller picture still has, and save little.
+  const bool as_it_is =
+      quarter_turns_ == 0 && picture_size_.width == frame_->width && picture_size_.height == frame_->height;
+  plane_format_ = as_it_is ? PlaneFormat(*frame_) : AV_PIX_FMT_NONE;
 }
 
 bool MediaReader::DecodeFrame() {
@@ -126,7 +172,11 @@ std::int64_t MediaReader::FrameTime() {
 bool MediaReader::Next(Picture* picture) {
   if (!frame_waits_ && !DecodeFrame()) return false;
   frame_waits_ = false;
-  if (!Convert(picture)) return false;
+  const PictureForm form = form_;
+  picture->planes.reset();
+  const bool has_planes = plane_format_ != AV_PIX_FMT_NONE;
+  if (has_planes && form != PictureForm::kPixels && !TakePlanes(picture)) return false;
+  if ((!has_planes || form != PictureForm::kPlanes) && !TakePixels(picture)) return false;
   picture->time_ns = FrameTime();
   next_ns_ = picture->time_ns + frame_duration_ns_;
   return true;
@@ -143,7 +193,39 @@ bool MediaReader::Rewind() {
   return true;
 }
 
-bool MediaReader::Convert(Picture* picture) {
+bool MediaReader::TakePlanes(Picture* picture) {
+  bool full_range = frame_->color_range == AVCOL_RANGE_JPEG;
+  const AVPixelFormat from = PlainFormat(frame_->format, &full_range);
+  picture->size = picture_size_;
+  picture->opaque = true;
+  picture->layout = LayoutOf(plane_format_);
+  picture->matrix = MatrixOf(*frame_);
+  picture->range = full_range ? GsVideoTexture::kRangeFull : GsVideoTexture::kRangeLimited;
+  picture->site = SiteOf(*frame_);
+  if (from == plane_format_ && frame_->width == picture_size_.width && frame_->height == picture_size_.height &&
+      RowsGoDown(*frame_)) {
+    picture->planes.reset(av_frame_clone(frame_.get()), AvDeleter());
+    return picture->planes != nullptr;
+  }
+  // Ten bits to be packed otherwise, or a picture in the middle of the media that is unlike the first.
+  AvFrame planes(av_frame_alloc());
+  if (!planes) return false;
+  planes->format = plane_format_;
+  planes->width = picture_size_.width;
+  planes->height = picture_size_.height;
+  if (av_frame_get_buffer(planes.get(), kRowAlignment) < 0) return false;
+  plane_scaler_.reset(sws_getCachedContext(plane_scaler_.release(), frame_->width, frame_->height, from,
+                                           picture_size_.width, picture_size_.height, plane_format_,
+                                           SWS_BILINEAR | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr, nullptr, nullptr));
+  if (!plane_scaler_) return false;
+  const int* table = sws_getCoefficients(Coefficients(*frame_));
+  sws_setColorspaceDetails(plane_scaler_.get(), table, full_range, table, full_range, 0, 1 << 16, 1 << 16);
+  sws_scale(plane_scaler_.get(), frame_->data, frame_->linesize, 0, frame_->height, planes->data, planes->linesize);
+  picture->planes = std::move(planes);
+  return true;
+}
+
+bool MediaReader::TakePixels(Picture* picture) {
   bool full_range = frame_->color_range == AVCOL_RANGE_JPEG;
   const AVPixelFormat from = PlainFormat(frame_->format, &full_range);
   const bool shrinks = picture_size_.width < frame_->width || picture_size_.height < frame_->height;

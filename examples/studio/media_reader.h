@@ -1,10 +1,14 @@
-// Reads a picture or a video with FFmpeg, picture by picture, as RGBA.
+// Reads a picture or a video with FFmpeg, picture by picture, as RGBA or as the planes that the library takes.
 #ifndef QUARN_EXAMPLES_STUDIO_MEDIA_READER_H_
 #define QUARN_EXAMPLES_STUDIO_MEDIA_READER_H_
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include <quarn/gs_video_texture.h>
 
 #include "studio/av.h"
 #include "studio/description.h"
@@ -12,12 +16,26 @@
 
 namespace studio {
 
-// RGBA, not premultiplied, the top row first.
+// How pictures are handed out.
+enum class PictureForm {
+  kPixels,
+  kPlanes,  // What is turned upright, shrunk, transparent or of another layout comes as pixels all the same.
+  kBoth,    // For whoever does not know yet what will draw them.
+};
+
 struct Picture {
   Size size;
+  // RGBA, not premultiplied, the top row first.
   int stride = 0;  // Bytes from a row to the next.
   std::vector<std::uint8_t> pixels;
-  bool opaque = false;       // Every alpha is 255.
+  bool opaque = false;  // Every alpha is 255.
+  // The planes, where there are any: the decoder's own, so that nothing is copied, where the size is right.
+  std::shared_ptr<const AVFrame> planes;
+  GsVideoTexture::Layout layout = GsVideoTexture::kLayoutI420;
+  GsVideoTexture::Matrix matrix = GsVideoTexture::kMatrixBT709;
+  GsVideoTexture::Range range = GsVideoTexture::kRangeLimited;
+  GsVideoTexture::ChromaSite site = GsVideoTexture::kChromaCenter;
+
   std::int64_t time_ns = 0;  // From the media's first picture.
 };
 
@@ -33,6 +51,9 @@ class MediaReader {
   // before Next.
   void ShrinkTo(Size size);
 
+  // As what pictures come from the next one on: pixels before. Any thread.
+  void SetForm(PictureForm form) { form_ = form; }
+
   // Reads the next picture. Returns false at the end, and when the rest cannot be decoded.
   bool Next(Picture* picture);
   // Starts again; times go on where the last picture ended. Returns false when the file cannot be opened any more.
@@ -41,7 +62,8 @@ class MediaReader {
  private:
   void Open();
   bool DecodeFrame();
-  bool Convert(Picture* picture);
+  bool TakePixels(Picture* picture);
+  bool TakePlanes(Picture* picture);
   std::int64_t FrameTime();
 
   const std::string file_;
@@ -54,6 +76,7 @@ class MediaReader {
   AvPacket packet_;
   AvFrame frame_;
   AvScaler scaler_;
+  AvScaler plane_scaler_;
   int stream_ = -1;
   bool draining_ = false;
   bool frame_waits_ = false;  // `frame_` has been decoded and not yet been handed out.
@@ -62,6 +85,8 @@ class MediaReader {
   std::int64_t next_ns_ = 0;   // Where the picture after the last one is expected.
   std::int64_t frame_duration_ns_ = 0;
   std::vector<std::uint8_t> turned_;
+  std::atomic<PictureForm> form_{PictureForm::kPixels};
+  AVPixelFormat plane_format_ = AV_PIX_FMT_NONE;  // Of the planes of every picture; none: there are none.
 };
 
 }  // namespace studio

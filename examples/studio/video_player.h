@@ -25,6 +25,9 @@ class VideoPlayer {
   VideoPlayer(const VideoPlayer&) = delete;
   VideoPlayer& operator=(const VideoPlayer&) = delete;
 
+  // As what pictures come that are decoded from now on.
+  void SetForm(PictureForm form) { reader_->SetForm(form); }
+
   // The newest picture due at `film_ns`; null when there is none that was not taken before. Valid until the next call.
   const Picture* Take(std::int64_t film_ns);
 

@@ -18,7 +18,7 @@
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/gl_version.h"
 #include "graphics/opengl/graphics_shader_gl.h"
-#include "graphics/opengl/packed_planes.h"
+#include "graphics/opengl/plane_programs.h"
 #include "graphics/opengl/scoped_binding.h"
 
 namespace {

@@ -82,7 +82,7 @@ class GraphicsContextGL : public GraphicsContextImpl {
 
   // Draws over the viewport with the program in use, whose vertex source makes a triangle of the vertices 0, 1 and 2.
   void DrawViewPort();
-  // The programs of packed planes.
+  // The programs of planes.
   PlanePrograms& plane_programs() { return *plane_programs_; }
 
   // What drawing has bound.

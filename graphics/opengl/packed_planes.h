@@ -6,39 +6,8 @@
 #include <memory>
 
 #include "graphics/opengl/gl_object.h"
-#include "graphics/opengl/graphics_shader_gl.h"
 #include "graphics/opengl/graphics_texture_gl.h"
-
-// The programs, which the outputs of a context share. Used with the GL context current.
-class PlanePrograms {
- public:
-  enum Kind : int {
-    kLuma,           // A plane of luma: each pixel is one of the picture.
-    kChroma,         // A plane of U or of V: each pixel is the mean of four.
-    kInterleavedUV,  // The same of both, in turn.
-    kKinds,
-  };
-  struct Program {
-    explicit Program(const char* name) : shader(name) {}
-
-    GraphicsShaderGL shader;
-    GLint rows = -1;  // Locations of the uniforms.
-    GLint origin = -1;
-    GLint size = -1;
-  };
-
-  // The program, which is built when it is first asked for; null, with the compiler's message in the log, where it
-  // cannot be.
-  Program* Get(Kind kind);
-  // Deletes them.
-  void Release();
-  // Lets go of them without a GL call: they die with their context.
-  void Forget();
-
- private:
-  std::unique_ptr<Program> programs_[kKinds];
-  bool failed_[kKinds] = {};
-};
+#include "graphics/opengl/plane_programs.h"
 
 // Makes the same bytes as a pass with "to_y", "to_uv", "to_u" or "to_v" for each plane does, where the picture is as
 // large as the scene: in a quarter of the fragments, and in one target, which each plane is read from as bytes of its

@@ -90,6 +90,7 @@
 #include <quarn/gs_screen_dup.h>
 #include <quarn/gs_texture.h>
 #include <quarn/gs_types.h>
+#include <quarn/gs_video_texture.h>
 #include <quarn/gs_view.h>
 #include <quarn/qn_audio_input.h>
 #include <quarn/qn_audio_mixer.h>

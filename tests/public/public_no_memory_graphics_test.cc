@@ -127,6 +127,32 @@ TEST_F(NoMemoryGraphicsTest, TaskIsDropped) {
             0);
 }
 
+TEST_F(NoMemoryGraphicsTest, VideoTextureIsInert) {
+  const unsigned char plane[16] = {};
+  const unsigned char* const planes[] = {plane, plane, plane};
+  const unsigned int strides[] = {4, 4, 4};
+  // On a device of its own each time, for it keeps the program.
+  const int failures = FailingAllocations::Run([&] {
+    std::optional<FailingAllocations::Pause> pause(std::in_place);
+    GsDevice fresh;
+    ASSERT_TRUE(fresh.Init());
+    host::log::Clear();
+    pause.reset();
+    {
+      GsVideoTexture texture(4, 4, GsVideoTexture::kLayoutI420, &fresh);
+      const bool made = texture.width() == 4;
+      EXPECT_EQ(made, !FailingAllocations::failed());
+      EXPECT_EQ(texture.SetColor(GsVideoTexture::kMatrixBT601, GsVideoTexture::kRangeFull, GsVideoTexture::kChromaLeft),
+                made);
+      EXPECT_EQ(texture.Update(planes, strides), made);
+      pause.emplace();
+      EXPECT_EQ(host::log::CountContaining(kQnLogError, "no memory") > 0, FailingAllocations::failed());
+      EXPECT_TRUE(GsVideoTexture(4, 4, GsVideoTexture::kLayoutI420, &fresh).Update(planes, strides));
+    }
+  });
+  EXPECT_GT(failures, 3);
+}
+
 TEST_F(NoMemoryGraphicsTest, ObjectsAreInert) {
   const unsigned char pixel[4] = {1, 2, 3, 4};
   EXPECT_GT(Run([&] {

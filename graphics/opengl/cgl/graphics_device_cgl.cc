@@ -16,6 +16,7 @@
 #include "graphics/opengl/graphics_output_gl.h"
 #include "graphics/opengl/graphics_scene_gl.h"
 #include "graphics/opengl/graphics_texture_gl.h"
+#include "graphics/opengl/graphics_video_texture_gl.h"
 
 namespace {
 
@@ -130,6 +131,14 @@ GraphicsFilter* GraphicsDeviceCGL::CreateFilter(unsigned int width, unsigned int
   auto filter = std::make_unique<GraphicsFilterGL>(context_, width, height);
   const bool ready = filter->Init();
   return ReadyOrNull(std::move(filter), ready, ContextObject::Kind::kFilter);
+}
+
+GraphicsVideoTexture* GraphicsDeviceCGL::CreateVideoTexture(VideoLayout layout, unsigned int width,
+                                                            unsigned int height) {
+  if (!available() || !CheckSize("A video texture", width, height)) return nullptr;
+  auto texture = std::make_unique<GraphicsVideoTextureGL>(context_, layout, width, height);
+  const bool ready = texture->Init();
+  return ReadyOrNull(std::move(texture), ready, ContextObject::Kind::kTexture);
 }
 
 GraphicsContext* GraphicsDeviceCGL::gs_context() { return context_; }

@@ -5,10 +5,11 @@
 #include <quarn/ref_count.h>
 
 #include "graphics/graphics_device_impl.h"
+#include "graphics/graphics_video_texture.h"
 
 class GraphicsContextCGL;
 
-class GraphicsDeviceCGL : public GraphicsDeviceImpl {
+class GraphicsDeviceCGL : public GraphicsDeviceImpl, public VideoTextureMaker {
  public:
   GraphicsDeviceCGL();
   // Closes the context before the base stops the thread: stop a running device first.
@@ -26,6 +27,7 @@ class GraphicsDeviceCGL : public GraphicsDeviceImpl {
   GraphicsConstantBuffer* CreateConstantBuffer(unsigned int size, const void* data) override;
   GraphicsOutput* CreateOutput(GraphicsScene* scene, unsigned int width, unsigned int height) override;
   GraphicsFilter* CreateFilter(unsigned int width, unsigned int height) override;
+  GraphicsVideoTexture* CreateVideoTexture(VideoLayout layout, unsigned int width, unsigned int height) override;
   GraphicsContext* gs_context() override;
   std::uint64_t TickSource(unsigned long long frame_time, unsigned long long last_tick) override;
   void HandleFilter() override;

@@ -54,6 +54,35 @@ TEST(ToOutputFormatTest, MapsTheRestToNone) {
   EXPECT_EQ(ToOutputFormat(static_cast<GsFormat>(1000)), GraphicsOutput::kOutputNone);
 }
 
+TEST(ToVideoLayoutTest, MapsEveryLayoutAndNoOther) {
+  VideoLayout layout = VideoLayout::kNV12;
+  EXPECT_TRUE(ToVideoLayout(GsVideoTexture::kLayoutP010, &layout));
+  EXPECT_EQ(layout, VideoLayout::kP010);
+  EXPECT_TRUE(ToVideoLayout(GsVideoTexture::kLayoutI420, &layout));
+  EXPECT_EQ(layout, VideoLayout::kI420);
+  EXPECT_TRUE(ToVideoLayout(GsVideoTexture::kLayoutNV12, &layout));
+  EXPECT_EQ(layout, VideoLayout::kNV12);
+  EXPECT_FALSE(ToVideoLayout(static_cast<GsVideoTexture::Layout>(3), &layout));
+  EXPECT_FALSE(ToVideoLayout(static_cast<GsVideoTexture::Layout>(-1), &layout));
+  EXPECT_EQ(layout, VideoLayout::kNV12);
+}
+
+TEST(ToVideoColorTest, MapsEveryColorAndNoOther) {
+  using Video = GsVideoTexture;
+  VideoColor color;
+  EXPECT_TRUE(ToVideoColor(Video::kMatrixBT601, Video::kRangeFull, Video::kChromaLeft, &color));
+  EXPECT_TRUE(color == (VideoColor{VideoMatrix::kBT601, true, false}));
+  EXPECT_TRUE(ToVideoColor(Video::kMatrixBT709, Video::kRangeLimited, Video::kChromaCenter, &color));
+  EXPECT_TRUE(color == (VideoColor{VideoMatrix::kBT709, false, true}));
+  EXPECT_TRUE(ToVideoColor(Video::kMatrixBT2020, Video::kRangeLimited, Video::kChromaCenter, &color));
+  const VideoColor last{VideoMatrix::kBT2020, false, true};
+  EXPECT_TRUE(color == last);
+  EXPECT_FALSE(ToVideoColor(static_cast<Video::Matrix>(3), Video::kRangeFull, Video::kChromaLeft, &color));
+  EXPECT_FALSE(ToVideoColor(Video::kMatrixBT601, static_cast<Video::Range>(2), Video::kChromaLeft, &color));
+  EXPECT_FALSE(ToVideoColor(Video::kMatrixBT601, Video::kRangeFull, static_cast<Video::ChromaSite>(2), &color));
+  EXPECT_TRUE(color == last);
+}
+
 TEST(GsWindowInfoTest, TheHandleIsCopied) {
   char window = 0;
   InternalWindowInfo internal_info = {};
