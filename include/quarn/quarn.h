@@ -4,9 +4,8 @@
 // halves, which know nothing of each other but the clock (qn_os.h):
 //
 // - The engine. A host puts GsItems into GsScenes: GsPictureItems, or what it derives, which draws by itself
-// (GsContext,
-//   GsTexture, GsConstantBuffer, GsFilter). A GsDevice composites the scenes on a steady grid of frames, hands the
-//   pictures to outputs (GsOutputRaw, GsOutputTex) and shows them in views (GsView, GsViewImpl).
+//   (GsContext, GsTexture, GsConstantBuffer, GsFilter). A GsDevice composites the scenes on a steady grid of frames,
+//   hands the pictures to outputs (GsOutputRaw, GsOutputTex) and shows them in views (GsView, GsViewImpl).
 // - The mixer. A QnAudioMixer adds up the sound of QnAudioInputs, in blocks of 50 ms.
 //
 // Nothing is thrown across the interface. What cannot be done says so in the log (qn_log.h) and answers false, null or

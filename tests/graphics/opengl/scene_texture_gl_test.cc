@@ -74,6 +74,8 @@ TEST_F(SceneTextureGLTest, TellsTheContextWhichSceneIsShownInWhich) {
     EXPECT_TRUE(context()->shown_scenes().InItself(&other->target));
     scene.draw = nullptr;
     context()->DrawSceneOutput();
+    context()->DrawSceneOutput();
+    EXPECT_TRUE(context()->shown_scenes().InItself(&other->target));
   }
   EXPECT_TRUE(context()->shown_scenes().empty()) << "a scene that is gone leaves nothing";
 }
@@ -103,6 +105,8 @@ TEST_F(SceneTextureGLTest, InItselfItIsThePictureOfTheFrameBefore) {
 // Only as long as it is needed.
 TEST_F(SceneTextureGLTest, KeepsACopyWhileItIsShownInItself) {
   Scene scene(context());
+  const auto white = test::MakeTexture(context(), Plain({1, 1, 1, 1}));
+  scene.draw = [&] { Show(white.get()); };
   const auto objects = [] { return gl_spy::LiveObjects(); };
   context()->DrawSceneOutput();
   const int plain = objects();
