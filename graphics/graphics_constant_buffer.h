@@ -10,4 +10,8 @@ class GraphicsConstantBuffer {
   virtual void Unbind() = 0;
 };
 
+// Has a buffer that belongs to another object of the host's not be counted among the buffers that a host may leave
+// behind. Null for no buffer.
+void CountAsPart(GraphicsConstantBuffer* buffer);
+
 #endif  // QUARN_GRAPHICS_GRAPHICS_CONSTANT_BUFFER_H_

@@ -2,6 +2,7 @@
 #include "graphics/graphics_constant_buffer_impl.h"
 
 #include "foundation/logger.h"
+#include "graphics/context_object.h"
 
 void GraphicsConstantBufferImpl::Update(const void*, unsigned int) {
   Logger::default_logger()->Warn("ConstantBuffer::Update is unimplemented");
@@ -10,3 +11,7 @@ void GraphicsConstantBufferImpl::Update(const void*, unsigned int) {
 bool GraphicsConstantBufferImpl::Bind(int) { return false; }
 
 void GraphicsConstantBufferImpl::Unbind() {}
+
+void CountAsPart(GraphicsConstantBuffer* buffer) {
+  if (auto* const object = dynamic_cast<ContextObject*>(buffer)) object->CountAs(ContextObject::Kind::kPart);
+}

@@ -7,12 +7,13 @@
 #include <utility>
 
 #include "foundation/logger.h"
+#include "foundation/no_memory.h"
 #include "graphics/color_matrix.h"
 #include "graphics/frame_times.h"
 #include "graphics/graphics_filter.h"
 #include "graphics/graphics_item.h"
 #include "graphics/graphics_output.h"
-#include "graphics/graphics_scene.h"
+#include "graphics/graphics_scene_impl.h"
 #include "graphics/graphics_shader.h"
 #include "graphics/graphics_view.h"
 
@@ -137,6 +138,7 @@ void GraphicsContextImpl::AddScene(GraphicsScene* scene) {
 void GraphicsContextImpl::RemoveScene(GraphicsScene* scene) {
   MutexLocker<GraphicsContextImpl> lock(*this);
   scenes_.Remove(scene);
+  shown_scenes_.Forget(scene);
 }
 
 void GraphicsContextImpl::AddView(GraphicsView* view) {
@@ -171,9 +173,27 @@ void GraphicsContextImpl::HandleFilters() {
 
 void GraphicsContextImpl::DrawSceneOutput() {
   MutexLocker<GraphicsContextImpl> lock(*this);
-  scenes_.Walk([](GraphicsScene* scene) {
-    if (scene->HasRef()) scene->Draw();
+  const auto draw = [this](GraphicsScene* scene) {
+    if (!scene->HasRef()) return;
+    const GraphicsScene* const before = std::exchange(drawn_scene_, scene);
+    scene->Draw();
+    drawn_scene_ = before;
+  };
+  if (shown_scenes_.empty()) return scenes_.Walk(draw);
+  scenes_.Walk(draw, [this](GraphicsScene** scenes, std::size_t count) { shown_scenes_.Arrange(scenes, count); });
+}
+
+void GraphicsContextImpl::NoteShownIn(const GraphicsScene* shown, const void* owner) {
+  scenes_.Walk([=](GraphicsScene* scene) {
+    const auto* const impl = dynamic_cast<GraphicsSceneImpl*>(scene);
+    if (!impl || impl->owner() != owner) return;
+    EvenWithoutMemory("The order of scenes that are shown in scenes", [&] { shown_scenes_.Note(shown, scene); });
   });
+}
+
+void GraphicsContextImpl::NoteShown(const GraphicsScene* shown) {
+  if (!drawn_scene_) return;
+  EvenWithoutMemory("The order of scenes that are shown in scenes", [&] { shown_scenes_.Note(shown, drawn_scene_); });
 }
 
 void GraphicsContextImpl::DrawViews() {
@@ -184,6 +204,12 @@ void GraphicsContextImpl::DrawViews() {
 void GraphicsContextImpl::DoOutput(unsigned long long timestamp, int count) {
   MutexLocker<GraphicsContextImpl> lock(*this);
   outputs_.Walk([timestamp, count](GraphicsOutput* output) { output->Output(timestamp, count); });
+}
+
+void GraphicsContextImpl::ReportNoDrawTarget() {
+  if (reported_no_draw_target_.exchange(true, std::memory_order_relaxed)) return;
+  Logger::default_logger()->Error(
+      "DrawRect without a target size does nothing: nothing is being drawn into on this thread; call it inside a Draw");
 }
 
 void GraphicsContextImpl::AddShader(std::string name, GraphicsShader* shader) {

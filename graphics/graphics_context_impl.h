@@ -15,7 +15,9 @@
 #include "foundation/mutex.h"
 #include "graphics/graphics_context.h"
 #include "graphics/registry.h"
+#include "graphics/shown_scenes.h"
 
+class DrawTarget;
 class GraphicsFilter;
 class GraphicsOutput;
 class GraphicsScene;
@@ -89,6 +91,22 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   void DrawViews();
   void DoOutput(unsigned long long timestamp, int count);
 
+  // What is being drawn into, innermost first; null outside of a Draw. The lock guards it.
+  const DrawTarget* draw_target() const { return draw_target_; }
+  void SetDrawTarget(const DrawTarget* target) { draw_target_ = target; }
+  // For a rectangle that wants to know its size, outside of a Draw: the first is logged.
+  void ReportNoDrawTarget();
+
+  // Scenes that are shown in other scenes; the lock guards them. Where memory is missing for a note, a frame comes out
+  // as if it had not been made.
+  const ShownScenes& shown_scenes() const { return shown_scenes_; }
+  // Notes that `shown` is shown in the scene of that owner, if it is in the registry.
+  void NoteShownIn(const GraphicsScene* shown, const void* owner);
+  // Notes that `shown` is shown in the scene that is being drawn.
+  void NoteShown(const GraphicsScene* shown);
+  // The scene that is being drawn; null at any other time.
+  const GraphicsScene* drawn_scene() const { return drawn_scene_; }
+
   // Programs by name. The caller holds the lock, or is the render thread. A name that is taken keeps its program, and
   // the newcomer is destroyed.
   void AddShader(std::string name, GraphicsShader* shader);
@@ -125,6 +143,10 @@ class QUARN_CAPABILITY("mutex") GraphicsContextImpl : public GraphicsContext {
   Registry<GraphicsScene> scenes_;
   Registry<GraphicsView> views_;
   Registry<GraphicsOutput> outputs_;
+  ShownScenes shown_scenes_;
+  const GraphicsScene* drawn_scene_ = nullptr;
+  const DrawTarget* draw_target_ = nullptr;
+  std::atomic<bool> reported_no_draw_target_{false};
   float matrix_full_[16];
   float matrix_limit_[16];
 };

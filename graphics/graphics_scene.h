@@ -25,4 +25,8 @@ class GraphicsScene {
   virtual GraphicsTexture* texture() = 0;
 };
 
+// Says which of the host's objects a scene is of, before anything uses it. Nothing happens for null, and for a scene
+// that is not the engine's own.
+void SetSceneOwner(GraphicsScene* scene, const void* owner);
+
 #endif  // QUARN_GRAPHICS_GRAPHICS_SCENE_H_

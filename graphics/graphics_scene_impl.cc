@@ -29,3 +29,7 @@ void GraphicsSceneImpl::ReleaseRef() { --use_count_; }
 bool GraphicsSceneImpl::HasRef() { return use_count_ > 0; }
 
 GraphicsTexture* GraphicsSceneImpl::texture() { return nullptr; }
+
+void SetSceneOwner(GraphicsScene* scene, const void* owner) {
+  if (auto* const impl = dynamic_cast<GraphicsSceneImpl*>(scene)) impl->SetOwner(owner);
+}

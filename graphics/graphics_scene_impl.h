@@ -23,7 +23,13 @@ class GraphicsSceneImpl : public GraphicsScene {
   bool HasRef() override;
   GraphicsTexture* texture() override;
 
+  // Which of the host's objects the scene is of: a name for it, which is only compared.
+  const void* owner() const { return owner_; }
+  // Thread: before anything else uses the scene.
+  void SetOwner(const void* owner) { owner_ = owner; }
+
  private:
+  const void* owner_ = nullptr;
   unsigned int width_;
   unsigned int height_;
   std::atomic<std::uint32_t> use_count_{0};

@@ -29,8 +29,15 @@ class Registry {
   // is added at the address of one that has gone counts as that one come back.)
   template <class Visit>
   void Walk(Visit visit) {
+    Walk(visit, [](T**, std::size_t) {});
+  }
+
+  // The same in another order: first calls arrange(entries, count), which may exchange them among themselves.
+  template <class Visit, class Arrange>
+  void Walk(Visit visit, Arrange arrange) {
     const std::uint64_t removals = removals_;
     const Copy copy(this);
+    arrange(walked_.data() + copy.begin(), copy.end() - copy.begin());
     for (std::size_t i = copy.begin(); i < copy.end(); ++i) {
       T* const entry = walked_[i];
       if (removals == removals_ || Has(entry)) visit(entry);

@@ -9,20 +9,6 @@
 
 using Pixels = std::vector<unsigned char>;
 
-struct PictureItem : GsItem {
-  PictureItem(const Pixels& rgba, unsigned int width, unsigned int height)
-      : GsItem(gs_vec2(static_cast<float>(width), static_cast<float>(height)), nullptr),
-        texture(rgba.data(), width * 4, GsTexture::kTextureRGBA, width, height, nullptr) {}
-  void Draw() override {
-    GsContextDefault::SetViewport(0, 0, 640, 360);
-    if (!GsContextDefault::BindShader("rgba")) return;
-    const GsTextureBinder binder(&texture);
-    GsContextDefault::DrawRect(gs_transform(pos(), size(), rotation()), gs_vec2(640, 360));
-    GsContextDefault::UnbindShader();
-  }
-  GsTexture texture;
-};
-
 struct FirstFrame : GsOutputRaw {
   explicit FirstFrame(GsScene* scene) : GsOutputRaw(scene, 640, 360, kGsFormatRGBA, nullptr) {}
   void OnFrame(const GsFrame& frame) override {
@@ -36,7 +22,7 @@ struct FirstFrame : GsOutputRaw {
 Pixels Composite(const Pixels& rgba, unsigned int width, unsigned int height) {
   const auto scene = MakeRef<RefCounted<GsScene>>(640u, 360u, nullptr);
   if (scene->width() == 0) return {};  // No OpenGL 3.2 here.
-  const auto item = MakeRef<RefCounted<PictureItem>>(rgba, width, height);
+  const auto item = MakeRef<RefCounted<GsPictureItem>>(rgba.data(), width * 4, width, height);
   item->SetRotation(15 * 3.14159f / 180);
   scene->AddItem(item);
   FirstFrame output(scene);

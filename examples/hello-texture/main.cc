@@ -18,10 +18,9 @@ struct Stripes : GsItem {
     constants.Update(phase, sizeof(phase));
   }
   void Draw() override {
-    GsContextDefault::SetViewport(0, 0, 640, 360);
     if (!GsContextDefault::BindShader("stripes")) return;
     constants.Bind(0);
-    GsContextDefault::DrawRect(gs_transform(pos(), size()), gs_vec2(640, 360));
+    GsContextDefault::DrawRect(gs_transform(pos(), size()));
     constants.Unbind();
     GsContextDefault::UnbindShader();
   }

@@ -7,21 +7,10 @@
 
 #include <quarn/quarn.h>
 
-struct Card : GsItem {
-  Card() : GsItem(gs_vec2(240, 160), nullptr) {}
+struct Card : GsPictureItem {
+  Card() : GsPictureItem(gs_vec2(240, 160), gs_vec3(1, 0.5f, 0)) {}
   void TickSource() override { SetRotation(0.3f * std::sin(phase += 0.05f)); }
-  void Draw() override {
-    GsContextDefault::SetViewport(0, 0, 640, 360);
-    if (!GsContextDefault::BindShader("rgba")) return;
-    {
-      const GsTextureBinder binder(&texture);
-      GsContextDefault::DrawRect(gs_transform(pos(), size(), rotation()), gs_vec2(640, 360));
-    }
-    GsContextDefault::UnbindShader();
-  }
   float phase = 0;
-  const unsigned char orange[4] = {255, 128, 0, 255};
-  GsTexture texture{orange, 4, GsTexture::kTextureRGBA, 1, 1, nullptr};
 };
 
 // Shows the scene in an X11 window, given by its id.

@@ -7,7 +7,7 @@
 #include "graphics/graphics_scene_impl.h"
 #include "graphics/opengl/gl_object.h"
 
-class GraphicsTextureGL;
+class SceneTextureGL;
 
 class GraphicsSceneGL : public GraphicsSceneImpl, public GLObject {
  public:
@@ -25,7 +25,7 @@ class GraphicsSceneGL : public GraphicsSceneImpl, public GLObject {
   GraphicsTexture* texture() override;
 
  private:
-  std::unique_ptr<GraphicsTextureGL> texture_;
+  std::unique_ptr<SceneTextureGL> texture_;
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_GRAPHICS_SCENE_GL_H_

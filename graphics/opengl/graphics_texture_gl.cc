@@ -95,17 +95,23 @@ void GraphicsTextureGL::Upload(GLenum storage, const unsigned char* pixels) {
 bool GraphicsTextureGL::CanDraw(const char* operation) const { return context() && context()->CanDraw(operation); }
 
 bool GraphicsTextureGL::BindShaderResource(int slot) {
-  if (!texture_) {
-    Logger::default_logger()->Warn("GraphicsTextureGL::BindShaderResource Texture is null");
-    return false;
-  }
-  if (!CanDraw("Binding a texture")) return false;
+  if (!CanSample()) return false;
+  BindToUnit(slot, texture_);
+  return true;
+}
+
+bool GraphicsTextureGL::CanSample() const {
+  if (texture_) return CanDraw("Binding a texture");
+  Logger::default_logger()->Warn("GraphicsTextureGL::BindShaderResource Texture is null");
+  return false;
+}
+
+void GraphicsTextureGL::BindToUnit(int slot, GLuint name) {
   slot_ = slot;
   glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + slot));
   CheckGLError(__FILE__, __LINE__);
-  context()->bindings().BindTexture(slot, {target(), texture_, width(), height()});
+  context()->bindings().BindTexture(slot, {target(), name, width(), height()});
   CheckGLError(__FILE__, __LINE__);
-  return true;
 }
 
 void GraphicsTextureGL::ReleaseShaderResource() {

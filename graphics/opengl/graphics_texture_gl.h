@@ -46,6 +46,12 @@ class GraphicsTextureGL : public GraphicsTextureImpl, public GLObject {
   void Update(GraphicsFrame&& frame) override;
   void Update(void* external_image) override;
 
+ protected:
+  // Whether there is a texture that can be bound to a unit now; if not, the log says why.
+  bool CanSample() const;
+  // Binds a texture of this one's kind and size to the unit, which ReleaseShaderResource will give back.
+  void BindToUnit(int slot, GLuint name);
+
  private:
   bool Create(bool render_target);
   // Deletes what Create has made, with the context current.

@@ -3,6 +3,7 @@
 #define QUARN_GRAPHICS_PUBLIC_GS_BRIDGE_H_
 
 #include "foundation/no_memory.h"
+#include "graphics/draw_target.h"
 
 // What an engine object calls in place of the host's own object. `Callback` is the engine's interface, of one
 // operation, and `Host` the public class. It lives from attach to detach; the render thread calls it.
@@ -16,6 +17,14 @@ class GsBridge : public Callback {
   void Lead(void (Host::*overridden)()) {
     if (host_) (host_->*overridden)();
   }
+  // The same for a Draw, into something of that size in pixels.
+  void LeadDraw(void (Host::*overridden)(), GraphicsContext* context, unsigned int width, unsigned int height) {
+    const DrawTarget target(context, width, height);
+    Lead(overridden);
+  }
+
+  // Null for none.
+  Host* host() const { return host_; }
 
  private:
   Host* const host_;

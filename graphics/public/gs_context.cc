@@ -6,6 +6,7 @@
 #include <quarn/gs_device.h>
 
 #include "foundation/no_memory.h"
+#include "graphics/draw_target.h"
 #include "graphics/graphics_context.h"
 #include "graphics/graphics_device.h"
 #include "graphics/internal_types.h"
@@ -33,12 +34,25 @@ void GsContext::UnbindShader() {
   if (GraphicsContext* context = Resolve(device_)) context->UnbindShader();
 }
 
+gs_vec2 GsContext::target_size() const {
+  const internal_vec2 size = DrawTargetSize(Resolve(device_));
+  return gs_vec2(size.x, size.y);
+}
+
 void GsContext::SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
   if (GraphicsContext* context = Resolve(device_)) context->SetViewPort(x, y, width, height);
 }
 
 void GsContext::DrawRect(const gs_transform& transform, const gs_vec2& target_size) {
   if (GraphicsContext* context = Resolve(device_)) context->DrawRect(transform, target_size);
+}
+
+void GsContext::DrawRect(const gs_transform& transform) {
+  GraphicsContext* const context = Resolve(device_);
+  if (!context) return;
+  const internal_vec2 size = DrawTargetSize(context);
+  if (size.x == 0.0f || size.y == 0.0f) return ReportNoDrawTarget(context);
+  context->DrawRect(transform, size);
 }
 
 void GsContext::DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices,
@@ -53,6 +67,8 @@ bool GsContextDefault::BindShader(const char* name) { return GsContext(app_defau
 
 void GsContextDefault::UnbindShader() { GsContext(app_default_device).UnbindShader(); }
 
+gs_vec2 GsContextDefault::target_size() { return GsContext(app_default_device).target_size(); }
+
 void GsContextDefault::SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
   GsContext(app_default_device).SetViewport(x, y, width, height);
 }
@@ -60,6 +76,8 @@ void GsContextDefault::SetViewport(unsigned int x, unsigned int y, unsigned int 
 void GsContextDefault::DrawRect(const gs_transform& transform, const gs_vec2& target_size) {
   GsContext(app_default_device).DrawRect(transform, target_size);
 }
+
+void GsContextDefault::DrawRect(const gs_transform& transform) { GsContext(app_default_device).DrawRect(transform); }
 
 void GsContextDefault::DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices,
                                        unsigned int index_count, const gs_transform& transform,

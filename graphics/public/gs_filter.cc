@@ -17,7 +17,12 @@
 class GsFilterOnDraw : public GsBridge<GraphicsFilter::DrawCallback, GsFilter> {
  public:
   using GsBridge::GsBridge;
-  void Draw() override { Lead(&GsFilter::Draw); }
+  void Draw() override {
+    GsFilter* const filter = host();
+    const GsTexture* const target = filter ? filter->texture_ : nullptr;  // It may have another size than is reported.
+    if (filter)
+      LeadDraw(&GsFilter::Draw, filter->context_, target ? target->width() : 0, target ? target->height() : 0);
+  }
 };
 
 namespace {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <quarn/gs_item.h>
+#include <quarn/gs_texture.h>
 
 #include "foundation/mutex.h"
 
@@ -92,6 +93,10 @@ class GsItemList {
       for (auto& entry : entries) list->push_back(std::move(entry.second));
     } while (!Exchange(&old, list, nullptr, nullptr));
   }
+
+  // The scene's picture as hosts sample it, null without one. It stands here because the fields of the scene are part
+  // of the interface; the scene sets it once, before anybody uses it.
+  std::unique_ptr<GsTexture> picture;
 
   std::size_t size() {
     MutexLocker<Mutex> lock(mutex_);

@@ -2,7 +2,10 @@
 // bridge.
 #include <quarn/gs_scene.h>
 
+#include <utility>
+
 #include <quarn/gs_item.h>
+#include <quarn/gs_texture.h>
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
@@ -12,13 +15,16 @@
 #include "graphics/graphics_scene.h"
 #include "graphics/public/gs_bridge.h"
 #include "graphics/public/gs_item_list.h"
+#include "graphics/public/gs_scene_use.h"
 #include "graphics/public/to_engine.h"
 
 // Leads the engine scene's draw to the host's.
 class GsSceneOnDraw : public GsBridge<GraphicsScene::DrawCallback, GsScene> {
  public:
   using GsBridge::GsBridge;
-  void Draw() override { Lead(&GsScene::Draw); }
+  void Draw() override {
+    if (GsScene* const scene = host()) LeadDraw(&GsScene::Draw, scene->context_, scene->width(), scene->height());
+  }
 };
 
 GsScene::GsScene(unsigned int width, unsigned int height, GsDevice* device) {
@@ -26,7 +32,12 @@ GsScene::GsScene(unsigned int width, unsigned int height, GsDevice* device) {
   GraphicsDevice* engine = ResolveDevice(device);
   if (!engine) return;
   context_ = AcquireContext(engine->gs_context());
-  EvenWithoutMemory("GsScene::GsScene", [&] { impl_ = engine->CreateScene(width, height); });
+  EvenWithoutMemory("GsScene::GsScene", [&] {
+    impl_ = engine->CreateScene(width, height);
+    SetSceneOwner(impl_, this);
+    GraphicsTexture* const target = impl_ ? impl_->texture() : nullptr;
+    if (target && items_) items_->picture = std::make_unique<GsTexture>(target);
+  });
 }
 
 GsScene::~GsScene() {
@@ -111,4 +122,20 @@ unsigned int GsScene::width() const { return impl_ ? impl_->width() : 0; }
 
 unsigned int GsScene::height() const { return impl_ ? impl_->height() : 0; }
 
+GsTexture* GsScene::texture() const { return items_ ? items_->picture.get() : nullptr; }
+
 GraphicsScene* GsScene::impl() const { return impl_; }
+
+GsSceneHold::GsSceneHold(GsScene* scene) : scene_(GsSceneUse(scene).Leave()) {}
+
+GsSceneHold::~GsSceneHold() { const GsSceneUse last_use = GsSceneUse::Adopt(scene_); }
+
+GsSceneHold::GsSceneHold(GsSceneHold&& other) noexcept : scene_(std::exchange(other.scene_, nullptr)) {}
+
+GsSceneHold& GsSceneHold::operator=(GsSceneHold&& other) noexcept {
+  GsSceneHold taken(std::move(other));
+  std::swap(scene_, taken.scene_);
+  return *this;
+}
+
+GsScene* GsSceneHold::scene() const { return scene_; }

@@ -23,7 +23,9 @@
 class GsViewOnDraw : public GsBridge<GraphicsView::DrawCallback, GsView> {
  public:
   using GsBridge::GsBridge;
-  void Draw() override { Lead(&GsView::Draw); }
+  void Draw() override {
+    if (GsView* const view = host()) LeadDraw(&GsView::Draw, view->context_, view->width(), view->height());
+  }
 };
 
 GsView::GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device) {

@@ -16,12 +16,13 @@ struct GsVertex {
 // The drawing operations of a device; a small value to make on the stack.
 //
 //   GsContext context(device);
-//   context.SetViewport(0, 0, width, height);
 //   if (context.BindShader("rgba")) {
 //     GsTextureBinder binder(texture);
-//     context.DrawRect(gs_transform(pos(), size(), rotation()), gs_vec2(width, height));
+//     context.DrawRect(gs_transform(pos(), size(), rotation()));
 //     context.UnbindShader();
 //   }
+//
+// When the Draw of a scene, a filter or a view begins, the viewport is the whole of what it draws into.
 //
 // At any other time than inside a frame callback, or while a context of the host's own is current, nothing happens; the
 // first such call is logged as an error. Without a device nothing happens.
@@ -43,7 +44,13 @@ class QUARN_EXPORT GsContext {
   bool BindShader(const char* name);
   // Leaves no program current.
   void UnbindShader();
-  // Sets the part of the target to draw into.
+  // Returns the width and height in pixels of what is being drawn into: the scene, the filter or the view whose Draw
+  // runs. (0, 0) outside of a Draw, and without a device.
+  //
+  // Thread: any; another than the render thread is told (0, 0).
+  gs_vec2 target_size() const;
+  // Sets the part of the target to draw into, for all that is drawn next, by other items too: whoever sets a part of
+  // the target sets the whole of it again.
   //
   // `x`, `y`, `width`, `height`: pixels, from the target's lower left corner.
   void SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
@@ -52,6 +59,11 @@ class QUARN_EXPORT GsContext {
   // `transform`: where the rectangle goes.
   // `target_size`: the width and height of the target in pixels.
   void DrawRect(const gs_transform& transform, const gs_vec2& target_size);
+  // Draws a rectangle with the current program into a target of target_size(). Outside of a Draw nothing happens; the
+  // first such call is logged as an error.
+  //
+  // `transform`: where the rectangle goes.
+  void DrawRect(const gs_transform& transform);
   // Reserved: the device of this version only logs a warning.
   void DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices, unsigned int index_count,
                        const gs_transform& transform, const gs_vec2& target_size);
@@ -68,10 +80,15 @@ namespace GsContextDefault {
 QUARN_EXPORT bool BindShader(const char* name);
 // Does what GsContext::UnbindShader does.
 QUARN_EXPORT void UnbindShader();
+// Does what GsContext::target_size does.
+//
+// Thread: any; another than the render thread is told (0, 0).
+QUARN_EXPORT gs_vec2 target_size();
 // Does what GsContext::SetViewport does.
 QUARN_EXPORT void SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
 // Does what GsContext::DrawRect does.
 QUARN_EXPORT void DrawRect(const gs_transform& transform, const gs_vec2& target_size);
+QUARN_EXPORT void DrawRect(const gs_transform& transform);
 // Does what GsContext::DrawVertexArray does.
 QUARN_EXPORT void DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices,
                                   unsigned int index_count, const gs_transform& transform, const gs_vec2& target_size);

@@ -29,8 +29,8 @@ class QUARN_EXPORT GsFilter {
   // Blocks: stage.
   virtual ~GsFilter();
 
-  // Draws into the target, which is cleared to opaque black, with blending on; set the viewport first. Does nothing by
-  // default.
+  // Draws into the target, which is cleared to opaque black, with blending on and the viewport being the whole of it.
+  // Does nothing by default.
   //
   // Thread: render, with the GL context current and the target bound; called by the library.
   // Callback safety: frame callback.
@@ -71,6 +71,8 @@ class QUARN_EXPORT GsFilter {
   GsTexture* texture() const;
 
  private:
+  friend class GsFilterOnDraw;
+
   GraphicsFilter* impl_ = nullptr;
   GsFilterOnDraw* on_draw_ = nullptr;
   GsTexture* texture_ = nullptr;

@@ -37,7 +37,8 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   // items, itself too. An item that is added meanwhile is ticked from the next frame on.
   virtual void TickSource();
   // Draws the item into its scene; called for visible items, in the scene's order. Does nothing by default. Blending is
-  // on; set the viewport first.
+  // on, and the viewport is the whole canvas, unless the scene or an item before has set another. How large the canvas
+  // is, GsContext::target_size tells: an item may be in several.
   //
   // Thread: render, with the GL context current.
   // Callback safety: frame callback; may add and remove items, itself too.

@@ -14,12 +14,19 @@ class GsItem;
 class GsItemList;
 class GsSceneOnDraw;
 class GsSceneUse;
+class GsTexture;
 
 // A canvas of a fixed size with a list of items, the first at the bottom. It starts opaque black every frame and is
 // rendered only while it is in use. Counted by reference: see RefCounted.
 //
 // An item may be in two scenes: it is ticked once a frame and drawn in both. Removing it from either, and taking either
 // out of use, stops its ticks in both.
+//
+// A scene may be part of another one's picture: an item there draws texture(), as a GsPictureItem does by itself
+// (gs_picture_item.h). Within a frame it is drawn before the scenes that show it, so that they show its picture of the
+// same frame. An item of the host's own that draws texture() has that from the second frame on: the first tells that it
+// does. Of scenes that show each other, and in a scene that shows itself, the picture of the frame before is what is
+// shown; of the latter a copy is made in each frame.
 //
 // Thread: any, also while the scene is rendered.
 class QUARN_EXPORT GsScene : public RefCountInterface {
@@ -37,8 +44,8 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   // Blocks: stage.
   ~GsScene() override;
 
-  // Draws one frame: by default Draw of every visible item in order. An override may replace or extend it; blending is
-  // on; set the viewport first.
+  // Draws one frame: by default Draw of every visible item in order. An override may replace or extend it. Blending is
+  // on, and the viewport is the whole canvas.
   //
   // Thread: render, with the GL context current and the canvas bound; called by the library.
   // Callback safety: frame callback.
@@ -93,16 +100,59 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   // Returns the height in pixels; 0 for an inert scene.
   unsigned int height() const;
 
+  // Returns the scene's last picture, to be drawn with: "rgba" shows it upright. It is opaque black until the scene has
+  // been rendered, and changes only while the scene is in use: see GsSceneHold. Null for an inert scene.
+  //
+  // Ownership: the scene's.
+  GsTexture* texture() const;
+
   // For the library's own use.
   GraphicsScene* impl() const;
 
  private:
+  friend class GsSceneOnDraw;
   friend class GsSceneUse;
 
   GraphicsScene* impl_ = nullptr;
   std::unique_ptr<GsItemList> items_;
   GsSceneOnDraw* on_draw_ = nullptr;
   GraphicsContext* context_ = nullptr;  // Its lock orders attaching and detaching.
+};
+
+// Keeps a scene in use, and so rendered, for as long as it lives, as an output and a view do: for a scene whose
+// texture() is drawn with.
+//
+//   GsSceneHold hold(scene);  // From the next frame on scene->texture() has its picture.
+//
+// Thread: caller-serialised, and its end not in a frame callback where it drops the last reference on the scene.
+class QUARN_EXPORT GsSceneHold {
+ public:
+  // Holds nothing.
+  GsSceneHold() = default;
+  // Takes a scene into use.
+  //
+  // `scene`: null for none.
+  //
+  // Blocks: stage.
+  // Ownership: takes a reference on the scene.
+  explicit GsSceneHold(GsScene* scene);
+  // Lets go of the scene.
+  //
+  // Blocks: stage.
+  // Ownership: drops the reference on the scene.
+  ~GsSceneHold();
+  // Takes over what another holds, which is left with nothing.
+  GsSceneHold(GsSceneHold&& other) noexcept;
+  // Lets go of the scene, and takes over what another holds.
+  //
+  // Blocks: stage.
+  GsSceneHold& operator=(GsSceneHold&& other) noexcept;
+
+  // Returns what is held, or null.
+  GsScene* scene() const;
+
+ private:
+  GsScene* scene_ = nullptr;
 };
 
 #endif  // QUARN_GS_SCENE_H_

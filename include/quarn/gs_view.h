@@ -90,7 +90,7 @@ class QUARN_EXPORT GsView {
   // Thread: any.
   // Blocks: while the view is drawn.
   virtual void Resize(unsigned int width, unsigned int height);
-  // Draws a frame; nothing by default. Blending is on; set the viewport, (0, 0, width(), height()), first.
+  // Draws a frame; nothing by default. Blending is on, and the viewport is the whole view.
   //
   // Thread: render, with the GL context current and the view's picture bound; called by the library.
   // Callback safety: frame callback; may detach the view, and must not destroy it.
@@ -163,6 +163,8 @@ class QUARN_EXPORT GsView {
   bool CanShow(GsScene* scene) const;
 
  private:
+  friend class GsViewOnDraw;
+
   GraphicsView* impl_ = nullptr;
   GsScene* scene_ = nullptr;
 

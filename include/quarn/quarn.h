@@ -3,9 +3,9 @@
 // Quarn makes pictures out of pictures on the GPU, frame by frame, and mixes sound on the same clock. It has two
 // halves, which know nothing of each other but the clock (qn_os.h):
 //
-// - The engine. A host derives GsItems, which draw (GsContext, GsTexture, GsConstantBuffer, GsFilter), and puts them
-//   into GsScenes. A GsDevice composites the scenes on a steady grid of frames, hands the pictures to outputs
-//   (GsOutputRaw, GsOutputTex) and shows them in views (GsView, GsViewImpl).
+// - The engine. A host puts GsItems into GsScenes: GsPictureItems, or what it derives, which draws by itself
+//   (GsContext, GsTexture, GsConstantBuffer, GsFilter). A GsDevice composites the scenes on a steady grid of frames,
+//   hands the pictures to outputs (GsOutputRaw, GsOutputTex) and shows them in views (GsView, GsViewImpl).
 // - The mixer. A QnAudioMixer adds up the sound of QnAudioInputs, in blocks of 50 ms.
 //
 // Nothing is thrown across the interface. What cannot be done says so in the log (qn_log.h) and answers false, null or
@@ -22,7 +22,8 @@
 //   scenes are drawn and the pictures handed to the outputs, the views are drawn; after a sleep the queued tasks run.
 //   The period is the time from one frame to the next, one second divided by the frame rate, and the frames lie on a
 //   grid of whole periods: points of it that a slow frame has missed are skipped.
-// - A scene is in use while an output or a view holds it. Only then is it drawn, and are its items ticked.
+// - A scene is in use while an output, a view or a GsSceneHold holds it, or a GsPictureItem that shows it. Only then is
+//   it drawn, and are its items ticked.
 // - The render thread is the one that the frames run on: a thread of the library's own where the device was started.
 // - A host-driven device was not started: the host calls the stages itself, from one thread, which is then the render
 //   thread (GsDevice::InitThreadContext).
@@ -86,6 +87,7 @@
 #include <quarn/gs_frame_times.h>
 #include <quarn/gs_item.h>
 #include <quarn/gs_output.h>
+#include <quarn/gs_picture_item.h>
 #include <quarn/gs_scene.h>
 #include <quarn/gs_screen_dup.h>
 #include <quarn/gs_texture.h>

@@ -182,6 +182,28 @@ TEST_F(GraphicsContextImplTest, SceneWithoutAUserIsNotDrawn) {
   EXPECT_THAT(journal_, ElementsAre("used"));
 }
 
+TEST_F(GraphicsContextImplTest, ASceneThatIsShownInAnotherIsDrawnBeforeIt) {
+  TestScene a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
+  for (TestScene* scene : {&a, &b, &c}) context_.AddScene(scene);
+  a.then = [&] {
+    EXPECT_EQ(context_.drawn_scene(), &a);
+    context_.NoteShown(&c);
+  };
+  context_.DrawSceneOutput();
+  EXPECT_THAT(journal_, ElementsAre("a", "b", "c"));
+  EXPECT_EQ(context_.drawn_scene(), nullptr);
+  context_.NoteShown(&b);  // Nothing is being drawn.
+  journal_.clear();
+  context_.DrawSceneOutput();
+  EXPECT_THAT(journal_, ElementsAre("c", "a", "b"));
+  a.then = nullptr;
+  context_.DrawSceneOutput();
+  journal_.clear();
+  context_.DrawSceneOutput();
+  EXPECT_THAT(journal_, ElementsAre("a", "b", "c"));
+  EXPECT_TRUE(context_.shown_scenes().empty());
+}
+
 TEST_F(GraphicsContextImplTest, RemovingTheMiddleViewKeepsTheOrderOfTheOthers) {
   TestView a(&journal_, "a"), b(&journal_, "b"), c(&journal_, "c");
   context_.AddView(&c);

@@ -84,7 +84,7 @@ TEST(GraphicsTextureImplTest, PartOfAnotherObjectIsNotCounted) {
 }
 
 TEST(GraphicsTextureImplTest, WhatIsNotCountedAnywayStaysSo) {
-  CountAsPart(nullptr);
+  CountAsPart(static_cast<GraphicsTexture*>(nullptr));
   GraphicsTextureImpl texture(1, 1);
   CountAsPart(&texture);
 }

@@ -144,6 +144,18 @@ class RegistryModel {
   Registry<Entry> registry_;
 };
 
+TEST_F(RegistryTest, AWalkMayBeArranged) {
+  for (const int number : {0, 1, 2, 3}) Add(number);
+  std::vector<int> visited;
+  const auto visit = [&](Entry* entry) {
+    visited.push_back(static_cast<int>(entry - entries_));
+    Remove(1);
+  };
+  registry_.Walk(visit, [](Entry** entries, std::size_t count) { std::reverse(entries, entries + count); });
+  EXPECT_THAT(visited, ElementsAre(3, 2, 0));
+  EXPECT_THAT(Walk(), ElementsAre(0, 2, 3)) << "that walk only";
+}
+
 TEST(RegistryModelTest, WalksFollowTheRuleWhateverIsAddedAndRemoved) {
   for (unsigned int seed = 0; seed < 200; ++seed) {
     RegistryModel model(seed);

@@ -198,6 +198,54 @@ TEST_F(NoMemoryGraphicsTest, ObjectsAreInert) {
             2);
 }
 
+TEST_F(NoMemoryGraphicsTest, PictureItemsShowWhatTheyCan) {
+  const unsigned char pixel[4] = {1, 2, 3, 4};
+  const auto shown = MakeScene(8, 8, &device);
+  EXPECT_GT(Run([&] {
+              const auto item = MakeRef<RefCounted<GsPictureItem>>(pixel, 4u, 1u, 1u, &device);
+              item->Update(pixel, 4, 1, 1);
+              item->SetShader("a program with a name that is long enough to be stored apart");
+              item->SetOpacity(0.5f);
+              item->SetFlip(true, false);
+              item->SetCrop(gs_vec2(), gs_vec2(1, 1));
+              item->SetTexture(nullptr);
+              item->ShowScene(shown);
+              item->ShowScene(nullptr);
+            }),
+            4);
+  EXPECT_GT(Run([&] { const GsSceneHold hold(shown); }), 0);
+  EXPECT_GT(Run([&] {
+              const auto scene = MakeScene(8, 8, &device);
+              EXPECT_TRUE(scene->texture() || FailingAllocations::failed());
+            }),
+            1);
+}
+
+// A scene that shows another one and itself, faded.
+TEST_F(NoMemoryGraphicsTest, ScenesAreShownInScenesOrNot) {
+  const int failures = FailingAllocations::Run([&] {
+    std::optional<FailingAllocations::Pause> pause(std::in_place);
+    const auto shown = MakeScene(8, 8, &device);
+    const auto scene = MakeScene(8, 8, &device);
+    const GsSceneHold hold(scene);
+    const auto other = MakeRef<RefCounted<GsPictureItem>>(&device);
+    const auto itself = MakeRef<RefCounted<GsPictureItem>>(&device);
+    other->ShowScene(shown);
+    itself->ShowScene(scene);
+    itself->SetOpacity(0.5f);
+    scene->AddItem(other);
+    scene->AddItem(itself);
+    host::log::Clear();
+    pause.reset();
+    host::DriveFrame(&device, 1);
+    host::DriveFrame(&device, 2);
+    pause.emplace();
+    EXPECT_TRUE(FailingAllocations::failed() || host::log::Complaints().empty()) << host::log::Complaints();
+    itself->ShowScene(nullptr);
+  });
+  EXPECT_GT(failures, 2);
+}
+
 // Values, stages and what this version leaves out.
 TEST_F(NoMemoryGraphicsTest, TheRestThrowsNothing) {
   const auto item = MakeItem(gs_vec2(4, 4), &device);

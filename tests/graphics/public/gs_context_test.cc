@@ -3,6 +3,8 @@
 
 #include <memory>
 
+#include "graphics/context_lock.h"
+#include "graphics/draw_target.h"
 #include "graphics/internal_types.h"
 #include "tests/graphics/public/facade_test.h"
 
@@ -77,6 +79,33 @@ TEST_F(GsContextTest, ForwardsToTheEngine) {
   EXPECT_THAT(fake::Calls(), ElementsAre("BindShader rgba", "SetViewPort 1 2 3 4", "DrawRect", "UnbindShader"));
 }
 
+TEST_F(GsContextTest, KnowsWhatIsBeingDrawnInto) {
+  GsContext context(device());
+  const ContextLock lock(recorded_);
+  {
+    const DrawTarget target(recorded_, 640, 480);
+    EXPECT_EQ(context.target_size().x, 640.0f);
+    EXPECT_EQ(context.target_size().y, 480.0f);
+    EXPECT_EQ(GsContextDefault::target_size().x, 640.0f);
+    context.DrawRect(transform_);
+    ExpectPlacement();
+    recorded_->last_target_size = internal_vec2(0, 0);
+    GsContextDefault::DrawRect(transform_);
+    ExpectPlacement();
+  }
+  EXPECT_EQ(context.target_size().x, 0.0f);
+  EXPECT_EQ(context.target_size().y, 0.0f);
+  EXPECT_THAT(fake::Calls(), ElementsAre("SetViewPort 0 0 640 480", "DrawRect", "DrawRect"));
+}
+
+TEST_F(GsContextTest, OutsideOfADrawARectangleWithoutATargetSizeIsRefused) {
+  log_.Clear();
+  GsContext(device()).DrawRect(transform_);
+  GsContextDefault::DrawRect(transform_);
+  EXPECT_THAT(fake::Calls(), IsEmpty());
+  EXPECT_THAT(errors(), ElementsAre(testing::StartsWith("DrawRect without a target size does nothing")));
+}
+
 TEST_F(GsContextTest, PassesVerticesUnchanged) {
   GsVertex vertices[3] = {};
   unsigned int indices[6] = {};
@@ -98,6 +127,8 @@ TEST_F(GsContextTest, NullMeansNoDeviceEvenWithADefaultOne) {
   context.UnbindShader();
   context.SetViewport(0, 0, 1, 1);
   context.DrawRect(transform_, target_size_);
+  context.DrawRect(transform_);
+  EXPECT_EQ(context.target_size().x, 0.0f);
   context.DrawVertexArray(nullptr, 0, nullptr, 0, transform_, target_size_);
   EXPECT_THAT(fake::Calls(), IsEmpty());
 }
@@ -107,6 +138,8 @@ TEST_F(GsContextTest, DoesNothingOnADeviceWithoutAnEngine) {
   GsContext context(&empty);
   EXPECT_FALSE(context.BindShader("rgba"));
   context.DrawRect(transform_, target_size_);
+  context.DrawRect(transform_);
+  EXPECT_EQ(context.target_size().x, 0.0f);
   EXPECT_THAT(fake::Calls(), IsEmpty());
 }
 
@@ -161,6 +194,8 @@ TEST_F(GsContextDefaultTest, DoesNothingWithoutADefaultDevice) {
   GsContextDefault::UnbindShader();
   GsContextDefault::SetViewport(0, 0, 1, 1);
   GsContextDefault::DrawRect(transform, gs_vec2(1, 1));
+  GsContextDefault::DrawRect(transform);
+  EXPECT_EQ(GsContextDefault::target_size().x, 0.0f);
   GsContextDefault::DrawVertexArray(nullptr, 0, nullptr, 0, transform, gs_vec2(1, 1));
   EXPECT_THAT(fake::Calls(), IsEmpty());
   EXPECT_THAT(warnings(), IsEmpty());

@@ -635,7 +635,7 @@ TEST_F(GsViewImplTest, AnOverrideMayDrawMore) {
   view.Attch();
   fake::ClearCalls();
   device()->DrawDisplay();
-  EXPECT_THAT(fake::Calls(), ElementsAre("device.DrawDisplay", "before", "after"));
+  EXPECT_THAT(fake::Calls(), ElementsAre("device.DrawDisplay", "SetViewPort 0 0 100 100", "before", "after"));
   view.Detach();
 }
 
