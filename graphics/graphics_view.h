@@ -5,6 +5,7 @@
 #include <cstdint>
 
 class GraphicsTexture;
+struct InternalWindowInfo;
 
 class GraphicsView {
  public:
@@ -35,15 +36,23 @@ struct ViewCounts {
   std::uint32_t skipped = 0;    // Those that it never will. What is neither is on its way.
 };
 
-// A view that counts its pictures.
-class CountedView {
+// A view that presents its pictures in a window of the host's, and counts them.
+//
+// Thread: any.
+class PresentedView {
  public:
-  // Thread: any.
   virtual ViewCounts counts() const = 0;
+  // Puts the view that many pixels to the right of its window's upper left corner, and below. Does not wait.
+  virtual void Move(int x, int y) = 0;
+  // Presents in that window from now on, and leaves the one before. Waits for it a moment, where the caller keeps no
+  // frame waiting.
+  virtual void SetWindow(const InternalWindowInfo& info) = 0;
 
  protected:
-  ~CountedView() = default;
+  ~PresentedView() = default;
 };
+// Null for null, and for a view that does not present.
+PresentedView* ToPresented(GraphicsView* view);
 // 0 for null, and for a view that does not count. Thread: any.
 ViewCounts ReadViewCounts(const GraphicsView* view);
 

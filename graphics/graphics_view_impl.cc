@@ -56,7 +56,9 @@ void GraphicsViewImpl::SetPresentationTime(long long) {}
 
 GraphicsTexture* GraphicsViewImpl::frame_buffer_texture() { return nullptr; }
 
+PresentedView* ToPresented(GraphicsView* view) { return dynamic_cast<PresentedView*>(view); }
+
 ViewCounts ReadViewCounts(const GraphicsView* view) {
-  const auto* const counted = dynamic_cast<const CountedView*>(view);
-  return counted ? counted->counts() : ViewCounts();
+  const auto* const presented = dynamic_cast<const PresentedView*>(view);
+  return presented ? presented->counts() : ViewCounts();
 }

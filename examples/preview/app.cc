@@ -210,9 +210,8 @@ void App::Refresh() {
 }
 
 std::optional<Vec> App::ToCanvas(Vec pixels) const {
-  const float scale = view_->scale();
-  if (!(scale > 0)) return std::nullopt;
-  const gs_vec2 point = (gs_vec2(pixels.x, pixels.y) + view_->offset()) * (1 / scale);
+  if (!(view_->scale() > 0)) return std::nullopt;
+  const gs_vec2 point = view_->ToScene(gs_vec2(pixels.x, pixels.y));
   return Vec{point.x, point.y};
 }
 

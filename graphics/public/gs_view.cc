@@ -85,6 +85,18 @@ void GsView::SetBackgroundColor(float r, float g, float b, float a) {
   if (impl_) impl_->SetBackgroundColor(r, g, b, a);
 }
 
+void GsView::Move(int x, int y) {
+  if (PresentedView* const view = ToPresented(impl_)) view->Move(x, y);
+}
+
+void GsView::SetWindow(const GsWindowInfo& info) {
+  PresentedView* const view = ToPresented(impl_);
+  if (!view) return;
+  InternalWindowInfo internal_info = {};
+  GsWindowInfoToInternalWindowInfo(info, internal_info);
+  view->SetWindow(internal_info);
+}
+
 GsViewCounts GsView::Counts() const {
   const ViewCounts counts = ReadViewCounts(impl_);
   return {counts.drawn, counts.presented, counts.skipped};

@@ -53,6 +53,15 @@ gs_overlay::Sizes SizesOf(const GsView& view, const GsScene& scene) {
   return {view.width(), view.height(), scene.width(), scene.height()};
 }
 
+// GsHandle counts the handles as the overlay does.
+static_assert(kGsHandleTopRight - kGsHandleTopLeft == gs_overlay::kTopRight &&
+              kGsHandleBottomLeft - kGsHandleTopLeft == gs_overlay::kBottomLeft &&
+              kGsHandleBottomRight - kGsHandleTopLeft == gs_overlay::kBottomRight &&
+              kGsHandleLeft - kGsHandleTopLeft == gs_overlay::kLeft &&
+              kGsHandleTop - kGsHandleTopLeft == gs_overlay::kTop &&
+              kGsHandleRight - kGsHandleTopLeft == gs_overlay::kRight &&
+              kGsHandleBottom - kGsHandleTopLeft == gs_overlay::kBottom);
+
 gs_vec2 ToVec2(unsigned int x, unsigned int y) { return gs_vec2(static_cast<float>(x), static_cast<float>(y)); }
 
 // Calls draw(size of the view), whose rectangles then come out in one colour, that of the texture, anywhere in the
@@ -114,6 +123,48 @@ float GsViewImpl::scale() const { return scale_.load(std::memory_order_relaxed);
 
 gs_vec2 GsViewImpl::offset() const {
   return gs_vec2(offset_x_.load(std::memory_order_relaxed), offset_y_.load(std::memory_order_relaxed));
+}
+
+gs_vec2 GsViewImpl::ToScene(gs_vec2 view_point) const {
+  const float s = scale();
+  return s == 0.0f ? gs_vec2() : (view_point + offset()) * (1 / s);
+}
+
+gs_vec2 GsViewImpl::ToView(gs_vec2 scene_point) const {
+  const float s = scale();
+  return s == 0.0f ? gs_vec2() : scene_point * s + offset() * -1.0f;
+}
+
+GsHit GsViewImpl::HitTest(gs_vec2 point) {
+  struct Search {
+    gs_vec2 point;
+    float scale = 0.0f;
+    GsHit handle;
+    GsHit body;
+  } search;
+  scoped_refptr<GsScene> shown;  // Walked without the mutex; its last reference may be this one.
+  {
+    QNMutexLocker lock(mutex_);
+    shown = scene_ptr();
+    search.scale = scale();
+    search.point = point + offset();
+  }
+  if (!shown || search.scale == 0.0f) return {};
+  const auto look = [](GsItem* item, void* user) {
+    if (!item->visible()) return true;
+    Search& found = *static_cast<Search*>(user);
+    const gs_transform placement(item->pos(), item->size(), item->rotation());
+    const int handle =
+        item->selected() ? gs_overlay::HandleAt(placement, found.scale, found.point) : gs_overlay::kHandlePoints;
+    if (handle != gs_overlay::kHandlePoints) {
+      found.handle = {item, static_cast<GsHandle>(kGsHandleTopLeft + handle)};
+    } else if (gs_overlay::Holds(gs_overlay::FrameBody(placement, found.scale), found.point)) {
+      found.body = {item, kGsHandleBody};
+    }
+    return true;
+  };
+  shown->EnumItems(look, &search);  // From the bottom: later items lie on top.
+  return search.handle.item ? search.handle : search.body;
 }
 
 void GsViewImpl::ResizePreview() {

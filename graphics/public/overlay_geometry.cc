@@ -2,6 +2,7 @@
 #include "graphics/public/overlay_geometry.h"
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
 
 namespace gs_overlay {
@@ -21,6 +22,8 @@ gs_vec2 Midpoint(const gs_vec2& a, const gs_vec2& b) { return (a + b) * 0.5f; }
 gs_vec2 Turn(const gs_vec2& point, float cosine, float sine) {
   return gs_vec2(point.x * cosine - point.y * sine, point.x * sine + point.y * cosine);
 }
+
+gs_vec2 Between(const gs_vec2& from, const gs_vec2& to) { return to + from * -1.0f; }
 
 // A rectangle of `size` view pixels at a point of the item, turned with it.
 gs_transform At(const gs_vec2& point, const gs_vec2& size, const gs_transform& item, float scale) {
@@ -81,6 +84,32 @@ std::array<gs_transform, kHandlePoints> FrameHandles(const gs_transform& item, f
   };
   return {handle(kTopLeft), handle(kTopRight), handle(kBottomLeft), handle(kBottomRight),
           handle(kLeft),    handle(kTop),      handle(kRight),      handle(kBottom)};
+}
+
+gs_transform FrameBody(const gs_transform& item, float scale) {
+  const float rotation = std::fabs(item.rotation) <= kMinRotation ? 0.0f : item.rotation;
+  return gs_transform(item.pos * scale, item.size * scale, rotation);
+}
+
+bool Holds(const gs_transform& shape, const gs_vec2& point) {
+  const gs_vec2 local = Turn(Between(shape.pos, point), std::cos(shape.rotation), -std::sin(shape.rotation));
+  return std::fabs(local.x) <= std::fabs(shape.size.x * 0.5f) && std::fabs(local.y) <= std::fabs(shape.size.y * 0.5f);
+}
+
+int HandleAt(const gs_transform& item, float scale, const gs_vec2& point) {
+  int nearest = kHandlePoints;
+  float nearest_distance = 0.0f;
+  const auto handles = FrameHandles(item, scale);
+  for (int i = 0; i < kHandlePoints; ++i) {
+    const gs_transform& handle = handles[static_cast<std::size_t>(i)];
+    if (!Holds(handle, point)) continue;
+    const gs_vec2 off = Between(handle.pos, point);
+    const float distance = off.x * off.x + off.y * off.y;
+    if (nearest != kHandlePoints && !(distance < nearest_distance)) continue;
+    nearest = i;
+    nearest_distance = distance;
+  }
+  return nearest;
 }
 
 std::optional<gs_transform> VerticalGuide(float x, const gs_vec2& view) {

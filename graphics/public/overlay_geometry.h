@@ -51,6 +51,16 @@ std::array<gs_transform, 4> FrameBars(const gs_transform& item, float scale);
 // The squares at the item's handle points, by HandlePoint, turned with it.
 std::array<gs_transform, kHandlePoints> FrameHandles(const gs_transform& item, float scale);
 
+// The rectangle of the item itself, turned as its corners are.
+gs_transform FrameBody(const gs_transform& item, float scale);
+
+// Whether a shape holds the point, its edges included. None holds a point that is not a number.
+bool Holds(const gs_transform& shape, const gs_vec2& point);
+
+// Which of the item's handles, by HandlePoint, holds the point; of several the nearest, and of those equally near the
+// first. kHandlePoints where none does.
+int HandleAt(const gs_transform& item, float scale, const gs_vec2& point);
+
 // The guide lines at a distance of `x` or `y` from the view's centre, as long as the view; none for NaN.
 std::optional<gs_transform> VerticalGuide(float x, const gs_vec2& view);
 std::optional<gs_transform> HorizontalGuide(float y, const gs_vec2& view);

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include <quarn/export.h>
+#include <quarn/gs_item.h>
 #include <quarn/gs_types.h>
 #include <quarn/qn_mutex.h>
 #include <quarn/ref_count.h>
@@ -14,18 +15,18 @@ class GraphicsContext;
 class GraphicsTexture;
 class GraphicsView;
 class GsDevice;
-class GsItem;
 class GsScene;
 class GsViewOnDraw;
 
 // Where a view presents: a window of the X server and screen that DISPLAY names. The view shows in a child window of
-// its own, of the view's size, at the upper left corner, which takes no input: to the pointer there is the host's
-// window only. Of two views of one window the later lies on top.
+// its own, of the view's size, at the upper left corner or where GsView::Move puts it, which takes no input: to the
+// pointer there is the host's window only. A window may have several views; of those that overlap the later lies on
+// top.
 struct GsWindowInfo {
   // The native window, for instance an X11 Window id: reinterpret_cast<void*>(static_cast<uintptr_t>(id)). It stays the
   // host's, and may be made by any toolkit and connection. One that is not there yet, for its connection was not
-  // flushed, is looked for again while frames are drawn, for about a dozen seconds from the beginning and from each
-  // Resize; the log says so once.
+  // flushed, is looked for again while frames are drawn, for about a dozen seconds from the beginning, from each Resize
+  // and from each SetWindow; the log says so once.
   void* window = nullptr;
 };
 
@@ -40,6 +41,27 @@ struct GsViewCounts {
   // Those that never will be: a newer one was there before the window system was ready for them, or there is no window
   // that takes them.
   unsigned int skipped;
+};
+
+// What there is under a point of a view, as GsViewImpl::HitTest answers it: nothing, an item, or one of the handles of
+// a selected item, named after the corner or the side where it lies when the item is not turned.
+enum GsHandle {
+  kGsHandleNone,         // Nothing.
+  kGsHandleBody,         // The item itself.
+  kGsHandleTopLeft,      // A corner.
+  kGsHandleTopRight,     // A corner.
+  kGsHandleBottomLeft,   // A corner.
+  kGsHandleBottomRight,  // A corner.
+  kGsHandleLeft,         // The middle of a side.
+  kGsHandleTop,          // The middle of a side.
+  kGsHandleRight,        // The middle of a side.
+  kGsHandleBottom,       // The middle of a side.
+};
+
+// An item, and where it was hit.
+struct GsHit {
+  scoped_refptr<GsItem> item;       // With a reference of the caller's own; null for kGsHandleNone.
+  GsHandle handle = kGsHandleNone;  // What of the item it is.
 };
 
 // What every view shares: a place on the screen and a scene. Hosts derive from it to draw in their own way, or take
@@ -101,6 +123,25 @@ class QUARN_EXPORT GsView {
   // Thread: any.
   // Blocks: no.
   bool valid() const;
+
+  // Puts the view at another place in its window, as a toolkit does that draws everything into one window. It stays
+  // there: after a Resize, in a window that is found later, and in that of a SetWindow.
+  //
+  // `x`, `y`: where the view's upper left corner lies, in pixels of the host's window to the right of its upper left
+  // corner and below; (0, 0) at first. Any value: what lies outside the window is cut off.
+  //
+  // Thread: any; also while the view is drawn, and in its Draw.
+  // Blocks: no.
+  void Move(int x, int y);
+  // Presents in another window from the next frame on, and leaves the one before, which may be destroyed already: for
+  // views that are docked elsewhere. All else stays: scene, size, place, Counts, and whether the view is attached. In
+  // the window that it is shown in already nothing changes.
+  //
+  // `info`: the window. Where there is none the view shows nothing, and the log says so, as at construction.
+  //
+  // Thread: any; also while the view is drawn, and in its Draw.
+  // Blocks: as the making of a view does, for the window system; in a callback or a queued task not at all.
+  void SetWindow(const GsWindowInfo& info);
 
   // Starts the drawing, once a frame, in the order in which views were attached. The spelling is part of the interface
   // and stays. Attaching twice changes nothing.
@@ -221,11 +262,6 @@ class QUARN_EXPORT GsViewImpl : public GsView {
   // there is. A view under 10 pixels in the limiting direction, which has no room for the margin, has an enormous
   // scale: part of the interface.
   //
-  // A pointer at (x, y) pixels from the view's upper left corner is over this scene position, counted as GsItem::pos
-  // is:
-  //
-  //   (gs_vec2(x, y) + offset()) * (1 / scale())
-  //
   // Thread: any.
   float scale() const;
   // Returns where the view's upper left corner lies, in view pixels from its centre: half its size, negated. (0, 0)
@@ -233,6 +269,38 @@ class QUARN_EXPORT GsViewImpl : public GsView {
   //
   // Thread: any.
   gs_vec2 offset() const;
+
+  // Returns which position of the scene, counted as GsItem::pos is, lies at a point of the view:
+  //
+  //   (view_point + offset()) * (1 / scale())
+  //
+  // `view_point`: view pixels from the view's upper left corner. The middle of the first pixel is (0.5, 0.5). Points
+  // beside the scene have positions, too.
+  // Returns (0, 0) while scale() is 0.
+  //
+  // Thread: any.
+  gs_vec2 ToScene(gs_vec2 view_point) const;
+  // Returns at which point of the view a position of the scene lies: the inverse of ToScene.
+  //
+  // `scene_point`: counted as GsItem::pos is.
+  // Returns view pixels from the view's upper left corner; (0, 0) while scale() is 0.
+  //
+  // Thread: any.
+  gs_vec2 ToView(gs_vec2 scene_point) const;
+  // Finds what lies under the pointer: of the handles that the overlay draws those of the topmost selected item that
+  // has one there, and of these the nearest; else the topmost item whose rectangle, turned as the item is, holds the
+  // point. Hidden items are left out, and what covers a handle is not asked.
+  //
+  //   const GsHit hit = view.HitTest(gs_vec2(pointer_x + 0.5f, pointer_y + 0.5f));
+  //   if (hit.item) hit.item->SetSelected(true);
+  //
+  // `point`: view pixels from the view's upper left corner, which is where Move has put it.
+  // Returns the item and its part; no item and kGsHandleNone where there is none, and while scale() is 0.
+  //
+  // Thread: any.
+  // Blocks: while the view is drawn.
+  // Ownership: the answer has a reference on the item.
+  GsHit HitTest(gs_vec2 point);
 
  protected:
   // What Draw is made of.

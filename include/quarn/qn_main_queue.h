@@ -1,4 +1,7 @@
 // The host's main thread, for the work that a window system wants done there. Words and tags: quarn.h.
+//
+// A host need not call qn_set_main_queue, for a thread of the library's own does that work otherwise; it does where the
+// second stage of a resize is to run on its main loop.
 #ifndef QUARN_QN_MAIN_QUEUE_H_
 #define QUARN_QN_MAIN_QUEUE_H_
 

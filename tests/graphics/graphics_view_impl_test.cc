@@ -152,8 +152,10 @@ TEST(GraphicsViewImplTest, TheOtherDefaultsAreSilentAndNeutral) {
   EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
-TEST(GraphicsViewImplTest, ViewThatDoesNotCountAndNoViewHaveDrawnNothing) {
-  const GraphicsViewImpl view(1, 1);
+TEST(GraphicsViewImplTest, ViewThatDoesNotPresentAndNoViewHaveDrawnNothing) {
+  GraphicsViewImpl view(1, 1);
+  EXPECT_EQ(ToPresented(&view), nullptr);
+  EXPECT_EQ(ToPresented(nullptr), nullptr);
   EXPECT_EQ(ReadViewCounts(&view).drawn, 0u);
   EXPECT_EQ(ReadViewCounts(nullptr).drawn, 0u);
 }

@@ -182,6 +182,8 @@ TEST_F(NoMemoryGraphicsTest, ObjectsAreInert) {
               GsViewImpl view(GsWindowInfo{}, 16, 16, &device);
               view.SetScene(nullptr);
               view.Resize(20, 20);
+              view.Move(3, 4);
+              view.SetWindow({});
               view.Attch();
               view.Detach();
             }),
@@ -267,6 +269,11 @@ TEST_F(NoMemoryGraphicsTest, TheRestThrowsNothing) {
     view.SetBackgroundColor(1, 1, 1, 1);
     view.SetClampX(1);
     view.SetClampY(1);
+    view.Move(3, 4);
+    view.SetWindow({});
+    EXPECT_EQ(view.ToScene(gs_vec2(3, 4)).x, 0.0f);
+    EXPECT_EQ(view.ToView(gs_vec2(3, 4)).x, 0.0f);
+    EXPECT_EQ(view.HitTest(gs_vec2(3, 4)).item, nullptr);
     EXPECT_EQ(view.scene_ptr(), nullptr);
     item->MoveTo(gs_vec2(1, 1));
     item->Resize(gs_vec2(2, 2));
@@ -393,6 +400,7 @@ TEST_F(NoMemoryGraphicsTest, FramesAreDrawnWithWhatThereIs) {
       scene->AddItem(item);
       view.Resize(17 + number++, 16);
     }
+    EXPECT_EQ(view.HitTest(view.ToView(gs_vec2())).item, item);
     host::DriveFrame(&device, 1);
     const FailingAllocations::Pause pause;
     scene->RemoveItem(item);

@@ -148,6 +148,13 @@ void FakeView::SetBackgroundColor(float r, float g, float b, float a) {
   GraphicsViewImpl::SetBackgroundColor(r, g, b, a);
 }
 
+void FakeView::Move(int x, int y) { fake::Record("view.Move " + std::to_string(x) + " " + std::to_string(y)); }
+
+void FakeView::SetWindow(const InternalWindowInfo& info) {
+  fake::Record("view.SetWindow");
+  window = info.window;
+}
+
 std::vector<float> FakeView::background() {
   MutexLocker<Mutex> lock(background_mutex_);
   return {background_.r, background_.g, background_.b, background_.a};

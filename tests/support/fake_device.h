@@ -93,7 +93,7 @@ class FakeFilter : public GraphicsFilterImpl {
 };
 
 // Draws by its callback alone.
-class FakeView : public GraphicsViewImpl, public CountedView {
+class FakeView : public GraphicsViewImpl, public PresentedView {
  public:
   FakeView(GraphicsContextImpl* context, const InternalWindowInfo& info, unsigned int width, unsigned int height);
   ~FakeView() override;
@@ -102,9 +102,11 @@ class FakeView : public GraphicsViewImpl, public CountedView {
   void Resize(unsigned int width, unsigned int height) override;
   void SetBackgroundColor(float r, float g, float b, float a) override;
   ViewCounts counts() const override { return pictures; }
+  void Move(int x, int y) override;
+  void SetWindow(const InternalWindowInfo& info) override;
 
   ViewCounts pictures;  // What became of them.
-  void* const window;   // What the host gave.
+  void* window;         // What the host gave last.
   // The colour in force.
   std::vector<float> background();
 

@@ -176,10 +176,22 @@ void GraphicsViewCGL::Draw() {
 void GraphicsViewCGL::SearchWindow(Size size) {
   // A host's connection keeps its requests for itself until it is flushed, which may be after the making of the view.
   if (search_again_.exchange(false)) search_.Restart();
-  if (presenter_->may_find_window() && search_.Due(os::GetTimeNs())) presenter_->HandOverWindow(native_view_, size);
+  if (presenter_->may_find_window() && search_.Due(os::GetTimeNs())) presenter_->HandOverSearch(size);
 }
 
 ViewCounts GraphicsViewCGL::counts() const { return presenter_ ? presenter_->images().counts() : ViewCounts(); }
+
+// Neither takes the context's lock: the presenter is there from Init to the end.
+void GraphicsViewCGL::Move(int x, int y) {
+  if (presenter_ && !context()->of_another_process()) presenter_->HandOverPosition(x, y);
+}
+
+void GraphicsViewCGL::SetWindow(const InternalWindowInfo& info) {
+  if (!presenter_ || context()->of_another_process()) return;
+  presenter_->HandOverOtherWindow(info.window);
+  search_again_ = true;
+  AwaitWindowThread(*context(), view_context_->HasWindowSystem());
+}
 
 void GraphicsViewCGL::GiveBackKeptLock() {
   if (std::exchange(lock_kept_, false)) view_context_->Unlock();

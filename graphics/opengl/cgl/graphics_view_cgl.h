@@ -17,7 +17,7 @@ struct InternalWindowInfo;
 
 // Host threads make, attach, resize and destroy it; the render thread draws; a change of size is completed on the main
 // queue.
-class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL, public CountedView {
+class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL, public PresentedView {
  public:
   // Does no GL work; Init must follow. The context is not owned.
   GraphicsViewCGL(GraphicsContextCGL* context, const InternalWindowInfo& info, unsigned int width, unsigned int height);
@@ -37,6 +37,8 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL, public Coun
   // On the render thread.
   void Draw() override;
   ViewCounts counts() const override;
+  void Move(int x, int y) override;
+  void SetWindow(const InternalWindowInfo& info) override;
 
  private:
   using Size = ViewPresenter::Size;
@@ -69,17 +71,18 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL, public Coun
   // The view's own context, which shares the device's objects and belongs to the presenter; null until Init, and for
   // ever where it could not be made. It has a lock of its own.
   NativeContext* view_context_ = nullptr;
-  void* const native_view_;
+  void* const native_view_;  // The first one: the presenter knows the present one.
   std::uint32_t last_width_;
   std::uint32_t last_height_;
 
   // Null when view_context_ is. It ends itself, once the destructor has asked it to.
   ViewPresenter* presenter_ = nullptr;
-  bool image_untried_ = false;             // Whether images are missing because it could not even be tried to make one.
-  bool target_failed_ = false;             // Whether the last frame could not be drawn into its image.
-  SearchSchedule search_;                  // When to look again for a window that was not there.
-  std::atomic<bool> search_again_{false};  // Set by the host's thread that resizes: the schedule begins anew.
-  bool lock_kept_ = false;                 // Whether a Draw without an image has kept the view context's lock.
+  bool image_untried_ = false;  // Whether images are missing because it could not even be tried to make one.
+  bool target_failed_ = false;  // Whether the last frame could not be drawn into its image.
+  SearchSchedule search_;       // When to look again for a window that was not there.
+  std::atomic<bool> search_again_{
+      false};               // Set by the host's thread that resizes or names a window: the schedule begins anew.
+  bool lock_kept_ = false;  // Whether a Draw without an image has kept the view context's lock.
   std::shared_ptr<Link> link_;
 };
 

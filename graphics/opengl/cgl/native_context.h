@@ -68,18 +68,22 @@ class QUARN_CAPABILITY("mutex") NativeContext {
   // All that follows belongs on the window thread (window_thread.h): on some platforms a window may be used by the
   // thread that made it only.
   //
-  // Makes a place of `width` x `height` pixels for pictures in the upper left corner of a window of the host's: from
+  // Makes a place of `width` x `height` pixels for pictures in a window of the host's, where MoveWindow has said: from
   // the next MakeCurrent on it is the default framebuffer. When there is none to be had, the log says so, once; kNotYet
   // is worth another call, with the same window, for the window system may not have heard of it yet.
   enum class Place { kNotYet, kMade, kNever };
   virtual Place AttachWindow(void* window, unsigned int width, unsigned int height) = 0;
-  // Takes that place out of the window again. The context is current nowhere.
+  // Takes that place out of the window again, and forgets the window: the next one may be another. The context is
+  // current nowhere.
   virtual void DetachWindow() = 0;
   // Whether a picture can be presented now. False for ever once the window has gone; the log has said so then.
   virtual bool CanPresent() = 0;
   // Gives the place another size, which holds from the next MakeCurrent on; where a picture may have been begun, from
   // the one after its Present. The context is current nowhere. Does nothing without a place.
   virtual void ResizeWindow(unsigned int width, unsigned int height) = 0;
+  // Puts the upper left corner of the place, this one's and those of later ones, that many pixels to the right of the
+  // host's window's, and below: (0, 0) at first. It may lie outside.
+  virtual void MoveWindow(int x, int y) = 0;
   // With the context current: the size of the place. Leaves both alone where there is none.
   virtual void WindowSize(unsigned int* width, unsigned int* height) = 0;
   // What the window system shows in the place where there is no picture yet, each part 0 to 1: where the place has

@@ -25,16 +25,40 @@ ViewPresenter::ViewPresenter(std::unique_ptr<NativeContext> context)
 
 void ViewPresenter::HandOverWindow(void* host_window, Size size) {
   MutexLocker<Mutex> lock(mutex_);
+  wanted_.host_window = host_window;
+  wanted_.size = size;
   asked_.window = true;
-  asked_.host_window = host_window;
-  asked_.window_size = size;
   Schedule();
+}
+
+void ViewPresenter::HandOverSearch(Size size) {
+  MutexLocker<Mutex> lock(mutex_);
+  wanted_.size = size;
+  asked_.window = true;
+  Schedule();
+}
+
+void ViewPresenter::HandOverOtherWindow(void* host_window) {
+  if (!has_window_system_) return;  // The log has said so.
+  MutexLocker<Mutex> lock(mutex_);
+  wanted_.host_window = host_window;
+  asked_.window = asked_.other_window = true;
+  if (!TrySchedule()) may_find_window_ = true;  // A later frame's search will do it.
+}
+
+void ViewPresenter::HandOverPosition(int x, int y) {
+  if (!has_window_system_) return;
+  MutexLocker<Mutex> lock(mutex_);
+  wanted_.x = x;
+  wanted_.y = y;
+  asked_.move = true;
+  TrySchedule();
 }
 
 void ViewPresenter::HandOverSize(Size size) {
   MutexLocker<Mutex> lock(mutex_);
   asked_.resize = true;
-  if (size.width != 0) asked_.size = size;
+  if (size.width != 0) asked_.size = wanted_.size = size;
   asked_.size_comes_first = !images_.waiting();
   Schedule();
 }
@@ -48,7 +72,7 @@ void ViewPresenter::HandOverPicture() {
 
 void ViewPresenter::GoOn() {
   MutexLocker<Mutex> lock(mutex_);
-  if (asked_.window || asked_.resize || images_.waiting()) Schedule();
+  if (asked_.window || asked_.move || asked_.resize || images_.waiting()) Schedule();
 }
 
 void ViewPresenter::HandOverEnd() {
@@ -57,36 +81,50 @@ void ViewPresenter::HandOverEnd() {
   WindowThread::Get().Post([this] { Delete(); });
 }
 
+bool ViewPresenter::TrySchedule() {
+  if (!scheduled_) scheduled_ = WindowThread::Get().Post([this] { DoWhatIsAsked(); });
+  return scheduled_;
+}
+
 void ViewPresenter::Schedule() {
   if (!has_window_system_) return DoWhatIsAsked();
-  if (scheduled_) return;
-  scheduled_ = WindowThread::Get().Post([this] { DoWhatIsAsked(); });
-  if (!scheduled_) can_present_ = false;
+  if (!TrySchedule()) can_present_ = false;
 }
 
 void ViewPresenter::DoWhatIsAsked() {
   if (closed_) return;
   Asked asked;
+  Wanted wanted;
   {
     MutexLocker<Mutex> lock(mutex_);
     scheduled_ = false;
     if (!context_->TryLock()) return;  // What is asked for stays, until GoOn or the next picture.
     asked = std::exchange(asked_, Asked());
+    wanted = wanted_;
   }
   struct Unlock {
     ~Unlock() { context->Unlock(); }
     NativeContext* const context;
   } const unlock{context_.get()};
-  if (asked.window) AttachToWindow(asked.host_window, asked.window_size);
+  if (asked.other_window) LeaveWindowFor(wanted.host_window);
+  if (asked.move) context_->MoveWindow(wanted.x, wanted.y);
+  if (asked.window) AttachToWindow(wanted.host_window, wanted.size);
   if (asked.resize && asked.size_comes_first) ResizeWindow(asked.size);
   if (images_.waiting()) PresentPicture();
   if (asked.resize && !asked.size_comes_first) ResizeWindow(asked.size);
+}
+
+void ViewPresenter::LeaveWindowFor(void* host_window) {
+  if (place_ == NativeContext::Place::kMade && host_window == host_window_ && context_->CanPresent()) return;
+  context_->DetachWindow();
+  place_ = NativeContext::Place::kNotYet;
 }
 
 void ViewPresenter::AttachToWindow(void* host_window, Size size) {
   can_present_ = false;
   // A window's pixels are the screen's, and what is shown in them is taken for sRGB: nothing has to be asked for.
   using Place = NativeContext::Place;
+  host_window_ = host_window;
   if (place_ == Place::kNotYet) place_ = context_->AttachWindow(host_window, size.width, size.height);
   const bool has_place = place_ == Place::kMade && context_->CanPresent();
   if ((has_place || !read_frame_buffer_) && context_->Bind()) {

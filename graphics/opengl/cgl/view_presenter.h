@@ -37,8 +37,15 @@ class ViewPresenter {
   // Whether it may come to that when HandOverWindow is called again.
   bool may_find_window() const { return may_find_window_; }
 
-  // Makes a place for pictures of that size in the host's window. May be called again until that has been found.
+  // Makes a place for pictures of that size in the host's window.
   void HandOverWindow(void* host_window, Size size);
+  // The same once more, while that window has not been found.
+  void HandOverSearch(Size size);
+  // Leaves the host's window and makes a place in another, of the size that was last asked for. The window that it has
+  // already it keeps, where that still shows pictures. Thread: any.
+  void HandOverOtherWindow(void* host_window);
+  // Where the place lies in the host's window, this one and every later one. Thread: any.
+  void HandOverPosition(int x, int y);
   // Gives the place another size, after the picture that waits; {0, 0} leaves it the one that it has.
   void HandOverSize(Size size);
   // Shows the picture that was finished last.
@@ -54,8 +61,8 @@ class ViewPresenter {
   // What is asked for, and not begun.
   struct Asked {
     bool window = false;
-    void* host_window = nullptr;
-    Size window_size = {0, 0};
+    bool other_window = false;  // Whether the present window is to be left for it.
+    bool move = false;
     bool resize = false;
     Size size = {0, 0};
     bool size_comes_first = true;  // Whether the picture that waits came after it.
@@ -64,10 +71,21 @@ class ViewPresenter {
   explicit ViewPresenter(std::unique_ptr<NativeContext> context);
   ~ViewPresenter() = default;
 
-  // Has DoWhatIsAsked run, if that is not so already.
+  // What the place should be, by all that was asked for.
+  struct Wanted {
+    void* host_window = nullptr;
+    Size size = {0, 0};
+    int x = 0;
+    int y = 0;
+  };
+
+  // Has DoWhatIsAsked run, if that is not so already. Returns false when it cannot be.
+  bool TrySchedule() QUARN_REQUIRES(mutex_);
+  // The same for what there are no pictures without.
   void Schedule() QUARN_REQUIRES(mutex_);
   // On the window thread.
   void DoWhatIsAsked();
+  void LeaveWindowFor(void* host_window);
   void AttachToWindow(void* host_window, Size size);
   void ResizeWindow(Size size);
   void PresentPicture();
@@ -78,17 +96,19 @@ class ViewPresenter {
   const bool has_window_system_;
   ViewImages images_;
 
-  // Written by the window thread, read by the view.
+  // Written by the window thread, and where that cannot be reached; read by the view.
   std::atomic<bool> can_present_{true};
   std::atomic<bool> may_find_window_{false};
 
   std::atomic<bool> closed_{false};  // Whether the view is gone.
   Mutex mutex_;
   Asked asked_ QUARN_GUARDED_BY(mutex_);
+  Wanted wanted_ QUARN_GUARDED_BY(mutex_);
   bool scheduled_ QUARN_GUARDED_BY(mutex_) = false;
 
   // The window thread's alone.
   NativeContext::Place place_ = NativeContext::Place::kNotYet;
+  void* host_window_ = nullptr;  // Where it was last tried to make it.
   // The textures' framebuffer objects are not shared: this one, of the view's context, is what the image is read by.
   GLuint read_frame_buffer_ = 0;
 };

@@ -4,11 +4,13 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <memory>
 #include <ostream>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -400,6 +402,113 @@ TEST_F(GsViewImplPictureTest, ChangesShowInTheNextFrame) {
   with.view().SetScene(nullptr);
   EXPECT_TRUE(
       test::PicturesMatch(Frame(with.view()), test::Canvas(c.view_width, c.view_height, kBackground).picture(), {}));
+}
+
+// An item that shows its rectangle in white.
+class White : public GsItem {
+ public:
+  using GsItem::GsItem;
+  void Draw() override {
+    GsContextDefault::SetViewport(0, 0, 300, 200);
+    ASSERT_TRUE(GsContextDefault::BindShader("rgba"));
+    const GsTextureBinder binder(&texture_);
+    GsContextDefault::DrawRect(gs_transform(pos(), size(), rotation()), gs_vec2(300, 200));
+    GsContextDefault::UnbindShader();
+  }
+
+ private:
+  const unsigned char white_[4] = {255, 255, 255, 255};
+  GsTexture texture_{white_, 4, GsTexture::kTextureRGBA, 1, 1, nullptr};
+};
+
+// How far a point is from the edges of a turned rectangle, counted along its sides; above 0 inside.
+double Depth(double x, double y, double width, double height, double rotation) {
+  const double u = x * std::cos(rotation) + y * std::sin(rotation);
+  const double v = -x * std::sin(rotation) + y * std::cos(rotation);
+  return std::min(width / 2 - std::fabs(u), height / 2 - std::fabs(v));
+}
+
+// What is drawn is hit: of a random item, handles where the selected item is red and the hovered one is not blue, and
+// the item where it is white. Pixels whose middle lies on an edge are the driver's to decide.
+TEST_F(GsViewImplPictureTest, WhatIsDrawnIsHit) {
+  constexpr double kClose = 0.05;
+  constexpr double kScale = 1;
+  scoped_refptr<RefCounted<GsScene>> scene = MakeRef<RefCounted<GsScene>>(300u, 200u, nullptr);
+  const auto item = MakeRef<RefCounted<White>>(gs_vec2(), nullptr);
+  scene->AddItem(item);
+  GsViewImpl view({}, 310, 210, nullptr);
+  view.SetScene(scene);
+  view.Attch();
+  ASSERT_EQ(view.scale(), 1.0f);
+  std::mt19937 random(7);
+  const auto between = [&random](double low, double high) {
+    return static_cast<float>(low + (high - low) * static_cast<double>(random()) / 4294967296.0);
+  };
+  int handles = 0, bodies = 0, beside = 0, left_out = 0;
+  for (int round = 0; round < 16; ++round) {
+    item->MoveTo(gs_vec2(between(-140, 140), between(-90, 90)));
+    item->Resize(gs_vec2(between(1, 160), between(1, 120)));
+    item->SetRotation(between(-7, 7));
+    item->SetHovered(true);
+    item->SetSelected(false);
+    const test::Picture frame = Frame(view);
+    item->SetHovered(false);
+    const test::Picture plain = Frame(view);
+    item->SetSelected(true);
+    const test::Picture selected = Frame(view);
+    const double r = static_cast<double>(item->rotation());
+    const double w = static_cast<double>(item->size().x), h = static_cast<double>(item->size().y);
+    const double px = static_cast<double>(item->pos().x), py = static_cast<double>(item->pos().y);
+    for (int row = 0; row < 210; ++row) {
+      for (int column = 0; column < 310; ++column) {
+        const double x = column + 0.5 - 155, y = row + 0.5 - 105;
+        bool close = std::fabs(Depth(x - px, y - py, w, h, r)) < kClose;
+        double nearest = 1e9, second = 1e9;
+        int nearest_handle = kGsHandleNone;
+        constexpr int kSides[8][2] = {{-1, -1}, {1, -1}, {-1, 1}, {1, 1}, {-1, 0}, {0, -1}, {1, 0}, {0, 1}};
+        for (int k = 0; k < 8; ++k) {
+          const double hx = kSides[k][0] * w / 2, hy = kSides[k][1] * h / 2;
+          const double dx = x - (px + hx * std::cos(r) - hy * std::sin(r)) * kScale;
+          const double dy = y - (py + hx * std::sin(r) + hy * std::cos(r)) * kScale;
+          const double depth = Depth(dx, dy, 8, 8, r);
+          close = close || std::fabs(depth) < kClose;
+          if (depth < 0) continue;
+          const double distance = std::hypot(dx, dy);
+          second = std::min(second, std::max(nearest, distance));
+          if (distance < nearest) nearest_handle = kGsHandleTopLeft + k;
+          nearest = std::min(nearest, distance);
+        }
+        if (close || (nearest < 1e9 && second - nearest < kClose)) {
+          ++left_out;
+          continue;
+        }
+        const auto is = [&](const test::Picture& picture, int red, int green, int blue) {
+          const unsigned char* const pixel = picture.at(column, row);
+          return pixel[0] == red && pixel[1] == green && pixel[2] == blue;
+        };
+        const GsHit hit = view.HitTest(gs_vec2(static_cast<float>(column) + 0.5f, static_cast<float>(row) + 0.5f));
+        const bool red = is(selected, 255, 0, 0);
+        if (red && !is(frame, 0, 0, 255)) {
+          ++handles;
+          EXPECT_EQ(hit.handle, nearest_handle) << column << ", " << row << " in round " << round;
+          EXPECT_EQ(hit.item.get(), item.get());
+        } else if (!red) {
+          const bool white = is(plain, 255, 255, 255);
+          const bool canvas = column >= 5 && column < 305 && row >= 5 && row < 205;
+          if (canvas) {
+            EXPECT_EQ(hit.handle, white ? kGsHandleBody : kGsHandleNone) << column << ", " << row << ", " << round;
+          }
+          EXPECT_TRUE(hit.handle == kGsHandleBody || hit.handle == kGsHandleNone) << column << ", " << row;
+          ++(white ? bodies : beside);
+        }
+      }
+    }
+  }
+  EXPECT_GT(handles, 2000);
+  EXPECT_GT(bodies, 20000);
+  EXPECT_GT(beside, 200000);
+  EXPECT_LT(left_out, 10000);
+  view.Detach();
 }
 
 // No room for the margin: an enormous scale, at which no driver is exact. An item whose corner lies on the scene's

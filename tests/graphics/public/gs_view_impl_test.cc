@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <ostream>
+#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -161,6 +162,12 @@ std::uint32_t Word(const unsigned char* bytes) {
   return std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
          std::uint32_t{bytes[3]} << 24;
 }
+
+MATCHER_P2(IsPoint, x, y, "") { return arg.x == static_cast<float>(x) && arg.y == static_cast<float>(y); }
+
+MATCHER_P2(IsHit, item, handle, "") { return arg.item.get() == item && static_cast<int>(arg.handle) == handle; }
+
+void ExpectNothing(const GsHit& hit) { EXPECT_THAT(hit, IsHit(nullptr, kGsHandleNone)); }
 
 TEST_F(GsViewImplTest, MakesABlueARedAndAGreenTexture) {
   std::vector<std::uint32_t> words;
@@ -600,6 +607,7 @@ TEST_F(GsViewImplTest, IsInertWithoutADevice) {
     EXPECT_EQ(view.scale(), 0.0f);
     EXPECT_EQ(view.offset().x, 0.0f);
     EXPECT_EQ(view.width(), 0u);
+    ExpectNothing(view.HitTest(gs_vec2(50, 50)));
     view.Detach();
   }
   scene.RemoveItem(&item);
@@ -750,6 +758,215 @@ TEST_F(GsViewImplOverlayTest, GuidesAndTheSceneDoNotWaitForADraw) {
   context_->on_rect = nullptr;
 }
 
+class GsViewImplHitTest : public GsViewImplOverlayTest {
+ protected:
+  // View pixels from the view's centre, as the geometry counts.
+  GsHit HitAt(float x, float y) { return view_.HitTest(gs_vec2(105 + x, 115 + y)); }
+};
+
+TEST_F(GsViewImplHitTest, PointsOfViewAndSceneLeadToEachOther) {
+  EXPECT_THAT(view_.ToScene(gs_vec2(105, 115)), IsPoint(0, 0));
+  EXPECT_THAT(view_.ToScene(gs_vec2(0, 0)), IsPoint(-52.5f, -57.5f));
+  EXPECT_THAT(view_.ToView(gs_vec2(10, -15)), IsPoint(125, 85));
+  view_.Resize(317, 211);
+  for (const gs_vec2& point : {gs_vec2(0, 0), gs_vec2(12.5f, 200), gs_vec2(-40, 1000)}) {
+    const gs_vec2 there = view_.ToView(view_.ToScene(point));
+    EXPECT_NEAR(there.x, point.x, 1e-3);
+    EXPECT_NEAR(there.y, point.y, 1e-3);
+  }
+  view_.Resize(0, 211);  // The offset is that of before.
+  EXPECT_THAT(view_.ToScene(gs_vec2(3, 4)), IsPoint(0, 0));
+  EXPECT_THAT(view_.ToView(gs_vec2(3, 4)), IsPoint(0, 0));
+  ExpectNothing(view_.HitTest(gs_vec2(105, 115)));
+}
+
+TEST_F(GsViewImplHitTest, AnItemIsHitInItsRectangle) {
+  EXPECT_THAT(HitAt(20, -30), IsHit(&item_, kGsHandleBody));
+  EXPECT_THAT(HitAt(-19, -49), IsHit(&item_, kGsHandleBody));
+  ExpectNothing(HitAt(-21, -30));
+  ExpectNothing(HitAt(20, -51));
+  item_.SetRotation(kPi / 2);
+  EXPECT_THAT(HitAt(20, -69), IsHit(&item_, kGsHandleBody));
+  ExpectNothing(HitAt(-19, -49));
+  item_.SetVisible(false);
+  ExpectNothing(HitAt(20, -30));
+}
+
+TEST_F(GsViewImplHitTest, HandlesAreThereWhileTheItemIsSelectedAndVisible) {
+  item_.SetHovered(true);
+  EXPECT_THAT(HitAt(-19, -49), IsHit(&item_, kGsHandleBody));
+  item_.SetSelected(true);
+  const std::pair<gs_vec2, GsHandle> handles[] = {{{-20, -50}, kGsHandleTopLeft},    {{60, -50}, kGsHandleTopRight},
+                                                  {{-20, -10}, kGsHandleBottomLeft}, {{60, -10}, kGsHandleBottomRight},
+                                                  {{-20, -30}, kGsHandleLeft},       {{20, -50}, kGsHandleTop},
+                                                  {{60, -30}, kGsHandleRight},       {{20, -10}, kGsHandleBottom}};
+  for (const auto& [point, handle] : handles) {
+    EXPECT_THAT(HitAt(point.x - 3.5f, point.y + 3.5f), IsHit(&item_, handle));
+  }
+  ExpectNothing(HitAt(-24.5f, -50));
+  item_.SetVisible(false);
+  ExpectNothing(HitAt(-20, -50));
+}
+
+TEST_F(GsViewImplHitTest, TheTopmostIsHitAndHandlesComeFirst) {
+  TestItem over(10, -15, 40, 20);
+  scene_.AddItem(&over);
+  EXPECT_THAT(HitAt(-19, -49), IsHit(&over, kGsHandleBody));
+  item_.SetSelected(true);
+  EXPECT_THAT(HitAt(-19, -49), IsHit(&item_, kGsHandleTopLeft)) << "though the other covers it";
+  EXPECT_THAT(HitAt(0, -30), IsHit(&over, kGsHandleBody));
+  over.SetSelected(true);
+  EXPECT_THAT(HitAt(-19, -49), IsHit(&over, kGsHandleTopLeft));
+  over.SetVisible(false);
+  EXPECT_THAT(HitAt(-19, -49), IsHit(&item_, kGsHandleTopLeft));
+  EXPECT_THAT(HitAt(0, -30), IsHit(&item_, kGsHandleBody));
+  scene_.RemoveItem(&over);
+}
+
+TEST_F(GsViewImplHitTest, WhatIsNoNumberIsNowhere) {
+  item_.SetSelected(true);
+  for (const float odd : {kNaN, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::max()}) {
+    ExpectNothing(HitAt(odd, 0));
+    ExpectNothing(HitAt(0, -odd));
+    view_.ToScene(gs_vec2(odd, odd));
+    view_.ToView(gs_vec2(odd, odd));
+  }
+  item_.SetRotation(kNaN);
+  ExpectNothing(HitAt(20, -30));
+}
+
+// The answer holds the item, and nothing else is held.
+TEST_F(GsViewImplHitTest, TheAnswerHasAReferenceOnTheItem) {
+  scoped_refptr<GsItem> counted = MakeRef<RefCounted<GsItem>>(gs_vec2(40, 20), nullptr);
+  auto* const item = static_cast<RefCounted<GsItem>*>(counted.get());
+  scene_.AddItem(item);
+  GsHit hit = HitAt(0, 0);
+  EXPECT_EQ(hit.item.get(), item);
+  scene_.RemoveItem(item);
+  counted = nullptr;
+  EXPECT_EQ(hit.item->size().x, 40.0f);
+}
+
+// A frame that waits for the one who looks would wait for ever.
+TEST_F(GsViewImplHitTest, AWalkWaitsForNoFrame) {
+  std::thread render;
+  std::atomic<bool> drawn{false};
+  class Slow : public TestItem {
+   public:
+    using TestItem::TestItem;
+    void AddRef() override {
+      if (on_hit) on_hit();
+    }
+    std::function<void()> on_hit;
+  };
+  Slow slow(0, 0, 100, 100);
+  scene_.AddItem(&slow);
+  slow.on_hit = [&] {
+    if (render.joinable()) return;
+    render = std::thread([&] {
+      view_.Draw();
+      drawn = true;
+    });
+    while (!drawn) std::this_thread::yield();
+  };
+  EXPECT_THAT(HitAt(0, 0), IsHit(&slow, kGsHandleBody));
+  EXPECT_TRUE(drawn);
+  render.join();
+  slow.on_hit = nullptr;
+  scene_.RemoveItem(&slow);
+}
+
+TEST_F(GsViewImplHitTest, MayBeAskedInADraw) {
+  GsHit hit;
+  context_->on_rect = [&] { hit = HitAt(20, -30); };
+  view_.Draw();
+  context_->on_rect = nullptr;
+  EXPECT_THAT(hit, IsHit(&item_, kGsHandleBody));
+}
+
+// How far inside (above 0) or outside a turned rectangle a point lies, in its own directions.
+double Depth(double x, double y, double width, double height, double rotation) {
+  const double u = x * std::cos(rotation) + y * std::sin(rotation);
+  const double v = -x * std::sin(rotation) + y * std::cos(rotation);
+  return std::min(width / 2 - std::fabs(u), height / 2 - std::fabs(v));
+}
+
+// Beside the same in double precision, on scenes of random items. Points on an edge, and between two handles, are left
+// out: there the last bits decide.
+TEST_F(GsViewImplTest, HitsAreThoseOfADoublePrecisionModel) {
+  constexpr double kClose = 0.01;
+  std::mt19937 random(20);
+  const auto between = [&random](double low, double high) {
+    return low + (high - low) * static_cast<double>(random()) / 4294967296.0;
+  };
+  int asked = 0, bodies = 0, handles = 0;
+  for (int round = 0; round < 40; ++round) {
+    TestScene scene(400, 300);
+    TestView view(static_cast<unsigned int>(between(50, 900)), static_cast<unsigned int>(between(50, 700)));
+    view.SetScene(&scene);
+    std::vector<std::unique_ptr<TestItem>> items;
+    for (int i = 0; i < 6; ++i) {
+      const auto value = [&](double low, double high) { return static_cast<float>(between(low, high)); };
+      items.push_back(std::make_unique<TestItem>(value(-220, 220), value(-170, 170), value(0, 200), value(0, 150)));
+      items.back()->SetRotation(i == 0 ? 5e-7f : value(-7, 7));
+      items.back()->SetSelected(random() % 2);
+      items.back()->SetVisible(random() % 4 != 0);
+      scene.AddItem(items.back().get());
+    }
+    const double s = static_cast<double>(view.scale());
+    for (int i = 0; i < 400; ++i) {
+      const gs_vec2 point(static_cast<float>(between(0, view.width())), static_cast<float>(between(0, view.height())));
+      const double x = static_cast<double>(point.x) - view.width() / 2.0;
+      const double y = static_cast<double>(point.y) - view.height() / 2.0;
+      const TestItem* handle_item = nullptr;
+      const TestItem* body_item = nullptr;
+      int handle = 0;
+      bool close = false;
+      for (const auto& item : items) {
+        if (!item->visible()) continue;
+        const double r = static_cast<double>(item->rotation());
+        const double w = static_cast<double>(item->size().x), h = static_cast<double>(item->size().y);
+        const double px = static_cast<double>(item->pos().x), py = static_cast<double>(item->pos().y);
+        const double body = Depth(x - px * s, y - py * s, w * s, h * s, r);
+        close = close || std::fabs(body) < kClose;
+        if (body > 0) body_item = item.get();
+        if (!item->selected()) continue;
+        constexpr int kSides[8][2] = {{-1, -1}, {1, -1}, {-1, 1}, {1, 1}, {-1, 0}, {0, -1}, {1, 0}, {0, 1}};
+        double nearest = 1e9;
+        for (int k = 0; k < 8; ++k) {
+          const double hx = kSides[k][0] * w / 2, hy = kSides[k][1] * h / 2;
+          const double dx = x - (px + hx * std::cos(r) - hy * std::sin(r)) * s;
+          const double dy = y - (py + hx * std::sin(r) + hy * std::cos(r)) * s;
+          const double depth = Depth(dx, dy, 8, 8, r);
+          const double distance = std::hypot(dx, dy);
+          close = close || std::fabs(depth) < kClose || (depth > 0 && std::fabs(distance - nearest) < kClose);
+          if (depth <= 0 || distance >= nearest) continue;
+          nearest = distance;
+          handle_item = item.get();
+          handle = kGsHandleTopLeft + k;
+        }
+      }
+      if (close) continue;
+      ++asked;
+      const GsHit hit = view.HitTest(point);
+      if (handle_item) {
+        ++handles;
+        EXPECT_THAT(hit, IsHit(handle_item, handle));
+      } else if (body_item) {
+        ++bodies;
+        EXPECT_THAT(hit, IsHit(body_item, kGsHandleBody));
+      } else {
+        ExpectNothing(hit);
+      }
+    }
+    view.SetScene(nullptr);
+    for (const auto& item : items) scene.RemoveItem(item.get());
+  }
+  EXPECT_GT(asked, 14000);
+  EXPECT_GT(bodies, 1500);
+  EXPECT_GT(handles, 100);
+}
+
 // A render thread draws while others change everything: nothing is lost, and ThreadSanitizer sees no race.
 TEST_F(GsViewImplTest, MayBeChangedWhileItIsDrawn) {
   GsDevice::DestroyDefaultDevice();
@@ -775,6 +992,8 @@ TEST_F(GsViewImplTest, MayBeChangedWhileItIsDrawn) {
         view.SetBackgroundColor(0, 0, 1, 1);
         EXPECT_GE(view.scale(), 0.0f);
         view.offset();
+        view.HitTest(view.ToView(view.ToScene(gs_vec2(50, 50))));
+        view.Move(static_cast<int>(i), 0);
       }
     });
     for (int i = 0; i < 500 || rects < 100; ++i) {

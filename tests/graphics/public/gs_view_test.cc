@@ -104,6 +104,18 @@ TEST_F(GsViewTest, TheBackgroundReachesTheEngine) {
   EXPECT_THAT(view.engine()->background(), ElementsAre(0.1f, 0.2f, 0.3f, 0.4f));
 }
 
+TEST_F(GsViewTest, ItsPlaceAndItsWindowReachTheEngine) {
+  TestView view;
+  int other = 0;
+  fake::ClearCalls();
+  view.Move(-5, 7);
+  view.SetWindow({&other});
+  EXPECT_EQ(view.engine()->window, &other);
+  view.SetWindow({});
+  EXPECT_EQ(view.engine()->window, nullptr);
+  EXPECT_THAT(fake::Calls(), ElementsAre("view.Move -5 7", "view.SetWindow", "view.SetWindow"));
+}
+
 TEST_F(GsViewTest, IsDrawnWhileAttached) {
   TestView view;
   device()->DrawDisplay();
@@ -220,6 +232,8 @@ void ExpectInert(TestView& view, TestScene& scene) {
   EXPECT_EQ(view.width(), 0u);
   EXPECT_EQ(view.height(), 0u);
   view.SetBackgroundColor(1, 1, 1, 1);
+  view.Move(1, 2);
+  view.SetWindow({});
   view.SetScene(&scene);
   EXPECT_EQ(view.scene(), &scene);
   EXPECT_EQ(scene.references, 1);

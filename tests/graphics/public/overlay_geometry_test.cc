@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <ostream>
 
@@ -12,8 +13,11 @@ namespace {
 
 using gs_overlay::FitScale;
 using gs_overlay::FrameBars;
+using gs_overlay::FrameBody;
 using gs_overlay::FrameHandles;
+using gs_overlay::HandleAt;
 using gs_overlay::HandlePointsOf;
+using gs_overlay::Holds;
 using gs_overlay::HorizontalGuide;
 using gs_overlay::RoundToPixels;
 using gs_overlay::Sizes;
@@ -176,6 +180,64 @@ TEST(FrameHandlesTest, TurnAboutTheItem) {
                                    IsRectNear(20.0f, -70.0f, 8.0f, 8.0f), IsRectNear(40.0f, -30.0f, 8.0f, 8.0f),
                                    IsRectNear(20.0f, 10.0f, 8.0f, 8.0f), IsRectNear(0.0f, -30.0f, 8.0f, 8.0f)));
   for (const gs_transform& handle : handles) EXPECT_EQ(handle.rotation, kPi / 2);
+}
+
+TEST(FrameBodyTest, IsTheItemInTheView) {
+  EXPECT_THAT(FrameBody(gs_transform(gs_vec2(10, -15), gs_vec2(40, 20), 1.0f), 2.0f),
+              IsRect(20.0f, -30.0f, 80.0f, 40.0f, 1.0f));
+  for (const float rotation : {1e-6f, -1e-6f}) {
+    EXPECT_EQ(FrameBody(gs_transform(gs_vec2(), gs_vec2(40, 20), rotation), 1.0f).rotation, 0.0f);
+    EXPECT_EQ(FrameBody(gs_transform(gs_vec2(), gs_vec2(40, 20), 1.5f * rotation), 1.0f).rotation, 1.5f * rotation);
+  }
+}
+
+TEST(HoldsTest, ARectangleHoldsItsEdges) {
+  const gs_transform shape(gs_vec2(10, 20), gs_vec2(8, 4));
+  for (const gs_vec2& inside : {gs_vec2(10, 20), gs_vec2(14, 22), gs_vec2(6, 18)}) EXPECT_TRUE(Holds(shape, inside));
+  for (const gs_vec2& beside : {gs_vec2(14.5f, 20), gs_vec2(5.5f, 20), gs_vec2(10, 22.5f), gs_vec2(10, 17.5f)}) {
+    EXPECT_FALSE(Holds(shape, beside));
+  }
+}
+
+TEST(HoldsTest, ATurnedRectangleIsTurnedClockwise) {
+  const gs_transform shape(gs_vec2(10, 20), gs_vec2(40, 2), kPi / 4);
+  EXPECT_TRUE(Holds(shape, gs_vec2(20, 30)));
+  EXPECT_FALSE(Holds(shape, gs_vec2(20, 10)));
+}
+
+TEST(HoldsTest, ARectangleOfNegativeSizeIsThatOfItsAmount) {
+  EXPECT_TRUE(Holds(gs_transform(gs_vec2(), gs_vec2(-8, 4)), gs_vec2(4, -2)));
+  EXPECT_FALSE(Holds(gs_transform(gs_vec2(), gs_vec2(-8, 4)), gs_vec2(4.5f, 0)));
+}
+
+TEST(HoldsTest, WhatIsNoNumberHoldsNothingAndIsNowhere) {
+  EXPECT_FALSE(Holds(gs_transform(gs_vec2(), gs_vec2(8, 8)), gs_vec2(kNaN, 0)));
+  EXPECT_FALSE(Holds(gs_transform(gs_vec2(), gs_vec2(8, 8)), gs_vec2(0, kNaN)));
+  EXPECT_FALSE(Holds(gs_transform(gs_vec2(0, kNaN), gs_vec2(8, 8)), gs_vec2()));
+  EXPECT_FALSE(Holds(gs_transform(gs_vec2(), gs_vec2(kNaN, 8)), gs_vec2()));
+  EXPECT_FALSE(Holds(gs_transform(gs_vec2(), gs_vec2(8, 8), kInfinity), gs_vec2()));
+}
+
+TEST(HandleAtTest, FindsEachHandle) {
+  for (const float rotation : {0.0f, 0.3f, -2.0f}) {
+    const gs_transform item(gs_vec2(10, -15), gs_vec2(40, 20), rotation);
+    const auto handles = FrameHandles(item, 2.0f);
+    for (int i = 0; i < gs_overlay::kHandlePoints; ++i) {
+      const gs_vec2 centre = handles[static_cast<std::size_t>(i)].pos;
+      EXPECT_EQ(HandleAt(item, 2.0f, centre), i);
+      EXPECT_EQ(HandleAt(item, 2.0f, centre + gs_vec2(2, -2)), i);
+      EXPECT_EQ(HandleAt(item, 2.0f, centre + gs_vec2(0, 6)), gs_overlay::kHandlePoints);
+    }
+    EXPECT_EQ(HandleAt(item, 2.0f, gs_vec2(20, -30)), gs_overlay::kHandlePoints) << "the middle of the item";
+  }
+}
+
+TEST(HandleAtTest, TheNearestHoldsAPointOfSeveralAndTheFirstOfEquals) {
+  const gs_transform small(gs_vec2(), gs_vec2(4, 4));
+  EXPECT_EQ(HandleAt(small, 1.0f, gs_vec2(-1.8f, -1.9f)), gs_overlay::kTopLeft);
+  EXPECT_EQ(HandleAt(small, 1.0f, gs_vec2(1.9f, 0.2f)), gs_overlay::kRight);
+  EXPECT_EQ(HandleAt(small, 1.0f, gs_vec2(0.1f, 5.9f)), gs_overlay::kBottom);
+  EXPECT_EQ(HandleAt(gs_transform(gs_vec2(), gs_vec2()), 1.0f, gs_vec2(1, 1)), gs_overlay::kTopLeft);
 }
 
 TEST(GuideTest, LinesRunThroughTheWholeView) {

@@ -87,7 +87,7 @@ class NativeContextEgl : public NativeContext {
     }
     has_buffer_ = false;
     const Place place = display_.window_system->CreateWindow(
-        {window, width, height, display_.window_visual, window_missing_}, &window_);
+        {window, width, height, display_.window_visual, window_missing_, x_, y_}, &window_);
     if (place == Place::kNotYet) window_missing_ = true;
     if (place != Place::kMade) return place;
     surface_ = CreateEglSurface(display_, window_.get());
@@ -102,6 +102,8 @@ class NativeContextEgl : public NativeContext {
     if (surface_ != EGL_NO_SURFACE && !context_->lost()) eglDestroySurface(display_.display, surface_);
     surface_ = EGL_NO_SURFACE;
     window_.reset();
+    window_missing_ = present_failed_ = false;
+    next_width_ = next_height_ = 0;
   }
 
   bool CanPresent() override {
@@ -131,6 +133,12 @@ class NativeContextEgl : public NativeContext {
     next_width_ = width;
     next_height_ = height;
     if (window_ && !(has_buffer_ && IsUsed(Workaround::kSteadyWindow))) window_->Resize(width, height);
+  }
+
+  void MoveWindow(int x, int y) override {
+    x_ = x;
+    y_ = y;
+    if (window_) window_->Move(x, y);
   }
 
   bool Present() override {
@@ -206,6 +214,8 @@ class NativeContextEgl : public NativeContext {
   bool has_buffer_ = false;
   unsigned int next_width_ = 0;  // What ResizeWindow asked for.
   unsigned int next_height_ = 0;
+  int x_ = 0;  // What MoveWindow asked for.
+  int y_ = 0;
 };
 
 }  // namespace

@@ -2,7 +2,7 @@
 #ifndef QUARN_GRAPHICS_OPENGL_CGL_LINUX_NATIVE_WINDOW_H_
 #define QUARN_GRAPHICS_OPENGL_CGL_LINUX_NATIVE_WINDOW_H_
 
-// Made by WindowSystem::CreateWindow. It lies at the upper left corner of the host's window and gets none of its input.
+// Made by WindowSystem::CreateWindow. It lies somewhere in the host's window and gets none of its input.
 // Sizes are in pixels of pictures: a window system that counts in other units, or scales, converts them inside.
 //
 // Thread: window.
@@ -25,6 +25,9 @@ class NativeWindow {
   virtual unsigned int height() const = 0;
   // Does not wait for the window system.
   virtual void Resize(unsigned int width, unsigned int height) = 0;
+  // Puts its upper left corner that many pixels to the right of the host's window's, and below. It may lie outside, in
+  // part or as a whole. Does not wait for the window system.
+  virtual void Move(int x, int y) = 0;
   // What the window system fills the window with where it is new or comes to light again, each part 0 to 1; before the
   // first call it leaves there what it finds. Does not wait for the window system.
   virtual void SetBackground(float r, float g, float b) = 0;

@@ -39,6 +39,8 @@ class WindowSystem {
     unsigned int height;
     EGLint visual;           // The EGL_NATIVE_VISUAL_ID of the configuration that its surface will have.
     bool looked_for_before;  // Whether the answer to the same request was kNotYet.
+    int x = 0;               // Where its upper left corner lies in the host's window.
+    int y = 0;
   };
   // Makes a window inside the host's. kMade comes with *window; kNotYet means that the window system does not know the
   // host's window, which may still come. When there is none to be had, the log says so: for kNotYet once, and then also

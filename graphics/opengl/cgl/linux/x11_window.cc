@@ -15,6 +15,9 @@ namespace {
 // A side as the server takes it.
 std::uint16_t Side(unsigned int size) { return static_cast<std::uint16_t>(std::clamp(size, 1u, 32767u)); }
 
+// A coordinate as the server takes it. One that is beyond its limits is beyond every window, and stays so.
+std::int16_t Coordinate(int value) { return static_cast<std::int16_t>(std::clamp(value, -32768, 32767)); }
+
 // The visual of that name and its depth; null where the screen has none.
 const xcb_visualtype_t* FindVisual(const xcb_screen_t* screen, xcb_visualid_t visual, std::uint8_t* its_depth) {
   *its_depth = screen->root_depth;
@@ -48,9 +51,10 @@ const char* ErrorName(std::uint8_t code) {
 
 }  // namespace
 
-std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, void* host_window, xcb_visualid_t visual,
-                                             unsigned int width, unsigned int height, bool* missing) {
-  const auto handle = reinterpret_cast<std::uintptr_t>(host_window);
+std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, const WindowSystem::WindowRequest& request,
+                                             bool* missing) {
+  const auto handle = reinterpret_cast<std::uintptr_t>(request.host_window);
+  const auto visual = static_cast<xcb_visualid_t>(request.visual);
   const auto host = static_cast<xcb_window_t>(handle);
   if (handle == 0) {
     Logger::default_logger()->Warn("A view cannot be shown: it was given no window");
@@ -64,7 +68,7 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, void* host
   xcb_connection_t* const xcb = system->xcb();
   std::uint8_t depth = 0;
   const xcb_visualtype_t* const type = FindVisual(system->screen(), visual, &depth);
-  std::unique_ptr<X11Window> window(new X11Window(system, host, width, height));
+  std::unique_ptr<X11Window> window(new X11Window(system, host, request));
   window->visual_ = type;
   window->colormap_ = xcb_generate_id(xcb);
   const xcb_void_cookie_t colormap =
@@ -79,8 +83,8 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, void* host
   const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_OVERRIDE_REDIRECT |
                              XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
   const xcb_void_cookie_t create =
-      xcb_create_window_checked(xcb, depth, window->id_, host, 0, 0, window->width_, window->height_, 0,
-                                XCB_WINDOW_CLASS_INPUT_OUTPUT, visual, mask, values);
+      xcb_create_window_checked(xcb, depth, window->id_, host, window->x_, window->y_, window->width_, window->height_,
+                                0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual, mask, values);
   if (const X11Reply<xcb_generic_error_t> error{xcb_request_check(xcb, create)}) {
     *missing = error->error_code == XCB_WINDOW;
     if (!*missing) {
@@ -101,12 +105,14 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, void* host
   return window;
 }
 
-X11Window::X11Window(X11WindowSystem* system, xcb_window_t host_window, unsigned int width, unsigned int height)
+X11Window::X11Window(X11WindowSystem* system, xcb_window_t host_window, const WindowSystem::WindowRequest& request)
     : system_(system),
       host_window_(host_window),
       id_(xcb_generate_id(system->xcb())),
-      width_(Side(width)),
-      height_(Side(height)) {
+      width_(Side(request.width)),
+      height_(Side(request.height)),
+      x_(Coordinate(request.x)),
+      y_(Coordinate(request.y)) {
   system_->Add(this);
 }
 
@@ -130,10 +136,20 @@ void X11Window::Resize(unsigned int width, unsigned int height) {
   width_ = Side(width);
   height_ = Side(height);
   const std::uint32_t values[] = {width_, height_};
+  Configure(XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, values);
+}
+
+void X11Window::Move(int x, int y) {
+  if (Coordinate(x) == x_ && Coordinate(y) == y_) return;
+  x_ = Coordinate(x);
+  y_ = Coordinate(y);
+  const std::uint32_t values[] = {static_cast<std::uint32_t>(x_), static_cast<std::uint32_t>(y_)};
+  Configure(XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
+}
+
+void X11Window::Configure(std::uint16_t what, const std::uint32_t* values) {
   xcb_connection_t* const xcb = system_->xcb();
-  const xcb_void_cookie_t configure =
-      xcb_configure_window_checked(xcb, id_, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, values);
-  xcb_discard_reply(xcb, configure.sequence);
+  xcb_discard_reply(xcb, xcb_configure_window_checked(xcb, id_, what, values).sequence);
   xcb_flush(xcb);
 }
 

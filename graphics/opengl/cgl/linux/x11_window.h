@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "graphics/opengl/cgl/linux/native_window.h"
+#include "graphics/opengl/cgl/linux/window_system.h"
 
 class X11WindowSystem;
 
@@ -20,17 +21,17 @@ struct X11Free {
 template <class T>
 using X11Reply = std::unique_ptr<T, X11Free>;
 
-// A window inside one of the host's, at its upper left corner, of a visual of our own choice: the host's toolkit may
-// have a drawable on its window, and another visual. It asks for no input and takes none, so that to the pointer there
-// is the host's window only.
+// A window inside one of the host's, of a visual of our own choice: the host's toolkit may have a drawable on its
+// window, and another visual. It asks for no input and takes none, so that to the pointer there is the host's window
+// only.
 class X11Window : public NativeWindow {
  public:
   // Null when there is no such window or it takes none inside. The log says which, but where the server does not know
   // the window: *missing is true then, and the rest the caller's to say.
   //
   // Blocks: until the server has answered.
-  static std::unique_ptr<X11Window> Create(X11WindowSystem* system, void* host_window, xcb_visualid_t visual,
-                                           unsigned int width, unsigned int height, bool* missing);
+  static std::unique_ptr<X11Window> Create(X11WindowSystem* system, const WindowSystem::WindowRequest& request,
+                                           bool* missing);
   ~X11Window() override;
 
   bool Alive() const override;
@@ -38,6 +39,7 @@ class X11Window : public NativeWindow {
   unsigned int width() const override { return width_; }
   unsigned int height() const override { return height_; }
   void Resize(unsigned int width, unsigned int height) override;
+  void Move(int x, int y) override;
   void SetBackground(float r, float g, float b) override;
   // The interface that takes a platform's window wants a pointer to the id.
   void* egl_window() override { return &id_; }
@@ -47,7 +49,10 @@ class X11Window : public NativeWindow {
   void NoteDestroyed() { destroyed_ = true; }
 
  private:
-  X11Window(X11WindowSystem* system, xcb_window_t host_window, unsigned int width, unsigned int height);
+  X11Window(X11WindowSystem* system, xcb_window_t host_window, const WindowSystem::WindowRequest& request);
+
+  // Asks the server for another place or size, by xcb's mask.
+  void Configure(std::uint16_t what, const std::uint32_t* values);
 
   X11WindowSystem* const system_;
   const xcb_window_t host_window_;
@@ -57,6 +62,8 @@ class X11Window : public NativeWindow {
   std::optional<std::uint32_t> background_;  // As a pixel.
   std::uint16_t width_;
   std::uint16_t height_;
+  std::int16_t x_;
+  std::int16_t y_;
   bool destroyed_ = false;
 };
 

@@ -70,8 +70,7 @@ NativeContext::Place X11WindowSystem::CreateWindow(const WindowRequest& request,
                                                    std::unique_ptr<NativeWindow>* window) {
   const auto id = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(request.host_window));
   bool missing = false;
-  *window = X11Window::Create(this, request.host_window, static_cast<xcb_visualid_t>(request.visual), request.width,
-                              request.height, &missing);
+  *window = X11Window::Create(this, request, &missing);
   if (missing && !request.looked_for_before) {
     Logger::default_logger()->Warn(
         "A view cannot be shown in window 0x%x: there is no such window, or the connection that made it was not "

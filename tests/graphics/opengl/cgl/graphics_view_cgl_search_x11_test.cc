@@ -142,6 +142,35 @@ TEST_F(WindowSearchTest, LooksAgainAfterAResize) {
   EXPECT_TRUE(Shows(late.window(), view.get()));
 }
 
+// It is as new: said once, looked for a while, and put where the view was to be.
+TEST_F(WindowSearchTest, LooksForAnotherWindowToo) {
+  const test::XWindow first(host(), 120, 90);
+  const LateWindow late(host(), 120, 90);
+  const auto view = MakeView(first.handle());
+  for (int i = 0; i < 60; ++i) {
+    Draw(view.get());
+    fake_clock::Advance(kSecondNs);
+  }
+  EXPECT_THAT(TakeLog(), IsEmpty());
+  ToPresented(view.get())->Move(20, 10);
+  ToPresented(view.get())->SetWindow({late.handle()});
+  for (int i = 0; i < 5; ++i) Draw(view.get());
+  EXPECT_TRUE(first.ComesToHold(0));
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("window " + late.name() + ": there is no such window, or")));
+  fake_clock::Advance(kSecondNs);
+  late.Flush();
+  test::Picture expected = test::Flat(120, 90, 0x00f000);
+  for (int y = 10; y < 90; ++y) {
+    for (int x = 20; x < 120; ++x) {
+      unsigned char* const pixel = expected.pixels.data() + (y * 120 + x) * 4;
+      pixel[0] = 255;
+      pixel[1] = 0;
+    }
+  }
+  EXPECT_TRUE(late.window().ComesToShow(expected, {}, [&] { Draw(view.get()); }));
+  EXPECT_TRUE(log().Has(Logger::Level::Info, "The window " + late.name() + " of a view is there now"));
+}
+
 TEST_F(WindowSearchTest, DoesNotLookForAWindowThatHasGone) {
   auto window = std::make_unique<test::XWindow>(host(), 120, 90);
   const auto view = MakeView(window->handle());

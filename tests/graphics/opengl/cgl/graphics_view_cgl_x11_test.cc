@@ -451,6 +451,57 @@ TEST_F(GraphicsViewX11Test, ViewsAreMadeAndEndedInACallbackWithoutAWait) {
   }
 }
 
+// Where somebody may count on the window being left, there is a wait, and elsewhere none.
+TEST_F(GraphicsViewX11Test, AnotherWindowIsTakenInACallbackWithoutAWait) {
+  const test::XWindow window(x11(), 120, 90);
+  const test::XWindow other(x11(), 120, 90, {130, 0});
+  const auto view = MakeView(window, 120, 90);
+  Painter painter(context(), test::TestCard(120, 90));
+  view->Attach(&painter);
+  PresentedView* const presented = ToPresented(view.get());
+  {
+    const test::StalledWindowThread stalled;
+    presented->Move(1, 1);
+    const test::CurrentContext current(context());
+    presented->SetWindow({other.handle()});
+    EXPECT_FALSE(WindowThread::Get().lags()) << "somebody has waited";
+  }
+  EXPECT_TRUE(window.ComesToHold(0));
+  EXPECT_TRUE(other.ComesToHold(1));
+  presented->SetWindow({window.handle()});
+  EXPECT_EQ(other.ChildCount(), 0) << "it is done when the call returns";
+  EXPECT_EQ(window.ChildCount(), 1);
+  presented->Move(0, 0);
+  Frames(1);
+  EXPECT_TRUE(window.ComesToShow(test::TestCard(120, 90), {}));
+  {
+    const test::StalledWindowThread stalled;
+    presented->SetWindow({other.handle()});
+    EXPECT_TRUE(WindowThread::Get().lags()) << "nobody has waited";
+  }
+  WaitForTheWindowThread();
+  view->Detach();
+}
+
+// The size that the new window's place gets is the one that the next change is told from.
+TEST_F(GraphicsViewX11Test, AnotherWindowBetweenTwoSizesShowsTheLast) {
+  const test::XWindow window(x11(), 120, 90);
+  const test::XWindow other(x11(), 120, 90, {130, 0});
+  HostLoop loop;
+  const auto view = MakeView(window, 120, 90);
+  Painter painter(context(), test::TestCard(120, 90));
+  view->Attach(&painter);
+  Frames(1);
+  view->Resize(0, 0);
+  ToPresented(view.get())->SetWindow({other.handle()});
+  view->Resize(120, 90);
+  Frames(1);
+  loop.Run();
+  Frames(1);
+  EXPECT_TRUE(other.ComesToShow(test::TestCard(120, 90), {}));
+  view->Detach();
+}
+
 TEST_F(GraphicsViewX11Test, CountsWhatBecomesOfItsPictures) {
   auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
   const auto view = MakeView(*window, 120, 90);

@@ -67,8 +67,9 @@ class ScriptedContext : public NativeContext {
   bool MakeCurrent(Current* previous) override { return real_->MakeCurrent(previous); }
   bool IsCurrent() const override { return real_->IsCurrent(); }
   bool HasWindowSystem() const override { return script_->exists; }
-  Place AttachWindow(void*, unsigned int width, unsigned int height) override {
-    script_->Note("attach " + std::to_string(width) + "x" + std::to_string(height));
+  Place AttachWindow(void* window, unsigned int width, unsigned int height) override {
+    script_->Note("attach " + std::to_string(width) + "x" + std::to_string(height) +
+                  (window ? " in " + std::to_string(reinterpret_cast<std::uintptr_t>(window)) : ""));
     if (script_->lacks_memory) throw std::bad_alloc();
     return script_->place;
   }
@@ -77,6 +78,7 @@ class ScriptedContext : public NativeContext {
   void ResizeWindow(unsigned int width, unsigned int height) override {
     script_->Note("resize " + std::to_string(width) + "x" + std::to_string(height));
   }
+  void MoveWindow(int x, int y) override { script_->Note("move " + std::to_string(x) + "," + std::to_string(y)); }
   void WindowSize(unsigned int*, unsigned int*) override {}
   void SetWindowBackground(float, float, float) override {}
   void SetSwapInterval(int) override {}
@@ -169,12 +171,12 @@ TEST_F(ViewPresenterTest, LooksForAWindowThatMayComeUntilItHas) {
   EXPECT_FALSE(presenter->can_present());
   EXPECT_TRUE(presenter->may_find_window());
   script_.place = Place::kMade;
-  presenter->HandOverWindow(nullptr, {8, 6});
+  presenter->HandOverSearch({8, 6});
   Settle();
   EXPECT_TRUE(presenter->can_present());
   EXPECT_FALSE(presenter->may_find_window());
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6", "attach 8x6"));
-  presenter->HandOverWindow(nullptr, {8, 6});
+  presenter->HandOverSearch({8, 6});
   Settle();
   EXPECT_THAT(script_.TakeCalls(), IsEmpty()) << "a place is made once";
   End(presenter);
@@ -187,7 +189,7 @@ TEST_F(ViewPresenterTest, DoesNotLookAgainWhereThereNeverIsAWindow) {
   Settle();
   EXPECT_FALSE(presenter->can_present());
   EXPECT_FALSE(presenter->may_find_window());
-  presenter->HandOverWindow(nullptr, {8, 6});
+  presenter->HandOverSearch({8, 6});
   Settle();
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6"));
   End(presenter);
@@ -266,6 +268,102 @@ TEST_F(ViewPresenterTest, NewestOfEachIsDoneWhenTheWindowThreadComesToIt) {
   End(presenter);
 }
 
+void* Window(std::uintptr_t id) { return reinterpret_cast<void*>(id); }
+
+TEST_F(ViewPresenterTest, MovesThePlaceBeforeItIsMadeAndAfter) {
+  ViewPresenter* const presenter = Create();
+  {
+    const StalledWindowThread stalled;
+    presenter->HandOverWindow(nullptr, {8, 6});
+    presenter->HandOverPosition(1, 2);
+    presenter->HandOverPosition(-3, 4);
+    EXPECT_THAT(script_.TakeCalls(), IsEmpty());
+  }
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("move -3,4", "attach 8x6"));
+  presenter->HandOverPosition(5, 6);
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("move 5,6"));
+  End(presenter);
+}
+
+TEST_F(ViewPresenterTest, LeavesAWindowForAnotherOfTheSizeLastAskedFor) {
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(Window(1), {8, 6});
+  Settle();
+  presenter->HandOverSize({4, 3});
+  presenter->HandOverSize({0, 0});
+  presenter->HandOverOtherWindow(Window(2));
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ::testing::IsSupersetOf({"attach 8x6 in 1", "detach", "attach 4x3 in 2"}));
+  HandOverPicture(presenter);
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("present"));
+  EXPECT_THAT(Counts(presenter), ElementsAre(1, 1, 0));
+  End(presenter);
+}
+
+TEST_F(ViewPresenterTest, OfManyWindowsTheLastIsTaken) {
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(Window(1), {8, 6});
+  Settle();
+  script_.TakeCalls();
+  {
+    const StalledWindowThread stalled;
+    for (std::uintptr_t id = 2; id <= 100; ++id) presenter->HandOverOtherWindow(Window(id));
+  }
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("detach", "attach 8x6 in 100"));
+  End(presenter);
+}
+
+// But one that shows nothing any more is taken anew: it may be another of the same name.
+TEST_F(ViewPresenterTest, KeepsTheWindowThatItHas) {
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(Window(1), {8, 6});
+  Settle();
+  script_.TakeCalls();
+  presenter->HandOverOtherWindow(Window(1));
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), IsEmpty());
+  EXPECT_TRUE(presenter->can_present());
+  script_.can_present = false;
+  presenter->HandOverOtherWindow(Window(1));
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("detach", "attach 8x6 in 1"));
+  End(presenter);
+}
+
+TEST_F(ViewPresenterTest, LooksForTheOtherWindowToo) {
+  script_.place = Place::kNever;
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(Window(1), {8, 6});
+  Settle();
+  script_.place = Place::kNotYet;
+  presenter->HandOverOtherWindow(Window(2));
+  Settle();
+  EXPECT_FALSE(presenter->can_present());
+  EXPECT_TRUE(presenter->may_find_window());
+  script_.place = Place::kMade;
+  presenter->HandOverSearch({8, 6});
+  Settle();
+  EXPECT_TRUE(presenter->can_present());
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6 in 1", "detach", "attach 8x6 in 2", "attach 8x6 in 2"));
+  End(presenter);
+}
+
+TEST_F(ViewPresenterTest, AsksNothingOfAWindowSystemThatIsMissing) {
+  script_.exists = false;
+  script_.place = Place::kNever;
+  script_.can_present = false;
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(Window(1), {8, 6});
+  presenter->HandOverPosition(1, 2);
+  presenter->HandOverOtherWindow(Window(2));
+  presenter->HandOverEnd();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6 in 1", "detach", "end"));
+}
+
 // The window thread has other views to serve.
 TEST_F(ViewPresenterTest, WaitsForNobodyWhoHasTheViewsContext) {
   ViewPresenter* const presenter = Create();
@@ -275,12 +373,13 @@ TEST_F(ViewPresenterTest, WaitsForNobodyWhoHasTheViewsContext) {
   presenter->context()->Lock();
   HandOverPicture(presenter);
   presenter->HandOverSize({4, 3});
+  presenter->HandOverPosition(1, 2);
   Settle();
   EXPECT_THAT(script_.TakeCalls(), IsEmpty());
   presenter->context()->Unlock();
   presenter->GoOn();
   Settle();
-  EXPECT_THAT(script_.TakeCalls(), ElementsAre("present", "resize 4x3"));
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("move 1,2", "present", "resize 4x3"));
   presenter->GoOn();
   Settle();
   EXPECT_THAT(script_.TakeCalls(), IsEmpty());

@@ -121,6 +121,30 @@ TEST_F(X11WindowSystemTest, SizesAreWithinTheServersLimits) {
   EXPECT_TRUE(window->Alive());
 }
 
+TEST_F(X11WindowSystemTest, LiesWhereItIsPut) {
+  const test::XWindow host_window(host(), 100, 80);
+  std::unique_ptr<NativeWindow> window;
+  const auto visual = static_cast<EGLint>(host().screen()->root_visual);
+  ASSERT_EQ(system()->CreateWindow({host_window.handle(), 40, 30, visual, false, 7, -9}, &window), Place::kMade);
+  const auto lies_at = [&](int x, int y) {
+    xcb_connection_t* const xcb = host().get();
+    const xcb_window_t id = static_cast<X11Window*>(window.get())->id();
+    return test::ComesTrue([&] {
+      const X11Reply<xcb_get_geometry_reply_t> is{xcb_get_geometry_reply(xcb, xcb_get_geometry(xcb, id), nullptr)};
+      return is && is->x == x && is->y == y && is->width == 40 && is->height == 30;
+    });
+  };
+  EXPECT_TRUE(lies_at(7, -9));
+  window->Move(50, 60);
+  EXPECT_TRUE(lies_at(50, 60));
+  window->Move(-100000, 100000);
+  EXPECT_TRUE(lies_at(-32768, 32767)) << "the server's limits";
+  window->Move(0, 0);
+  EXPECT_TRUE(lies_at(0, 0));
+  host_window.ComesToHold(1);
+  EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
 TEST_F(X11WindowSystemTest, BackgroundFillsTheWindow) {
   const test::XWindow host_window(host(), 40, 30);
   std::unique_ptr<NativeWindow> window;
