@@ -70,10 +70,10 @@ struct GsHit {
 // Pictures are presented without waiting for the screen's refresh, by a thread of the library's. A frame hands its
 // picture over and goes on: it waits neither for that thread nor for the window system. Of the pictures that come
 // meanwhile the newest is shown, the others are skipped: Counts tells how many. A view has one image of its size for
-// that, and up to three while its window is slow. The making and the end of a view wait for the window system, a
-// quarter of a second at most, and once that was in vain not again until it has caught up; in a callback or a queued
-// task, where a frame would wait as well, not at all. Where OpenGL is software, presenting copies the whole picture on
-// the processor.
+// that, and up to three while its window is slow. The making and the end of a view, and another window for it, wait
+// for the window system, a quarter of a second at most, and once that was in vain not again until it has caught up; in
+// a callback or a queued task, where a frame would wait as well, not at all. Where OpenGL is software, presenting
+// copies the whole picture on the processor.
 //
 // A window that goes away, has no size or cannot be presented to costs the picture and one line in the log, nothing
 // else.

@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -23,6 +22,7 @@
 
 #include "graphics/graphics_view_impl.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/overlay_model.h"
 
 namespace {
 
@@ -421,18 +421,10 @@ class White : public GsItem {
   GsTexture texture_{white_, 4, GsTexture::kTextureRGBA, 1, 1, nullptr};
 };
 
-// How far a point is from the edges of a turned rectangle, counted along its sides; above 0 inside.
-double Depth(double x, double y, double width, double height, double rotation) {
-  const double u = x * std::cos(rotation) + y * std::sin(rotation);
-  const double v = -x * std::sin(rotation) + y * std::cos(rotation);
-  return std::min(width / 2 - std::fabs(u), height / 2 - std::fabs(v));
-}
-
 // What is drawn is hit: of a random item, handles where the selected item is red and the hovered one is not blue, and
 // the item where it is white. Pixels whose middle lies on an edge are the driver's to decide.
 TEST_F(GsViewImplPictureTest, WhatIsDrawnIsHit) {
   constexpr double kClose = 0.05;
-  constexpr double kScale = 1;
   scoped_refptr<RefCounted<GsScene>> scene = MakeRef<RefCounted<GsScene>>(300u, 200u, nullptr);
   const auto item = MakeRef<RefCounted<White>>(gs_vec2(), nullptr);
   scene->AddItem(item);
@@ -456,29 +448,11 @@ TEST_F(GsViewImplPictureTest, WhatIsDrawnIsHit) {
     const test::Picture plain = Frame(view);
     item->SetSelected(true);
     const test::Picture selected = Frame(view);
-    const double r = static_cast<double>(item->rotation());
-    const double w = static_cast<double>(item->size().x), h = static_cast<double>(item->size().y);
-    const double px = static_cast<double>(item->pos().x), py = static_cast<double>(item->pos().y);
     for (int row = 0; row < 210; ++row) {
       for (int column = 0; column < 310; ++column) {
         const double x = column + 0.5 - 155, y = row + 0.5 - 105;
-        bool close = std::fabs(Depth(x - px, y - py, w, h, r)) < kClose;
-        double nearest = 1e9, second = 1e9;
-        int nearest_handle = kGsHandleNone;
-        constexpr int kSides[8][2] = {{-1, -1}, {1, -1}, {-1, 1}, {1, 1}, {-1, 0}, {0, -1}, {1, 0}, {0, 1}};
-        for (int k = 0; k < 8; ++k) {
-          const double hx = kSides[k][0] * w / 2, hy = kSides[k][1] * h / 2;
-          const double dx = x - (px + hx * std::cos(r) - hy * std::sin(r)) * kScale;
-          const double dy = y - (py + hx * std::sin(r) + hy * std::cos(r)) * kScale;
-          const double depth = Depth(dx, dy, 8, 8, r);
-          close = close || std::fabs(depth) < kClose;
-          if (depth < 0) continue;
-          const double distance = std::hypot(dx, dy);
-          second = std::min(second, std::max(nearest, distance));
-          if (distance < nearest) nearest_handle = kGsHandleTopLeft + k;
-          nearest = std::min(nearest, distance);
-        }
-        if (close || (nearest < 1e9 && second - nearest < kClose)) {
+        const test::OverlayHit model = test::HitOverlay(*item, x, y, 1, kClose);
+        if (model.close) {
           ++left_out;
           continue;
         }
@@ -490,7 +464,8 @@ TEST_F(GsViewImplPictureTest, WhatIsDrawnIsHit) {
         const bool red = is(selected, 255, 0, 0);
         if (red && !is(frame, 0, 0, 255)) {
           ++handles;
-          EXPECT_EQ(hit.handle, nearest_handle) << column << ", " << row << " in round " << round;
+          EXPECT_EQ(static_cast<int>(hit.handle), kGsHandleTopLeft + model.handle)
+              << column << ", " << row << " in round " << round;
           EXPECT_EQ(hit.item.get(), item.get());
         } else if (!red) {
           const bool white = is(plain, 255, 255, 255);

@@ -21,6 +21,7 @@
 #include "graphics/internal_types.h"
 #include "tests/graphics/public/facade_test.h"
 #include "tests/support/allocation_counter.h"
+#include "tests/support/overlay_model.h"
 
 namespace {
 
@@ -884,13 +885,6 @@ TEST_F(GsViewImplHitTest, MayBeAskedInADraw) {
   EXPECT_THAT(hit, IsHit(&item_, kGsHandleBody));
 }
 
-// How far inside (above 0) or outside a turned rectangle a point lies, in its own directions.
-double Depth(double x, double y, double width, double height, double rotation) {
-  const double u = x * std::cos(rotation) + y * std::sin(rotation);
-  const double v = -x * std::sin(rotation) + y * std::cos(rotation);
-  return std::min(width / 2 - std::fabs(u), height / 2 - std::fabs(v));
-}
-
 // Beside the same in double precision, on scenes of random items. Points on an edge, and between two handles, are left
 // out: there the last bits decide.
 TEST_F(GsViewImplTest, HitsAreThoseOfADoublePrecisionModel) {
@@ -924,27 +918,12 @@ TEST_F(GsViewImplTest, HitsAreThoseOfADoublePrecisionModel) {
       bool close = false;
       for (const auto& item : items) {
         if (!item->visible()) continue;
-        const double r = static_cast<double>(item->rotation());
-        const double w = static_cast<double>(item->size().x), h = static_cast<double>(item->size().y);
-        const double px = static_cast<double>(item->pos().x), py = static_cast<double>(item->pos().y);
-        const double body = Depth(x - px * s, y - py * s, w * s, h * s, r);
-        close = close || std::fabs(body) < kClose;
-        if (body > 0) body_item = item.get();
-        if (!item->selected()) continue;
-        constexpr int kSides[8][2] = {{-1, -1}, {1, -1}, {-1, 1}, {1, 1}, {-1, 0}, {0, -1}, {1, 0}, {0, 1}};
-        double nearest = 1e9;
-        for (int k = 0; k < 8; ++k) {
-          const double hx = kSides[k][0] * w / 2, hy = kSides[k][1] * h / 2;
-          const double dx = x - (px + hx * std::cos(r) - hy * std::sin(r)) * s;
-          const double dy = y - (py + hx * std::sin(r) + hy * std::cos(r)) * s;
-          const double depth = Depth(dx, dy, 8, 8, r);
-          const double distance = std::hypot(dx, dy);
-          close = close || std::fabs(depth) < kClose || (depth > 0 && std::fabs(distance - nearest) < kClose);
-          if (depth <= 0 || distance >= nearest) continue;
-          nearest = distance;
-          handle_item = item.get();
-          handle = kGsHandleTopLeft + k;
-        }
+        const test::OverlayHit model = test::HitOverlay(*item, x, y, s, kClose);
+        close = close || model.close;
+        if (model.body) body_item = item.get();
+        if (!item->selected() || model.handle < 0) continue;
+        handle_item = item.get();
+        handle = kGsHandleTopLeft + model.handle;
       }
       if (close) continue;
       ++asked;
