@@ -1,6 +1,8 @@
 // The ring of frame times. Render threads write, each its own device's, and any thread reads.
 #include "graphics/frame_times.h"
 
+#include <utility>
+
 #include "foundation/os_time.h"
 
 namespace {
@@ -41,12 +43,19 @@ void FrameTimes::Begin(std::uint64_t time_ns) {
 void FrameTimes::Add(FramePart part, std::uint64_t ns) {
   unsigned long long& time = TimeOf(part, &current_);
   time = (time == kGsNotMeasured ? 0 : time) + ns;
+  totals_[static_cast<int>(part)].fetch_add(ns, std::memory_order_relaxed);
+}
+
+void FrameTimes::CountFrame(std::uint32_t periods) {
+  counted_.fetch_add(1, std::memory_order_relaxed);
+  if (periods > 1) missed_.fetch_add(periods - 1, std::memory_order_relaxed);
 }
 
 // The fields are released one by one, and acquired so: who reads one of a newer frame thereby sees that the slot's
 // number has been taken back, and that the frame is not the one looked for.
 const GsFrameTime& FrameTimes::End(std::uint32_t periods) {
   current_.periods = periods;
+  CountFrame(periods);
   const std::uint64_t frame = frames_.load(std::memory_order_relaxed) + 1;
   Slot& slot = slots_[frame % kCapacity];
   slot.frame.store(0, std::memory_order_relaxed);
@@ -79,9 +88,26 @@ unsigned int FrameTimes::Read(GsFrameTime* times, unsigned int capacity) const {
   return count;
 }
 
-MeasuredFrames::MeasuredFrames(FrameTimes* times) { measured_frames = times; }
+GsDeviceStats FrameTimes::Totals() const {
+  const auto total = [this](FramePart part) { return totals_[static_cast<int>(part)].load(std::memory_order_relaxed); };
+  GsDeviceStats stats = {};
+  stats.frames = counted_.load(std::memory_order_relaxed);
+  stats.missed = missed_.load(std::memory_order_relaxed);
+  stats.tasks_ns = total(FramePart::kTasks);
+  stats.ticks_ns = total(FramePart::kTicks);
+  stats.filters_ns = total(FramePart::kFilters);
+  stats.scenes_ns = total(FramePart::kScenes);
+  stats.outputs_ns = total(FramePart::kOutputs);
+  stats.views_ns = total(FramePart::kViews);
+  stats.sleep_ns = total(FramePart::kSleep);
+  stats.context_lock_wait_ns = total(FramePart::kContextLockWait);
+  stats.readback_wait_ns = total(FramePart::kReadbackWait);
+  return stats;
+}
 
-MeasuredFrames::~MeasuredFrames() { measured_frames = nullptr; }
+MeasuredFrames::MeasuredFrames(FrameTimes* times) : outer_(std::exchange(measured_frames, times)) {}
+
+MeasuredFrames::~MeasuredFrames() { measured_frames = outer_; }
 
 FrameSpan::FrameSpan(FramePart part) : times_(measured_frames), part_(part), start_ns_(times_ ? os::GetTimeNs() : 0) {}
 

@@ -49,18 +49,26 @@ class FrameTimes {
   //
   // Thread: render.
   void Begin(std::uint64_t time_ns);
-  // Adds to the frame that has begun. Thread: render.
+  // Adds to the frame that has begun, and to the totals. Thread: render.
   void Add(FramePart part, std::uint64_t ns);
   // Puts the frame that has begun into the ring, in the place of the oldest. Returns it, until the next Begin.
   //
   // Thread: render.
   const GsFrameTime& End(std::uint32_t periods);
+  // Counts a frame that stood for that many periods in the totals: one of a host's, which is not put into the ring. End
+  // does so by itself.
+  //
+  // Thread: render.
+  void CountFrame(std::uint32_t periods);
 
   // Copies the last frames to `times`, `capacity` of them at most, the newest last. Returns how many. A frame that is
   // exchanged for a newer one meanwhile is left out, with those before it.
   //
   // Thread: any.
   unsigned int Read(GsFrameTime* times, unsigned int capacity) const;
+
+  // What all frames come to, each value on its own. Thread: any.
+  GsDeviceStats Totals() const;
 
  private:
   struct Slot {
@@ -74,17 +82,23 @@ class FrameTimes {
 
   GsFrameTime unspent_;  // What every frame begins with.
   GsFrameTime current_;
-  std::atomic<std::uint64_t> frames_{0};  // How many have been put into the ring.
+  std::atomic<std::uint64_t> frames_{0};   // How many have been put into the ring.
+  std::atomic<std::uint64_t> counted_{0};  // These, and a host's.
+  std::atomic<std::uint64_t> missed_{0};
+  std::atomic<std::uint64_t> totals_[kFramePartCount] = {};
   Slot slots_[kCapacity];
 };
 
-// While it lives, what the calling thread does belongs to the frames of `times`.
+// While it lives, what the calling thread does belongs to the frames of `times`. They nest.
 class MeasuredFrames {
  public:
   explicit MeasuredFrames(FrameTimes* times);
   ~MeasuredFrames();
   MeasuredFrames(const MeasuredFrames&) = delete;
   MeasuredFrames& operator=(const MeasuredFrames&) = delete;
+
+ private:
+  FrameTimes* const outer_;
 };
 
 // Adds the time that it lives to the frame that runs on this thread. Where none does it only looks whether one does.

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+class FrameClock;
 class GraphicsConstantBuffer;
 class GraphicsContext;
 class GraphicsDuplicator;
@@ -13,6 +14,7 @@ class GraphicsOutput;
 class GraphicsScene;
 class GraphicsTexture;
 class GraphicsView;
+struct GsDeviceStats;
 struct GsFrameTime;
 struct InternalWindowInfo;
 enum GraphicsFormatInternal : std::uint32_t;
@@ -68,5 +70,10 @@ bool IsOfAnotherProcess(const GraphicsDevice* device);
 
 // Copies the last frames of the device's loop to `times`, as GsDevice::ReadFrameTimes does. Thread: any.
 unsigned int ReadFrameTimes(const GraphicsDevice* device, GsFrameTime* times, unsigned int capacity);
+// What the device's frames come to, as GsDevice::stats answers it. Thread: any.
+GsDeviceStats ReadDeviceStats(const GraphicsDevice* device);
+
+// The rate and the time of the device's frames; null for null. Thread: any.
+FrameClock* ClockOf(const GraphicsDevice* device);
 
 #endif  // QUARN_GRAPHICS_GRAPHICS_DEVICE_H_

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::uint32_t kNsPerSecond = 1'000'000'000;
+constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 constexpr unsigned long kExitPatienceMs = 250;
 
 // Shared by all devices: it says that this thread is some device's render thread.
@@ -42,18 +42,20 @@ bool GraphicsDeviceImpl::Start() {
   if (thread_) return false;
   Logger::default_logger()->Info("starting graphics render thread");
   stop_.store(false, std::memory_order_relaxed);
-  applied_fps_ = requested_fps_.load(std::memory_order_relaxed);
-  frame_interval_ = kNsPerSecond / applied_fps_;
+  applied_rate_ = clock_->rate();
   // The frame before the stop is long over: nothing of it is output now.
   last_frame_info_.reset();
   ended_.Reset();
-  thread_.reset(Thread::Create());
-  RunningDevices::Get().Add(this);
+  std::unique_ptr<Thread> thread(Thread::Create());
+  RunningDevices::Get().Add(this);  // Where memory is missing for it, there is no thread yet.
+  thread_ = std::move(thread);
+  clock_->set_looping(true);
   thread_->Start(this);
   if (!thread_->started()) {
     Logger::default_logger()->Error("the graphics render thread could not be created");
     RunningDevices::Get().Remove(this);
     thread_.reset();
+    clock_->set_looping(false);
     return false;
   }
   return true;
@@ -71,6 +73,7 @@ void GraphicsDeviceImpl::Stop() {
   RunningDevices::Get().Remove(this);
   thread_->Join();
   thread_.reset();
+  clock_->set_looping(false);
   render_thread_id_.store(std::thread::id(), std::memory_order_relaxed);
   // Kept: C2.
   Logger::default_logger()->Info("graphics render thread stoped");
@@ -84,17 +87,9 @@ bool GraphicsDeviceImpl::IsOfAnotherProcess() const { return fork_count_ != os::
 
 bool GraphicsDeviceImpl::IsInternalRenderThread() const { return is_render_thread; }
 
-void GraphicsDeviceImpl::SetFps(unsigned int fps) {
-  // Above one frame a nanosecond the interval would be 0, and pacing divides by it.
-  if (fps == 0 || fps > kNsPerSecond) {
-    Logger::default_logger()->Warn("a frame rate of %u is refused: it must be 1 to %u; the rate stays %u", fps,
-                                   kNsPerSecond, this->fps());
-    return;
-  }
-  requested_fps_.store(fps, std::memory_order_relaxed);
-}
+void GraphicsDeviceImpl::SetFps(unsigned int fps) { clock_->SetFps(fps); }
 
-unsigned int GraphicsDeviceImpl::fps() const { return requested_fps_.load(std::memory_order_relaxed); }
+unsigned int GraphicsDeviceImpl::fps() const { return clock_->rate().fps(); }
 
 void GraphicsDeviceImpl::ClearFrameList() {}
 
@@ -226,7 +221,7 @@ void GraphicsDeviceImpl::RunFrames() {
     Logger::default_logger()->Error("InitThreadContext failed");
     return;
   }
-  frame_time_ = os::GetTimeNs();
+  BeginGrid();
   RunMeasuredFrames();
   // The driver may be gone by the time that a loop wakes up which slept when the process began to end.
   if (!ProcessIsEnding()) Stage([this] { DoTask(); });
@@ -237,13 +232,12 @@ void GraphicsDeviceImpl::RunMeasuredFrames() {
   const MeasuredFrames measured(&frame_times_);
   frame_times_.Begin(frame_time_);
   while (Loop()) {
-    const std::uint32_t requested = requested_fps_.load(std::memory_order_relaxed);
-    if (requested != applied_fps_) {
+    const FrameRate requested = clock_->rate();
+    if (requested != applied_rate_) {
       // The grid starts anew. The last frame info stays: that frame has still to be output.
-      applied_fps_ = requested;
-      frame_time_ = os::GetTimeNs();
+      applied_rate_ = requested;
+      BeginGrid();
       tick_time_ = 0;
-      frame_interval_ = kNsPerSecond / applied_fps_;
       measured_time_ = 0;
       measured_frames_ = 0;
       frame_times_.Begin(frame_time_);
@@ -270,11 +264,22 @@ void GraphicsDeviceImpl::MeasuredStage(FramePart part, Function function) {
   Stage(function);
 }
 
+void GraphicsDeviceImpl::BeginGrid() {
+  frame_time_ = os::GetTimeNs();
+  frame_point_ = 0;
+  grid_ = FrameGrid(frame_time_, applied_rate_);
+}
+
 bool GraphicsDeviceImpl::Loop() {
+  // Outputs receive the frame before this one, whose length in periods is known by now. Kept: C11.
+  if (last_frame_info_) {
+    clock_->BeginFrame(last_frame_info_->timestamp, last_grid_start_);
+  } else {
+    clock_->BeginFrame(frame_time_ - std::min(frame_time_, grid_.interval()), grid_.start());
+  }
   MeasuredStage(FramePart::kTicks, [this] { tick_time_ = TickSource(frame_time_, tick_time_); });
   MeasuredStage(FramePart::kFilters, [this] { HandleFilter(); });
   Stage([this] {  // Its two parts, scenes and outputs, are the platform's to tell apart.
-    // Outputs receive the frame before this one, whose length in periods is known by now. Kept: C11.
     if (last_frame_info_) {
       OutputFrame(last_frame_info_->timestamp, last_frame_info_->count);
     } else {
@@ -301,25 +306,34 @@ bool GraphicsDeviceImpl::Loop() {
 
 void GraphicsDeviceImpl::SleepToNextFrame() {
   const std::uint64_t previous = frame_time_;
-  const std::uint64_t target = previous + frame_interval_;
+  const std::uint64_t target = grid_.TimeOf(frame_point_ + 1);
   std::uint32_t periods = 1;
-  if (SleepTo(target)) {
-    frame_time_ = target;
-  } else {
+  if (!SleepTo(target)) {
     // Late: skip the grid points that have passed instead of catching up with a burst.
-    const auto elapsed = static_cast<std::int64_t>(os::GetTimeNs() - previous);
-    const auto interval = static_cast<std::int64_t>(frame_interval_);
-    periods = static_cast<std::uint32_t>(std::max(interval, elapsed) / interval);
-    frame_time_ = previous + frame_interval_ * periods;
+    const std::uint64_t point = grid_.PointAt(os::GetTimeNs());
+    if (point > frame_point_) periods = static_cast<std::uint32_t>(point - frame_point_);
   }
+  frame_point_ += periods;
+  frame_time_ = grid_.TimeOf(frame_point_);
   last_frame_info_.emplace(previous, periods);
-  late_frames_.Note(frame_times_.End(periods), frame_interval_);
+  last_grid_start_ = grid_.start();
+  late_frames_.Note(frame_times_.End(periods), grid_.interval());
   frame_times_.Begin(frame_time_);
 }
 
 unsigned int ReadFrameTimes(const GraphicsDevice* device, GsFrameTime* times, unsigned int capacity) {
   const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
   return impl ? impl->frame_times().Read(times, capacity) : 0;
+}
+
+GsDeviceStats ReadDeviceStats(const GraphicsDevice* device) {
+  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
+  return impl ? impl->frame_times().Totals() : GsDeviceStats();
+}
+
+FrameClock* ClockOf(const GraphicsDevice* device) {
+  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
+  return impl ? &impl->clock() : nullptr;
 }
 
 bool IsOnRenderThreadOf(const GraphicsDevice* device) {

@@ -16,6 +16,8 @@
 #include "foundation/event.h"
 #include "foundation/mutex.h"
 #include "foundation/thread.h"
+#include "graphics/frame_clock.h"
+#include "graphics/frame_grid.h"
 #include "graphics/frame_times.h"
 #include "graphics/graphics_device.h"
 #include "graphics/late_frame_report.h"
@@ -92,6 +94,10 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
 
   // The frames of the loop, and where their time went; none of a device that its host drives. Thread: any.
   const FrameTimes& frame_times() const { return frame_times_; }
+  FrameTimes& frame_times() { return frame_times_; }
+
+  // The rate and the time of the frames. Thread: any.
+  FrameClock& clock() const { return *clock_; }
 
  protected:
   // Says that the device measures these parts of a frame, beside those that every loop does: all but scenes, outputs
@@ -100,6 +106,8 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   // What a Run is made of: the frames, and then the word that nothing of the thread's is to come.
   void RunFrames();
   void NoteEnd() { ended_.Signal(); }
+  // For outputs, which may outlive the device.
+  std::shared_ptr<const FrameClock> shared_clock() const { return clock_; }
   // Whether the end of the process has begun: nothing may be asked of a driver any more.
   static bool ProcessIsEnding();
 
@@ -113,20 +121,24 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   void RunMeasuredFrames();
   bool Loop();
   void SleepToNextFrame();
+  // Begins a grid of the applied rate now.
+  void BeginGrid();
 
   std::unique_ptr<Thread> thread_;
   std::atomic<bool> stop_{false};
   Event ended_{true};  // Whether the render thread has done with everything.
-  std::atomic<std::uint32_t> requested_fps_{30};
-  std::uint32_t applied_fps_ = 0;
+  const std::shared_ptr<FrameClock> clock_ = std::make_shared<FrameClock>();  // With the requested rate.
+  FrameRate applied_rate_;
+  FrameGrid grid_;
   std::uint64_t tick_time_ = 0;
-  std::uint64_t frame_time_ = 0;
-  std::uint64_t frame_interval_ = 0;
+  std::uint64_t frame_time_ = 0;  // Point frame_point_ of the grid.
+  std::uint64_t frame_point_ = 0;
   std::uint64_t measured_time_ = 0;
   std::uint64_t measured_frames_ = 0;
   bool frame_is_whole_ = true;
   bool lacks_memory_ = false;
   std::optional<VideoFrameInfo> last_frame_info_;
+  std::uint64_t last_grid_start_ = 0;  // Where the grid of that frame began.
   FrameTimes frame_times_;
   LateFrameReport late_frames_;
   std::vector<GsTask> tasks_ QUARN_GUARDED_BY(task_lock_);

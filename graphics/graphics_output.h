@@ -55,6 +55,24 @@ class OutputPause {
   GraphicsOutputImpl* const output_;
 };
 
+// What became of the pictures that were made for an output since it was made: GsOutput::stats. Thread: any.
+struct OutputStats {
+  std::uint64_t delivered = 0;
+  std::uint64_t repeated = 0;
+  std::uint64_t dropped = 0;
+};
+// 0 for null.
+OutputStats ReadOutputStats(const GraphicsOutput* output);
+
+// Whether the delivery that is being made repeats a picture. False for null. Thread: any.
+bool RepeatsDelivery(const GraphicsOutput* output);
+
+// Waits until a picture finds room in the pool of an output, or until the pool has nothing to deliver any more. Returns
+// false when that did not come to pass in time, without a receiver for frames, and in a call of the output's own; and
+// for null.
+bool WaitForRoom(GraphicsOutput* output, unsigned int timeout_ms);
+bool WaitForDeliveries(GraphicsOutput* output, unsigned int timeout_ms);
+
 // What the output's thread has delivered so far, as GsOutputRaw::Counts answers it. Thread: any.
 struct OutputCounts {
   std::uint32_t delivered = 0;  // Deliveries that are over.

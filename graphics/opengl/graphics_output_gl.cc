@@ -155,7 +155,9 @@ void GraphicsOutputGL::DeliverTexture(GraphicsTexture* texture, unsigned long lo
   ScopedBind bind(context());  // So that a host can draw with the texture.
   if (!bind.ok()) return;
   MutexLocker<Mutex> lock(callback_mutex_);
-  if (callback_ && callback_->format() == kOutputTexture) callback_->OnOutputTexture(texture, timestamp);
+  if (!callback_ || callback_->format() != kOutputTexture) return;
+  callback_->OnOutputTexture(texture, timestamp);
+  CountDelivery(false);
 }
 
 void GraphicsOutputGL::DrawPlane(int index, const PixelFormatGL::Plane& plane, GraphicsTextureGL* source,

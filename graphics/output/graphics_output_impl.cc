@@ -7,8 +7,12 @@
 
 #include "foundation/integer_math.h"
 #include "foundation/logger.h"
+#include "graphics/frame_clock.h"
 
 namespace {
+
+// The output whose receiver the calling thread is in a call of.
+thread_local const GraphicsOutputImpl* calling_output = nullptr;
 
 std::int32_t SaturatingAdd(std::int32_t a, std::int32_t b) {
   constexpr std::int64_t kMin = std::numeric_limits<std::int32_t>::min();
@@ -20,9 +24,19 @@ std::int32_t SaturatingAdd(std::int32_t a, std::int32_t b) {
 }  // namespace
 
 GraphicsOutputImpl::GraphicsOutputImpl(GraphicsScene* scene, unsigned int width, unsigned int height, unsigned int fps)
-    : scene_(scene), width_(width), height_(height), frame_interval_(util_mul_div64(1000000000, 1, fps)) {}
+    : scene_(scene),
+      width_(width),
+      height_(height),
+      frame_interval_(util_mul_div64(1000000000, 1, fps)),
+      rate_(FrameRate::OfFps(fps)) {}
 
 GraphicsOutputImpl::~GraphicsOutputImpl() { StopThread(); }
+
+void GraphicsOutputImpl::FollowClock(std::shared_ptr<const FrameClock> clock) {
+  clock_ = std::move(clock);
+  rate_ = clock_->rate();
+  frame_interval_ = FrameGrid(0, rate_).interval();
+}
 
 bool GraphicsOutputImpl::Init() {
   if (thread_) return true;
@@ -85,6 +99,7 @@ void GraphicsOutputImpl::Attach(OutputCallback* callback) {
     attached_format_.store(callback ? callback->format() : kNotAttached, std::memory_order_release);
   }
   ResumeCalls();
+  slots_freed_.Wake();
   // Logged without the locks, because a host's log handler may take its time.
   if (!has_frames) {
     Logger::default_logger()->Error("[GraphicsOutput] no memory for frames of %u x %u pixels", width_, height_);
@@ -101,9 +116,20 @@ void GraphicsOutputImpl::Detach() {
   ResumeCalls();
 }
 
+void GraphicsOutputImpl::SuspendOutput() {
+  attached_format_.store(kNotAttached, std::memory_order_release);
+  slots_freed_.Wake();
+}
+
 bool GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
   MutexLocker<Mutex> lock(cache_mutex_);
   ++generation_;
+  if (pooled_) {
+    std::uint64_t index = read_index_;
+    for (std::uint64_t queued = free_count_; queued < capacity_; ++queued, index = NextIndex(index)) {
+      if (!cache_[index].delivered) ++stats_dropped_;
+    }
+  }
   pooled_ = false;
   free_count_ = 0;
   write_index_ = read_index_;
@@ -128,6 +154,7 @@ bool GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
 bool GraphicsOutputImpl::LockFrame(GraphicsFrame** frame, unsigned long long timestamp, int count) {
   MutexLocker<Mutex> lock(cache_mutex_);
   if (free_count_ == 0) {
+    ++stats_dropped_;
     CachedFrameInfo& newest = cache_[write_index_];
     newest.repeat = SaturatingAdd(newest.repeat, count);
     newest.overflow = SaturatingAdd(newest.overflow, count);
@@ -139,6 +166,8 @@ bool GraphicsOutputImpl::LockFrame(GraphicsFrame** frame, unsigned long long tim
   slot.timestamp = timestamp;
   slot.repeat = count;
   slot.overflow = 0;
+  slot.grid = FrameGrid(clock_ ? clock_->grid_start() : 0, rate_);
+  slot.delivered = false;
   if (frame) *frame = &slot.frame;
   return true;
 }
@@ -167,7 +196,9 @@ bool GraphicsOutputImpl::OutputCurrentFrame() {
   const std::optional<Delivery> delivery = NextDelivery();
   if (!delivery) return true;
   Deliver(*delivery);
-  return FinishDelivery(*delivery);
+  const bool finished = FinishDelivery(*delivery);
+  if (finished) slots_freed_.Wake();
+  return finished;
 }
 
 std::optional<GraphicsOutputImpl::Delivery> GraphicsOutputImpl::NextDelivery() {
@@ -183,18 +214,58 @@ void GraphicsOutputImpl::Deliver(const Delivery& delivery) {
   MutexLocker<Mutex> lock(callback_mutex_);
   if (!callback_ || delivery.generation != generation_ || pauses_ > 0) return;
   delivering_ = &delivery.slot->frame;
+  const bool repeated = std::exchange(delivery.slot->delivered, true);
+  repeating_.store(repeated, std::memory_order_relaxed);
+  const GraphicsOutputImpl* const outer = std::exchange(calling_output, this);
   callback_->OnOutputRawData(delivery.slot->frame, delivery.timestamp);
+  calling_output = outer;
+  repeating_.store(false, std::memory_order_relaxed);
+  CountDelivery(repeated);
   delivering_ = nullptr;
   delivered_frame_ = GraphicsFrame();
+}
+
+void GraphicsOutputImpl::CountDelivery(bool repeated) {
+  stats_delivered_.fetch_add(1, std::memory_order_relaxed);
+  if (repeated) stats_repeated_.fetch_add(1, std::memory_order_relaxed);
+}
+
+OutputStats GraphicsOutputImpl::stats() const {
+  OutputStats stats;
+  stats.delivered = stats_delivered_.load(std::memory_order_relaxed);
+  stats.repeated = stats_repeated_.load(std::memory_order_relaxed);
+  stats.dropped = stats_dropped_.load(std::memory_order_relaxed);
+  return stats;
+}
+
+template <class Predicate>
+bool GraphicsOutputImpl::WaitForSlots(unsigned int timeout_ms, Predicate enough) {
+  if (calling_output == this) return false;  // The call would wait for itself.
+  bool attached = true;
+  const bool waited = slots_freed_.WaitFor(timeout_ms, [&] {
+    MutexLocker<Mutex> lock(cache_mutex_);
+    attached = pooled_ && attached_format_.load(std::memory_order_acquire) != kNotAttached;
+    return !attached || enough(free_count_, capacity_);
+  });
+  return waited && attached;
+}
+
+bool GraphicsOutputImpl::WaitForRoom(unsigned int timeout_ms) {
+  return WaitForSlots(timeout_ms, [](std::uint64_t free, std::uint64_t) { return free > 0; });
+}
+
+bool GraphicsOutputImpl::WaitForDeliveries(unsigned int timeout_ms) {
+  return WaitForSlots(timeout_ms, [](std::uint64_t free, std::uint64_t all) { return free == all; });
 }
 
 bool GraphicsOutputImpl::FinishDelivery(const Delivery& delivery) {
   MutexLocker<Mutex> lock(cache_mutex_);
   if (delivery.generation != generation_) return true;  // Discarded meanwhile: the slot is no longer this frame's.
   CachedFrameInfo& slot = *delivery.slot;
-  slot.timestamp += frame_interval_;
+  slot.timestamp = slot.grid.After(slot.timestamp, 1);
   slot.repeat = SaturatingAdd(slot.repeat, -1);
   if (slot.repeat <= 0) {
+    if (!slot.delivered) ++stats_dropped_;
     read_index_ = NextIndex(read_index_);
     ++free_count_;
     if (free_count_ == capacity_) write_index_ = read_index_;
@@ -217,6 +288,26 @@ OutputPause::OutputPause(GraphicsOutput* output) : output_(dynamic_cast<Graphics
 
 OutputPause::~OutputPause() {
   if (output_) output_->ResumeCalls();
+}
+
+OutputStats ReadOutputStats(const GraphicsOutput* output) {
+  const auto* const impl = dynamic_cast<const GraphicsOutputImpl*>(output);
+  return impl ? impl->stats() : OutputStats();
+}
+
+bool RepeatsDelivery(const GraphicsOutput* output) {
+  const auto* const impl = dynamic_cast<const GraphicsOutputImpl*>(output);
+  return impl && impl->repeating();
+}
+
+bool WaitForRoom(GraphicsOutput* output, unsigned int timeout_ms) {
+  auto* const impl = dynamic_cast<GraphicsOutputImpl*>(output);
+  return impl && impl->WaitForRoom(timeout_ms);
+}
+
+bool WaitForDeliveries(GraphicsOutput* output, unsigned int timeout_ms) {
+  auto* const impl = dynamic_cast<GraphicsOutputImpl*>(output);
+  return impl && impl->WaitForDeliveries(timeout_ms);
 }
 
 OutputCounts ReadOutputCounts(const GraphicsOutput* output) {

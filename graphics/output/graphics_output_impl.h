@@ -18,9 +18,12 @@
 #include "foundation/mutex.h"
 #include "foundation/semaphore.h"
 #include "foundation/thread.h"
+#include "foundation/wait_point.h"
+#include "graphics/frame_grid.h"
 #include "graphics/graphics_output.h"
 #include "graphics/output/graphics_frame.h"
 
+class FrameClock;
 class GraphicsScene;
 
 class GraphicsOutputImpl : public GraphicsOutput, public Runable {
@@ -31,6 +34,8 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
     std::uint64_t timestamp = 0;  // Of the slot's next delivery, ns.
     std::int32_t overflow = 0;    // Periods added because the pool was full, and not yet delivered.
     std::int32_t repeat = 0;      // Deliveries still due.
+    FrameGrid grid;               // The timestamps of its deliveries lie on it.
+    bool delivered = false;       // Whether a receiver has been called with it.
   };
 
   // `fps` must not be 0: the interval is computed by dividing by it.
@@ -38,6 +43,10 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   ~GraphicsOutputImpl() override;
   GraphicsOutputImpl(const GraphicsOutputImpl&) = delete;
   GraphicsOutputImpl& operator=(const GraphicsOutputImpl&) = delete;
+
+  // Takes the exact rate of a device from its clock, for good, and its grids from then on. Before Init. An output
+  // without a clock has grids that begin at 0.
+  void FollowClock(std::shared_ptr<const FrameClock> clock);
 
   // Starts the output thread. Returns false, with an error in the log, when there is none.
   bool Init() override;
@@ -73,6 +82,12 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   std::uint32_t output_count() const { return output_count_; }
   std::uint32_t repeat_count() const { return repeat_count_; }
 
+  // See graphics_output.h. Thread: any.
+  OutputStats stats() const;
+  bool repeating() const { return repeating_.load(std::memory_order_relaxed); }
+  bool WaitForRoom(unsigned int timeout_ms);
+  bool WaitForDeliveries(unsigned int timeout_ms);
+
  protected:
   // Ends the output thread, if there is one. A derived class calls it first in its destructor.
   void StopThread();
@@ -88,9 +103,12 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // The layout of the frames that a receiver of that format gets; kFormatUnknown where it gets none.
   static GraphicsFormatInternal FrameFormat(OutputFormat format);
 
+  // Counts a call of the receiver that is over.
+  void CountDelivery(bool repeated);
+
   // Makes attached_format() answer kNotAttached until the next Attach: no delivery begins any more. A producer that
   // must not be under way either is kept out by the context's lock, which the caller then holds.
-  void SuspendOutput() { attached_format_.store(kNotAttached, std::memory_order_release); }
+  void SuspendOutput();
 
   static constexpr int kCacheSlots = 16;
 
@@ -102,7 +120,7 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   std::unique_ptr<Thread> thread_;
   std::atomic<bool> stop_{false};
   Semaphore semaphore_{0};
-  std::uint64_t frame_interval_;
+  std::uint64_t frame_interval_;  // The period, to the nearest nanosecond.
   std::atomic<std::uint32_t> output_count_{0};
   std::atomic<std::uint32_t> repeat_count_{0};
   CachedFrameInfo cache_[kCacheSlots];
@@ -125,6 +143,10 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
     std::uint64_t generation;  // When there is another, an attach has discarded the frame, and the slot has gone on.
   };
 
+  // Waits until enough(free slots, all slots), which is asked with cache_mutex_ held.
+  template <class Predicate>
+  bool WaitForSlots(unsigned int timeout_ms, Predicate enough);
+
   // Discards what is queued and makes the frames anew; none for kFormatUnknown. Returns false when memory is short: no
   // frames are pooled then.
   bool ResetPool(GraphicsFormatInternal format) QUARN_REQUIRES(callback_mutex_);
@@ -143,6 +165,13 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
 
   const GraphicsFrame* delivering_ QUARN_GUARDED_BY(callback_mutex_) = nullptr;  // The frame of the running call.
   GraphicsFrame delivered_frame_ QUARN_GUARDED_BY(callback_mutex_);  // Its planes, once an attach has replaced it.
+  FrameRate rate_;                                                   // The timestamps of repeats follow it.
+  std::shared_ptr<const FrameClock> clock_;
+  WaitPoint slots_freed_;  // Woken when there are more free slots, or no receiver any more.
+  std::atomic<bool> repeating_{false};
+  std::atomic<std::uint64_t> stats_delivered_{0};
+  std::atomic<std::uint64_t> stats_repeated_{0};
+  std::atomic<std::uint64_t> stats_dropped_{0};
   std::atomic<OutputFormat> attached_format_{kNotAttached};
   std::atomic<int> pauses_{0};  // How many threads keep the calls paused.
 };

@@ -2,9 +2,15 @@
 // the stages, on its render thread.
 #include <quarn/gs_device.h>
 
+#include <optional>
+
+#include <quarn/gs_frame_times.h>
+
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
 #include "graphics/context_lock.h"
+#include "graphics/driven_stage.h"
+#include "graphics/frame_clock.h"
 #include "graphics/graphics_device.h"
 
 GsDevice* app_default_device = nullptr;
@@ -80,6 +86,43 @@ unsigned int GsDevice::fps() const { return impl_ ? impl_->fps() : 30; }
 
 bool GsDevice::valid() const { return impl_ && CanDraw(impl_->gs_context()); }
 
+bool GsDevice::SetFrameRate(unsigned int numerator, unsigned int denominator) {
+  FrameClock* const clock = ClockOf(impl_);
+  return clock && clock->SetFrameRate(numerator, denominator);
+}
+
+unsigned long long GsDevice::frame_time() const {
+  const FrameClock* const clock = ClockOf(impl_);
+  return clock ? clock->stamp() : 0;
+}
+
+unsigned long long GsDevice::frame_interval() const {
+  const FrameClock* const clock = ClockOf(impl_);
+  return FrameGrid(0, clock ? clock->rate() : FrameRate()).interval();
+}
+
+bool GsDevice::Start() {
+  if (!impl_) return false;
+  if (IsOfAnotherProcess(impl_)) {
+    Logger::default_logger()->Error("[GsDevice] not started: it belongs to the process that this one was forked from");
+    return false;
+  }
+  bool started = false;
+  EvenWithoutMemory("GsDevice::Start", [&] { started = impl_->Start(); });
+  return started;
+}
+
+void GsDevice::Stop() {
+  // In a forked child no thread of the engine runs, so there is nothing to stop.
+  if (!impl_ || IsOfAnotherProcess(impl_)) return;
+  // On the render thread the engine says why it cannot be waited for. Elsewhere that thread may want the lock.
+  if (!IsOnRenderThreadOf(impl_) && HoldsContextLock(impl_->gs_context())) {
+    Logger::default_logger()->Error("[GsDevice] not stopped: it cannot be stopped inside one of its stages");
+    return;
+  }
+  impl_->Stop();
+}
+
 bool GsDevice::IsInternalRenderThread() const { return impl_ && impl_->IsInternalRenderThread(); }
 
 void GsDevice::ClearFrameList() {
@@ -104,19 +147,39 @@ void GsDevice::UninitThreadContext() {
 }
 
 void GsDevice::TickSource() {
-  if (impl_) EvenWithoutMemory("GsDevice::TickSource", [this] { impl_->TickSource(0, 0); });
+  if (!impl_) return;
+  DrivenStage stage(impl_, FramePart::kTicks);
+  stage.BeforeOutput();
+  EvenWithoutMemory("GsDevice::TickSource", [this] { impl_->TickSource(0, 0); });
 }
 
 void GsDevice::HandleFilter() {
-  if (impl_) EvenWithoutMemory("GsDevice::HandleFilter", [this] { impl_->HandleFilter(); });
+  if (!impl_) return;
+  DrivenStage stage(impl_, FramePart::kFilters);
+  stage.BeforeOutput();
+  EvenWithoutMemory("GsDevice::HandleFilter", [this] { impl_->HandleFilter(); });
 }
 
 void GsDevice::OutputFrame(unsigned long long timestamp, unsigned int count) {
-  if (impl_) EvenWithoutMemory("GsDevice::OutputFrame", [&] { impl_->OutputFrame(timestamp, count); });
+  if (!impl_) return;
+  DrivenStage stage(impl_, std::nullopt);  // The platform tells scenes from outputs.
+  stage.Output(timestamp, count);
+  EvenWithoutMemory("GsDevice::OutputFrame", [&] { impl_->OutputFrame(timestamp, count); });
 }
 
 void GsDevice::DrawDisplay() {
-  if (impl_) EvenWithoutMemory("GsDevice::DrawDisplay", [this] { impl_->DrawDisplay(); });
+  if (!impl_) return;
+  const DrivenStage stage(impl_, FramePart::kViews);
+  EvenWithoutMemory("GsDevice::DrawDisplay", [this] { impl_->DrawDisplay(); });
+}
+
+void GsDevice::RunFrame(unsigned long long timestamp, unsigned int count) {
+  if (!impl_ || !BeginDrivenFrame(impl_, timestamp)) return;
+  TickSource();
+  HandleFilter();
+  OutputFrame(timestamp, count);
+  DrawDisplay();
+  DoTask();
 }
 
 void GsDevice::EnterThreadContext() {
@@ -134,7 +197,9 @@ void GsDevice::QueueTask(void (*func)(void*), void* param) {
 }
 
 void GsDevice::DoTask() {
-  if (impl_) impl_->DoTask();
+  if (!impl_) return;
+  const DrivenStage stage(impl_, FramePart::kTasks);
+  impl_->DoTask();
 }
 
 void GsDevice::Enter() {}
@@ -146,6 +211,8 @@ GraphicsDevice* GsDevice::impl() const { return impl_; }
 unsigned int GsDevice::ReadFrameTimes(GsFrameTime* times, unsigned int capacity) const {
   return ::ReadFrameTimes(impl_, times, capacity);
 }
+
+GsDeviceStats GsDevice::stats() const { return ReadDeviceStats(impl_); }
 
 GsDefaultDevice::GsDefaultDevice(bool start)
     : made_(!GsDevice::DefaultDevice() && GsDevice::CreateDefaultDevice(start)) {}

@@ -148,6 +148,26 @@ void GsOutputTex::OnTexture(GsTexture* /*texture*/, unsigned long long timestamp
   Logger::default_logger()->Debug("Output texture: %lld", static_cast<long long>(timestamp));
 }
 
+GsOutputStats GsOutput::stats() const {
+  const OutputStats stats = ReadOutputStats(impl_);
+  return {stats.delivered, stats.repeated, stats.dropped};
+}
+
+bool GsOutputRaw::repeating() const { return RepeatsDelivery(impl()); }
+
+bool GsOutputRaw::WaitForRoom(unsigned int timeout_ms) {
+  return impl() && ::WaitForRoom(impl(), PatienceFor(timeout_ms));
+}
+
+bool GsOutputRaw::Flush(unsigned int timeout_ms) {
+  return impl() && ::WaitForDeliveries(impl(), PatienceFor(timeout_ms));
+}
+
+// A call that is to end for the wait may want the context's lock.
+unsigned int GsOutputRaw::PatienceFor(unsigned int timeout_ms) const {
+  return scene_ && HoldsContextLock(GsSceneUse::Context(scene_)) ? 0 : timeout_ms;
+}
+
 GsOutputCounts GsOutputRaw::Counts() const {
   const OutputCounts counts = ReadOutputCounts(impl());
   return {counts.delivered, counts.repeated};

@@ -5,6 +5,7 @@
 #include <quarn/export.h>
 
 class GraphicsDevice;
+struct GsDeviceStats;
 struct GsFrameTime;
 
 // One graphics engine: a drawing context and, once started, a render thread, which runs frame after frame (quarn.h).
@@ -13,7 +14,8 @@ struct GsFrameTime;
 // quarn.h.
 //
 // A host that wants to drive the frames itself creates the device unstarted, calls InitThreadContext on its thread,
-// then TickSource, HandleFilter, OutputFrame and DrawDisplay for each frame, and DoTask when it likes.
+// then RunFrame for each frame; or TickSource, HandleFilter, OutputFrame and DrawDisplay one by one, and DoTask when it
+// likes. GsOutputRaw::WaitForRoom tells how to lose no picture then.
 //
 // Thread: any, from the end of Init to the destructor.
 class QUARN_EXPORT GsDevice {
@@ -61,7 +63,8 @@ class QUARN_EXPORT GsDevice {
   //
   // `fps`: frames per second, 1 to 1,000,000,000 (30 until set); other values are refused with a warning in the log.
   virtual void SetFps(unsigned int fps);
-  // Returns the frame rate asked for, in frames per second; 30 without an engine.
+  // Returns the frame rate asked for, in frames per second; 30 without an engine. One that SetFrameRate has set is
+  // rounded to a whole number, at least 1.
   virtual unsigned int fps() const;
 
   GsDevice(const GsDevice&) = delete;
@@ -76,6 +79,51 @@ class QUARN_EXPORT GsDevice {
   // Returns whether the calling thread is a render thread: one between InitThreadContext and UninitThreadContext, of
   // whichever device.
   bool IsInternalRenderThread() const;
+  // Sets a frame rate that need not be a whole number: SetFrameRate(30000, 1001) for 29.97 frames per second. The
+  // points of the grid are exact then, each rounded to the nearest nanosecond, so nothing drifts; SetFps cuts the
+  // period to whole nanoseconds, which sets SetFps(30) apart from SetFrameRate(30, 1). For the rest as SetFps: a
+  // running loop begins a new grid after the frame in hand, and an output keeps the rate of its creation.
+  //
+  // `numerator`, `denominator`: frames, and the seconds that these take, each at least 1. The rate is one frame an hour
+  // to 1,000,000,000 a second; Stop waits for the end of a long period, too.
+  // Returns false, with a warning in the log, for other rates: the rate stays what it was. And without an engine.
+  bool SetFrameRate(unsigned int numerator, unsigned int denominator);
+  // Returns the period of the rate asked for, in nanoseconds, rounded to the nearest; without an engine that of 30
+  // frames per second. A running loop takes a new rate after the frame in hand.
+  unsigned long long frame_interval() const;
+
+  // Starts the render thread. So a host may set the rate, and make its objects, before the first frame:
+  //
+  //   GsDevice::CreateDefaultDevice(false);
+  //   GsDevice::DefaultDevice()->SetFrameRate(30000, 1001);
+  //   GsDevice::DefaultDevice()->Start();
+  //
+  // Returns true when this call has started it. False when it is started already, without an engine, and, with an error
+  // line in the log, without memory or a thread, and in a fork of the process that made the device.
+  //
+  // Thread: caller-serialised with Stop and the destructor.
+  // Blocks: no.
+  bool Start();
+  // Stops the render thread, after the frame in hand and a last drain of the task queue; Start may follow. On the
+  // render thread, which cannot wait for itself, the frames end, and an error line asks for another Stop; inside the
+  // stages and tasks of a host-driven device it does nothing but log an error. A device that is not started stays as it
+  // is.
+  //
+  // Thread: as Start.
+  // Callback safety: a frame callback, and what one waits for, must not.
+  // Blocks: for the rest of the running frame, its sleep and the last drain of the task queue.
+  void Stop();
+
+  // Returns the timestamp of the frame in hand, in nanoseconds: the one that outputs deliver its pictures with, in all
+  // callbacks of the frame. Outside of a frame it is the last frame's; 0 before the first, and without an engine.
+  //
+  // The frames of a started device carry the time of the frame before (GsOutput), on the clock of qn_os_gettime_ns; the
+  // first one, which no output receives, is taken to come a period sooner. Queued tasks belong to the frame after whose
+  // sleep they run. In a RunFrame of the host's it is what the host gave. With single stages it is that from
+  // OutputFrame on; the ticks and filters before it, which cannot know yet, have what is to be expected: the timestamp
+  // before and as many periods as that one stood for.
+  unsigned long long frame_time() const;
+
   // Does nothing; kept for hosts that call it.
   void ClearFrameList();
   // Compiles a shader program, for GsContext::BindShader. A program that uses a texture or block number behind a gap is
@@ -90,6 +138,23 @@ class QUARN_EXPORT GsDevice {
   //
   // Blocks: stage.
   bool AddShader(const char* name, const char* vs, const char* fs);
+
+  // Makes one frame of a host-driven device: the ticks, the filters, the scenes and outputs, the views, and then the
+  // queued tasks, in the order of a render loop. On a device that is started it does nothing but log an error. The
+  // timestamp is frame_time() in all of them. A host with frames of its own to make calls it in a loop:
+  //
+  //   device->InitThreadContext();
+  //   for (unsigned long long n = 0; n < frames; ++n) device->RunFrame(n * 1000000000 / 25);
+  //   device->UninitThreadContext();
+  //
+  // `timestamp`: the time of the first of the periods that the pictures stand for, in nanoseconds. Where the device has
+  // an exact rate, timestamps that are its multiples of the period from 0 on, rounded to the nearest, are repeated on
+  // just such ones.
+  // `count`: how many periods the pictures stand for; 0 hands out none.
+  //
+  // Thread: render.
+  // Blocks: as OutputFrame.
+  void RunFrame(unsigned long long timestamp, unsigned int count = 1);
 
   // Makes the calling thread the render thread of a host-driven device.
   //
@@ -167,6 +232,14 @@ class QUARN_EXPORT GsDevice {
   // Blocks: no.
   // Ownership: `times` stays the caller's.
   unsigned int ReadFrameTimes(GsFrameTime* times, unsigned int capacity) const;
+  // Tells how many frames the device has made, how many periods it missed, and what its stages took in sum, since it
+  // was made (gs_frame_times.h). The frames that the host drives count as well.
+  //
+  // Returns the values of this moment, each for itself. Without an engine they are 0.
+  //
+  // Thread: any.
+  // Blocks: no.
+  GsDeviceStats stats() const;
 
  private:
   GraphicsDevice* impl_;

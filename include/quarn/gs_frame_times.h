@@ -1,4 +1,4 @@
-// Where the time of a device's frames went. Words and tags: quarn.h.
+// Where the time of a device's frames went, one by one and in sum. Words and tags: quarn.h.
 #ifndef QUARN_GS_FRAME_TIMES_H_
 #define QUARN_GS_FRAME_TIMES_H_
 
@@ -42,6 +42,30 @@ struct GsFrameTime {
   // Waits for the window system: 0, for no frame waits for it. GsView::Counts tells of pictures that it was too slow
   // for.
   unsigned long long window_wait_ns;
+};
+
+// What the frames of a device come to since it was made: those of its render loop, and those that its host drove. Times
+// are in nanoseconds, and are the sums of the fields of that name in GsFrameTime; what is not measured adds nothing.
+struct GsDeviceStats {
+  // The frames that were made: by the loop, or each GsDevice::OutputFrame and RunFrame of the host's.
+  unsigned long long frames;
+  // The periods that went by without a frame of their own: a frame that stands for three counts two. Of a host-driven
+  // device, what the counts that the host gave were above 1.
+  unsigned long long missed;
+
+  // The stages.
+  unsigned long long tasks_ns;
+  unsigned long long ticks_ns;
+  unsigned long long filters_ns;
+  unsigned long long scenes_ns;
+  unsigned long long outputs_ns;
+  unsigned long long views_ns;
+  // The sleep of the loop.
+  unsigned long long sleep_ns;
+
+  // Waits inside of the stages, and counted there as well.
+  unsigned long long context_lock_wait_ns;
+  unsigned long long readback_wait_ns;
 };
 
 #endif  // QUARN_GS_FRAME_TIMES_H_

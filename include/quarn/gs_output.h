@@ -12,6 +12,20 @@ class GsOnOutputTex;
 class GsScene;
 class GsTexture;
 
+// What became of the pictures that were made for an output, since the output was made. While nothing is being made or
+// delivered, the pictures made are delivered - repeated + dropped + those that are still queued (none after
+// GsOutputRaw::Flush, nor for textures).
+struct GsOutputStats {
+  // Calls of OnFrame or OnTexture, each counted once it is over.
+  unsigned long long delivered;
+  // Of them, those that showed the picture of the call before once more: because it stood for several periods, or in
+  // place of pictures that found no free buffer. GsOutputRaw::repeating tells of the one that is being made.
+  unsigned long long repeated;
+  // Pictures that nobody will see: those that found no free buffer, and those that a stop or a new start has taken out
+  // of the queue.
+  unsigned long long dropped;
+};
+
 // What raw and texture outputs share. An output keeps its scene in use, and so rendered, for as long as it lives.
 //
 // A picture's timestamp, in nanoseconds of the monotonic clock, is the time of the frame before the one in which the
@@ -53,6 +67,14 @@ class QUARN_EXPORT GsOutput {
   // Blocks: stage, and for a running callback.
   virtual void Stop();
 
+  // Tells how many pictures were delivered, repeated and dropped.
+  //
+  // Returns the values of this moment, each for itself. Those of an inert output are 0.
+  //
+  // Thread: any.
+  // Blocks: no.
+  GsOutputStats stats() const;
+
   GsOutput(const GsOutput&) = delete;
   GsOutput& operator=(const GsOutput&) = delete;
 
@@ -66,7 +88,8 @@ class QUARN_EXPORT GsOutput {
   GraphicsOutput* impl() const;
 
  private:
-  friend class GsOutputTex;  // Its calls run under the lock of the scene's context.
+  friend class GsOutputRaw;  // Its waits look whether they are made under the lock of the scene's context.
+  friend class GsOutputTex;  // Its calls run under that lock.
 
   GraphicsOutput* impl_ = nullptr;
   GsScene* scene_ = nullptr;
@@ -80,7 +103,7 @@ struct GsOutputCounts {
   unsigned int delivered;
   // Deliveries that repeated a picture because the six buffers were full when another was to be stored: what a slow
   // OnFrame costs. Each is counted just before it is made. A picture that is repeated because its frame was late is
-  // not: GsDevice::ReadFrameTimes tells of those.
+  // not: GsDevice::ReadFrameTimes tells of those, and GsOutput::stats counts both.
   unsigned int repeated;
 };
 
@@ -122,13 +145,47 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
 
   // Tells how many deliveries were made, and how many of them only repeated a picture for want of a free buffer.
   //
-  // Returns the counts of this moment. An inert output has made none.
+  // Returns the counts of this moment. An inert output has made none. stats() tells more, and does not begin anew.
   //
   // Thread: any.
   // Blocks: no.
   GsOutputCounts Counts() const;
 
+  // Returns, inside OnFrame, whether this delivery shows the picture of the one before once more.
+  //
+  // Thread: the output's own; elsewhere it tells of the moment.
+  // Blocks: no.
+  bool repeating() const;
+
+  // Waits until the picture of the next frame will find a free buffer. A host that drives the frames itself, faster
+  // than OnFrame takes them, loses none when it waits before each, and lets the last ones out before it stops:
+  //
+  //   for (unsigned long long n = 0; n < frames && output.WaitForRoom(1000); ++n) device->RunFrame(n * 40000000);
+  //   output.Flush(1000);
+  //   output.Stop();
+  //
+  // `timeout_ms`: how long, in milliseconds, at most; 0 only looks.
+  // Returns false when that time is over, when the output is stopped, meanwhile too, and when it is inert or lacked the
+  // memory for buffers. In its own OnFrame at once; and in the stages of a frame, for which OnFrame may have to wait,
+  // it only looks.
+  //
+  // Thread: any, while the output lives.
+  // Callback safety: may be called in any, and waits in none but another output's OnFrame.
+  // Blocks: for the host's OnFrame, no longer than asked for.
+  bool WaitForRoom(unsigned int timeout_ms);
+  // Waits until everything that was handed to the output so far has been delivered, and OnFrame is over.
+  //
+  // `timeout_ms`: as WaitForRoom.
+  // Returns false where WaitForRoom does.
+  //
+  // Thread: as WaitForRoom.
+  // Callback safety: as WaitForRoom.
+  // Blocks: as WaitForRoom.
+  bool Flush(unsigned int timeout_ms);
+
  private:
+  unsigned int PatienceFor(unsigned int timeout_ms) const;
+
   GsFormat format_;
   GsOnOutputRaw* on_output_ = nullptr;
 };

@@ -113,6 +113,50 @@ TEST_F(FrameTimesTest, EveryPartHasAFieldOfItsOwn) {
   EXPECT_EQ(frame.window_wait_ns, 0u) << "no frame waits for the window system";
 }
 
+TEST_F(FrameTimesTest, TotalsCountEveryFrameAndPart) {
+  const GsDeviceStats none = times_.Totals();
+  EXPECT_EQ(none.frames, 0u);
+  EXPECT_EQ(none.ticks_ns, 0u);
+  for (const std::uint64_t frame : {1, 4}) {
+    times_.Begin(kStart);
+    for (int part = 0; part < kFramePartCount; ++part) {
+      times_.Add(static_cast<FramePart>(part), frame * (static_cast<unsigned>(part) + 1));
+    }
+    times_.End(static_cast<std::uint32_t>(frame));
+  }
+  times_.CountFrame(1);  // A host's.
+  const GsDeviceStats stats = times_.Totals();
+  EXPECT_EQ(stats.frames, 3u);
+  EXPECT_EQ(stats.missed, 3u);
+  EXPECT_EQ(stats.tasks_ns, 10u);
+  EXPECT_EQ(stats.ticks_ns, 15u);
+  EXPECT_EQ(stats.filters_ns, 20u);
+  EXPECT_EQ(stats.scenes_ns, 25u);
+  EXPECT_EQ(stats.outputs_ns, 30u);
+  EXPECT_EQ(stats.views_ns, 35u);
+  EXPECT_EQ(stats.sleep_ns, 40u);
+  EXPECT_EQ(stats.context_lock_wait_ns, 45u);
+  EXPECT_EQ(stats.readback_wait_ns, 50u);
+  times_.CountFrame(0);
+  EXPECT_EQ(times_.Totals().missed, 3u) << "a frame that nobody received misses none";
+}
+
+TEST_F(FrameTimesTest, MeasuredFramesNest) {
+  FrameTimes inner;
+  const MeasuredFrames measured(&times_);
+  {
+    const MeasuredFrames nested(&inner);
+    const FrameSpan span(FramePart::kTicks);
+    fake_clock::Advance(3);
+  }
+  {
+    const FrameSpan span(FramePart::kTicks);
+    fake_clock::Advance(20);
+  }
+  EXPECT_EQ(inner.Totals().ticks_ns, 3u);
+  EXPECT_EQ(times_.Totals().ticks_ns, 20u);
+}
+
 TEST_F(FrameTimesTest, TellsWhatIsNotMeasuredFromWhatTookNoTime) {
   times_.Declare({FramePart::kTicks});
   times_.Begin(kStart);

@@ -270,6 +270,100 @@ TEST_F(GraphicsDeviceImplTest, LongStallSkipsEveryMissedPoint) {
   EXPECT_EQ(device.frames[2].output_count, 1u);
 }
 
+TEST_F(GraphicsDeviceImplTest, ExactRateKeepsAnExactGrid) {
+  RecordingDevice device;
+  ASSERT_TRUE(device.clock().SetFrameRate(30000, 1001));
+  EXPECT_EQ(device.fps(), 30u);
+  device.RunFrames(3001);
+  const std::vector<unsigned long long> times = device.FrameTimes();
+  ASSERT_EQ(times.size(), 3001u);
+  EXPECT_EQ(times[1], kStart + 33366667);
+  EXPECT_EQ(times[2], kStart + 66733333);
+  for (std::size_t n = 0; n <= 3000; n += 3) ASSERT_EQ(times[n], kStart + n / 3 * 100100000);
+  EXPECT_EQ(device.frames[3000].output_time, times[2999]);
+}
+
+TEST_F(GraphicsDeviceImplTest, LateFramesKeepToTheExactGrid) {
+  RecordingDevice device;
+  ASSERT_TRUE(device.clock().SetFrameRate(30000, 1001));
+  device.on_frame = [](std::size_t frame) {
+    if (frame == 1) fake_clock::Set(kStart + 66733333);  // The second point itself: two periods have passed.
+    if (frame == 2) fake_clock::Set(kStart + 100099999 + 66733333);  // One nanosecond before the fifth.
+  };
+  device.RunFrames(4);
+  EXPECT_THAT(device.FrameTimes(),
+              ElementsAre(kStart, kStart + 66733333, kStart + 100100000 + 33366667, kStart + 100100000 + 66733333));
+  EXPECT_EQ(device.frames[1].output_count, 2u);
+  EXPECT_EQ(device.frames[2].output_count, 2u);
+}
+
+TEST_F(GraphicsDeviceImplTest, ExactRateStartsTheGridAnew) {
+  RecordingDevice device;
+  bool rates_are_taken = true;
+  device.on_frame = [&](std::size_t frame) {
+    if (frame == 2) rates_are_taken &= device.clock().SetFrameRate(30, 1);  // The number stays, the grid does not.
+    if (frame == 3) rates_are_taken &= device.clock().SetFrameRate(60, 2);  // The same rate.
+  };
+  device.RunFrames(6);
+  EXPECT_TRUE(rates_are_taken);
+  const std::uint64_t restart = kStart + 2 * 33333333;
+  EXPECT_THAT(device.FrameTimes(), ElementsAre(kStart, kStart + 33333333, restart, restart + 33333333,
+                                               restart + 66666667, restart + 100000000));
+  EXPECT_EQ(device.frames[3].last_tick, restart);
+}
+
+// What a frame's callbacks are told is what its pictures carry.
+TEST_F(GraphicsDeviceImplTest, StampOfTheFrameInHandIsTheOneThatIsOutput) {
+  struct Stamps {
+    GraphicsDeviceImpl* device;
+    std::vector<std::uint64_t> of_tasks;
+  };
+  class StampDevice : public RecordingDevice {
+   public:
+    std::uint64_t TickSource(unsigned long long frame_time, unsigned long long last_tick) override {
+      in_ticks.push_back(clock().stamp());
+      return RecordingDevice::TickSource(frame_time, last_tick);
+    }
+    std::vector<std::uint64_t> in_ticks;
+  };
+  StampDevice device;
+  Stamps stamps{&device, {}};
+  device.on_frame = [&](std::size_t frame) {
+    EXPECT_EQ(device.clock().stamp(), device.in_ticks.back());
+    if (frame == 2) fake_clock::Advance(3 * 33333333);
+    if (frame == 4) device.SetFps(50);
+    device.QueueTask(
+        [](void* param) {
+          auto* const noted = static_cast<Stamps*>(param);
+          noted->of_tasks.push_back(noted->device->clock().stamp());
+        },
+        &stamps);
+  };
+  for (int start = 0; start < 2; ++start) {
+    device.in_ticks.clear();
+    stamps.of_tasks.clear();
+    device.RunFrames(6);
+    ASSERT_EQ(device.in_ticks.size(), 6u);
+    EXPECT_EQ(device.in_ticks[0], device.frames[0].frame_time - (start == 0 ? 33333333 : 20000000));
+    for (std::size_t i = 1; i < 6; ++i) EXPECT_EQ(device.in_ticks[i], device.frames[i].output_time) << i;
+    EXPECT_EQ(stamps.of_tasks, device.in_ticks);
+    EXPECT_EQ(device.clock().stamp(), device.in_ticks.back()) << "the last frame's stays";
+  }
+}
+
+TEST_F(GraphicsDeviceImplTest, CountsItsFramesAndThePeriodsThatItMissed) {
+  RecordingDevice device;
+  device.on_frame = [](std::size_t frame) { fake_clock::Advance(frame == 2 ? 4 * 33333333 : 1000); };
+  device.RunFrames(3);
+  device.RunFrames(2);
+  const GsDeviceStats stats = ReadDeviceStats(&device);
+  EXPECT_EQ(stats.frames, 5u);
+  EXPECT_EQ(stats.missed, 6u);  // Both second frames.
+  EXPECT_EQ(stats.views_ns, 8u * 33333333 + 3000);
+  EXPECT_EQ(ReadDeviceStats(nullptr).frames, 0u);
+  EXPECT_EQ(ClockOf(nullptr), nullptr);
+}
+
 // Where the time of frames goes. (Frames that the host drives itself have no loop: tests of the public class.)
 
 TEST_F(GraphicsDeviceImplTest, RecordsWhatEachPartOfAFrameTook) {

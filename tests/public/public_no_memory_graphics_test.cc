@@ -76,6 +76,49 @@ TEST(NoMemoryDeviceTest, DefaultDeviceIsMadeAndStartedOrNot) {
   GsDevice::DestroyDefaultDevice();
 }
 
+TEST(NoMemoryDeviceTest, DeviceStartsOrNotAndMayLater) {
+  GsDevice device;
+  ASSERT_TRUE(device.Init());
+  const int failures = FailingAllocations::Run([&] {
+    {
+      const FailingAllocations::Pause pause;
+      host::log::Clear();
+    }
+    const bool started = device.Start();
+    const FailingAllocations::Pause pause;
+    EXPECT_TRUE(started || FailingAllocations::failed());
+    EXPECT_TRUE(started || host::log::CountContaining(kQnLogError, "") > 0) << host::log::Complaints();
+    device.Stop();
+  });
+  EXPECT_GT(failures, 0);
+  EXPECT_TRUE(device.InitThreadContext());
+  EXPECT_TRUE(host::DrivenDeviceWorks(&device));
+  device.UninitThreadContext();
+}
+
+TEST_F(NoMemoryGraphicsTest, FramesHaveTheirTimeAndCountAllTheSame) {
+  const auto scene = MakeScene(8, 8, &device);
+  const auto item = MakeItem(gs_vec2(8, 8), &device);
+  scene->AddItem(item);
+  host::Receiver receiver(scene, 8, 8, kGsFormatRGBA, &device);
+  receiver.keep_planes = false;
+  ASSERT_TRUE(receiver.Start());
+  std::uint64_t time = 0;
+  unsigned long long frames = 0;
+  FailingAllocations::Run([&] {
+    EXPECT_TRUE(receiver.WaitForRoom(host::kPatienceMs));
+    EXPECT_TRUE(device.SetFrameRate(30000, 1001));
+    device.RunFrame(++time);
+    EXPECT_EQ(device.frame_time(), time);
+    EXPECT_EQ(device.frame_interval(), 33366667u);
+    EXPECT_EQ(device.stats().frames, ++frames);
+    EXPECT_TRUE(receiver.Flush(host::kPatienceMs));
+    EXPECT_EQ(receiver.stats().delivered + receiver.stats().dropped, frames);
+    EXPECT_FALSE(receiver.repeating());
+  });
+  receiver.Stop();
+}
+
 TEST(NoMemoryDeviceTest, BuiltInProgramIsTriedAgain) {
   struct Use {
     GsDevice device;

@@ -234,7 +234,9 @@ void FakeOutput::Output(unsigned long long timestamp, int count) {
   const OutputFormat format = attached_format();
   if (format == kOutputTexture) {
     MutexLocker<Mutex> lock(callback_mutex_);
-    if (callback_) callback_->OnOutputTexture(texture_.get(), timestamp);
+    if (!callback_) return;
+    callback_->OnOutputTexture(texture_.get(), timestamp);
+    CountDelivery(false);
   } else if (format != kNotAttached) {
     GraphicsFrame* frame = nullptr;
     if (LockFrame(&frame, timestamp, count)) UnlockFrame();
@@ -329,6 +331,7 @@ GraphicsOutput* FakeDevice::CreateOutput(GraphicsScene* scene, unsigned int widt
   fake::Record(WithSize("device.CreateOutput", width, height));
   if (!fake::options().objects || !scene || width == 0 || height == 0) return nullptr;
   auto output = std::make_unique<FakeOutput>(context.get(), scene, width, height, fps());
+  output->FollowClock(shared_clock());
   return output->Init() ? output.release() : nullptr;
 }
 

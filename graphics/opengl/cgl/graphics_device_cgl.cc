@@ -121,6 +121,7 @@ GraphicsOutput* GraphicsDeviceCGL::CreateOutput(GraphicsScene* scene, unsigned i
     return nullptr;
   }
   auto output = std::make_unique<GraphicsOutputGL>(context_, scene, width, height, fps());
+  output->FollowClock(shared_clock());
   const bool ready = output->Init();
   return ReadyOrNull(std::move(output), ready, ContextObject::Kind::kOutput);
 }

@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "graphics/frame_clock.h"
 #include "tests/support/allocation_counter.h"
 #include "tests/support/log_capture.h"
 
@@ -34,6 +35,7 @@ using OutputFormat = GraphicsOutput::OutputFormat;
 constexpr std::uint64_t kInterval = 33333333;
 constexpr int kIntMax = std::numeric_limits<int>::max();
 constexpr int kIntMin = std::numeric_limits<int>::min();
+constexpr unsigned int kForeverMs = std::numeric_limits<unsigned int>::max();
 
 // Frames carry a number in their first bytes.
 void Stamp(GraphicsFrame* frame, std::uint32_t id) { std::memcpy(frame->data[0], &id, sizeof(id)); }
@@ -843,6 +845,167 @@ TEST_F(GraphicsOutputImplTest, NoOutputHasDeliveredNothing) {
   const OutputCounts counts = ReadOutputCounts(nullptr);
   EXPECT_EQ(counts.repeated, 0u);
   EXPECT_EQ(counts.delivered, 0u);
+}
+
+// What was made of an output is either delivered, or dropped, or queued.
+
+class OutputStatsTest : public GraphicsOutputImplTest {
+ protected:
+  void Produce(std::uint32_t count, int periods = 1) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+      ++made_;
+      output_.Produce(made_, made_ * kInterval, periods);
+    }
+  }
+  void ExpectStats(std::uint64_t delivered, std::uint64_t repeated, std::uint64_t dropped) {
+    const OutputStats stats = ReadOutputStats(&output_);
+    EXPECT_EQ(stats.delivered, delivered);
+    EXPECT_EQ(stats.repeated, repeated);
+    EXPECT_EQ(stats.dropped, dropped);
+    EXPECT_EQ(made_, stats.delivered - stats.repeated + stats.dropped + queued_);
+  }
+
+  TestOutput output_;
+  Receiver receiver_;
+  std::uint32_t made_ = 0;
+  std::uint64_t queued_ = 0;  // Of these none was delivered yet.
+};
+
+TEST_F(OutputStatsTest, RepeatsOfLateFramesAndOfAFullPoolAreRepeats) {
+  output_.Attach(&receiver_);
+  Produce(1, 3);
+  while (!output_.OutputCurrentFrame()) continue;
+  ExpectStats(3, 2, 0);
+  EXPECT_EQ(output_.repeat_count(), 0u);
+  Produce(8);
+  queued_ = 6;
+  ExpectStats(3, 2, 2);
+  for (int i = 0; i < 5; ++i) EXPECT_TRUE(output_.OutputCurrentFrame());
+  EXPECT_FALSE(output_.OutputCurrentFrame());
+  EXPECT_FALSE(output_.OutputCurrentFrame());
+  EXPECT_TRUE(output_.OutputCurrentFrame());
+  queued_ = 0;
+  ExpectStats(11, 4, 2);
+  EXPECT_EQ(output_.repeat_count(), 2u);
+}
+
+TEST_F(OutputStatsTest, WhatAStopOrAStartTakesOutOfTheQueueIsDropped) {
+  output_.Attach(&receiver_);
+  Produce(3, 2);
+  EXPECT_FALSE(output_.OutputCurrentFrame());  // Seen once: it is not lost.
+  queued_ = 2;
+  ExpectStats(1, 0, 0);
+  output_.Detach();
+  for (int i = 0; i < 5; ++i) output_.OutputCurrentFrame();
+  queued_ = 0;
+  ExpectStats(1, 0, 2);
+  output_.Attach(&receiver_);
+  Produce(4, 2);
+  EXPECT_FALSE(output_.OutputCurrentFrame());
+  output_.Attach(&receiver_);
+  ExpectStats(2, 0, 5);
+}
+
+TEST_F(OutputStatsTest, TellsTheReceiverOfARepeat) {
+  class Asking : public Receiver {
+   public:
+    explicit Asking(const GraphicsOutput* output) : output_(output) {}
+    void OnOutputRawData(const GraphicsFrame& frame, unsigned long long timestamp) override {
+      Receiver::OnOutputRawData(frame, timestamp);
+      repeating.push_back(RepeatsDelivery(output_));
+    }
+    std::vector<bool> repeating;
+
+   private:
+    const GraphicsOutput* const output_;
+  };
+  Asking asking(&output_);
+  output_.Attach(&asking);
+  Produce(1, 2);
+  Produce(1);
+  for (int i = 0; i < 3; ++i) {
+    output_.OutputCurrentFrame();
+    EXPECT_FALSE(output_.repeating());
+  }
+  EXPECT_THAT(asking.repeating, ElementsAre(false, true, false));
+}
+
+TEST_F(OutputStatsTest, NoOutputHasNone) {
+  EXPECT_EQ(ReadOutputStats(nullptr).delivered, 0u);
+  EXPECT_FALSE(RepeatsDelivery(nullptr));
+  EXPECT_FALSE(WaitForRoom(nullptr, 1));
+  EXPECT_FALSE(WaitForDeliveries(nullptr, 1));
+}
+
+TEST_F(OutputStatsTest, RepeatsLieOnTheGridOfTheClock) {
+  const auto clock = std::make_shared<FrameClock>();
+  ASSERT_TRUE(clock->SetFrameRate(30000, 1001));
+  output_.FollowClock(clock);
+  EXPECT_EQ(output_.frame_interval_, 33366667u);
+  clock->SetFps(50);  // The output keeps what it has.
+  output_.Attach(&receiver_);
+  const FrameGrid grid(777, FrameRate{30000, 1001});
+  clock->BeginFrame(grid.TimeOf(100), 777);
+  output_.Produce(1, grid.TimeOf(100), 4);
+  clock->BeginFrame(5, 5);  // Another grid begins, which that picture is not of.
+  while (!output_.OutputCurrentFrame()) continue;
+  clock->BeginFrame(1000);
+  output_.Produce(2, 1000, 2);  // No point of the grid from 0.
+  while (!output_.OutputCurrentFrame()) continue;
+  EXPECT_THAT(receiver_.deliveries,
+              ElementsAre(Delivery{1, grid.TimeOf(100)}, Delivery{1, grid.TimeOf(101)}, Delivery{1, grid.TimeOf(102)},
+                          Delivery{1, grid.TimeOf(103)}, Delivery{2, 1000}, Delivery{2, 1000 + 33366667}));
+}
+
+TEST_F(OutputStatsTest, RoomIsWaitedForAndTold) {
+  EXPECT_FALSE(output_.WaitForRoom(0)) << "nobody receives";
+  output_.Attach(&receiver_);
+  EXPECT_TRUE(output_.WaitForRoom(0));
+  EXPECT_TRUE(output_.WaitForDeliveries(0));
+  Produce(1);
+  EXPECT_FALSE(output_.WaitForDeliveries(0));
+  Produce(5);
+  EXPECT_FALSE(output_.WaitForRoom(0));
+  EXPECT_FALSE(output_.WaitForRoom(1));
+  std::thread consumer([this] { output_.OutputCurrentFrame(); });
+  EXPECT_TRUE(output_.WaitForRoom(kForeverMs));
+  consumer.join();
+  std::thread rest([this] {
+    for (int i = 0; i < 5; ++i) output_.OutputCurrentFrame();
+  });
+  EXPECT_TRUE(output_.WaitForDeliveries(kForeverMs));
+  EXPECT_EQ(receiver_.deliveries.size(), 6u);
+  rest.join();
+}
+
+TEST_F(OutputStatsTest, AWaitEndsWithTheReceiver) {
+  output_.Attach(&receiver_);
+  Produce(6);
+  std::thread waiter([this] { EXPECT_FALSE(output_.WaitForRoom(kForeverMs)); });
+  std::thread other([this] { EXPECT_FALSE(output_.WaitForDeliveries(kForeverMs)); });
+  output_.Detach();
+  waiter.join();
+  other.join();
+}
+
+TEST_F(OutputStatsTest, AReceiverCannotWaitForItself) {
+  class Waiting : public Receiver {
+   public:
+    explicit Waiting(GraphicsOutput* output) : output_(output) {}
+    void OnOutputRawData(const GraphicsFrame& frame, unsigned long long timestamp) override {
+      Receiver::OnOutputRawData(frame, timestamp);
+      EXPECT_FALSE(WaitForRoom(output_, kForeverMs));
+      EXPECT_FALSE(WaitForDeliveries(output_, kForeverMs));
+    }
+
+   private:
+    GraphicsOutput* const output_;
+  };
+  Waiting waiting(&output_);
+  output_.Attach(&waiting);
+  Produce(1);
+  EXPECT_TRUE(output_.OutputCurrentFrame());
+  EXPECT_EQ(waiting.deliveries.size(), 1u);
 }
 
 TEST_F(GraphicsOutputImplTest, DetachWaitsForTheRunningCallAlone) {
