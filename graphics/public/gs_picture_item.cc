@@ -4,6 +4,7 @@
 // the context's lock held as well: so a tick and a draw, which run with it held, find it there until they end.
 #include <quarn/gs_picture_item.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -70,6 +71,10 @@ constexpr char kPartFragmentSource[] =
 struct Constants {
   float part[4] = {0.0f, 0.0f, 1.0f, 1.0f};
   float look[4] = {1.0f, 0.0f, 0.0f, 0.0f};
+
+  bool operator==(const Constants& other) const {
+    return std::equal(part, part + 4, other.part) && std::equal(look, look + 4, other.look);
+  }
 };
 
 // What is shown and how, as setters leave it.
@@ -170,7 +175,7 @@ bool GsShownPicture::BindConstants(const Constants& values) {
     if (!constants) return false;
     uploaded = values;
   }
-  if (std::memcmp(&uploaded, &values, sizeof(values)) != 0) constants->Update(&values, sizeof(values));
+  if (!(uploaded == values)) constants->Update(&values, sizeof(values));
   uploaded = values;
   return constants->Bind(0);
 }
