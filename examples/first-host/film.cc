@@ -21,9 +21,9 @@ int main() {
   const auto scene = MakeRefCounted<GsScene>(640u, 360u);
   const auto square = MakeRefCounted<GsPictureItem>(gs_vec2(160, 160), gs_vec3(1, 0, 0));
   scene->AddItem(square);
-  std::FILE* const encoder =
-      popen("ffmpeg -v error -y -f rawvideo -pix_fmt rgba -s 640x360 -r 30000/1001 -i - -pix_fmt yuv420p first-film.mp4",
-            "w");
+  std::FILE* const encoder = popen(
+      "ffmpeg -v error -y -f rawvideo -pix_fmt rgba -s 640x360 -r 30000/1001 -i - -pix_fmt yuv420p first-film.mp4",
+      "w");
   if (!encoder) return 1;
   bool whole = false;
   {

@@ -32,7 +32,8 @@ struct Fader : GsPictureItem {
   }
   void TickSource() override {
     GsPictureItem::TickSource();
-    SetOpacity(std::clamp(static_cast<float>(static_cast<long long>(device->frame_time() - start_ns)) / 5e8f, 0.0f, 1.0f));
+    SetOpacity(
+        std::clamp(static_cast<float>(static_cast<long long>(device->frame_time() - start_ns)) / 5e8f, 0.0f, 1.0f));
   }
   GsDevice* const device = GsDevice::DefaultDevice();
   std::atomic<unsigned long long> start_ns{0};

@@ -24,29 +24,26 @@ SceneItems::SceneItems(const studio::Description& description, GsDevice* device)
       device_(device),
       scene_(MakeRef<RefCounted<GsScene>>(static_cast<unsigned int>(description.canvas.width),
                                           static_cast<unsigned int>(description.canvas.height), device)),
-      clock_(MakeRef<RefCounted<studio::FilmClock>>(0, device)) {
+      clock_(0, device) {
   if (scene_->width() == 0) throw studio::Error(studio::kNoGraphics);
-  clock_->SetZ(-1);  // Ticked before the layers.
-  scene_->AddItem(clock_);
 }
 
 SceneItems::~SceneItems() {
   for (const auto& [id, item] : items_) {
     if (item.in_scene) scene_->RemoveItem(item.item);
   }
-  scene_->RemoveItem(clock_);
 }
 
 void SceneItems::Make(int id, const Layer& layer, studio::LayerSource source, bool from_now) {
-  const studio::Stage stage{device_, description_.canvas, clock_, &times_};
+  const studio::Stage stage{device_, description_.canvas, &clock_, &times_};
   Item& item = items_[id];
   item.opened_at = DrawnSize(layer, source.natural_size());
   item.opened_for = rewinds_;
-  item.item = source.MakeItem(stage, from_now ? clock_->now_ns() : 0);
+  item.item = source.MakeItem(stage, from_now ? clock_.now_ns() : 0);
 }
 
 void SceneItems::Rewind() {
-  clock_->Set(0);
+  clock_.Set(0);
   ++rewinds_;
 }
 

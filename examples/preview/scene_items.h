@@ -26,7 +26,7 @@ class SceneItems {
   SceneItems& operator=(const SceneItems&) = delete;
 
   GsScene* scene() const { return scene_; }
-  studio::FilmClock* clock() const { return clock_; }
+  studio::FilmClock* clock() { return &clock_; }
 
   // Makes the item of a layer that was opened. A video begins at the film's start, or with `from_now` at once.
   void Make(int id, const studio::Layer& layer, studio::LayerSource source, bool from_now);
@@ -50,7 +50,7 @@ class SceneItems {
   GsDevice* const device_;
   studio::StageTimes times_;
   scoped_refptr<GsScene> scene_;
-  scoped_refptr<studio::FilmClock> clock_;
+  studio::FilmClock clock_;
   std::map<int, Item> items_;
   std::vector<int> order_;  // As the scene has it.
   int rewinds_ = 0;

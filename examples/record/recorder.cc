@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <quarn/gs_device.h>
+#include <quarn/gs_frame_times.h>
 #include <quarn/gs_output.h>
 #include <quarn/gs_scene.h>
 #include <quarn/qn_event.h>
@@ -27,6 +28,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kProgressPeriod(100);
 constexpr milliseconds kDeliveryTimeout(60000);  // A frame that takes longer never comes.
+constexpr char kNoFrames[] = "the graphics engine delivers no frames";
 constexpr double kSoundTimeoutSeconds = 10;
 constexpr std::uint64_t kSetOffNs = 100000000;  // What it takes until every thread is ready for the first frame.
 
@@ -129,7 +131,7 @@ std::uint64_t RunInRealTime(const Set& set, std::uint64_t frame_ns) {
   const std::uint64_t period_ns = 1000000000 / set.description.fps;
   const std::uint64_t begin_ns = frame_ns + (sound_ns - frame_ns + period_ns - 1) / period_ns * period_ns;
   set.sound->Align(sound_ns, begin_ns);
-  set.clock->RunFrom(static_cast<std::int64_t>(begin_ns), static_cast<std::int64_t>(period_ns));
+  set.clock->RunFrom(static_cast<std::int64_t>(begin_ns));
   set.output->BeginAt(begin_ns);
   set.output->Start();
   std::uint64_t last_delivery_ns = begin_ns;
@@ -138,33 +140,28 @@ std::uint64_t RunInRealTime(const Set& set, std::uint64_t frame_ns) {
     const FilmCounts counts = set.output->counts();
     if (counts.delivered != last.delivered) last_delivery_ns = qn_os_gettime_ns();
     if (qn_os_gettime_ns() > last_delivery_ns + kDeliveryTimeout.count() * 1000000) {
-      throw Error("the graphics engine delivers no frames");
+      throw Error(kNoFrames);
     }
     last = counts;
   }
   return begin_ns;
 }
 
-// This thread is the render thread: it drives every stage of every frame, and waits for each delivery. Returns when the
-// film began.
+// This thread is the render thread: it makes each frame once there is room for its picture. Returns when the film
+// began.
 std::uint64_t RunOffline(const Set& set) {
   const std::uint64_t start_ns = qn_os_gettime_ns();
   const RenderThread render_thread(set.device);
   set.output->Start();
-  const std::int64_t film_start_ns = set.clock->now_ns();
+  set.clock->RunFrom(0);
+  constexpr auto kTimeoutMs = static_cast<unsigned int>(kDeliveryTimeout.count());
   for (std::uint64_t n = 0; n < set.description.FrameCount(); ++n) {
-    const std::uint64_t timestamp_ns = n * 1000000000 / set.description.fps;
-    set.clock->Set(film_start_ns + static_cast<std::int64_t>(timestamp_ns));
-    set.device->TickSource();
-    set.device->HandleFilter();
-    {
-      const StageTimer timer(&set.times->output);
-      set.device->OutputFrame(timestamp_ns, 1);
-    }
-    if (!set.output->WaitDelivered(n + 1, kDeliveryTimeout)) throw Error("the graphics engine delivers no frames");
+    if (!set.output->WaitForRoom(kTimeoutMs)) throw Error(kNoFrames);
+    set.device->RunFrame(n * 1000000000 / set.description.fps);
     if (!set.Report(start_ns)) break;
   }
-  set.times->output -= set.times->scene;  // OutputFrame renders the scenes first.
+  if (!set.output->Flush(kTimeoutMs)) throw Error(kNoFrames);
+  set.times->output += set.device->stats().outputs_ns;
   return start_ns;
 }
 
@@ -183,13 +180,12 @@ Summary Record(const Description& description, const Progress& progress, StageTi
   summary.encoder = writer.encoder_name();
 
   const Device device(description.fps, !description.offline);
+  FilmClock clock(start_ns, device.get());  // Outlasts the layers, which ask it.
   const auto scene = MakeRef<RefCounted<FilmScene>>(description.canvas, device.get(), times);
   if (scene->width() == 0 || (description.Format() == PixelLayout::kBgra && !AddBgraProgram(device.get()))) {
     throw Error(kNoGraphics);
   }
-  const auto clock = MakeRef<RefCounted<FilmClock>>(start_ns, device.get());
-  scene->AddItem(clock);
-  const Stage stage{device.get(), description.canvas, clock, times};
+  const Stage stage{device.get(), description.canvas, &clock, times};
   for (LayerSource& source : sources) scene->AddItem(source.MakeItem(stage));
   sources.clear();  // Their pictures are textures now.
   scene->OrderItem();
@@ -202,7 +198,7 @@ Summary Record(const Description& description, const Progress& progress, StageTi
     std::uint64_t frame_ns = 0;
     if (!description.offline) frame_ns = Rehearsal(scene, description, device.get()).timestamp_ns();
     times->Clear();
-    const Set set{description, device.get(), clock, &output, &sound, mix.get(), &encoder, progress, times};
+    const Set set{description, device.get(), &clock, &output, &sound, mix.get(), &encoder, progress, times};
     const std::uint64_t begin_ns = description.offline ? RunOffline(set) : RunInRealTime(set, frame_ns);
     output.Stop();
     summary.seconds = SecondsSince(begin_ns);

@@ -2,52 +2,59 @@
 #ifndef QUARN_EXAMPLES_STUDIO_FILM_CLOCK_H_
 #define QUARN_EXAMPLES_STUDIO_FILM_CLOCK_H_
 
-#include <atomic>
+#include <algorithm>
 #include <cstdint>
+#include <mutex>
 
-#include <quarn/gs_item.h>
-#include <quarn/qn_os.h>
+#include <quarn/gs_device.h>
 
 namespace studio {
 
-// An item that is never seen: hidden items are ticked like all others. Put into the scene before the layers, it reads
-// the clock once a frame, so that they all move to the same time. An offline film sets the time itself.
-class FilmClock : public GsItem {
+// While it runs, a frame shows the time of its timestamp: what stands in a film then keeps to the clock, and to the
+// sound, even where frames take long. All layers of a frame are told the same. Thread: any.
+class FilmClock {
  public:
-  FilmClock(std::int64_t start_ns, GsDevice* device) : GsItem(device), now_ns_(start_ns) { SetVisible(false); }
+  FilmClock(std::int64_t start_ns, const GsDevice* device) : device_(device), film_ns_(start_ns) {}
+  FilmClock(const FilmClock&) = delete;
+  FilmClock& operator=(const FilmClock&) = delete;
 
-  // From now on time passes; the next frame shows the time at which the film stands. Thread: any.
-  void Run() { RunFrom(static_cast<std::int64_t>(qn_os_gettime_ns()), 1); }
-  // The same from `clock_ns` of the monotonic clock on, in steps of `period_ns`. Thread: any.
-  void RunFrom(std::int64_t clock_ns, std::int64_t period_ns) {
-    shown_ns_ = clock_ns;
-    period_ns_ = period_ns;
+  // From now on time passes, from where the film stands.
+  void Run() { RunFrom(FrameTime()); }
+  // The same from the frame with that timestamp on.
+  void RunFrom(std::int64_t clock_ns) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    clock_ns_ = clock_ns;
     running_ = true;
   }
-  // From now on time stands still. Thread: any.
-  void Pause() { running_ = false; }
-  // The frame made next shows this time.
-  void Set(std::int64_t film_ns) { now_ns_ = film_ns; }
-  // The time of the frame in hand, or of the last one. Thread: any.
-  std::int64_t now_ns() const { return now_ns_; }
-
-  // A picture's timestamp is the time of the frame before, so that is the time that it shows: what stands in a film
-  // then keeps to the clock, and to the sound, even where frames take long.
-  void TickSource() override {
-    const std::int64_t timestamp_ns = last_tick_ns_;
-    last_tick_ns_ = static_cast<std::int64_t>(qn_os_gettime_ns());
-    if (!running_ || timestamp_ns <= shown_ns_) return;
-    const std::int64_t passed_ns = (timestamp_ns - shown_ns_) / period_ns_ * period_ns_;
-    now_ns_ += passed_ns;
-    shown_ns_ += passed_ns;
+  // From now on time stands still.
+  void Pause() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    film_ns_ = Now();
+    running_ = false;
+  }
+  // The frame in hand, or else the next one, shows this time.
+  void Set(std::int64_t film_ns) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    film_ns_ = film_ns;
+    clock_ns_ = FrameTime();
+  }
+  // The time of the frame in hand, or of the last one.
+  std::int64_t now_ns() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return Now();
   }
 
  private:
-  std::atomic<bool> running_{false};
-  std::atomic<std::int64_t> now_ns_;
-  std::atomic<std::int64_t> shown_ns_{0};  // The monotonic clock at now_ns_.
-  std::atomic<std::int64_t> period_ns_{1};
-  std::int64_t last_tick_ns_ = 0;  // Render thread.
+  std::int64_t FrameTime() const { return static_cast<std::int64_t>(device_->frame_time()); }
+  std::int64_t Now() const {
+    return running_ ? film_ns_ + std::max<std::int64_t>(0, FrameTime() - clock_ns_) : film_ns_;
+  }
+
+  const GsDevice* const device_;
+  mutable std::mutex mutex_;
+  bool running_ = false;
+  std::int64_t film_ns_;  // The film's time where the frame's is clock_ns_, or where it stands still.
+  std::int64_t clock_ns_ = 0;
 };
 
 }  // namespace studio

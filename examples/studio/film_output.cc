@@ -1,5 +1,7 @@
 #include "studio/film_output.h"
 
+#include <utility>
+
 namespace studio {
 namespace {
 
@@ -33,10 +35,9 @@ void FilmOutput::OnFrame(const GsFrame& frame) {
   const StageTimer timer(&times_->delivery);
   if (counts().delivered == frame_count_ || frame.timestamp + kSecondNs / fps_ / 2 < earliest_ns_) return;
 
-  // The library delivers a frame again from the same memory, and never two different ones in a row.
-  const bool repeated = frame.data[0] == last_picture_;
-  if (!last_picture_) begin_ns_ = frame.timestamp;
-  last_picture_ = frame.data[0];
+  const bool first = !std::exchange(begun_, true);
+  if (first) begin_ns_ = frame.timestamp;
+  const bool repeated = !first && repeating();
   // Rounded: the library's frame period is cut to whole nanoseconds.
   const std::uint64_t index = ((frame.timestamp - begin_ns_) * fps_ + kSecondNs / 2) / kSecondNs;
   const bool taken = encoder_->Submit(frame, static_cast<std::int64_t>(index), offline_);

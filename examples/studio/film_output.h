@@ -55,7 +55,7 @@ class FilmOutput : public GsOutputRaw {
   std::atomic<std::uint64_t> begin_ns_{0};
 
   // Used on the output's thread only.
-  const unsigned char* last_picture_ = nullptr;
+  bool begun_ = false;  // Whether the film has its first picture.
 
   std::mutex counts_mutex_;
   std::condition_variable delivered_;

@@ -54,7 +54,8 @@ TEST_F(FirstHostTest, SwitcherFadesFromOneCameraToTheOther) {
     exec {lines}>&-
     cat <&"$colours" >/dev/null
     wait $! && echo "$between $r $b"
-  )", QUARN_BIN_DIR "/switcher"});
+  )",
+                                        QUARN_BIN_DIR "/switcher"});
   EXPECT_EQ(ended.exit_code, 0) << ended.err;
   int between = 0, red = 0, blue = 0;
   ASSERT_EQ(std::sscanf(ended.out.c_str(), "%d %d %d", &between, &red, &blue), 3) << ended.out;
