@@ -11,7 +11,7 @@
 struct Mix : QnAudioMixer::Callback {
   Mix(SndfileHandle* from, SndfileHandle* to)
       : in(from), out(to), channels(from->channels()), block(from->samplerate() / 20) {
-    for (auto& input : inputs) input = MakeRef<RefCounted<QnAudioInput>>(in->samplerate(), channels, kQnMixSampleFloat);
+    for (auto& input : inputs) input = MakeRefCounted<QnAudioInput>(in->samplerate(), channels, kQnMixSampleFloat);
     inputs[0]->SetGain(0.5f), inputs[1]->SetGain(0.2f), inputs[2]->SetGain(0.2f);
   }
   // A whole block for each input: where one comes short, the mixer adds what it had before.

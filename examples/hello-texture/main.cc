@@ -12,7 +12,7 @@ void main() { FragColor = vec4(vec3(step(0.5, fract(v_tex_coord.x * 8.0 + phase.
 )";
 
 struct Stripes : GsItem {
-  Stripes() : GsItem(gs_vec2(320, 180), nullptr), constants(phase, sizeof(phase), nullptr) {}
+  Stripes() : GsItem(gs_vec2(320, 180)), constants(phase, sizeof(phase)) {}
   void TickSource() override {
     phase[0] += 0.1f;
     constants.Update(phase, sizeof(phase));
@@ -29,7 +29,8 @@ struct Stripes : GsItem {
 };
 
 struct Watcher : GsOutputTex {
-  explicit Watcher(GsScene* scene) : GsOutputTex(scene, 640, 360, nullptr) {}
+  explicit Watcher(GsScene* scene) : GsOutputTex(scene, 640, 360) {}
+  ~Watcher() override { Stop(); }
   void OnTexture(GsTexture* texture, unsigned long long timestamp) override {
     std::printf("%u x %u at %llu ns\n", texture->width(), texture->height(), timestamp);
     if (++frames == 10) done.set_value();
@@ -39,14 +40,11 @@ struct Watcher : GsOutputTex {
 };
 
 int main() {
-  if (!GsDevice::CreateDefaultDevice(true)) return 1;
-  GsDevice::DefaultDevice()->AddShader("stripes", glsl_src[kGsGlslRgba + 1], kStripes);
-  {
-    const auto scene = MakeRef<RefCounted<GsScene>>(640u, 360u, nullptr);
-    scene->AddItem(MakeRef<RefCounted<Stripes>>());
-    Watcher watcher(scene);
-    if (scene->width() > 0 && watcher.Start()) watcher.done.get_future().wait();
-    watcher.Stop();
-  }
-  GsDevice::DestroyDefaultDevice();
+  const GsDefaultDevice device;
+  if (!device.valid() || !device->AddShader("stripes", glsl_src[kGsGlslRgba + 1], kStripes)) return 1;
+  const auto scene = MakeRefCounted<GsScene>(640u, 360u);
+  scene->AddItem(MakeRefCounted<Stripes>());
+  Watcher watcher(scene);
+  if (!watcher.valid() || !watcher.Start()) return 1;
+  watcher.done.get_future().wait();
 }

@@ -16,9 +16,9 @@ struct Card : GsPictureItem {
 // Shows the scene in an X11 window, given by its id.
 struct DemoView : GsViewImpl {
   DemoView(std::uintptr_t window, unsigned int width, unsigned int height)
-      : GsViewImpl({reinterpret_cast<void*>(window)}, width, height, nullptr) {
-    const auto scene = MakeRef<RefCounted<GsScene>>(640u, 360u, nullptr);
-    scene->AddItem(MakeRef<RefCounted<Card>>());
+      : GsViewImpl({reinterpret_cast<void*>(window)}, width, height) {
+    const auto scene = MakeRefCounted<GsScene>(640u, 360u);
+    scene->AddItem(MakeRefCounted<Card>());
     SetScene(scene);
     SetBackgroundColor(0.2f, 0.2f, 0.25f, 1);
     Attch();

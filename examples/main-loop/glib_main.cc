@@ -38,7 +38,7 @@ gboolean OnX11(int /*fd*/, GIOCondition /*condition*/, gpointer data) {
 
 int main() {
   xcb_connection_t* const x11 = xcb_connect(nullptr, nullptr);
-  if (xcb_connection_has_error(x11) || !GsDevice::CreateDefaultDevice(true)) return 1;
+  if (xcb_connection_has_error(x11)) return 1;
   const xcb_screen_t* const screen = xcb_setup_roots_iterator(xcb_get_setup(x11)).data;
   const std::uint32_t window = xcb_generate_id(x11);
   const std::uint32_t events[] = {XCB_EVENT_MASK_STRUCTURE_NOTIFY};
@@ -51,6 +51,8 @@ int main() {
   xcb_map_window(x11, window);
   xcb_flush(x11);
   {
+    const GsDefaultDevice device;
+    if (!device.valid()) return 1;
     const GLibMainQueue queue;
     DemoView view(window, 640, 360);
     Program program = {x11, g_main_loop_new(nullptr, FALSE), delete_window, &view};
@@ -59,6 +61,5 @@ int main() {
     g_main_loop_run(program.loop);
     g_main_loop_unref(program.loop);
   }
-  GsDevice::DestroyDefaultDevice();
   xcb_disconnect(x11);
 }

@@ -27,12 +27,10 @@ struct ViewWindow : QWindow {
 int main(int argc, char** argv) {
   qputenv("QT_QPA_PLATFORM", "xcb");  // Views are for X11 windows; under Wayland that is XWayland.
   QGuiApplication app(argc, argv);
-  if (!GsDevice::CreateDefaultDevice(true)) return 1;
-  {
-    const QtMainQueue queue;
-    ViewWindow window;
-    window.show();
-    app.exec();  // Until the window is closed.
-  }
-  GsDevice::DestroyDefaultDevice();
+  const GsDefaultDevice device;
+  if (!device.valid()) return 1;
+  const QtMainQueue queue;
+  ViewWindow window;
+  window.show();
+  app.exec();  // Until the window is closed.
 }

@@ -13,8 +13,9 @@ int main(int /*argc*/, char** /*argv*/) {
   SDL_SysWMinfo info;
   SDL_VERSION(&info.version);
   if (!window || !SDL_GetWindowWMInfo(window, &info)) return SDL_Log("%s", SDL_GetError()), 1;
-  if (!GsDevice::CreateDefaultDevice(true)) return 1;
   {
+    const GsDefaultDevice device;
+    if (!device.valid()) return 1;
     const SdlMainQueue queue;
     DemoView view(info.info.x11.window, 640, 360);
     for (SDL_Event event; SDL_WaitEvent(&event) && event.type != SDL_QUIT;) {
@@ -24,7 +25,6 @@ int main(int /*argc*/, char** /*argv*/) {
       }
     }
   }
-  GsDevice::DestroyDefaultDevice();
   SDL_DestroyWindow(window);
   SDL_Quit();
 }

@@ -22,8 +22,8 @@ bool Same(Size a, Size b) { return a.width == b.width && a.height == b.height; }
 SceneItems::SceneItems(const studio::Description& description, GsDevice* device)
     : description_(description),
       device_(device),
-      scene_(MakeRef<RefCounted<GsScene>>(static_cast<unsigned int>(description.canvas.width),
-                                          static_cast<unsigned int>(description.canvas.height), device)),
+      scene_(MakeRefCounted<GsScene>(static_cast<unsigned int>(description.canvas.width),
+                                     static_cast<unsigned int>(description.canvas.height), device)),
       clock_(0, device) {
   if (scene_->width() == 0) throw studio::Error(studio::kNoGraphics);
 }

@@ -181,7 +181,7 @@ Summary Record(const Description& description, const Progress& progress, StageTi
 
   const Device device(description.fps, !description.offline);
   FilmClock clock(start_ns, device.get());  // Outlasts the layers, which ask it.
-  const auto scene = MakeRef<RefCounted<FilmScene>>(description.canvas, device.get(), times);
+  const auto scene = MakeRefCounted<FilmScene>(description.canvas, device.get(), times);
   if (scene->width() == 0 || (description.Format() == PixelLayout::kBgra && !AddBgraProgram(device.get()))) {
     throw Error(kNoGraphics);
   }

@@ -176,11 +176,11 @@ LayerSource::LayerSource(const Layer& layer, const Description& description)
 
 scoped_refptr<LayerItem> LayerSource::MakeItem(const Stage& stage, std::int64_t begin_ns) {
   switch (layer_.kind) {
-    case LayerKind::kColor: return MakeRef<RefCounted<ColorLayer>>(layer_, stage);
-    case LayerKind::kPicture: return MakeRef<RefCounted<PictureLayer>>(layer_, size_, picture_, stage);
+    case LayerKind::kColor: return MakeRefCounted<ColorLayer>(layer_, stage);
+    case LayerKind::kPicture: return MakeRefCounted<PictureLayer>(layer_, size_, picture_, stage);
     case LayerKind::kVideo: break;
   }
-  return MakeRef<RefCounted<VideoLayer>>(layer_, size_, picture_, std::move(player_), stage, begin_ns);
+  return MakeRefCounted<VideoLayer>(layer_, size_, picture_, std::move(player_), stage, begin_ns);
 }
 
 }  // namespace studio

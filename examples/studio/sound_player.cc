@@ -16,8 +16,8 @@ constexpr unsigned long long kSequence = 1;  // The stream never starts over.
 
 SoundPlayer::SoundPlayer(std::unique_ptr<SoundReader> reader)
     : reader_(std::move(reader)),
-      input_(MakeRef<RefCounted<QnAudioInput>>(static_cast<unsigned int>(kSoundRate),
-                                               static_cast<unsigned int>(kSoundChannels), kQnMixSampleFloat)) {
+      input_(MakeRefCounted<QnAudioInput>(static_cast<unsigned int>(kSoundRate),
+                                          static_cast<unsigned int>(kSoundChannels), kQnMixSampleFloat)) {
   input_->SetGain(reader_->gain());
   Push(nullptr, kIdle);
   thread_ = std::thread(&SoundPlayer::Run, this);

@@ -23,6 +23,8 @@ GraphicsContext* Resolve(GsDevice* device) { return device && device->impl() ? d
 
 GsContext::GsContext(GsDevice* device) : device_(device) {}
 
+bool GsContext::valid() const { return device_ && device_->valid(); }
+
 bool GsContext::BindShader(const char* name) {
   GraphicsContext* context = Resolve(device_);
   bool bound = false;

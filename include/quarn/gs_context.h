@@ -37,6 +37,11 @@ class QUARN_EXPORT GsContext {
   // Ownership: `device` stays the caller's.
   explicit GsContext(GsDevice* device);
 
+  // Returns whether there is a device, and it can draw.
+  //
+  // Thread: any.
+  bool valid() const;
+
   // Makes a program current. A built-in one is compiled when it is first asked for.
   //
   // `name`: "rgba" (a texture as it is), "to_bgra", or one of GsDevice::AddShader.

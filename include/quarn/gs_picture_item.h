@@ -13,7 +13,7 @@ class GsTexture;
 
 // A picture in a scene, without a Draw of the host's:
 //
-//   auto photo = MakeRef<RefCounted<GsPictureItem>>(pixels, width * 4, width, height);
+//   auto photo = MakeRefCounted<GsPictureItem>(pixels, width * 4, width, height);
 //   photo->MoveTo(gs_vec2(-200, 100));
 //   scene->AddItem(photo);
 //
@@ -22,7 +22,7 @@ class GsTexture;
 //
 // Picture in picture: an item that shows a scene holds it in use, and shows its picture of the same frame (gs_scene.h).
 //
-//   auto inset = MakeRef<RefCounted<GsPictureItem>>(device);
+//   auto inset = MakeRefCounted<GsPictureItem>(device);
 //   inset->Resize(gs_vec2(480, 270));
 //   inset->MoveTo(gs_vec2(680, 360));
 //   inset->ShowScene(camera);

@@ -35,7 +35,7 @@ struct QnAudioInputStats {
 
 // A stream of planar PCM, up to ten seconds of it buffered. Counted by reference: see RefCounted.
 //
-//   auto input = MakeRef<RefCounted<QnAudioInput>>(48000u, 2u, kQnMixSampleFloat);
+//   auto input = MakeRefCounted<QnAudioInput>(48000u, 2u, kQnMixSampleFloat);
 //   mixer.AddInput(input);
 //   input->PushBackSamples(planes, 480, 1);
 //

@@ -47,12 +47,15 @@ TEST(ValidTest, NothingIsWithoutADevice) {
   EXPECT_FALSE(objects.screen.valid());
   GsDevice device;
   EXPECT_FALSE(device.valid());
+  EXPECT_FALSE(GsContext(&device).valid());
+  EXPECT_FALSE(GsContext(nullptr).valid());
 }
 
 TEST(ValidTest, EverythingIsUntilItsDeviceGoes) {
   std::optional<GsDefaultDevice> device(std::in_place, false);
   ASSERT_TRUE(device->valid());
   EXPECT_TRUE((*device)->valid());
+  EXPECT_TRUE(GsContext(device->get()).valid());
   Objects objects;
   EXPECT_EQ(objects.Valid(), kAll);
   EXPECT_FALSE(objects.empty_texture.valid());  // This version cannot make one.
