@@ -105,6 +105,7 @@ AudioMixSource::Lending AudioMixSource::LendBlock(InternalSampleType type, unsig
 }
 
 QnAudioInputStats AudioMixSource::Stats() {
+  if (inert_) return {};
   MutexLocker<Mutex> lock(lock_);
   QnAudioInputStats stats = stats_;
   stats.buffered_frames = WithRings([this](const auto& rings) {

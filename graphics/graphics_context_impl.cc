@@ -175,9 +175,15 @@ void GraphicsContextImpl::DrawSceneOutput() {
   MutexLocker<GraphicsContextImpl> lock(*this);
   const auto draw = [this](GraphicsScene* scene) {
     if (!scene->HasRef()) return;
-    const GraphicsScene* const before = std::exchange(drawn_scene_, scene);
+    // Put back also where the host's Draw throws what its device survives: no memory.
+    struct Drawn {
+      Drawn(const GraphicsScene** place, const GraphicsScene* drawn)
+          : now(place), before(std::exchange(*place, drawn)) {}
+      ~Drawn() { *now = before; }
+      const GraphicsScene** const now;
+      const GraphicsScene* const before;
+    } drawn(&drawn_scene_, scene);
     scene->Draw();
-    drawn_scene_ = before;
   };
   if (shown_scenes_.empty()) return scenes_.Walk(draw);
   scenes_.Walk(draw, [this](GraphicsScene** scenes, std::size_t count) { shown_scenes_.Arrange(scenes, count); });

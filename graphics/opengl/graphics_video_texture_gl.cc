@@ -103,10 +103,10 @@ void GraphicsVideoTextureGL::UploadPlane(int i, const unsigned char* rows, unsig
   const VideoPlane plane = this->plane(i);
   const PlaneGL gl = PlaneGLOf(plane);
   const unsigned int texel = plane.channels * plane.bytes;
-  // GL counts the distance of rows in texels, up to what fits into its parameter: others go up row by row.
+  // GL counts the distance of rows in texels, and drivers in bytes of an int: what is neither goes up row by row.
   const unsigned int row_texels = stride / texel;
-  constexpr unsigned int kMaxRowTexels = 1u << 30;
-  const bool at_once = stride % texel == 0 && row_texels <= kMaxRowTexels;
+  constexpr unsigned int kMaxRowBytes = 1u << 30;
+  const bool at_once = stride % texel == 0 && stride <= kMaxRowBytes;
   const auto width = static_cast<GLsizei>(plane.width);
   const auto height = static_cast<GLsizei>(plane.height);
   const ScopedUnpack unpack(at_once ? static_cast<GLint>(row_texels) : 0);

@@ -1,9 +1,15 @@
 // What a pass in the middle of others finds and gives back. Entered by the thread that has the GL context current.
 #include "graphics/opengl/scoped_draw_state.h"
 
+#include <iterator>
+
 namespace {
 
 GLenum Unit(int unit) { return static_cast<GLenum>(GL_TEXTURE0 + unit); }
+
+// What hides or mixes pixels where it is on.
+constexpr GLenum kSwitches[] = {GL_BLEND,        GL_COLOR_LOGIC_OP, GL_CULL_FACE, GL_DEPTH_TEST, GL_RASTERIZER_DISCARD,
+                                GL_SCISSOR_TEST, GL_STENCIL_TEST};
 
 }  // namespace
 
@@ -22,6 +28,7 @@ ScopedDrawState::ScopedDrawState(const GraphicsContextGL& context) : samplers_ex
     if (samplers_[unit] != 0) glBindSampler(static_cast<GLuint>(unit), 0);
   }
   for (int i = 0; i < kSwitchCount; ++i) {
+    static_assert(std::size(kSwitches) == kSwitchCount);
     on_[i] = glIsEnabled(kSwitches[i]) != GL_FALSE;
     if (on_[i]) glDisable(kSwitches[i]);
   }

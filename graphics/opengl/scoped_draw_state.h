@@ -20,10 +20,7 @@ class ScopedDrawState {
   ScopedDrawState& operator=(const ScopedDrawState&) = delete;
 
  private:
-  static constexpr GLenum kSwitches[] = {GL_BLEND,       GL_COLOR_LOGIC_OP,     GL_CULL_FACE,
-                                         GL_DEPTH_TEST,  GL_RASTERIZER_DISCARD, GL_SCISSOR_TEST,
-                                         GL_STENCIL_TEST};
-  static constexpr int kSwitchCount = sizeof(kSwitches) / sizeof(kSwitches[0]);
+  static constexpr int kSwitchCount = 7;
 
   const bool samplers_exist_;
   GLint draw_target_ = 0;

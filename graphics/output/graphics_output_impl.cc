@@ -130,6 +130,8 @@ bool GraphicsOutputImpl::ResetPool(GraphicsFormatInternal format) {
       if (!cache_[index].delivered) ++stats_dropped_;
     }
   }
+  discarded_in_call_ = discarded_in_call_ || delivering_;
+  finished_ = committed_ - (discarded_in_call_ ? 1 : 0);
   pooled_ = false;
   free_count_ = 0;
   write_index_ = read_index_;
@@ -176,6 +178,7 @@ void GraphicsOutputImpl::UnlockFrame() {
   MutexLocker<Mutex> lock(cache_mutex_);
   if (free_count_ == 0) return;  // No slot was locked.
   --free_count_;
+  ++committed_;
   semaphore_.Post();
 }
 
@@ -245,7 +248,7 @@ bool GraphicsOutputImpl::WaitForSlots(unsigned int timeout_ms, Predicate enough)
   const bool waited = slots_freed_.WaitFor(timeout_ms, [&] {
     MutexLocker<Mutex> lock(cache_mutex_);
     attached = pooled_ && attached_format_.load(std::memory_order_acquire) != kNotAttached;
-    return !attached || enough(free_count_, capacity_);
+    return !attached || enough(free_count_, finished_);
   });
   return waited && attached;
 }
@@ -255,12 +258,21 @@ bool GraphicsOutputImpl::WaitForRoom(unsigned int timeout_ms) {
 }
 
 bool GraphicsOutputImpl::WaitForDeliveries(unsigned int timeout_ms) {
-  return WaitForSlots(timeout_ms, [](std::uint64_t free, std::uint64_t all) { return free == all; });
+  std::uint64_t so_far = 0;
+  {
+    MutexLocker<Mutex> lock(cache_mutex_);
+    so_far = committed_;
+  }
+  return WaitForSlots(timeout_ms, [so_far](std::uint64_t, std::uint64_t finished) { return finished >= so_far; });
 }
 
 bool GraphicsOutputImpl::FinishDelivery(const Delivery& delivery) {
   MutexLocker<Mutex> lock(cache_mutex_);
-  if (delivery.generation != generation_) return true;  // Discarded meanwhile: the slot is no longer this frame's.
+  if (delivery.generation != generation_) {
+    // Discarded meanwhile: the slot is no longer this frame's.
+    if (std::exchange(discarded_in_call_, false)) ++finished_;
+    return true;
+  }
   CachedFrameInfo& slot = *delivery.slot;
   slot.timestamp = slot.grid.After(slot.timestamp, 1);
   slot.repeat = SaturatingAdd(slot.repeat, -1);
@@ -268,6 +280,7 @@ bool GraphicsOutputImpl::FinishDelivery(const Delivery& delivery) {
     if (!slot.delivered) ++stats_dropped_;
     read_index_ = NextIndex(read_index_);
     ++free_count_;
+    ++finished_;
     if (free_count_ == capacity_) write_index_ = read_index_;
     return true;
   }

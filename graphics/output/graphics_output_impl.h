@@ -143,7 +143,7 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
     std::uint64_t generation;  // When there is another, an attach has discarded the frame, and the slot has gone on.
   };
 
-  // Waits until enough(free slots, all slots), which is asked with cache_mutex_ held.
+  // Waits until enough(free slots, finished_), which is asked with cache_mutex_ held.
   template <class Predicate>
   bool WaitForSlots(unsigned int timeout_ms, Predicate enough);
 
@@ -167,6 +167,9 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   GraphicsFrame delivered_frame_ QUARN_GUARDED_BY(callback_mutex_);  // Its planes, once an attach has replaced it.
   FrameRate rate_;                                                   // The timestamps of repeats follow it.
   std::shared_ptr<const FrameClock> clock_;
+  std::uint64_t committed_ QUARN_GUARDED_BY(cache_mutex_) = 0;  // Frames, of all generations.
+  std::uint64_t finished_ QUARN_GUARDED_BY(cache_mutex_) = 0;   // Of these, the first that are delivered or discarded.
+  bool discarded_in_call_ QUARN_GUARDED_BY(cache_mutex_) = false;  // Of what is discarded, a call still has one.
   WaitPoint slots_freed_;  // Woken when there are more free slots, or no receiver any more.
   std::atomic<bool> repeating_{false};
   std::atomic<std::uint64_t> stats_delivered_{0};

@@ -107,6 +107,10 @@ bool GsDevice::Start() {
     Logger::default_logger()->Error("[GsDevice] not started: it belongs to the process that this one was forked from");
     return false;
   }
+  if (!IsOnRenderThreadOf(impl_) && HoldsContextLock(impl_->gs_context())) {
+    Logger::default_logger()->Error("[GsDevice] not started: it cannot be started inside one of its stages");
+    return false;
+  }
   bool started = false;
   EvenWithoutMemory("GsDevice::Start", [&] { started = impl_->Start(); });
   return started;

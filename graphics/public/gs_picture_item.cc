@@ -64,7 +64,7 @@ constexpr char kPartFragmentSource[] =
     "    vec2 least = min(part.xy, part.xy + part.zw) + margin;\n"
     "    vec2 most = max(part.xy, part.xy + part.zw) - margin;\n"
     "    vec4 rgba = texture(u_tex0, clamp(part.xy + part.zw * v_tex_coord, least, most));\n"
-    "    FragColor = vec4(rgba.rgb, rgba.a * look.x);\n"
+    "    FragColor = vec4(rgba.rgb, max(rgba.a, look.y) * look.x);\n"
     "}\n";
 
 // What a program finds in u_buf0.
@@ -91,7 +91,7 @@ struct Look {
   gs_vec2 corner;
   gs_vec2 extent;
 
-  bool plain() const { return opacity == 1.0f && !flip_horizontal && !flip_vertical && !cropped; }
+  bool plain() const { return !scene && opacity == 1.0f && !flip_horizontal && !flip_vertical && !cropped; }
 
   // Null where nothing is to be shown.
   GraphicsTexture* picture() const {
@@ -113,6 +113,7 @@ struct Look {
     if (flip_horizontal) part[0] += std::exchange(part[2], -part[2]);
     if (flip_vertical) part[1] += std::exchange(part[3], -part[3]);
     constants.look[0] = opacity;
+    constants.look[1] = scene ? 1.0f : 0.0f;  // Opaque, whatever blending has left in its alpha.
     return constants;
   }
 };
@@ -273,10 +274,15 @@ void GsPictureItem::SetTexture(std::shared_ptr<GsTexture> texture) {
   if (texture && size().x == 0.0f && size().y == 0.0f) {
     Resize(gs_vec2(static_cast<float>(texture->width()), static_cast<float>(texture->height())));
   }
-  // The texture before goes without the mutex: that may run the host's code.
-  MutexLocker<Mutex> lock(picture_->mutex);
-  picture_->look.texture.swap(texture);
-  picture_->look.own_texture = false;
+  bool shows_scene = false;
+  {
+    // The texture before goes without the mutex: that may run the host's code.
+    MutexLocker<Mutex> lock(picture_->mutex);
+    picture_->look.texture.swap(texture);
+    picture_->look.own_texture = false;
+    shows_scene = picture_->look.scene != nullptr;
+  }
+  if (shows_scene) ShowScene(nullptr);
 }
 
 void GsPictureItem::ShowScene(GsScene* scene) {
@@ -293,6 +299,8 @@ void GsPictureItem::ShowScene(GsScene* scene) {
   MutexLocker<Mutex> lock(picture_->mutex);
   use = GsSceneUse::Adopt(std::exchange(picture_->look.scene, use.Leave()));
   picture_->look.scene_fits = fits;
+  // In a frame whose ticks are over already, too.
+  if (fits) NoteShown(picture_->context, scene->impl(), this->scene());
 }
 
 GsScene* GsPictureItem::shown_scene() const { return picture_ ? picture_->CopyLook().scene : nullptr; }

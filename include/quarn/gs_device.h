@@ -99,7 +99,8 @@ class QUARN_EXPORT GsDevice {
   //   GsDevice::DefaultDevice()->Start();
   //
   // Returns true when this call has started it. False when it is started already, without an engine, and, with an error
-  // line in the log, without memory or a thread, and in a fork of the process that made the device.
+  // line in the log, without memory or a thread, inside the stages and tasks of a host-driven device, and in a fork of
+  // the process that made the device.
   //
   // Thread: caller-serialised with Stop and the destructor.
   // Blocks: no.

@@ -170,10 +170,11 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
   // it only looks.
   //
   // Thread: any, while the output lives.
-  // Callback safety: may be called in any, and waits in none but another output's OnFrame.
+  // Callback safety: may be called in any. In a frame callback of its device, and in its own OnFrame, it does not wait;
+  // elsewhere it waits as anywhere, with the locks of that callback held.
   // Blocks: for the host's OnFrame, no longer than asked for.
   bool WaitForRoom(unsigned int timeout_ms);
-  // Waits until everything that was handed to the output so far has been delivered, and OnFrame is over.
+  // Waits until everything that was handed to the output before the call has been delivered, and its OnFrame is over.
   //
   // `timeout_ms`: as WaitForRoom.
   // Returns false where WaitForRoom does.

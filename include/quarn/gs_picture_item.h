@@ -40,7 +40,7 @@ class GsTexture;
 //
 //   layout(std140) uniform u_buf0 {
 //     vec4 part;  // The part to be shown: texture(u_tex0, part.xy + part.zw * v_tex_coord). Flips are in it.
-//     vec4 look;  // The opacity; the others are 0.
+//     vec4 look;  // The opacity; then 1 where a scene is shown, whose alpha does not count; the others are 0.
 //   };
 //
 // What the setters set shows in the next frame. A class derived from this one may override TickSource and Draw, and
@@ -80,7 +80,7 @@ class QUARN_EXPORT GsPictureItem : public GsItem {
   // Has a scene that the item shows be drawn before the item's own. An override that leaves this out gets the same from
   // the second frame on.
   void TickSource() override;
-  // Draws the picture.
+  // Draws the picture. The viewport is the whole of the target afterwards, whatever it was.
   void Draw() override;
 
   // Replaces the pixels of the picture that the item was made with. What does not fit changes nothing, and neither does
@@ -92,17 +92,21 @@ class QUARN_EXPORT GsPictureItem : public GsItem {
   // Blocks: stage.
   // Ownership: `data` is copied.
   void Update(const unsigned char* data, unsigned int stride, unsigned int width, unsigned int height);
-  // Shows a texture, which several items may share, in the place of the one before. An item of size (0, 0) takes the
-  // texture's.
+  // Shows a texture, which several items may share, in the place of the texture or the scene before. An item of size
+  // (0, 0) takes the texture's.
   //
   // `texture`: null shows nothing.
   //
+  // Thread: any; not in a frame callback, where it drops the last reference on the scene before.
+  // Blocks: stage, where it ends the showing of a scene, or drops the last reference on the texture before.
   // Ownership: shared with the host. What the host's deleter does must be fit for a frame callback.
   void SetTexture(std::shared_ptr<GsTexture> texture);
-  // Shows a scene in the place of the texture, and holds it in use. An item of size (0, 0) takes the scene's.
+  // Shows a scene in the place of the texture, opaque whatever it is made of, and holds it in use. An item of size
+  // (0, 0) takes the scene's.
   //
-  // `scene`: null ends it. One that shows the item itself, directly or through other scenes, keeps itself in being
-  // until it is ended. A scene of another device is held and not shown, and the log says so.
+  // `scene`: null ends it, and the texture is shown again. One that shows the item itself, directly or through other
+  // scenes, keeps itself in being until it is ended. A scene of another device is held and not shown, and the log says
+  // so.
   //
   // Thread: any; not in a frame callback, where it drops the last reference on the scene before.
   // Blocks: stage.

@@ -103,6 +103,9 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   // Returns the scene's last picture, to be drawn with: "rgba" shows it upright. It is opaque black until the scene has
   // been rendered, and changes only while the scene is in use: see GsSceneHold. Null for an inert scene.
   //
+  // Its alpha is what blending has left there: less than 1 where something translucent was drawn, though the picture is
+  // whole. A program that is to show it as it is takes 1 for it, as GsPictureItem does.
+  //
   // Ownership: the scene's.
   GsTexture* texture() const;
 

@@ -90,20 +90,22 @@ class QUARN_EXPORT QnAudioMixer {
   bool Start();
   // Starts the mixing without a thread and a clock: the host calls MixBlock for each block. What is pushed into the
   // mixer's inputs from now on is kept until it is mixed, up to ten seconds of it; before, they keep their latest 100
-  // ms. Start ends this, and goes on with what is there.
+  // ms, and nothing of a push that is longer. Start ends this, and goes on with what is there.
   //
   // Returns true also when the host drives it already; false, with an error line in the log, while the mixer's thread
   // runs, in a callback, and on an inert mixer.
+  //
+  // Blocks: for the last block and its callbacks, after a Stop in a callback.
   bool StartDriven();
   // Mixes one block of all inputs now, and returns after the callbacks, which have it. Calls StartDriven where the host
-  // has not: what was pushed before that is kept as it says there. It takes what is due from an input that is ready and
-  // waits for none: push first what the block should have, 100 ms before the first, a block before each other one.
+  // has not, which is late for what was pushed before. It takes what is due from an input that is ready and waits for
+  // none: push first what the block should have, 100 ms before the first, a block before each other one.
   //
   // `timestamp_ns`: for the callback, any value. The library does not look at it.
   // Returns false, with an error line in the log, while the mixer's thread runs, in a callback, without memory for the
   // block, and on an inert mixer. No callback has come then, and the inputs are as they were.
   //
-  // Blocks: for the callbacks.
+  // Blocks: for the callbacks; and as StartDriven.
   bool MixBlock(unsigned long long timestamp_ns);
   // Ends the mixing. Start and StartDriven may be called again.
   //

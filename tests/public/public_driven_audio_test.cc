@@ -617,7 +617,10 @@ TEST_F(DrivenAudioTest, LevelsAreSilenceWhereNothingIsMixed) {
 
   const auto inert = MakeRef<RefCounted<QnAudioInput>>(0u, 2u, kQnMixSampleFloat);
   EXPECT_EQ(inert->level(0).peak, 0.0f);
-  EXPECT_EQ(inert->stats().buffered_frames, 0u);
+  for (const unsigned int channels : {2u, 9u, 64u, 100000u, ~0u}) {
+    const auto none = MakeRef<RefCounted<QnAudioInput>>(channels == 2 ? 0u : kRate, channels, kQnMixSampleFloat);
+    EXPECT_EQ(none->stats().buffered_frames, 0u);
+  }
   QnAudioMixer inert_mixer(kRate, 9, kQnMixSampleFloat, nullptr);
   EXPECT_EQ(inert_mixer.level(0).peak, 0.0f);
 }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -514,6 +515,82 @@ TEST_F(SceneInSceneTest, ShowsThePictureOfTheSameFrameWhicheverWasThereFirst) {
     program->AddItem(item);
     for (int frame = 1; frame <= 4; ++frame) EXPECT_EQ(RedOf(Next(&receiver)), 10 * frame) << shown_first;
   }
+}
+
+// What blending leaves in a scene's alpha is nobody's business where the scene is shown.
+TEST_F(SceneInSceneTest, IsOpaqueWhateverItIsMadeOf) {
+  const auto camera = MakeScene(kWidth, kHeight, &device);
+  const auto faded = MakeRef<PictureItem>(gs_vec2(kWidth, kHeight), gs_vec3(1, 0, 0), &device);
+  faded->SetOpacity(0.5f);
+  camera->AddItem(faded);
+  const auto program = MakeScene(kWidth, kHeight, &device);
+  program->AddItem(MakeRef<PictureItem>(gs_vec2(kWidth, kHeight), gs_vec3(0, 1, 0), &device));
+  const auto inset = MakeShowing(camera);
+  program->AddItem(inset);
+  host::Receiver receiver(program, kWidth, kHeight, kGsFormatRGBA, &device);
+  ASSERT_TRUE(receiver.Start());
+  const Picture whole = Next(&receiver);
+  EXPECT_TRUE(test::PicturesMatch(whole, Plain(128, 0, 0), {1}));
+  EXPECT_EQ(whole.at(1, 1)[1], 0) << "nothing of what lies below";
+  inset->SetOpacity(0.5f);
+  const Picture half = Next(&receiver);
+  EXPECT_NEAR(half.at(1, 1)[0], 64, 1);
+  EXPECT_NEAR(half.at(1, 1)[1], 128, 1);
+}
+
+TEST_F(SceneInSceneTest, ACutBehindTheTicksShowsThePictureOfTheSameFrame) {
+  const auto program = MakeScene(kWidth, kHeight, &device);
+  const auto inset = MakeRef<PictureItem>(&device);
+  inset->Resize(gs_vec2(kWidth, kHeight));
+  const auto cutter = MakeItem(gs_vec2(1, 1), &device);
+  program->AddItem(inset);
+  program->AddItem(cutter);
+  host::Receiver receiver(program, kWidth, kHeight, kGsFormatRGBA, &device);
+  ASSERT_TRUE(receiver.Start());
+  std::vector<scoped_refptr<host::Scene>> cameras;
+  cutter->on_tick = [&] {  // Behind the tick of the inset.
+    cameras.push_back(MakeScene(kWidth, kHeight, &device));
+    cameras.back()->AddItem(MakeRef<PictureItem>(gs_vec2(kWidth, kHeight), gs_vec3(1, 0, 0), &device));
+    inset->ShowScene(cameras.back());
+  };
+  for (int frame = 1; frame <= 3; ++frame) EXPECT_EQ(RedOf(Next(&receiver)), 255) << frame;
+  cutter->on_tick = nullptr;
+}
+
+// An output of another size samples the scene, which must not be taken for one that is shown in itself.
+TEST_F(SceneInSceneTest, ADrawThatFindsNoMemoryCostsItsFrameOnly) {
+  const auto scene = MakeScene(kWidth, kHeight, &device);
+  scene->AddItem(MakeCounting());
+  const auto failing = MakeItem(gs_vec2(1, 1), &device);
+  bool fail = false;
+  failing->on_draw = [&] {
+    if (std::exchange(fail, false)) throw std::bad_alloc();
+  };
+  scene->AddItem(failing);
+  host::Receiver receiver(scene, kWidth / 2, kHeight / 2, kGsFormatRGBA, &device);
+  ASSERT_TRUE(receiver.Start());
+  EXPECT_EQ(RedOf(Next(&receiver)), 10);
+  fail = true;
+  Frame(1000);
+  for (int frame = 3; frame <= 5; ++frame) EXPECT_EQ(RedOf(Next(&receiver)), 10 * frame);
+}
+
+TEST_F(SceneInSceneTest, ATextureTakesThePlaceOfTheScene) {
+  const auto camera = MakeScene(kWidth, kHeight, &device);
+  camera->AddItem(MakeRef<PictureItem>(gs_vec2(kWidth, kHeight), gs_vec3(1, 0, 0), &device));
+  const auto program = MakeScene(kWidth, kHeight, &device);
+  const auto item = MakeShowing(camera);
+  program->AddItem(item);
+  host::Receiver receiver(program, kWidth, kHeight, kGsFormatRGBA, &device);
+  ASSERT_TRUE(receiver.Start());
+  EXPECT_TRUE(test::PicturesMatch(Next(&receiver), Plain(255, 0, 0), {}));
+  item->SetTexture(host::MakeColor(0, 255, 0, 255, &device));
+  EXPECT_EQ(item->shown_scene(), nullptr);
+  EXPECT_TRUE(test::PicturesMatch(Next(&receiver), Plain(0, 255, 0), {}));
+  item->ShowScene(camera);
+  EXPECT_TRUE(test::PicturesMatch(Next(&receiver), Plain(255, 0, 0), {}));
+  item->ShowScene(nullptr);
+  EXPECT_TRUE(test::PicturesMatch(Next(&receiver), Plain(0, 255, 0), {}));
 }
 
 TEST_F(SceneInSceneTest, AChainIsOfOneFrame) {

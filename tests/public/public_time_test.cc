@@ -252,6 +252,18 @@ TEST_F(DrivenTimeTest, StopInAStageOfAStartedDeviceDoesNoHarm) {
   EXPECT_TRUE(host::DrivenDeviceWorks(&device));
 }
 
+TEST_F(DrivenTimeTest, StartInAStageIsRefused) {
+  const auto scene = MakeScene(2, 2, &device);
+  const auto item = MakeItem(gs_vec2(2, 2), &device);
+  host::TextureReceiver texture(scene, 2, 2, &device);
+  bool started = true;
+  item->on_tick = [&] { started = device.Start(); };
+  scene->AddItem(item);
+  device.RunFrame(1);
+  EXPECT_FALSE(started);
+  EXPECT_EQ(host::log::Count(kQnLogError, "[GsDevice] not started: it cannot be started inside one of its stages"), 1);
+}
+
 TEST_F(DrivenTimeTest, OtherThreadsStopNothingInsideOfAStage) {
   ASSERT_TRUE(device.Start());
   const auto scene = MakeScene(2, 2, &device);

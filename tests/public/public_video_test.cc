@@ -4,6 +4,7 @@
 #define GL_GLEXT_PROTOTYPES
 #include <GL/gl.h>
 #include <GL/glext.h>
+#include <sys/mman.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -470,6 +471,27 @@ TEST_F(VideoTextureTest, OneRowMayLieFarFromTheNext) {
   const Picture expected = Shown(video, kColors);
   for (unsigned int& stride : video.strides) stride = 0xFFFFFFFF;
   EXPECT_TRUE(test::PicturesMatch(Shown(video, kColors), expected, {0}));
+}
+
+// Farther than an int has bytes: of two rows of chroma, which only there are something to step over.
+TEST_F(VideoTextureTest, RowsMayLieGigabytesApart) {
+  constexpr std::size_t kStride = std::size_t{1} << 31;
+  void* const memory =
+      mmap(nullptr, kStride + 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  for (const Video::Layout layout : {Video::kLayoutNV12, Video::kLayoutP010}) {
+    VideoPicture video(layout, 2, 4);
+    video.Fill(5);
+    const Picture expected = Shown(video, kColors);
+    const std::size_t row = layout == Video::kLayoutP010 ? 4 : 2;
+    auto* const far = static_cast<unsigned char*>(memory);
+    std::memcpy(far, video.planes[1], row);
+    std::memcpy(far + kStride, video.planes[1] + video.strides[1], row);
+    video.planes[1] = far;
+    video.strides[1] = static_cast<unsigned int>(kStride);
+    EXPECT_TRUE(test::PicturesMatch(Shown(video, kColors), expected, {0}));
+  }
+  munmap(memory, kStride + 4096);
 }
 
 TEST_F(VideoTextureTest, ColorsHoldFromTheNextUpdateOn) {

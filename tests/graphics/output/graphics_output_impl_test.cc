@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
@@ -935,6 +936,52 @@ TEST_F(OutputStatsTest, NoOutputHasNone) {
   EXPECT_FALSE(RepeatsDelivery(nullptr));
   EXPECT_FALSE(WaitForRoom(nullptr, 1));
   EXPECT_FALSE(WaitForDeliveries(nullptr, 1));
+}
+
+// Though there is always more in the queue.
+TEST_F(OutputStatsTest, AWaitForDeliveriesIsForThoseBeforeIt) {
+  output_.Attach(&receiver_);
+  Produce(2);
+  std::atomic<bool> waited{false};
+  std::thread waiter([&] {
+    EXPECT_TRUE(output_.WaitForDeliveries(600000));
+    waited = true;
+  });
+  for (int i = 0; i < 1000000 && !waited; ++i) {
+    Produce(1);
+    output_.OutputCurrentFrame();
+    std::this_thread::yield();
+  }
+  EXPECT_TRUE(waited);
+  EXPECT_FALSE(output_.WaitForDeliveries(0));
+  output_.Detach();
+  waiter.join();
+}
+
+TEST_F(OutputStatsTest, AWaitForDeliveriesIsForTheCallThatStartsItsOutputAnewToo) {
+  class Restarting : public Receiver {
+   public:
+    explicit Restarting(GraphicsOutputImpl* output) : output_(output) {}
+    void OnOutputRawData(const GraphicsFrame& frame, unsigned long long timestamp) override {
+      Receiver::OnOutputRawData(frame, timestamp);
+      for (int i = 0; i < 2; ++i) {
+        output_->Attach(this);
+        std::thread([this] { EXPECT_FALSE(output_->WaitForDeliveries(0)); }).join();
+      }
+    }
+
+   private:
+    GraphicsOutputImpl* const output_;
+  };
+  Restarting restarting(&output_);
+  output_.Attach(&restarting);
+  Produce(3);
+  EXPECT_TRUE(output_.OutputCurrentFrame());
+  EXPECT_TRUE(output_.WaitForDeliveries(0));
+  Produce(1);
+  EXPECT_FALSE(output_.WaitForDeliveries(0));
+  EXPECT_TRUE(output_.OutputCurrentFrame());
+  EXPECT_TRUE(output_.WaitForDeliveries(0));
 }
 
 TEST_F(OutputStatsTest, RepeatsLieOnTheGridOfTheClock) {

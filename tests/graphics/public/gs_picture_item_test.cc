@@ -114,10 +114,10 @@ TEST_F(GsPictureItemTest, TheTickNotesTheSceneThatIsShown) {
   const auto scene = MakeRef<RefCounted<GsScene>>(8u, 8u, nullptr);
   const auto shown = MakeRef<RefCounted<GsScene>>(8u, 8u, nullptr);
   const auto item = MakeRef<PictureItem>();
-  scene->AddItem(item);
   const GsSceneHold hold(scene);
   item->ShowScene(shown);
   EXPECT_TRUE(shown->impl()->HasRef());
+  scene->AddItem(item);
   item->TickSource();
   EXPECT_TRUE(context_->shown_scenes().empty()) << "not in a frame";
   {
