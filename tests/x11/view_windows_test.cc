@@ -299,8 +299,11 @@ TEST_F(LiveWindowTest, ViewsMayBeMadeOnSeveralThreads) {
       const test::XConnection connection;
       for (int round = 0; round < 5; ++round) {
         const XWindow window(connection, 120, 90, {130 * i, 0});
-        const View view(window.handle(), 120, 90, scene.scene());
-        EXPECT_TRUE(window.ComesToShow(ViewOf(scene.picture(), 120, 90).picture(), host::kViewTolerance));
+        {
+          const View view(window.handle(), 120, 90, scene.scene());
+          EXPECT_TRUE(window.ComesToShow(ViewOf(scene.picture(), 120, 90).picture(), host::kViewTolerance));
+        }
+        EXPECT_TRUE(window.ComesToHold(0));  // The end of a view waits a quarter of a second only.
       }
     });
   }
