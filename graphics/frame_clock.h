@@ -40,6 +40,7 @@ class FrameClock {
 
  private:
   std::atomic<FrameRate> rate_{FrameRate()};
+  static_assert(std::atomic<FrameRate>::is_always_lock_free);
   std::atomic<std::uint64_t> stamp_{0};
   std::atomic<std::uint64_t> grid_start_{0};
   std::atomic<bool> looping_{false};

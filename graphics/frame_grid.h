@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-// Frames per second. Small enough for an atomic.
-struct FrameRate {
+// Frames per second. Of a size and an alignment for an atomic.
+struct alignas(8) FrameRate {
   static constexpr std::uint32_t kHighest = 1'000'000'000;  // Frames a second: a nanosecond each.
   static constexpr std::uint32_t kLongestPeriodSeconds = 3600;
 

@@ -15,7 +15,8 @@ enum class VideoLayout : int {
 // What ITU-R recommends for turning red, green and blue into Y, U and V.
 enum class VideoMatrix : int { kBT601, kBT709, kBT2020 };
 
-struct VideoColor {
+// Of a size and an alignment for an atomic.
+struct alignas(8) VideoColor {
   VideoMatrix matrix = VideoMatrix::kBT709;
   bool full_range = false;
   bool chroma_centered = false;  // Else chroma lies at the left one of each two pixels. Between rows in either case.

@@ -274,15 +274,13 @@ void GsPictureItem::SetTexture(std::shared_ptr<GsTexture> texture) {
   if (texture && size().x == 0.0f && size().y == 0.0f) {
     Resize(gs_vec2(static_cast<float>(texture->width()), static_cast<float>(texture->height())));
   }
-  bool shows_scene = false;
   {
     // The texture before goes without the mutex: that may run the host's code.
     MutexLocker<Mutex> lock(picture_->mutex);
     picture_->look.texture.swap(texture);
     picture_->look.own_texture = false;
-    shows_scene = picture_->look.scene != nullptr;
   }
-  if (shows_scene) ShowScene(nullptr);
+  if (shown_scene()) ShowScene(nullptr);
 }
 
 void GsPictureItem::ShowScene(GsScene* scene) {

@@ -15,6 +15,7 @@ struct GsVideoTextureState {
   unsigned int width;
   unsigned int height;
   std::atomic<VideoColor> color{VideoColor()};
+  static_assert(std::atomic<VideoColor>::is_always_lock_free);
   std::atomic<bool> update_refused{false};  // So that a row of updates that show nothing is one line in the log.
 };
 

@@ -17,7 +17,7 @@ enum QnMixSampleType : int {
 };
 
 // How loud a channel was in a block: linear, 0 to 1, where 1 is full scale, as for OnMixPeak.
-struct QnAudioLevel {
+struct alignas(8) QnAudioLevel {
   float peak = 0;  // The largest magnitude.
   float rms = 0;   // The root of the mean square, over the whole block.
 };
