@@ -25,8 +25,8 @@
 // - A scene is in use while an output, a view or a GsSceneHold holds it, or a GsPictureItem that shows it. Only then is
 //   it drawn, and are its items ticked.
 // - The render thread is the one that the frames run on: a thread of the library's own where the device was started.
-// - A host-driven device was not started: the host calls the stages itself, from one thread, which is then the render
-//   thread (GsDevice::InitThreadContext).
+// - A host-driven device was not started: the host makes the frames itself (GsDevice::RunFrame, or stage by stage),
+//   from one thread, which is then the render thread (GsDevice::InitThreadContext).
 // - A frame callback is code of the host's that a stage runs: Draw of a scene, an item, a filter or a view, TickSource,
 //   OnTexture, a queued task.
 //
