@@ -27,12 +27,12 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
 
   Options options;
   const studio::LayerOptions layers(&app);
-  std::string canvas, output_size, window;
-  unsigned int fps = 0;
+  std::string canvas, fps, output_size, window;
   app.add_option("--scene", options.scene, "A scene file; options given beside it win, layers are added on top")
       ->type_name("FILE.json");
   CLI::Option* canvas_option = app.add_option("--canvas", canvas, "The scene's size (1280x720)")->type_name("WxH");
-  CLI::Option* fps_option = app.add_option("--fps", fps, "Frames a second (30)")->type_name("N");
+  CLI::Option* fps_option =
+      app.add_option("--fps", fps, "Frames a second (30); 29.97 is 30000/1001")->type_name("RATE");
   app.add_option("--add", options.add, "Pictures and videos for the key A, one after the other")->type_name("FILE");
   app.add_option("--save", options.save, "Where the scene is saved (the scene file, else scene.json or scene-N.json)")
       ->type_name("FILE.json");
@@ -61,7 +61,7 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
   layers.AppendTo(&description);
   if (*canvas_option) description.canvas = studio::ParseSize(canvas);
   if (*output_size_option) description.output_size = studio::ParseSize(output_size);
-  if (*fps_option) description.fps = fps;
+  if (*fps_option) description.fps = studio::ParseFrameRate(fps);
   if (*window_option) {
     options.window = studio::ParseSize(window);
     if (options.window->width < 1 || options.window->height < 1) {

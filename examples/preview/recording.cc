@@ -35,9 +35,7 @@ Recording::Recording(GsScene* scene, const Description& description, GsDevice* d
 
 Recording::~Recording() = default;
 
-double Recording::seconds() {
-  return static_cast<double>(output_.counts().delivered) / static_cast<double>(description_.fps);
-}
+double Recording::seconds() { return static_cast<double>(output_.counts().delivered) / description_.fps.fps(); }
 
 bool Recording::running() { return !encoder_.failed() && output_.counts().delivered < description_.FrameCount(); }
 

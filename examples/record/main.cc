@@ -107,8 +107,8 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
   const studio::FilmCounts& counts = summary.counts;
   const studio::Size size = description.OutputSize();
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
-  std::printf("%s: %dx%d, %u fps, %s%s\n", description.output.c_str(), size.width, size.height, description.fps,
-              summary.encoder.c_str(), g_interrupted ? ", ended early" : "");
+  std::printf("%s: %dx%d, %s fps, %s%s\n", description.output.c_str(), size.width, size.height,
+              description.fps.Text().c_str(), summary.encoder.c_str(), g_interrupted ? ", ended early" : "");
   std::printf("  frames: %llu delivered, %llu repeated, %llu dropped by the host\n", number(counts.delivered),
               number(counts.repeated), number(counts.dropped));
   if (summary.lost_packets > 0) {

@@ -32,8 +32,7 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
   app.get_formatter()->column_width(30);
 
   const LayerOptions layers(&app);
-  std::string scene, canvas, output_size, format, output;
-  unsigned int fps = 0;
+  std::string scene, canvas, fps, output_size, format, output;
   double duration_s = 0, start_s = 0;
   bool offline = false, verbose = false;
   app.add_option("--scene", scene, "A scene file; options given beside it win, layers are added on top")
@@ -45,7 +44,8 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
       ->expected(1, 1 << 16)
       ->allow_extra_args(false);
   CLI::Option* canvas_option = app.add_option("--canvas", canvas, "The scene's size (1280x720)")->type_name("WxH");
-  CLI::Option* fps_option = app.add_option("--fps", fps, "Frames a second (30)")->type_name("N");
+  CLI::Option* fps_option =
+      app.add_option("--fps", fps, "Frames a second (30); 29.97 is 30000/1001")->type_name("RATE");
   CLI::Option* duration_option =
       app.add_option("--duration", duration_s, "The film's length (10)")->type_name("SECONDS");
   CLI::Option* start_option =
@@ -76,7 +76,7 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
   description.needs_sound = !sounds.empty();
   if (*canvas_option) description.canvas = ParseSize(canvas);
   if (*output_size_option) description.output_size = ParseSize(output_size);
-  if (*fps_option) description.fps = fps;
+  if (*fps_option) description.fps = ParseFrameRate(fps);
   if (*duration_option) description.duration_s = duration_s;
   if (*start_option) description.start_s = start_s;
   if (*format_option) description.format = ParseLayout(format);

@@ -128,8 +128,10 @@ std::uint64_t RunInRealTime(const Set& set, std::uint64_t frame_ns) {
   if (set.mix && !WaitForSounds(set)) return qn_os_gettime_ns();
   const std::uint64_t sound_ns = set.mix ? set.mix->Start() : qn_os_gettime_ns() + kSetOffNs;
   // The next frame: the film shows the scene at whole frame periods, and not at times in between.
-  const std::uint64_t period_ns = 1000000000 / set.description.fps;
-  const std::uint64_t begin_ns = frame_ns + (sound_ns - frame_ns + period_ns - 1) / period_ns * period_ns;
+  const FrameRate rate = set.description.fps;
+  std::int64_t periods = rate.IndexAt(static_cast<std::int64_t>(sound_ns - frame_ns));
+  if (frame_ns + static_cast<std::uint64_t>(rate.TimeNs(periods)) < sound_ns) ++periods;
+  const std::uint64_t begin_ns = frame_ns + static_cast<std::uint64_t>(rate.TimeNs(periods));
   set.sound->Align(sound_ns, begin_ns);
   set.clock->RunFrom(static_cast<std::int64_t>(begin_ns));
   set.output->BeginAt(begin_ns);
@@ -157,7 +159,7 @@ std::uint64_t RunOffline(const Set& set) {
   constexpr auto kTimeoutMs = static_cast<unsigned int>(kDeliveryTimeout.count());
   for (std::uint64_t n = 0; n < set.description.FrameCount(); ++n) {
     if (!set.output->WaitForRoom(kTimeoutMs)) throw Error(kNoFrames);
-    set.device->RunFrame(n * 1000000000 / set.description.fps);
+    set.device->RunFrame(static_cast<std::uint64_t>(set.description.fps.TimeNs(static_cast<std::int64_t>(n))));
     if (!set.Report(start_ns)) break;
   }
   if (!set.output->Flush(kTimeoutMs)) throw Error(kNoFrames);
@@ -204,9 +206,10 @@ Summary Record(const Description& description, const Progress& progress, StageTi
     summary.seconds = SecondsSince(begin_ns);
     summary.counts = output.counts();
     if (mix && summary.counts.delivered > 0 && !encoder.failed()) {
-      const std::uint64_t length_ns = summary.counts.delivered * 1000000000 / description.fps;
+      const std::int64_t length_ns = description.fps.TimeNs(static_cast<std::int64_t>(summary.counts.delivered));
       summary.sound =
-          Summary::Sound{writer.sound_encoder_name(), mix->Finish(sound.EndAfter(length_ns)), encoder.dropped_blocks()};
+          Summary::Sound{writer.sound_encoder_name(),
+                         mix->Finish(sound.EndAfter(static_cast<std::uint64_t>(length_ns))), encoder.dropped_blocks()};
     }
   }
   if (summary.counts.delivered == summary.counts.dropped && !encoder.failed()) {

@@ -9,7 +9,6 @@ namespace studio {
 namespace {
 
 constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class draws into.
-constexpr unsigned int kMaxFps = 1000;
 constexpr float kMaxGain = 100;
 
 std::string Text(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
@@ -35,7 +34,7 @@ bool Description::IsStill() const {
 }
 
 std::uint64_t Description::FrameCount() const {
-  return IsStill() ? 1 : std::max<std::uint64_t>(1, static_cast<std::uint64_t>(std::llround(duration_s * fps)));
+  return IsStill() ? 1 : std::max<std::uint64_t>(1, static_cast<std::uint64_t>(std::llround(duration_s * fps.fps())));
 }
 
 bool Description::HasBars() const {
@@ -72,9 +71,6 @@ void Validate(const Description& description) {
 
 void ValidateScene(const Description& description) {
   CheckSize("canvas", description.canvas);
-  if (description.fps < 1 || description.fps > kMaxFps) {
-    throw UsageError("fps " + std::to_string(description.fps) + ": must be 1 to " + std::to_string(kMaxFps));
-  }
   for (const Layer& layer : description.layers) {
     if (!(layer.opacity >= 0 && layer.opacity <= 1)) throw UsageError("layer opacity: must be 0 to 1");
     CheckFactor("layer volume", layer.volume);

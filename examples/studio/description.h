@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "studio/frame_rate.h"
+
 namespace studio {
 
 struct Size {
@@ -58,7 +60,7 @@ struct Sound {
 struct Description {
   Size canvas{1280, 720};
   std::optional<Size> output_size;  // Unset: the canvas.
-  unsigned int fps = 30;
+  FrameRate fps;
   double duration_s = 10;
   double start_s = 0;  // The film time of the first frame.
   std::string output;

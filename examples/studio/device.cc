@@ -62,9 +62,9 @@ void ChooseForm(GsDevice* device, bool started) {
 
 }  // namespace
 
-Device::Device(unsigned int fps, bool start) {
+Device::Device(FrameRate fps, bool start) {
   if (!GsDevice::CreateDefaultDevice(start)) throw Error("cannot start the graphics engine");
-  get()->SetFps(fps);
+  get()->SetFrameRate(static_cast<unsigned int>(fps.num), static_cast<unsigned int>(fps.den));
   if (AddPrograms(get())) {
     ChooseForm(get(), start);
     return;

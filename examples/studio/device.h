@@ -4,13 +4,15 @@
 
 #include <quarn/gs_device.h>
 
+#include "studio/frame_rate.h"
+
 namespace studio {
 
 // The default device with the programs of the layers, for as long as this lives.
 class Device {
  public:
   // Throws Error.
-  Device(unsigned int fps, bool start);
+  Device(FrameRate fps, bool start);
   ~Device();
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;

@@ -3,12 +3,6 @@
 #include <utility>
 
 namespace studio {
-namespace {
-
-constexpr std::uint64_t kSecondNs = 1000000000;
-
-}  // namespace
-
 GsFormat ToGsFormat(PixelLayout layout) {
   switch (layout) {
     case PixelLayout::kI420: return kGsFormatI420;
@@ -25,6 +19,7 @@ FilmOutput::FilmOutput(GsScene* scene, const Description& description, Encoder* 
                   static_cast<unsigned int>(description.OutputSize().height), ToGsFormat(description.Format()), device),
       frame_count_(description.FrameCount()),
       fps_(description.fps),
+      half_period_ns_(static_cast<std::uint64_t>(fps_.TimeNs(1)) / 2),
       offline_(description.offline),
       encoder_(encoder),
       times_(times) {}
@@ -33,14 +28,13 @@ FilmOutput::~FilmOutput() { Stop(); }
 
 void FilmOutput::OnFrame(const GsFrame& frame) {
   const StageTimer timer(&times_->delivery);
-  if (counts().delivered == frame_count_ || frame.timestamp + kSecondNs / fps_ / 2 < earliest_ns_) return;
+  if (counts().delivered == frame_count_ || frame.timestamp + half_period_ns_ < earliest_ns_) return;
 
   const bool first = !std::exchange(begun_, true);
   if (first) begin_ns_ = frame.timestamp;
   const bool repeated = !first && repeating();
-  // Rounded: the library's frame period is cut to whole nanoseconds.
-  const std::uint64_t index = ((frame.timestamp - begin_ns_) * fps_ + kSecondNs / 2) / kSecondNs;
-  const bool taken = encoder_->Submit(frame, static_cast<std::int64_t>(index), offline_);
+  const std::int64_t index = fps_.IndexAt(static_cast<std::int64_t>(frame.timestamp - begin_ns_));
+  const bool taken = encoder_->Submit(frame, index, offline_);
 
   {
     std::lock_guard<std::mutex> lock(counts_mutex_);

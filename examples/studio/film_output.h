@@ -46,7 +46,8 @@ class FilmOutput : public GsOutputRaw {
 
  private:
   const std::uint64_t frame_count_;
-  const unsigned int fps_;
+  const FrameRate fps_;
+  const std::uint64_t half_period_ns_;
   const bool offline_;
   Encoder* const encoder_;
   StageTimes* const times_;

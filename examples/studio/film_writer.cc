@@ -108,9 +108,9 @@ bool FilmWriter::TryEncoder(const AVCodec* codec, const Description& description
   codec_.reset(avcodec_alloc_context3(codec));
   codec_->width = size_.width;
   codec_->height = size_.height;
-  codec_->time_base = {1, static_cast<int>(description.fps)};
-  codec_->framerate = {static_cast<int>(description.fps), 1};
-  codec_->gop_size = static_cast<int>(std::min(description.fps * 2, 250u));
+  codec_->time_base = {description.fps.den, description.fps.num};
+  codec_->framerate = {description.fps.num, description.fps.den};
+  codec_->gop_size = std::clamp(static_cast<int>(description.fps.fps() * 2), 1, 250);
   codec_->flags |= AV_CODEC_FLAG_BITEXACT;
   if (format_->oformat->flags & AVFMT_GLOBALHEADER) codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   if (codec->id == AV_CODEC_ID_PNG) {
@@ -125,7 +125,8 @@ bool FilmWriter::TryEncoder(const AVCodec* codec, const Description& description
   }
   // A fixed number, so that the same film is the same bytes on every machine.
   codec_->thread_count = codec->id == AV_CODEC_ID_H264 ? 2 : 1;
-  codec_->bit_rate = std::max<std::int64_t>(200000, std::int64_t{size_.width} * size_.height * description.fps / 8);
+  codec_->bit_rate =
+      std::max<std::int64_t>(200000, static_cast<std::int64_t>(size_.width * size_.height / 8 * description.fps.fps()));
   if (std::strcmp(codec->name, "libx264") == 0) {
     codec_->bit_rate = 0;
     av_opt_set(codec_->priv_data, "preset", description.offline ? "medium" : "ultrafast", 0);
@@ -155,7 +156,8 @@ void FilmWriter::OpenEncoder(const Description& description, const Container& co
 }
 
 void FilmWriter::OpenSound(const Description& description, const Container& container) {
-  const auto length = static_cast<std::int64_t>(description.FrameCount()) * kSoundRate / description.fps;
+  const auto length = av_rescale(static_cast<std::int64_t>(description.FrameCount()),
+                                 std::int64_t{kSoundRate} * description.fps.den, description.fps.num);
   const bool global_header = (format_->oformat->flags & AVFMT_GLOBALHEADER) != 0;
   sound_ = std::make_unique<SoundEncoder>(container.sound_codecs, global_header, length);
   if (sound_->codec()) return;

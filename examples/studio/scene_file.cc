@@ -56,15 +56,24 @@ struct Node {
     }
     return studio::Size{static_cast<int>(pair.x), static_cast<int>(pair.y)};
   }
-  // Parses the text of the value; a complaint gets the place put in front.
   template <class Parse>
   auto Parsed(Parse parse) const {
-    const std::string text = Text();
+    return ParsedFrom(Text(), parse);
+  }
+  // A complaint of the parser's gets the place put in front.
+  template <class Parse>
+  auto ParsedFrom(const std::string& text, Parse parse) const {
     try {
       return parse(text);
     } catch (const UsageError& error) {
       Fail(error.what());
     }
+  }
+  // A number, or a text for what is none: "30000/1001".
+  FrameRate Rate() const {
+    if (json.is_string()) return Parsed(ParseFrameRate);
+    Number();
+    return ParsedFrom(json.dump(), ParseFrameRate);
   }
 };
 
@@ -149,9 +158,7 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
     } else if (key == "output_size") {
       description->output_size = value.Size();
     } else if (key == "fps") {
-      const int fps = value.Whole();
-      if (fps < 1) value.Fail("must be at least 1");
-      description->fps = static_cast<unsigned int>(fps);
+      description->fps = value.Rate();
     } else if (key == "duration") {
       description->duration_s = value.Number();
     } else if (key == "audio") {
@@ -232,6 +239,8 @@ std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
   return "{" + text + "}";
 }
 
+std::string RateText(FrameRate rate) { return rate.den == 1 ? rate.Text() : Quoted(rate.Text()); }
+
 std::string SoundText(const Sound& sound, const std::filesystem::path& folder) {
   const Sound defaults;
   std::string text = "{\"file\": " + Quoted(NameFrom(folder, sound.file));
@@ -252,7 +261,7 @@ std::string SceneText(const Description& description, const std::filesystem::pat
   const auto size = [](Size value) { return Pair(value.width, value.height); };
   std::string text = "{\n  \"canvas\": " + size(description.canvas) + ",\n";
   if (description.output_size) text += "  \"output_size\": " + size(*description.output_size) + ",\n";
-  text += "  \"fps\": " + Number(description.fps) + ",\n";
+  text += "  \"fps\": " + RateText(description.fps) + ",\n";
   text += "  \"duration\": " + Number(description.duration_s) + ",\n";
   if (!description.sounds.empty()) {
     text += "  \"audio\": " + List(description.sounds, [&](const Sound& sound) { return SoundText(sound, folder); }) +

@@ -58,7 +58,8 @@ TEST_F(RecordErrorsTest, BadSizes) {
 }
 
 TEST_F(RecordErrorsTest, BadNumbers) {
-  ExpectError({"--fps", "0", "-o", "film.mp4"}, 2, "fps 0: must be 1 to 1000");
+  ExpectError({"--fps", "0", "-o", "film.mp4"}, 2,
+              "\"0\" is not a frame rate: must be 1 to 1000 frames a second, or a fraction such as 30000/1001");
   ExpectError({"--duration", "0", "-o", "film.mp4"}, 2, "duration: must be above 0 and at most 86400 seconds");
   ExpectError({"--duration", "nan", "-o", "film.mp4"}, 2, "duration: must be above 0 and at most 86400 seconds");
   ExpectError({"--start", "-1", "-o", "film.mp4"}, 2, "start: must be 0 to 86400 seconds");
@@ -148,8 +149,11 @@ TEST_F(RecordErrorsTest, BadSceneFiles) {
   ExpectSceneError(R"({"size": [1, 2]})", "size: unknown key");
   ExpectSceneError(R"({"canvas": "wide"})", "canvas: must be a pair of numbers such as [16, 9]");
   ExpectSceneError(R"({"canvas": [320.5, 180]})", "canvas: must be a pair of whole numbers such as [640, 360]");
-  ExpectSceneError(R"({"fps": 29.97})", "fps: must be a whole number");
-  ExpectSceneError(R"({"fps": -1})", "fps: must be at least 1");
+  ExpectSceneError(R"({"fps": true})", "fps: must be a number");
+  ExpectSceneError(
+      R"({"fps": -1})",
+      "fps: \"-1\" is not a frame rate: must be 1 to 1000 frames a second, or a fraction such as 30000/1001");
+  ExpectSceneError(R"({"fps": "30/"})", "fps: \"\" is not a number");
   ExpectSceneError(R"({"duration": "long"})", "duration: must be a number");
   ExpectSceneError(R"({"layers": {}})", "layers: must be a list");
   ExpectSceneError(R"({"layers": [7]})", "layers[0]: must be an object");

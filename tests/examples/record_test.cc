@@ -48,6 +48,19 @@ class RecordTest : public ExampleTest {
   }
 };
 
+// One frame each time, live and offline; and what is delivered lies on the places that the rate has.
+TEST_F(RecordTest, RatesOfTelevisionAreExact) {
+  const Ended offline =
+      Record(kScene + Arguments{"--duration", "2", "--fps", "29.97", "--offline", "-o", "offline.mp4"});
+  EXPECT_NE(offline.out.find("offline.mp4: 320x180, 30000/1001 fps, "), std::string::npos) << offline.out;
+  EXPECT_NE(Probe("offline.mp4").find(",320,180,30000/1001,60"), std::string::npos) << Probe("offline.mp4");
+
+  const Ended live = Record(kScene + Arguments{"--duration", "2", "--fps", "24000/1001", "-o", "live.mp4"});
+  if (live.out.find("0 dropped by the host") != std::string::npos) {
+    EXPECT_NE(Probe("live.mp4").find(",320,180,24000/1001,48"), std::string::npos) << Probe("live.mp4");
+  }
+}
+
 TEST_F(RecordTest, FilmIsWholeAndShowsTheScene) {
   const Ended ended = Record(kScene + Arguments{"--duration", "1", "--fps", "30", "-o", "film.mp4"});
   EXPECT_NE(ended.out.find("film.mp4: 320x180, 30 fps, "), std::string::npos) << ended.out;

@@ -95,7 +95,7 @@ TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
   Description scene;
   scene.canvas = {1918, 1080};
   scene.output_size = Size{640, 362};
-  scene.fps = 25;
+  scene.fps = {24000, 1001};
   scene.duration_s = 12.34567890123;
   Layer color;
   color.color = {1, 128 / 255.0f, 0, 1};
@@ -238,13 +238,13 @@ TEST_F(SceneFileTest, WritesThroughALink) {
   std::ofstream(Path("real/scene.json")) << "{}";
   fs::create_symlink("real/scene.json", folder_ / "scene.json");
   Description scene;
-  scene.fps = 24;
+  scene.fps = {24, 1};
   scene.layers.emplace_back();
   scene.layers.back().kind = LayerKind::kPicture;
   scene.layers.back().file = Path("a.png");
   WriteSceneFile(Path("scene.json"), scene);
   EXPECT_TRUE(fs::is_symlink(folder_ / "scene.json"));
-  EXPECT_EQ(Read(Path("real/scene.json")).fps, 24u);
+  EXPECT_EQ(Read(Path("real/scene.json")).fps, (FrameRate{24, 1}));
   // It is read through the link: media are looked for beside that.
   EXPECT_NE(Text(Path("scene.json")).find("\"a.png\""), std::string::npos);
 }
