@@ -271,6 +271,7 @@ void App::ToggleRecording() {
       return;
     }
     studio::Description description = options_.description;
+    description.layers = editor_.Layers();
     description.output = NextFilm();
     recording_ = std::make_unique<Recording>(items_.scene(), description, device_.get());
     film_ = description.output;

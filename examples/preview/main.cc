@@ -23,6 +23,7 @@ int Run(int argc, char** argv) {
   if (!options) return EXIT_SUCCESS;
   studio::ShowLog(options->description.verbose ? studio::LogShown::kEverything : studio::LogShown::kNothing);
   std::signal(SIGPIPE, SIG_IGN);  // Streams outlive their receivers.
+  std::signal(SIGXFSZ, SIG_IGN);  // A film that may not get larger ends.
   preview::App app(std::move(*options));
   std::fputs(preview::KeyHelp().c_str(), stdout);
   std::fflush(stdout);

@@ -5,6 +5,7 @@
 #include "preview/keys.h"
 #include "preview/recording.h"
 #include "studio/error.h"
+#include "studio/film_inputs.h"
 #include "studio/layer_options.h"
 #include "studio/layer_text.h"
 #include "studio/scene_file.h"
@@ -70,6 +71,12 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
   }
   if (options.save.empty()) options.save = options.scene;
   ValidateScene(description);
+  studio::RefuseMedia(description, options.save);
+  for (const std::string& file : options.add) {
+    for (const std::string& output : {options.save, description.output}) {
+      if (studio::IsSameFile(file, output)) throw studio::UsageError("cannot write " + output + ": --add reads it");
+    }
+  }
   if (!description.output.empty()) ValidateRecording(description);
   return options;
 }

@@ -17,7 +17,7 @@ namespace preview {
 // Checks that `description` can be recorded; throws UsageError.
 void ValidateRecording(const studio::Description& description);
 
-// Runs from its construction until Finish, or until it is destroyed, which discards the film. Host's thread.
+// Runs from its construction until Finish, or until it is destroyed, which keeps what was encoded. Host's thread.
 class Recording {
  public:
   // Of the description the scene's rate and size, the output and its size matter. Throws Error.

@@ -24,16 +24,29 @@ namespace {
 
 volatile std::sig_atomic_t g_interrupted = 0;
 
-void OnSignal(int) { g_interrupted = 1; }
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-// The first Ctrl-C ends the film; the second one ends the program.
+// The first ends the film; the second, whichever it is, ends the program.
+void OnSignal(int number) {
+  if (g_interrupted) {
+    std::signal(number, SIG_DFL);
+    std::raise(number);
+  }
+  g_interrupted = 1;
+}
+
 void HandleSignals() {
   struct sigaction action = {};
   action.sa_handler = OnSignal;
-  action.sa_flags = SA_RESETHAND;
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+  for (const int signal : kEndingSignals) {
+    struct sigaction before = {};
+    sigaction(signal, nullptr, &before);
+    // Who started the program may want it to outlive a terminal.
+    if (signal != SIGHUP || before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+  }
+  // A receiver that goes away, and a file as large as files may be, are errors of writing.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 double Decibels(float level) { return 20 * std::log10(static_cast<double>(level)); }

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "studio/error.h"
+#include "studio/film_inputs.h"
 
 namespace studio {
 namespace {
@@ -48,6 +49,7 @@ PixelLayout Description::Format() const {
 
 void Validate(const Description& description) {
   if (description.output.empty()) throw UsageError("no output: name one with -o FILE or -o URL");
+  RefuseInputs(description);
   ValidateScene(description);
   const Size size = description.OutputSize();
   CheckSize("output size", size);

@@ -64,6 +64,7 @@ struct Description {
   double duration_s = 10;
   double start_s = 0;  // The film time of the first frame.
   std::string output;
+  std::string scene_file;             // What it was read from; empty when from no file.
   std::optional<PixelLayout> format;  // Unset: what the encoder likes best.
   bool offline = false;
   bool verbose = false;

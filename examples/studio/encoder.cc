@@ -12,8 +12,8 @@ namespace {
 constexpr std::int64_t kQueueBytes = 128 << 20;
 constexpr std::int64_t kMinDepth = 4;
 constexpr std::int64_t kMaxDepth = 32;
-constexpr int kMaxBlocks = 40;        // Blocks of sound, two seconds of it.
-constexpr double kFinishSeconds = 5;  // What a receiver that lags gets to take the rest.
+constexpr std::size_t kMaxBlocks = 200;  // Blocks of sound, ten seconds of it, which take 4 MB.
+constexpr double kFinishSeconds = 5;     // What a receiver that lags gets to take the rest.
 
 // Row by row: the pitches differ.
 void CopyFrame(const GsFrame& from, AVFrame* to) {
@@ -40,11 +40,13 @@ Encoder::Encoder(std::unique_ptr<FilmWriter> writer, StageTimes* times) : writer
   thread_ = std::thread(&Encoder::Run, this);
 }
 
+// The writer keeps what it has.
 Encoder::~Encoder() {
   writer_->GiveUp(0);
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    queue_.clear();
+    pictures_.clear();
+    sound_.clear();
   }
   Stop();
 }
@@ -63,7 +65,7 @@ bool Encoder::Submit(const GsFrame& frame, std::int64_t index, bool wait) {
   job.index = index;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    queue_.push_back(std::move(job));
+    pictures_.push_back(std::move(job));
   }
   changed_.notify_all();
   return true;
@@ -73,12 +75,11 @@ void Encoder::SubmitSound(AvFrame block, std::int64_t index) {
   {
     std::lock_guard<std::mutex> lock(mutex_);
     if (!error_.empty()) return;
-    if (queued_blocks_ == kMaxBlocks) {
+    if (sound_.size() == kMaxBlocks) {
       ++dropped_blocks_;
       return;
     }
-    ++queued_blocks_;
-    queue_.push_back(Job{std::move(block), index});
+    sound_.push_back(Job{std::move(block), index});
   }
   changed_.notify_all();
 }
@@ -112,11 +113,12 @@ void Encoder::Stop() {
 void Encoder::Run() {
   std::unique_lock<std::mutex> lock(mutex_);
   while (error_.empty()) {
-    changed_.wait(lock, [this] { return stop_ || !queue_.empty(); });
-    if (queue_.empty()) return;
-    Job job = std::move(queue_.front());
-    queue_.pop_front();
-    const bool is_sound = job.frame->nb_samples > 0;
+    changed_.wait(lock, [this] { return stop_ || !pictures_.empty() || !sound_.empty(); });
+    const bool is_sound = !sound_.empty();
+    std::deque<Job>& queue = is_sound ? sound_ : pictures_;
+    if (queue.empty()) return;
+    Job job = std::move(queue.front());
+    queue.pop_front();
     lock.unlock();
     std::string error;
     try {
@@ -127,11 +129,7 @@ void Encoder::Run() {
     }
     lock.lock();
     error_ = error;
-    if (is_sound) {
-      --queued_blocks_;
-    } else {
-      free_.push_back(std::move(job.frame));
-    }
+    if (!is_sound) free_.push_back(std::move(job.frame));
     changed_.notify_all();
   }
 }

@@ -18,11 +18,13 @@
 
 namespace studio {
 
-// A bounded queue between the library's callbacks and the film: when the encoder, the disk or a receiver cannot keep
-// up, the queue fills, and further frames and blocks of sound are dropped.
+// Bounded queues between the library's callbacks and the film: when the encoder, the disk or a receiver cannot keep up,
+// they fill, and what comes then is dropped. Sound has a queue of its own, which comes first: pictures that take long,
+// or are many, cost none of it.
 class Encoder {
  public:
   Encoder(std::unique_ptr<FilmWriter> writer, StageTimes* times);
+  // What is queued is forgotten, what was encoded is kept.
   ~Encoder();
   Encoder(const Encoder&) = delete;
   Encoder& operator=(const Encoder&) = delete;
@@ -31,7 +33,7 @@ class Encoder {
   // `wait`, else drops the frame and returns false. Thread: one, any.
   bool Submit(const GsFrame& frame, std::int64_t index, bool wait);
   // Queues a block of sound, as NewSoundBlock makes it, for a film that has sound; `index` is its place in the film, in
-  // sound frames. A block that finds some seconds queued is dropped: the film is silent there. Thread: one, any.
+  // sound frames. A block that finds ten seconds queued is dropped: the film is silent there. Thread: one, any.
   void SubmitSound(AvFrame block, std::int64_t index);
   // Encodes what is queued and completes the film. Throws Error.
   void Finish();
@@ -57,9 +59,9 @@ class Encoder {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<Job> queue_;
+  std::deque<Job> pictures_;
+  std::deque<Job> sound_;
   std::vector<AvFrame> free_;
-  int queued_blocks_ = 0;
   std::uint64_t dropped_blocks_ = 0;
   bool stop_ = false;
   std::string error_;

@@ -1,6 +1,7 @@
 #include "studio/film_kinds.h"
 
 #include "studio/error.h"
+#include "studio/film_stream.h"
 
 namespace studio {
 namespace {
@@ -19,9 +20,9 @@ FilmKind KindOf(const Description& description) {
     Add(&kind.codecs, avcodec_find_encoder(AV_CODEC_ID_PNG));
     return kind;
   }
-  const AVOutputFormat* guess = av_guess_format(nullptr, output.c_str(), nullptr);
-  if (!guess && output.find("://") != std::string::npos) guess = av_guess_format("mpegts", nullptr, nullptr);
-  if (!guess || (guess->flags & AVFMT_NOFILE) || guess->video_codec == AV_CODEC_ID_NONE) {
+  const bool is_stream = IsStreamOutput(output);
+  const AVOutputFormat* guess = is_stream ? StreamFormat(output) : av_guess_format(nullptr, output.c_str(), nullptr);
+  if (!guess || (!is_stream && (guess->flags & AVFMT_NOFILE)) || guess->video_codec == AV_CODEC_ID_NONE) {
     throw UsageError("cannot tell the kind of film from the name " + output);
   }
   kind.container = guess->name;
@@ -29,9 +30,10 @@ FilmKind KindOf(const Description& description) {
     Add(&kind.codecs, avcodec_find_encoder(AV_CODEC_ID_WRAPPED_AVFRAME));
     return kind;
   }
-  // MPEG-TS takes both, but has no list that could be asked.
+  // MPEG-TS and what is sent by RTP take both, but have no list that could be asked.
+  const bool takes_all = kind.container == "mpegts" || kind.container == "rtp_mpegts" || kind.container == "rtsp";
   const auto takes = [&](AVCodecID id) {
-    return kind.container == "mpegts" || avformat_query_codec(guess, id, FF_COMPLIANCE_NORMAL) == 1;
+    return takes_all || avformat_query_codec(guess, id, FF_COMPLIANCE_NORMAL) == 1;
   };
   if (takes(AV_CODEC_ID_H264)) {
     Add(&kind.codecs, avcodec_find_encoder_by_name("libx264"));

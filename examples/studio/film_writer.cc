@@ -1,45 +1,35 @@
 #include "studio/film_writer.h"
 
-#include <cerrno>
-#include <filesystem>
-
-#include <quarn/qn_os.h>
+#include <utility>
 
 #include "studio/error.h"
 
 namespace studio {
-FilmWriter::FilmWriter(const Description& description, bool with_sound)
-    : target_(description.output), is_stream_(target_.find("://") != std::string::npos) {
+
+FilmWriter::FilmWriter(const Description& description, bool with_sound) : target_(description.output) {
   const FilmKind kind = KindOf(description);
-  avformat_alloc_output_context2(&format_, nullptr, kind.container.c_str(), target_.c_str());
-  if (!format_) throw Error("cannot write " + target_ + ": FFmpeg has no " + kind.container);
-  try {
-    const bool global_header = (format_->oformat->flags & AVFMT_GLOBALHEADER) != 0;
-    picture_ = std::make_unique<PictureEncoder>(kind.codecs, global_header, description);
-    if (with_sound) OpenSound(description, kind);
-    OpenFile();
-  } catch (...) {
-    avformat_free_context(format_);
-    throw;
-  }
+  muxer_ = std::make_unique<FilmMuxer>(target_, kind.container);
+  picture_ = std::make_unique<PictureEncoder>(kind.codecs, muxer_->global_header(), description);
+  if (with_sound) OpenSound(description, kind);
+  muxer_->AddStream(picture_->codec());
+  if (sound_) muxer_->AddStream(sound_->codec());
+  muxer_->Open();
 }
 
 FilmWriter::~FilmWriter() {
-  const bool finished = format_->pb == nullptr;
-  if (!finished) {
-    GiveUp(0);
-    avio_closep(&format_->pb);
+  GiveUp(0);
+  if (!begun_) return;
+  try {
+    Finish();  // Encoders hold pictures back.
+  } catch (const Error&) {
+    // Something went wrong before, or there is nobody left to tell.
   }
-  avformat_free_context(format_);
-  std::error_code ignored;
-  if (!finished && !is_stream_) std::filesystem::remove(path_, ignored);
 }
 
 void FilmWriter::OpenSound(const Description& description, const FilmKind& kind) {
   const auto length = av_rescale(static_cast<std::int64_t>(description.FrameCount()),
                                  std::int64_t{kSoundRate} * description.fps.den, description.fps.num);
-  const bool global_header = (format_->oformat->flags & AVFMT_GLOBALHEADER) != 0;
-  sound_ = std::make_unique<SoundEncoder>(kind.sound_codecs, global_header, length);
+  sound_ = std::make_unique<SoundEncoder>(kind.sound_codecs, muxer_->global_header(), length);
   if (sound_->codec()) return;
   sound_.reset();
   if (!description.needs_sound) return;
@@ -50,103 +40,35 @@ void FilmWriter::OpenSound(const Description& description, const FilmKind& kind)
   throw Error(failure + "FFmpeg has no encoder for its sound");
 }
 
-AVStream* FilmWriter::AddStream(const AVCodecContext* codec) {
-  AVStream* stream = avformat_new_stream(format_, nullptr);
-  stream->time_base = codec->time_base;
-  avcodec_parameters_from_context(stream->codecpar, codec);
-  return stream;
-}
-
-void FilmWriter::OpenFile() {
-  AddStream(picture_->codec())->avg_frame_rate = picture_->codec()->framerate;
-  if (sound_) AddStream(sound_->codec());
-  format_->flags |= AVFMT_FLAG_BITEXACT;
-  format_->interrupt_callback = {&FilmWriter::Interrupted, this};
-
-  path_ = target_;
-  AVDictionary* options = nullptr;
-  if (is_stream_) {
-    format_->flags |= AVFMT_FLAG_FLUSH_PACKETS;
-    if (target_.rfind("udp://", 0) == 0) av_dict_set(&options, "pkt_size", "1316", 0);  // Seven packets of MPEG-TS.
-  } else {
-    std::error_code ignored;
-    if (std::filesystem::exists(target_, ignored) && !std::filesystem::is_regular_file(target_, ignored)) {
-      throw Error("cannot write " + target_ + ": it is not a plain file");
-    }
-    path_ = target_ + ".part";
-  }
-  const int opened =
-      avio_open2(&format_->pb, AvUrl(path_).c_str(), AVIO_FLAG_WRITE, &format_->interrupt_callback, &options);
-  av_dict_free(&options);
-  if (opened < 0) throw Error("cannot write " + target_ + ": " + AvErrorText(opened));
-  const int written = avformat_write_header(format_, nullptr);
-  if (written < 0 && !is_stream_) {
-    avio_closep(&format_->pb);
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
-    throw Error("cannot write " + target_ + ": " + AvErrorText(written));
-  }
-}
-
 void FilmWriter::Write(AVFrame* frame, std::int64_t index) {
-  CheckEncoded(picture_->Write(frame, index, PictureSink()));
+  begun_ = true;
+  CheckEncoded(picture_->Write(frame, index, PictureSink()), picture_->codec());
 }
 
 void FilmWriter::WriteSound(const AVFrame* block, std::int64_t index) {
-  CheckEncoded(sound_->Write(block, index, SoundSink()));
+  CheckEncoded(sound_->Write(block, index, SoundSink()), sound_->codec());
 }
 
 PictureEncoder::Sink FilmWriter::PictureSink() {
-  return [this](AVPacket* packet) { WritePacket(packet, format_->streams[0], picture_->codec()->time_base); };
+  return [this](AVPacket* packet) { muxer_->Write(packet, 0, picture_->codec()->time_base); };
 }
 
 SoundEncoder::Sink FilmWriter::SoundSink() {
-  return [this](AVPacket* packet) { WritePacket(packet, format_->streams[1], sound_->codec()->time_base); };
+  return [this](AVPacket* packet) { muxer_->Write(packet, 1, sound_->codec()->time_base); };
 }
 
-void FilmWriter::WritePacket(AVPacket* packet, AVStream* stream, AVRational time_base) {
-  packet->stream_index = stream->index;
-  av_packet_rescale_ts(packet, time_base, stream->time_base);
-  CheckWritten(av_interleaved_write_frame(format_, packet));
-}
-
-void FilmWriter::CheckEncoded(int result) const {
-  if (result < 0) throw Error("cannot encode " + target_ + ": " + AvErrorText(result));
-}
-
-void FilmWriter::CheckWritten(int result) {
-  if (result >= 0) result = format_->pb->error;
+void FilmWriter::CheckEncoded(int result, const AVCodecContext* codec) {
   if (result >= 0) return;
-  if (!is_stream_) throw Error("cannot write " + target_ + ": " + AvErrorText(result));
-  ++lost_packets_;
-  format_->pb->error = 0;  // A receiver may come back.
+  begun_ = false;
+  throw Error("cannot encode " + target_ + " with " + codec->codec->name + ": " + AvErrorText(result) +
+              muxer_->Salvage());
 }
 
 void FilmWriter::Finish() {
-  CheckEncoded(picture_->Finish(PictureSink()));
-  if (sound_) CheckEncoded(sound_->Finish(SoundSink()));
-  const int result = av_write_trailer(format_);
-  avio_flush(format_->pb);
-  CheckWritten(result);
-  const int closed = avio_closep(&format_->pb);
-  if (is_stream_) return;
-  std::error_code error = closed < 0 ? std::error_code(AVUNERROR(closed), std::generic_category()) : std::error_code();
-  if (!error) std::filesystem::rename(path_, target_, error);
-  if (error) {
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
-    throw Error("cannot write " + target_ + ": " + error.message());
-  }
-}
-
-void FilmWriter::GiveUp(double seconds) {
-  if (!is_stream_) return;
-  give_up_ns_ = static_cast<std::int64_t>(qn_os_gettime_ns()) + static_cast<std::int64_t>(seconds * 1e9);
-}
-
-int FilmWriter::Interrupted(void* writer) {
-  const std::int64_t deadline = static_cast<FilmWriter*>(writer)->give_up_ns_;
-  return deadline != 0 && static_cast<std::int64_t>(qn_os_gettime_ns()) >= deadline;
+  begun_ = false;
+  CheckEncoded(picture_->Finish(PictureSink()), picture_->codec());
+  if (sound_) CheckEncoded(sound_->Finish(SoundSink()), sound_->codec());
+  muxer_->Finish();
 }
 
 }  // namespace studio

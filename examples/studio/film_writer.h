@@ -2,7 +2,6 @@
 #ifndef QUARN_EXAMPLES_STUDIO_FILM_WRITER_H_
 #define QUARN_EXAMPLES_STUDIO_FILM_WRITER_H_
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -10,13 +9,13 @@
 #include "studio/av.h"
 #include "studio/description.h"
 #include "studio/film_kinds.h"
+#include "studio/film_muxer.h"
 #include "studio/picture_encoder.h"
 #include "studio/sound_encoder.h"
 
 namespace studio {
 
-// A file is written under a name of its own and gets the film's name once it is complete, so that a failure leaves
-// nothing broken behind. A stream outlives its receiver: what cannot be sent is counted and forgotten.
+// An error ends the film, and keeps what there is of it.
 //
 // One thread at a time, except GiveUp.
 class FilmWriter {
@@ -24,7 +23,7 @@ class FilmWriter {
   // The film has sound if it is told to and its kind takes some. Throws Error; also where the description needs the
   // sound.
   explicit FilmWriter(const Description& description, bool with_sound = false);
-  // Discards a file that was not finished.
+  // Keeps what was written of a film that was not finished.
   ~FilmWriter();
   FilmWriter(const FilmWriter&) = delete;
   FilmWriter& operator=(const FilmWriter&) = delete;
@@ -38,37 +37,27 @@ class FilmWriter {
   void WriteSound(const AVFrame* block, std::int64_t index);
   // Completes the film. Throws Error.
   void Finish();
-  // Makes writes that wait for a slow receiver fail, from `seconds` from now on; files have all the time they need.
-  // Thread: any.
-  void GiveUp(double seconds);
+  // As FilmMuxer::GiveUp. Thread: any.
+  void GiveUp(double seconds) { muxer_->GiveUp(seconds); }
 
   std::string encoder_name() const { return picture_->codec()->codec->name; }
   bool has_sound() const { return sound_ != nullptr; }
   // To be asked of a film with sound only.
   std::string sound_encoder_name() const { return sound_->codec()->codec->name; }
   // Packets that no receiver took.
-  std::uint64_t lost_packets() const { return lost_packets_; }
+  std::uint64_t lost_packets() const { return muxer_->lost_packets(); }
 
  private:
   void OpenSound(const Description& description, const FilmKind& kind);
-  AVStream* AddStream(const AVCodecContext* codec);
-  void OpenFile();
   PictureEncoder::Sink PictureSink();
   SoundEncoder::Sink SoundSink();
-  void WritePacket(AVPacket* packet, AVStream* stream, AVRational time_base);
-  void CheckEncoded(int result) const;
-  void CheckWritten(int result);
-  static int Interrupted(void* writer);
+  void CheckEncoded(int result, const AVCodecContext* codec);
 
   const std::string target_;  // The film's name or URL.
-  std::string path_;          // What is written to.
-  bool is_stream_ = false;
-
-  AVFormatContext* format_ = nullptr;
+  std::unique_ptr<FilmMuxer> muxer_;
   std::unique_ptr<PictureEncoder> picture_;
   std::unique_ptr<SoundEncoder> sound_;  // Null for a film without.
-  std::uint64_t lost_packets_ = 0;
-  std::atomic<std::int64_t> give_up_ns_{0};
+  bool begun_ = false;                   // It has a picture, and is not ended.
 };
 
 }  // namespace studio

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "studio/encoder_settings.h"
 #include "studio/error.h"
+#include "studio/film_stream.h"
 
 namespace studio {
 namespace {
@@ -20,7 +22,10 @@ AVPixelFormat AvLayout(PixelLayout layout) {
 
 bool IsRgb(AVPixelFormat format) { return (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB) != 0; }
 
-bool IsStream(const Description& description) { return description.output.find("://") != std::string::npos; }
+EncoderUse UseOf(const Description& description) {
+  if (IsStreamOutput(description.output)) return EncoderUse::kStream;
+  return description.offline ? EncoderUse::kOffline : EncoderUse::kLive;
+}
 
 }  // namespace
 
@@ -63,16 +68,9 @@ bool PictureEncoder::Try(const AVCodec* codec, bool global_header, const Descrip
     codec_->color_trc = AVCOL_TRC_BT709;
     codec_->color_range = AVCOL_RANGE_MPEG;
   }
-  // A fixed number, so that the same film is the same bytes on every machine.
-  codec_->thread_count = codec->id == AV_CODEC_ID_H264 ? 2 : 1;
   codec_->bit_rate =
       std::max<std::int64_t>(200000, static_cast<std::int64_t>(size_.width * size_.height / 8 * description.fps.fps()));
-  if (std::strcmp(codec->name, "libx264") == 0) {
-    codec_->bit_rate = 0;
-    av_opt_set(codec_->priv_data, "preset", description.offline ? "medium" : "ultrafast", 0);
-    av_opt_set(codec_->priv_data, "crf", "20", 0);
-    if (IsStream(description)) av_opt_set(codec_->priv_data, "tune", "zerolatency", 0);
-  }
+  ApplyEncoderSettings(codec, UseOf(description), codec_.get());
   return avcodec_open2(codec_.get(), codec, nullptr) == 0;
 }
 

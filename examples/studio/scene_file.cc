@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "studio/error.h"
+#include "studio/film_inputs.h"
 #include "studio/layer_text.h"
 
 namespace studio {
@@ -278,6 +279,7 @@ void ReadSceneFile(const std::string& path, Description* description) {
   std::ifstream file(path);
   if (!file || std::filesystem::is_directory(path)) throw Error("cannot read scene " + path);
   try {
+    description->scene_file = path;
     ReadScene(Json::parse(file), std::filesystem::path(path).parent_path(), description);
   } catch (const Json::exception& error) {
     throw UsageError("scene " + path + ": " + error.what());
@@ -291,6 +293,7 @@ void WriteSceneFile(const std::string& path, const Description& description) {
   const auto fail = [&path](const std::string& why) { throw Error("cannot write scene " + path + ": " + why); };
   std::error_code error;
   if (fs::exists(path, error) && !fs::is_regular_file(path, error)) fail("it is not a plain file");
+  RefuseMedia(description, path);
   const fs::path target = fs::is_symlink(path, error) ? fs::canonical(path, error) : fs::path(path);
   std::string text;
   try {

@@ -1,0 +1,200 @@
+#include "studio/film_muxer.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include <quarn/qn_os.h>
+
+#include "studio/error.h"
+#include "studio/film_copy.h"
+#include "studio/film_stream.h"
+
+namespace studio {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Containers whose index stands at the end, without which nothing can be read; unless they are written in fragments.
+bool NeedsFragments(const std::string& container) {
+  static const char* const kContainers[] = {"mov", "mp4", "ipod", "psp", "3gp", "3g2", "f4v"};
+  return std::find(std::begin(kContainers), std::end(kContainers), container) != std::end(kContainers);
+}
+
+std::string Text(int result) { return AvErrorText(result); }
+
+}  // namespace
+
+FilmMuxer::FilmMuxer(const std::string& target, const std::string& container)
+    : target_(target), is_stream_(IsStreamOutput(target)) {
+  avformat_alloc_output_context2(&format_, nullptr, container.c_str(), target_.c_str());
+  if (!format_) throw Error("cannot write " + target_ + ": FFmpeg has no " + container);
+  format_->flags |= AVFMT_FLAG_BITEXACT | AVFMT_FLAG_FLUSH_PACKETS;
+  format_->interrupt_callback = {&FilmMuxer::Interrupted, this};
+}
+
+FilmMuxer::~FilmMuxer() {
+  GiveUp(0);
+  if (open_) Salvage();
+  Close();
+  avformat_free_context(format_);
+}
+
+int FilmMuxer::AddStream(const AVCodecContext* codec) {
+  AVStream* stream = avformat_new_stream(format_, nullptr);
+  if (!stream) throw Error("cannot write " + target_ + ": " + Text(AVERROR(ENOMEM)));
+  stream->time_base = codec->time_base;
+  if (codec->codec_type == AVMEDIA_TYPE_VIDEO) stream->avg_frame_rate = codec->framerate;
+  avcodec_parameters_from_context(stream->codecpar, codec);
+  return stream->index;
+}
+
+void FilmMuxer::Open() {
+  if (!(format_->oformat->flags & AVFMT_NOFILE)) {
+    if (!is_stream_) file_.emplace(FileName(target_));
+    OpenOutput();
+  }
+  WriteHeader();
+  open_ = true;
+}
+
+void FilmMuxer::OpenOutput() {
+  AVDictionary* options = nullptr;
+  if (is_stream_) AddProtocolOptions(target_, format_->oformat, &options);
+  const std::string url = is_stream_ ? target_ : AvUrl(file_->path());
+  const int opened = avio_open2(&format_->pb, url.c_str(), AVIO_FLAG_WRITE, &format_->interrupt_callback, &options);
+  av_dict_free(&options);
+  if (opened < 0) throw Error("cannot write " + target_ + ": " + Text(opened));
+}
+
+void FilmMuxer::WriteHeader() {
+  const std::string container = format_->oformat->name;
+  AVDictionary* options = nullptr;
+  if (NeedsFragments(container)) {
+    // The index is held back until there is a fragment: some encoders tell what belongs there no earlier.
+    av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+delay_moov+default_base_moof", 0);
+    av_dict_set(&options, "frag_duration", "1000000", 0);
+  }
+  if (container == "matroska" || container == "webm") av_dict_set(&options, "cluster_time_limit", "1000", 0);
+  if (container == "flv" && is_stream_) av_dict_set(&options, "flvflags", "no_duration_filesize", 0);
+  const int result = avformat_write_header(format_, &options);
+  av_dict_free(&options);
+  if (result < 0) throw Error("cannot write " + target_ + ": " + Text(result));
+  if (format_->pb) sent_bytes_ = avio_tell(format_->pb);
+}
+
+void FilmMuxer::Write(AVPacket* packet, int stream, AVRational time_base) {
+  packet->stream_index = stream;
+  av_packet_rescale_ts(packet, time_base, format_->streams[stream]->time_base);
+  CheckWritten(av_interleaved_write_frame(format_, packet));
+}
+
+void FilmMuxer::CheckWritten(int result) {
+  AVIOContext* output = format_->pb;
+  if (output && result >= 0) result = output->error;
+  if (is_stream_) return CheckSent(result);
+  if (result < 0) {
+    broken_ = true;
+    Fail(Text(result));
+  }
+  if (output) good_bytes_ = avio_tell(output);
+}
+
+// Muxers hold packets back: what was taken shows in how far the output has got.
+void FilmMuxer::CheckSent(int result) {
+  const std::int64_t bytes = format_->pb ? avio_tell(format_->pb) : sent_bytes_ + 1;
+  if (result < 0) {
+    ++lost_packets_;
+    lost_why_ = Text(result);
+    if (format_->pb) format_->pb->error = 0;  // A receiver may come back.
+  } else if (bytes > sent_bytes_) {
+    taken_ = true;
+  }
+  sent_bytes_ = bytes;
+}
+
+void FilmMuxer::Finish() {
+  const int result = End();
+  if (is_stream_) {
+    CheckSent(result);
+    Close();
+    if (!taken_) throw Error("cannot write " + target_ + ": no receiver took any of it: " + lost_why_);
+    return;
+  }
+  if (result < 0) Fail(Text(result));
+  if (!file_) return;
+  if (const std::error_code error = Publish()) Fail(error.message());
+  file_.reset();
+}
+
+// Writes what the container has at its end, and closes a file. Returns a code of FFmpeg's, or 0.
+int FilmMuxer::End() {
+  open_ = false;
+  int result = av_write_trailer(format_);
+  if (format_->pb) {
+    avio_flush(format_->pb);
+    if (result >= 0) result = format_->pb->error;
+  }
+  if (result >= 0 && !is_stream_) result = Close();
+  if (result < 0) broken_ = true;
+  return std::min(result, 0);
+}
+
+int FilmMuxer::Close() { return format_->pb ? avio_closep(&format_->pb) : 0; }
+
+std::string FilmMuxer::Salvage() {
+  if (open_ && !broken_) End();
+  open_ = false;
+  Close();
+  if (!file_) return "";
+  if (broken_) {
+    // The rest of it is the piece of a packet.
+    std::error_code ignored;
+    if (good_bytes_ < static_cast<std::int64_t>(fs::file_size(file_->path(), ignored))) {
+      fs::resize_file(file_->path(), static_cast<std::uintmax_t>(good_bytes_), ignored);
+    }
+  }
+  const double seconds = FilmSeconds(file_->path());
+  std::string text;
+  if (seconds > 0) {
+    char length[32];
+    std::snprintf(length, sizeof(length), "%.1f", seconds);
+    text = "; its first " + std::string(length) + " s are in " + file_->Keep();
+  }
+  file_.reset();
+  return text;
+}
+
+// Gives the file, or a copy without fragments, the film's name.
+std::error_code FilmMuxer::Publish() {
+  const std::string path = file_->path();
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(path, error);
+  // What the index adds is less than that.
+  const std::uintmax_t wanted = size + size / 50 + (1 << 20);
+  const bool has_room = !error && fs::space(path, error).available >= wanted && !error;
+  if (NeedsFragments(format_->oformat->name) && has_room) {
+    try {
+      FilmFile copy(FileName(target_));
+      if (CopyFilm(path, copy.path(), format_->oformat->name) == 0) return copy.Publish();
+    } catch (const Error&) {
+      // It stays as it is, which can be read as well.
+    }
+  }
+  return file_->Publish();
+}
+
+void FilmMuxer::Fail(const std::string& why) { throw Error("cannot write " + target_ + ": " + why + Salvage()); }
+
+void FilmMuxer::GiveUp(double seconds) {
+  if (!is_stream_) return;
+  give_up_ns_ = static_cast<std::int64_t>(qn_os_gettime_ns()) + static_cast<std::int64_t>(seconds * 1e9);
+}
+
+int FilmMuxer::Interrupted(void* muxer) {
+  const std::int64_t deadline = static_cast<FilmMuxer*>(muxer)->give_up_ns_;
+  return deadline != 0 && static_cast<std::int64_t>(qn_os_gettime_ns()) >= deadline;
+}
+
+}  // namespace studio
