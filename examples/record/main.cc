@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -22,17 +23,16 @@
 
 namespace {
 
-volatile std::sig_atomic_t g_interrupted = 0;
+std::atomic<int> g_signals{0};
+static_assert(std::atomic<int>::is_always_lock_free);
 
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // The first ends the film; the second, whichever it is, ends the program.
 void OnSignal(int number) {
-  if (g_interrupted) {
-    std::signal(number, SIG_DFL);
-    std::raise(number);
-  }
-  g_interrupted = 1;
+  if (g_signals++ == 0) return;
+  std::signal(number, SIG_DFL);
+  std::raise(number);
 }
 
 void HandleSignals() {
@@ -121,7 +121,7 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
   const studio::Size size = description.OutputSize();
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
   std::printf("%s: %dx%d, %s fps, %s%s\n", description.output.c_str(), size.width, size.height,
-              description.fps.Text().c_str(), summary.encoder.c_str(), g_interrupted ? ", ended early" : "");
+              description.fps.Text().c_str(), summary.encoder.c_str(), g_signals > 0 ? ", ended early" : "");
   std::printf("  frames: %llu delivered, %llu repeated, %llu dropped by the host\n", number(counts.delivered),
               number(counts.repeated), number(counts.dropped));
   if (summary.lost_packets > 0) {
@@ -155,7 +155,7 @@ int Run(int argc, char** argv) {
         *description,
         [&bar](const studio::Status& status) {
           bar.Show(status);
-          return g_interrupted == 0;
+          return g_signals == 0;
         },
         &times);
   }

@@ -96,11 +96,13 @@ double FilmSeconds(const std::string& path) {
   std::int64_t begin = INT64_MAX, end = INT64_MIN;
   const AvPacket packet(av_packet_alloc());
   for (; av_read_frame(film.get(), packet.get()) >= 0; av_packet_unref(packet.get())) {
-    if (packet->stream_index != index || packet->pts == AV_NOPTS_VALUE) continue;
-    begin = std::min(begin, packet->pts);
-    end = std::max(end, packet->pts + (packet->duration > 0 ? packet->duration : frame));
+    // Some containers have no other time than that of decoding.
+    const std::int64_t time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+    if (packet->stream_index != index || time == AV_NOPTS_VALUE) continue;
+    begin = std::min(begin, time);
+    end = std::max(end, time + (packet->duration > 0 ? packet->duration : frame));
   }
-  return end > begin && begin != INT64_MAX ? static_cast<double>(end - begin) * av_q2d(stream->time_base) : 0;
+  return end > begin ? static_cast<double>(end - begin) * av_q2d(stream->time_base) : 0;
 }
 
 }  // namespace studio

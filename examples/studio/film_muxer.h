@@ -32,6 +32,8 @@ class FilmMuxer {
   int AddStream(const AVCodecContext* codec);
   // Opens the file or the stream. Throws Error.
   void Open();
+  // Whether it was opened, and is not ended: neither finished nor broken off.
+  bool open() const { return open_; }
   // Writes a packet of a stream, whose times are in `time_base`. Throws Error.
   void Write(AVPacket* packet, int stream, AVRational time_base);
   // Completes the film. Throws Error.
@@ -61,7 +63,7 @@ class FilmMuxer {
   const bool is_stream_;
   std::optional<FilmFile> file_;  // Unset for a stream, and where FFmpeg opens the files.
   AVFormatContext* format_ = nullptr;
-  bool open_ = false;            // The header was written, and the film is not ended.
+  bool open_ = false;
   bool broken_ = false;          // The file takes no more.
   std::int64_t good_bytes_ = 0;  // Of the file, up to the end of the last write that succeeded.
   std::int64_t sent_bytes_ = 0;  // Where the stream was after the last write.

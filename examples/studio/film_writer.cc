@@ -18,11 +18,11 @@ FilmWriter::FilmWriter(const Description& description, bool with_sound) : target
 
 FilmWriter::~FilmWriter() {
   GiveUp(0);
-  if (!begun_) return;
+  if (!begun_ || !muxer_->open()) return;
   try {
     Finish();  // Encoders hold pictures back.
   } catch (const Error&) {
-    // Something went wrong before, or there is nobody left to tell.
+    // There is nobody left to tell.
   }
 }
 
@@ -59,13 +59,18 @@ SoundEncoder::Sink FilmWriter::SoundSink() {
 
 void FilmWriter::CheckEncoded(int result, const AVCodecContext* codec) {
   if (result >= 0) return;
-  begun_ = false;
+  try {
+    // What the encoders hold back.
+    picture_->Finish(PictureSink());
+    if (sound_) sound_->Finish(SoundSink());
+  } catch (const Error&) {
+    // The rest cannot be written.
+  }
   throw Error("cannot encode " + target_ + " with " + codec->codec->name + ": " + AvErrorText(result) +
               muxer_->Salvage());
 }
 
 void FilmWriter::Finish() {
-  begun_ = false;
   CheckEncoded(picture_->Finish(PictureSink()), picture_->codec());
   if (sound_) CheckEncoded(sound_->Finish(SoundSink()), sound_->codec());
   muxer_->Finish();

@@ -57,7 +57,7 @@ class FilmWriter {
   std::unique_ptr<FilmMuxer> muxer_;
   std::unique_ptr<PictureEncoder> picture_;
   std::unique_ptr<SoundEncoder> sound_;  // Null for a film without.
-  bool begun_ = false;                   // It has a picture, and is not ended.
+  bool begun_ = false;                   // It has a picture.
 };
 
 }  // namespace studio

@@ -100,9 +100,9 @@ TEST_F(RecordErrorsTest, FailureKeepsAnOlderFilm) {
   EXPECT_EQ(ReadFile(Path("film.mp4")), "older");
 }
 
-TEST_F(RecordErrorsTest, FullDiskLeavesNoFilm) {
+TEST_F(RecordErrorsTest, FullDiskLeavesNoFilmWithoutAPicture) {
   const Ended ended =
-      RunOnFullDisk(200, "quarn-record", {"--canvas", "320x180", "--duration", "2", "--offline", "-o", "film.y4m"});
+      RunOnFullDisk(100, "quarn-record", {"--canvas", "320x180", "--duration", "2", "--offline", "-o", "film.y4m"});
   EXPECT_EQ(ended.exit_code, 1);
   EXPECT_EQ(ended.err, "quarn-record: cannot write film.y4m: File too large\n");
   EXPECT_TRUE(Files().empty());

@@ -301,7 +301,10 @@ TEST_F(RecordTest, InterruptedFilmIsFinished) {
   const pid_t pid = Start("quarn-record", kScene + Arguments{"--duration", "600", "-o", "film.y4m"});
   // The file grows by a frame at a time.
   std::error_code error;
-  const auto started = [&] { return std::filesystem::file_size(Path("film.y4m.part"), error) > 100000 && !error; };
+  const auto started = [&] {
+    const std::vector<std::string> files = Files();
+    return !files.empty() && std::filesystem::file_size(Path(files[0]), error) > 100000 && !error;
+  };
   for (int i = 0; i < 6000 && !started(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   kill(pid, SIGINT);
   const Ended ended = Wait(pid);
