@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include <quarn/qn_os.h>
 
@@ -15,6 +16,8 @@ namespace studio {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr int kStreamBuffer = 32768;
 
 // Containers whose index stands at the end, without which nothing can be read; unless they are written in fragments.
 bool NeedsFragments(const std::string& container) {
@@ -63,9 +66,35 @@ void FilmMuxer::OpenOutput() {
   AVDictionary* options = nullptr;
   if (is_stream_) AddProtocolOptions(target_, format_->oformat, &options);
   const std::string url = is_stream_ ? target_ : AvUrl(file_->path());
-  const int opened = avio_open2(&format_->pb, url.c_str(), AVIO_FLAG_WRITE, &format_->interrupt_callback, &options);
+  AVIOContext* output = nullptr;
+  const int opened = avio_open2(&output, url.c_str(), AVIO_FLAG_WRITE, &format_->interrupt_callback, &options);
   av_dict_free(&options);
   if (opened < 0) throw Error("cannot write " + target_ + ": " + Text(opened));
+  if (!is_stream_) {
+    format_->pb = output;
+    return;
+  }
+  receiver_ = output;
+  const int size = output->max_packet_size > 0 ? output->max_packet_size : kStreamBuffer;
+  auto* buffer = static_cast<unsigned char*>(av_malloc(static_cast<std::size_t>(size)));
+  format_->pb = avio_alloc_context(buffer, size, 1, this, nullptr, &FilmMuxer::Send, nullptr);
+  if (!format_->pb) {
+    av_free(buffer);
+    throw Error("cannot write " + target_ + ": " + Text(AVERROR(ENOMEM)));
+  }
+  format_->pb->max_packet_size = output->max_packet_size;
+  format_->pb->seekable = 0;
+}
+
+// Stands between the muxer and the protocol, because it alone sees what is taken: a packet may be many writes.
+int FilmMuxer::Send(void* self, std::uint8_t* data, int size) {
+  auto* muxer = static_cast<FilmMuxer*>(self);
+  AVIOContext* receiver = muxer->receiver_;
+  avio_write(receiver, data, size);
+  avio_flush(receiver);
+  if (receiver->error < 0) return std::exchange(receiver->error, 0);  // It may come back.
+  muxer->taken_ = true;
+  return size;
 }
 
 void FilmMuxer::WriteHeader() {
@@ -81,7 +110,7 @@ void FilmMuxer::WriteHeader() {
   const int result = avformat_write_header(format_, &options);
   av_dict_free(&options);
   if (result < 0) throw Error("cannot write " + target_ + ": " + Text(result));
-  if (format_->pb) sent_bytes_ = avio_tell(format_->pb);
+  taken_ = false;  // A header alone is nothing.
 }
 
 void FilmMuxer::Write(AVPacket* packet, int stream, AVRational time_base) {
@@ -101,17 +130,14 @@ void FilmMuxer::CheckWritten(int result) {
   if (output) good_bytes_ = avio_tell(output);
 }
 
-// Muxers hold packets back: what was taken shows in how far the output has got.
 void FilmMuxer::CheckSent(int result) {
-  const std::int64_t bytes = format_->pb ? avio_tell(format_->pb) : sent_bytes_ + 1;
   if (result < 0) {
     ++lost_packets_;
     lost_why_ = Text(result);
-    if (format_->pb) format_->pb->error = 0;  // A receiver may come back.
-  } else if (bytes > sent_bytes_) {
-    taken_ = true;
+    if (format_->pb) format_->pb->error = 0;
+  } else if (!receiver_) {
+    taken_ = true;  // Where FFmpeg does the sending.
   }
-  sent_bytes_ = bytes;
 }
 
 void FilmMuxer::Finish() {
@@ -141,7 +167,12 @@ int FilmMuxer::End() {
   return std::min(result, 0);
 }
 
-int FilmMuxer::Close() { return format_->pb ? avio_closep(&format_->pb) : 0; }
+int FilmMuxer::Close() {
+  if (!is_stream_) return format_->pb ? avio_closep(&format_->pb) : 0;
+  if (format_->pb) av_freep(&format_->pb->buffer);
+  avio_context_free(&format_->pb);
+  return receiver_ ? avio_closep(&receiver_) : 0;
+}
 
 std::string FilmMuxer::Salvage() {
   if (open_ && !broken_) End();

@@ -57,16 +57,17 @@ class FilmMuxer {
   int Close();
   std::error_code Publish();
   [[noreturn]] void Fail(const std::string& why);
+  static int Send(void* self, std::uint8_t* data, int size);
   static int Interrupted(void* muxer);
 
   const std::string target_;  // The film's name or URL.
   const bool is_stream_;
   std::optional<FilmFile> file_;  // Unset for a stream, and where FFmpeg opens the files.
   AVFormatContext* format_ = nullptr;
+  AVIOContext* receiver_ = nullptr;  // Of a stream, but where FFmpeg opens it.
   bool open_ = false;
   bool broken_ = false;          // The file takes no more.
   std::int64_t good_bytes_ = 0;  // Of the file, up to the end of the last write that succeeded.
-  std::int64_t sent_bytes_ = 0;  // Where the stream was after the last write.
   bool taken_ = false;           // Some of the stream was.
   std::string lost_why_;
   std::uint64_t lost_packets_ = 0;
