@@ -130,7 +130,7 @@ class LayerSource {
   Layer layer_;
   Size natural_size_;
   Size size_;
-  Picture picture_;  // The first picture of the media.
+  Picture picture_;            // The first picture of the media.
   std::uint64_t damaged_ = 0;  // Of a picture.
   std::unique_ptr<VideoPlayer> player_;
 };

@@ -45,8 +45,7 @@ MediaReader::MediaReader(const Layer& layer)
   const Size square{std::max(1, static_cast<int>(std::lround(first.frame->width * stretch))), first.frame->height};
   size_ = orientation_.Turned(square);
 
-  const bool has_sound =
-      !is_stream_ && av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0) >= 0;
+  const bool has_sound = !is_stream_ && av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0) >= 0;
   const std::int64_t sound_ns = has_sound ? FirstSoundNs(file_) : AV_NOPTS_VALUE;
   const bool sound_first = origin_ns_ != AV_NOPTS_VALUE && sound_ns != AV_NOPTS_VALUE && sound_ns < origin_ns_;
   if (sound_first) origin_ns_ = sound_ns;
@@ -141,9 +140,8 @@ int MediaReader::ReadPacket(AVPacket* packet) {
 }
 
 bool MediaReader::DecodeFrame() {
-  const bool decoded =
-      studio::DecodeFrame([this](AVPacket* packet) { return ReadPacket(packet); }, codec_.get(), stream_,
-                          packet_.get(), frame_.get(), &draining_, &pass_damaged_);
+  const bool decoded = studio::DecodeFrame([this](AVPacket* packet) { return ReadPacket(packet); }, codec_.get(),
+                                           stream_, packet_.get(), frame_.get(), &draining_, &pass_damaged_);
   damaged_ = std::max(damaged_.load(), pass_damaged_);
   if (!decoded) return false;
   frame_->pts = FrameTime();
@@ -227,12 +225,16 @@ void MediaReader::SkipTo(std::int64_t time_ns) {
   // The last picture of the trimmed part may be the one that stays.
   const std::int64_t last_ns = length_ns_ == kNoEnd ? kNoEnd : pass_begin_ns_ + length_ns_ - 2 * kRoundingNs;
   const std::int64_t wanted = MediaTime(std::min(time_ns, last_ns));
+  const std::int64_t delay =
+      av_rescale_q(codec_->has_b_frames * frame_duration_ns_, kNanoseconds, format_->streams[stream_]->time_base);
   bool found = false;
   while (packets_.size() < kMaxPacketsAhead) {
     AvPacket packet(av_packet_alloc());
     if (!packet || av_read_frame(format_.get(), packet.get()) < 0) break;
     if (packet->stream_index != stream_) continue;
-    const std::int64_t pts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+    // Containers without times of pictures have those of packets, which come earlier.
+    const std::int64_t pts =
+        packet->pts != AV_NOPTS_VALUE || packet->dts == AV_NOPTS_VALUE ? packet->pts : packet->dts + delay;
     const bool skips = (packet->flags & AV_PKT_FLAG_KEY) != 0 && pts != AV_NOPTS_VALUE && pts <= wanted;
     const bool passed = packet->dts != AV_NOPTS_VALUE ? packet->dts > wanted : pts > wanted;
     if (skips) packets_.clear();

@@ -88,7 +88,7 @@ class MediaReader {
   std::deque<AvPacket> packets_;  // Read ahead of the decoder.
   Deinterlacer deinterlacer_;
   bool deinterlacer_ends_ = false;
-  AvFrame unlike_;                      // Waits until the deinterlacer has given what it has.
+  AvFrame unlike_;  // Waits until the deinterlacer has given what it has.
   bool unlike_waits_ = false;
   std::deque<DecodedPicture> decoded_;  // Not yet handed out.
   int stream_ = -1;

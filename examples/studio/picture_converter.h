@@ -44,7 +44,7 @@ struct PictureShape {
   PictureShape(const AVFrame& frame, const Orientation& turned, Size limit);
 
   Orientation orientation;
-  Size size;                                       // Before it is turned upright.
+  Size size;                                     // Before it is turned upright.
   AVPixelFormat plane_format = AV_PIX_FMT_NONE;  // None: there are no planes.
 };
 

@@ -23,8 +23,8 @@ class SoundReader {
   // Reads from the film time `start_ns` on. Throws Error.
   SoundReader(const Sound& sound, std::int64_t start_ns);
   // The same for the sound of a video layer, which keeps to its pictures: it is silent until it begins, is trimmed as
-  // they are and, where the layer starts again, ends after the last one. Null when there is none to hear. A video that is a stream is silent:
-  // it cannot be opened once more.
+  // they are and, where the layer starts again, ends after the last one. Null when there is none to hear. A video that
+  // is a stream is silent: it cannot be opened once more.
   static std::unique_ptr<SoundReader> OfVideo(const Layer& layer, std::int64_t start_ns);
   SoundReader(const SoundReader&) = delete;
   SoundReader& operator=(const SoundReader&) = delete;

@@ -8,9 +8,9 @@ namespace studio {
 namespace {
 
 constexpr std::size_t kPicturesAhead = 4;
-constexpr std::int64_t kRoundingNs = 1000000;       // Containers round times to milliseconds.
-constexpr std::int64_t kBehindNs = 100000000;       // From here on pictures are left out that no other one needs,
-constexpr std::int64_t kFarBehindNs = 250000000;    // and from here on all until one that needs no other one.
+constexpr std::int64_t kRoundingNs = 1000000;     // Containers round times to milliseconds.
+constexpr std::int64_t kBehindNs = 100000000;     // From here on pictures are left out that no other one needs,
+constexpr std::int64_t kFarBehindNs = 250000000;  // and from here on all until one that needs no other one.
 
 }  // namespace
 

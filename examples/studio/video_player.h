@@ -63,7 +63,7 @@ class VideoPlayer {
   const bool loop_;
   const bool offline_;
   std::atomic<PictureForm> form_{PictureForm::kBoth};
-  PictureConverter ahead_;   // The thread's.
+  PictureConverter ahead_;    // The thread's.
   PictureConverter in_time_;  // Take's.
   Picture current_;
 

@@ -161,7 +161,8 @@ TEST(PictureConverterTest, TransparencyIsKept) {
   frame.Fill(0, 235);
   frame.Fill(1, 128);
   frame.Fill(2, 128);
-  for (int y = 0; y < 16; ++y) std::fill_n(frame->data[3] + static_cast<std::ptrdiff_t>(y) * frame->linesize[3], 16, 77);
+  for (int y = 0; y < 16; ++y)
+    std::fill_n(frame->data[3] + static_cast<std::ptrdiff_t>(y) * frame->linesize[3], 16, 77);
   const Picture picture = ToPixels(*frame);
   EXPECT_FALSE(picture.opaque);
   EXPECT_EQ(At(picture, 5, 5)[3], 77);
@@ -196,8 +197,7 @@ TEST(PictureConverterTest, AllOrientationsAreUpright) {
     for (const bool mirrored : {false, true}) {
       for (const bool flipped : {false, true}) {
         Picture picture;
-        PictureConverter converter(
-            PictureShape(*frame, Orientation{transposed, mirrored, flipped}, Size{100, 100}));
+        PictureConverter converter(PictureShape(*frame, Orientation{transposed, mirrored, flipped}, Size{100, 100}));
         ASSERT_TRUE(converter.Convert(*frame, PictureForm::kBoth, &picture));
         EXPECT_EQ(picture.size.width, transposed ? 2 : 3);
         EXPECT_EQ(picture.size.height, transposed ? 3 : 2);

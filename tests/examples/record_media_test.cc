@@ -1,4 +1,5 @@
-// What quarn-record shows and plays of media that are not plain: late, trimmed, transparent, interlaced, turned, damaged.
+// What quarn-record shows and plays of media that are not plain: late, trimmed, transparent, interlaced, turned,
+// damaged.
 #include <algorithm>
 #include <fstream>
 #include <string>
@@ -25,8 +26,8 @@ class RecordMediaTest : public ExampleTest {
 
   // Which picture of MakeSteps each frame of a film at 10 frames a second shows.
   std::vector<int> Steps(const std::string& video, const std::string& duration, const Arguments& more = {}) {
-    Arguments arguments = {"--canvas", "32x32",    "--fps", "10",      "--duration", duration, "--offline",
-                           "--format", "bgra",     "--video", video, "-o",         "film.mkv"};
+    Arguments arguments = {"--canvas", "32x32", "--fps",   "10",  "--duration", duration,  "--offline",
+                           "--format", "bgra",  "--video", video, "-o",         "film.mkv"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     Record(arguments);
     std::vector<int> steps;
@@ -78,8 +79,10 @@ TEST_F(RecordMediaTest, StandardInputIsPlayed) {
 TEST_F(RecordMediaTest, TransparencyOfVp8AndVp9IsSeen) {
   for (const std::string codec : {"libvpx", "libvpx-vp9"}) {
     SCOPED_TRACE(codec);
-    Ffmpeg("-f lavfi -i color=white:s=64x32:r=10:d=0.3,format=yuva420p,geq=lum=235:cb=128:cr=128:a=255*gte(X\\,32) "
-           "-c:v " + codec + " -b:v 1M -auto-alt-ref 0 half.webm");
+    Ffmpeg(
+        "-f lavfi -i color=white:s=64x32:r=10:d=0.3,format=yuva420p,geq=lum=235:cb=128:cr=128:a=255*gte(X\\,32) "
+        "-c:v " +
+        codec + " -b:v 1M -auto-alt-ref 0 half.webm");
     Record({"--canvas", "64x32", "--color", "#0000ff", "--video", "half.webm", "-o", "still.png"});
     const RgbFrame frame = Decode("still.png", 64, 32).at(0);
     ExpectPixel(frame, 8, 16, 0, 0, 255);
@@ -89,8 +92,9 @@ TEST_F(RecordMediaTest, TransparencyOfVp8AndVp9IsSeen) {
 
 // A bar that moves by 16 pixels from one half of a picture to the other has a comb at its sides.
 TEST_F(RecordMediaTest, InterlacedPicturesAreMadeWhole) {
-  Ffmpeg("-f lavfi -i nullsrc=s=128x64:r=20,format=gray,geq=lum=255*between(X-16*mod(N\\,6)\\,8\\,39) -frames:v 12 -vf "
-         "tinterlace=interleave_top,format=yuv420p,setfield=tff -c:v mpeg2video -q:v 1 -flags +ildct+ilme clip.mkv");
+  Ffmpeg(
+      "-f lavfi -i nullsrc=s=128x64:r=20,format=gray,geq=lum=255*between(X-16*mod(N\\,6)\\,8\\,39) -frames:v 12 -vf "
+      "tinterlace=interleave_top,format=yuv420p,setfield=tff -c:v mpeg2video -q:v 1 -flags +ildct+ilme clip.mkv");
   const auto combs = [this](const std::string& video) {
     Record({"--canvas", "128x64", "--fps", "10", "--duration", "0.5", "--offline", "--format", "bgra", "--video", video,
             "-o", "film.mkv"});
@@ -139,8 +143,8 @@ const std::string kCorners =
     "color=white:s=32x16:r=10:d=0.1 -f lavfi -i color=blue:s=32x16:r=10:d=0.1 -filter_complex "
     "[0][1]hstack[t];[2][3]hstack[b];[t][b]vstack,";
 
-// Draws eight pictures of 64 by 32 below each other, and expects each to have red, green, blue and white in its corners,
-// from the upper left one clockwise.
+// Draws eight pictures of 64 by 32 below each other, and expects each to have red, green, blue and white in its
+// corners, from the upper left one clockwise.
 class RecordOrientationTest : public RecordMediaTest {
  protected:
   void ExpectAllUpright(const std::string& option, const std::string& suffix) {
@@ -202,8 +206,8 @@ TEST_F(RecordOrientationTest, VideosHeldInAnyWayStandUpright) {
 
 TEST_F(RecordMediaTest, DamageIsToldAndTheRestIsShown) {
   MakeSteps("steps.avi", 10, "mpeg4 -q:v 1 -g 1");
-  const Ended whole = Record({"--canvas", "32x32", "--fps", "10", "--duration", "1", "--offline", "--video",
-                              "steps.avi", "-o", "whole.mkv"});
+  const Ended whole = Record(
+      {"--canvas", "32x32", "--fps", "10", "--duration", "1", "--offline", "--video", "steps.avi", "-o", "whole.mkv"});
   EXPECT_EQ(whole.out.find("damaged"), std::string::npos) << whole.out;
   // The fourth picture becomes noise.
   std::string clip = ReadFile(Path("steps.avi"));
