@@ -127,6 +127,9 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
   if (summary.lost_packets > 0) {
     std::printf("  packets that no receiver took: %llu\n", number(summary.lost_packets));
   }
+  for (const studio::Summary::Damage& damage : summary.damage) {
+    std::printf("  damaged: %s: %llu packets could not be decoded\n", damage.file.c_str(), number(damage.packets));
+  }
   if (summary.sound) PrintSound(*summary.sound);
   std::printf("  measured: %.2f fps (%llu different pictures in %.2f s)\n",
               static_cast<double>(counts.delivered - counts.repeated) / summary.seconds,

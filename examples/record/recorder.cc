@@ -1,5 +1,6 @@
 #include "record/recorder.h"
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <utility>
@@ -167,6 +168,24 @@ std::uint64_t RunOffline(const Set& set) {
   return start_ns;
 }
 
+// One entry for each file, however many layers show it.
+std::vector<Summary::Damage> DamageOf(const std::vector<Layer>& layers,
+                                      const std::vector<scoped_refptr<LayerItem>>& items) {
+  std::vector<Summary::Damage> damage;
+  for (std::size_t i = 0; i < layers.size(); ++i) {
+    const std::uint64_t packets = items[i]->damaged();
+    if (packets == 0) continue;
+    const auto same = std::find_if(damage.begin(), damage.end(),
+                                   [&](const Summary::Damage& other) { return other.file == layers[i].file; });
+    if (same == damage.end()) {
+      damage.push_back({layers[i].file, packets});
+    } else {
+      same->packets = std::max(same->packets, packets);
+    }
+  }
+  return damage;
+}
+
 }  // namespace
 
 Summary Record(const Description& description, const Progress& progress, StageTimes* times) {
@@ -188,7 +207,11 @@ Summary Record(const Description& description, const Progress& progress, StageTi
     throw Error(kNoGraphics);
   }
   const Stage stage{device.get(), description.canvas, &clock, times};
-  for (LayerSource& source : sources) scene->AddItem(source.MakeItem(stage));
+  std::vector<scoped_refptr<LayerItem>> items;
+  for (LayerSource& source : sources) {
+    items.push_back(source.MakeItem(stage));
+    scene->AddItem(items.back());
+  }
   sources.clear();  // Their pictures are textures now.
   scene->OrderItem();
 
@@ -217,6 +240,7 @@ Summary Record(const Description& description, const Progress& progress, StageTi
   }
   encoder.Finish();
   summary.lost_packets = writer.lost_packets();
+  summary.damage = DamageOf(description.layers, items);
   return summary;
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "studio/description.h"
 #include "studio/film_output.h"
@@ -28,6 +29,13 @@ struct Summary {
     std::uint64_t dropped_blocks = 0;
   };
   std::optional<Sound> sound;
+
+  // A file or stream with packets that could not be decoded, or not wholly.
+  struct Damage {
+    std::string file;
+    std::uint64_t packets = 0;
+  };
+  std::vector<Damage> damage;
 };
 
 // How far a film is.

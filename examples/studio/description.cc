@@ -76,6 +76,10 @@ void ValidateScene(const Description& description) {
   for (const Layer& layer : description.layers) {
     if (!(layer.opacity >= 0 && layer.opacity <= 1)) throw UsageError("layer opacity: must be 0 to 1");
     CheckFactor("layer volume", layer.volume);
+    const double trim_end_s = layer.trim_end_s.value_or(kMaxFilmSeconds);
+    if (!(layer.trim_start_s >= 0 && layer.trim_start_s < trim_end_s && trim_end_s <= kMaxFilmSeconds)) {
+      throw UsageError("layer trim: must be 0 to 86400 seconds, and its end behind its start");
+    }
     if (!layer.size) continue;
     const Size side = *layer.size;
     if (side.width < 0 || side.height < 0 || side.width > kMaxSide || side.height > kMaxSide ||

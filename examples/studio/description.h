@@ -48,6 +48,10 @@ struct Layer {
   bool loop = false;     // A video starts again at its end instead of keeping its last picture.
   LayerFilter filter = LayerFilter::kNone;
   float volume = 1;  // The factor of a video's sound, 0 for none.
+  // The part of a video that is played, in seconds of the media. Unset: until its end.
+  double trim_start_s = 0;
+  std::optional<double> trim_end_s;
+  bool deinterlace = true;  // What a video has in halves, every other row, is made whole.
 };
 
 // A sound that is heard, not seen.

@@ -18,13 +18,15 @@ Layers are given as SOURCE[,key=value]... and lie on one another in the order in
   filter=F        blur, grey or none; pictures and videos
   loop            start again at the end; videos
   volume=V        a factor of the sound, 0 for none (1); videos from files
+  trim=START:END  only this part, in seconds of the media; either may be left out; videos
+  deinterlace=D   auto makes pictures taken in halves whole, off leaves them (auto); videos
   hidden          not shown
 A comma in a file's name is written "\,".
 )";
 
 LayerOptions::LayerOptions(CLI::App* app) : app_(app) {
   Add("--picture", LayerKind::kPicture, "FILE[,...]", "A layer from a picture (PNG, JPEG, ...)");
-  Add("--video", LayerKind::kVideo, "FILE[,...]", "A layer from anything that FFmpeg decodes");
+  Add("--video", LayerKind::kVideo, "FILE[,...]", "A layer from anything that FFmpeg decodes; - is the standard input");
   Add("--color", LayerKind::kColor, "#RRGGBB[AA][,...]", "A layer of one colour");
 }
 

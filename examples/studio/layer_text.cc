@@ -1,5 +1,6 @@
 #include "studio/layer_text.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <vector>
@@ -49,6 +50,10 @@ void SetValue(Layer* layer, const std::string& key, const std::string& value) {
     layer->filter = ParseFilter(value);
   } else if (key == "volume" && layer->kind == LayerKind::kVideo) {
     layer->volume = static_cast<float>(ParseNumber(value));
+  } else if (key == "trim" && layer->kind == LayerKind::kVideo) {
+    ParseTrim(value, layer);
+  } else if (key == "deinterlace" && layer->kind == LayerKind::kVideo) {
+    layer->deinterlace = ParseDeinterlace(value);
   } else {
     throw UsageError("unknown layer option \"" + key + "\" (a comma in a file's name is written \\,)");
   }
@@ -99,6 +104,33 @@ LayerFilter ParseFilter(const std::string& text) {
   if (text == "blur") return LayerFilter::kBlur;
   if (text == "grey") return LayerFilter::kGrey;
   throw UsageError("unknown filter \"" + text + "\": there are none, blur and grey");
+}
+
+bool ParseDeinterlace(const std::string& text) {
+  if (text == "auto") return true;
+  if (text == "off") return false;
+  throw UsageError("unknown deinterlacing \"" + text + "\": there are auto and off");
+}
+
+void ParseTrim(const std::string& text, Layer* layer) {
+  const std::size_t colon = text.find(':');
+  const std::string start = text.substr(0, colon), end = colon == std::string::npos ? "" : text.substr(colon + 1);
+  if (colon == std::string::npos || (start.empty() && end.empty())) {
+    throw UsageError("\"" + text + "\" is not a part such as 2:5.5, 2: or :5.5");
+  }
+  layer->trim_start_s = start.empty() ? 0 : ParseNumber(start);
+  layer->trim_end_s.reset();
+  if (!end.empty()) layer->trim_end_s = ParseNumber(end);
+}
+
+std::string TrimText(const Layer& layer) {
+  if (layer.trim_start_s == 0 && !layer.trim_end_s) return "";
+  const auto number = [](double value) {
+    char text[64];
+    return std::string(text, std::to_chars(text, text + sizeof(text), value).ptr);
+  };
+  return (layer.trim_start_s == 0 ? "" : number(layer.trim_start_s)) + ":" +
+         (layer.trim_end_s ? number(*layer.trim_end_s) : "");
 }
 
 PixelLayout ParseLayout(const std::string& text) {

@@ -14,7 +14,13 @@ Vec ParseVec(const std::string& text);             // "-20:35.5"
 double ParseNumber(const std::string& text);       // "0.5"
 Color ParseColor(const std::string& text);         // "#ff8000" or "#ff800080"; the '#' may be left out.
 LayerFilter ParseFilter(const std::string& text);  // "none", "blur" or "grey"
+bool ParseDeinterlace(const std::string& text);    // "auto" or "off"
 PixelLayout ParseLayout(const std::string& text);  // "i420", "nv12", "rgba" or "bgra"
+
+// "2:5.5", "2:" or ":5.5": the part of a video that is played. Throws UsageError. And the text that reads back as that;
+// empty for the whole video.
+void ParseTrim(const std::string& text, Layer* layer);
+std::string TrimText(const Layer& layer);
 
 // "FILE[@gain[,start]]"; "\@" and "\," are an at and a comma of a file's name.
 Sound ParseSound(const std::string& text);

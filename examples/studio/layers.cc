@@ -118,8 +118,9 @@ void TextureLayer::Draw() {
   }
 }
 
-PictureLayer::PictureLayer(const Layer& layer, Size size, const Picture& picture, const Stage& stage)
-    : TextureLayer(layer, size, picture, PixelTexture(picture, stage), stage) {}
+PictureLayer::PictureLayer(const Layer& layer, Size size, const Picture& picture, std::uint64_t damaged,
+                           const Stage& stage)
+    : TextureLayer(layer, size, picture, PixelTexture(picture, stage), stage), damaged_(damaged) {}
 
 void PictureLayer::Advance(std::int64_t /*film_ns*/) {
   for (const auto& filter : filters_) {
@@ -159,16 +160,16 @@ void VideoLayer::Show(const Picture& picture) {
 LayerSource::LayerSource(const Layer& layer, const Description& description)
     : layer_(layer), natural_size_(description.canvas) {
   if (layer_.kind == LayerKind::kColor) return;
-  auto reader = std::make_unique<MediaReader>(layer_.file);
+  auto reader = std::make_unique<MediaReader>(layer_);
   natural_size_ = reader->size();
   size_ = DrawnSize(layer_, natural_size_);
   reader->ShrinkTo(size_);
   if (layer_.kind == LayerKind::kPicture) {
     if (!reader->Next(&picture_)) throw Error("cannot decode " + layer_.file + ": unknown pixel layout");
+    damaged_ = reader->damaged();
     return;
   }
   const auto start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
-  reader->SetForm(PictureForm::kBoth);  // There may be no device yet.
   player_ = std::make_unique<VideoPlayer>(std::move(reader), layer_.loop, description.offline, start_ns);
   if (const Picture* first = player_->Take(start_ns)) picture_ = *first;
   if (picture_.pixels.empty()) throw Error("cannot decode " + layer_.file + ": no picture in it");
@@ -177,7 +178,7 @@ LayerSource::LayerSource(const Layer& layer, const Description& description)
 scoped_refptr<LayerItem> LayerSource::MakeItem(const Stage& stage, std::int64_t begin_ns) {
   switch (layer_.kind) {
     case LayerKind::kColor: return MakeRefCounted<ColorLayer>(layer_, stage);
-    case LayerKind::kPicture: return MakeRefCounted<PictureLayer>(layer_, size_, picture_, stage);
+    case LayerKind::kPicture: return MakeRefCounted<PictureLayer>(layer_, size_, picture_, damaged_, stage);
     case LayerKind::kVideo: break;
   }
   return MakeRefCounted<VideoLayer>(layer_, size_, picture_, std::move(player_), stage, begin_ns);

@@ -2,6 +2,7 @@
 #ifndef QUARN_EXAMPLES_STUDIO_LAYERS_H_
 #define QUARN_EXAMPLES_STUDIO_LAYERS_H_
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -40,6 +41,9 @@ class LayerItem : public GsItem {
   void Place(const Layer& layer, Size size);
 
   void TickSource() final;
+
+  // How many packets of its media could not be decoded, or not wholly. Thread: any.
+  virtual std::uint64_t damaged() const { return 0; }
 
  protected:
   // Moves the content on to the film's time.
@@ -80,11 +84,16 @@ class TextureLayer : public LayerItem {
 
 class PictureLayer : public TextureLayer {
  public:
-  PictureLayer(const Layer& layer, Size size, const Picture& picture, const Stage& stage);
+  PictureLayer(const Layer& layer, Size size, const Picture& picture, std::uint64_t damaged, const Stage& stage);
+
+  std::uint64_t damaged() const override { return damaged_; }
 
  protected:
   // A still is filtered once.
   void Advance(std::int64_t film_ns) override;
+
+ private:
+  const std::uint64_t damaged_;
 };
 
 // Its pictures come as planes where the driver makes their colours faster than the processor would, and the media has
@@ -93,6 +102,8 @@ class VideoLayer : public TextureLayer {
  public:
   VideoLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<VideoPlayer> player,
              const Stage& stage, std::int64_t begin_ns);
+
+  std::uint64_t damaged() const override { return player_->damaged(); }
 
  protected:
   void Advance(std::int64_t film_ns) override;
@@ -119,7 +130,8 @@ class LayerSource {
   Layer layer_;
   Size natural_size_;
   Size size_;
-  Picture picture_;  // The first picture of the media.
+  Picture picture_;            // The first picture of the media.
+  std::uint64_t damaged_ = 0;  // Of a picture.
   std::unique_ptr<VideoPlayer> player_;
 };
 

@@ -20,7 +20,9 @@ class Pipe {
  public:
   // On failure `context()` is null and errno says why.
   Pipe(const std::string& name, AVIOInterruptCB interrupt)
-      : interrupt_(interrupt), descriptor_(open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
+      : interrupt_(interrupt),
+        descriptor_(name == kStandardInput ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                           : open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
     if (descriptor_ < 0) return;
     auto* const buffer = static_cast<unsigned char*>(av_malloc(kPipeBytes));
     context_ = avio_alloc_context(buffer, kPipeBytes, 0, this, &Pipe::Read, nullptr, nullptr);
@@ -58,6 +60,17 @@ class Pipe {
 
 bool IsUrl(const std::string& file) { return file.find("://") != std::string::npos; }
 
+// VP8 and VP9 keep transparency beside their pictures, where FFmpeg's own decoders leave it.
+const AVCodec* FindDecoder(const AVStream* stream) {
+  const AVCodecID id = stream->codecpar->codec_id;
+  const AVDictionaryEntry* const alpha = av_dict_get(stream->metadata, "alpha_mode", nullptr, 0);
+  if (alpha && std::string(alpha->value) == "1") {
+    const char* const name = id == AV_CODEC_ID_VP8 ? "libvpx" : id == AV_CODEC_ID_VP9 ? "libvpx-vp9" : "";
+    if (const AVCodec* const decoder = avcodec_find_decoder_by_name(name)) return decoder;
+  }
+  return avcodec_find_decoder(id);
+}
+
 }  // namespace
 
 void MediaCloser::operator()(AVFormatContext* format) const {
@@ -69,7 +82,8 @@ void MediaCloser::operator()(AVFormatContext* format) const {
 
 bool IsStream(const std::string& file) {
   std::error_code ignored;
-  return IsUrl(file) || (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored));
+  return IsUrl(file) || file == kStandardInput ||
+         (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored));
 }
 
 Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt) {
@@ -78,7 +92,7 @@ Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt) {
   AVFormatContext* format = avformat_alloc_context();
   format->interrupt_callback = interrupt;
   int result = 0;
-  if (!IsUrl(file) && std::filesystem::is_fifo(file, ignored)) {
+  if (!IsUrl(file) && (file == kStandardInput || std::filesystem::is_fifo(file, ignored))) {
     pipe = std::make_unique<Pipe>(file, interrupt);
     if (!pipe->context()) result = AVERROR(errno);
     format->pb = pipe->context();
@@ -96,7 +110,7 @@ Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt) {
 
 AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream) {
   const AVStream* const of = format->streams[stream];
-  const AVCodec* decoder = avcodec_find_decoder(of->codecpar->codec_id);
+  const AVCodec* const decoder = FindDecoder(of);
   const std::string type = of->codecpar->codec_type == AVMEDIA_TYPE_AUDIO ? "sound" : "pictures";
   if (!decoder) throw Error("cannot decode " + file + ": no decoder for its " + type);
   AvCodec codec(avcodec_alloc_context3(decoder));
@@ -110,17 +124,58 @@ AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream
 
 bool DecodeFrame(AVFormatContext* format, AVCodecContext* codec, int stream, AVPacket* packet, AVFrame* frame,
                  bool* draining) {
+  std::uint64_t damaged = 0;
+  const auto read = [format](AVPacket* to) { return av_read_frame(format, to); };
+  return DecodeFrame(read, codec, stream, packet, frame, draining, &damaged);
+}
+
+bool DecodeFrame(const std::function<int(AVPacket*)>& read, AVCodecContext* codec, int stream, AVPacket* packet,
+                 AVFrame* frame, bool* draining, std::uint64_t* damaged) {
+  const auto note = [damaged](int result) {
+    if (result < 0 && result != AVERROR(EAGAIN) && result != AVERROR_EOF) ++*damaged;
+    return result;
+  };
   for (;;) {
-    if (avcodec_receive_frame(codec, frame) == 0) return true;
-    if (*draining) return false;
+    const int received = note(avcodec_receive_frame(codec, frame));
+    if (received == 0) {
+      if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) ++*damaged;
+      return true;
+    }
     // Damaged data is skipped: only the end of the media ends its frames.
-    if (av_read_frame(format, packet) < 0) {
+    if (*draining) {
+      if (received == AVERROR_EOF || received == AVERROR(EAGAIN)) return false;
+      continue;
+    }
+    if (read(packet) < 0) {
       avcodec_send_packet(codec, nullptr);
       *draining = true;
       continue;
     }
-    if (packet->stream_index == stream) avcodec_send_packet(codec, packet);
+    if (packet->stream_index == stream) note(avcodec_send_packet(codec, packet));
     av_packet_unref(packet);
+  }
+}
+
+std::int64_t FirstSoundNs(const std::string& file) {
+  try {
+    const Media format = OpenMedia(file);
+    const int stream = av_find_best_stream(format.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (stream < 0) return AV_NOPTS_VALUE;
+    for (unsigned int i = 0; i < format->nb_streams; ++i) {
+      if (static_cast<int>(i) != stream) format->streams[i]->discard = AVDISCARD_ALL;
+    }
+    // Decoded, for what a decoder needs before the first sound is no part of it.
+    const AvCodec codec = OpenDecoder(file, format.get(), stream);
+    const AvPacket packet(av_packet_alloc());
+    const AvFrame frame(av_frame_alloc());
+    bool draining = false;
+    if (!DecodeFrame(format.get(), codec.get(), stream, packet.get(), frame.get(), &draining) ||
+        frame->best_effort_timestamp == AV_NOPTS_VALUE) {
+      return AV_NOPTS_VALUE;
+    }
+    return av_rescale_q(frame->best_effort_timestamp, format->streams[stream]->time_base, kNanoseconds);
+  } catch (const Error&) {
+    return AV_NOPTS_VALUE;
   }
 }
 

@@ -3,6 +3,7 @@
 #define QUARN_EXAMPLES_STUDIO_MEDIA_FILE_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -18,19 +19,31 @@ struct MediaCloser {
 };
 using Media = std::unique_ptr<AVFormatContext, MediaCloser>;
 
-// Whether it can be opened once only: a URL, a pipe, a device.
+// The name of the standard input.
+inline constexpr char kStandardInput[] = "-";
+
+// Whether it can be opened once only: a URL, a pipe, a device, the standard input.
 bool IsStream(const std::string& file);
 
 // Finds out what is in a file or stream. Reads that wait end early once `interrupt` says so. Throws Error.
 Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt = {nullptr, nullptr});
 
-// The decoder of a stream of `format`. Throws Error.
+// The decoder of a stream of `format`: the one that has its transparency, where it says that it is transparent. Throws
+// Error.
 AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream);
 
 // Decodes the next frame of a stream, skipping damaged data. Returns false at the end: *draining says that the media
 // has ended, and is the caller's to keep and, for another pass, to clear.
 bool DecodeFrame(AVFormatContext* format, AVCodecContext* codec, int stream, AVPacket* packet, AVFrame* frame,
                  bool* draining);
+
+// The same, of packets that `read` gets, which answers as av_read_frame does. Adds to *damaged the packets that could
+// not be decoded, or not wholly.
+bool DecodeFrame(const std::function<int(AVPacket*)>& read, AVCodecContext* codec, int stream, AVPacket* packet,
+                 AVFrame* frame, bool* draining, std::uint64_t* damaged);
+
+// When the first sound of a file is heard, on the file's own clock; AV_NOPTS_VALUE where there is none. Never throws.
+std::int64_t FirstSoundNs(const std::string& file);
 
 // How long a picture of a stream of pictures is seen.
 std::int64_t PictureDurationNs(AVFormatContext* format, int stream);

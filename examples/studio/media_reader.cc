@@ -2,257 +2,251 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <limits>
 #include <utility>
-
-extern "C" {
-#include <libavutil/display.h>
-}
 
 #include "studio/error.h"
 
 namespace studio {
 namespace {
 
-constexpr int kMaxSide = 8192;     // What hardware of the OpenGL 3.2 class takes as a texture.
-constexpr int kRowAlignment = 64;  // libswscale writes whole vectors.
+constexpr std::int64_t kRoundingNs = 1000000;  // Containers round times to milliseconds.
+constexpr std::size_t kMaxPacketsAhead = 5000;
+constexpr std::int64_t kNoEnd = std::numeric_limits<std::int64_t>::max();
 
-int QuarterTurns(const std::int32_t* matrix) {
-  const double counterclockwise = av_display_rotation_get(matrix);
-  if (std::isnan(counterclockwise)) return 0;
-  return ((static_cast<int>(std::lround(-counterclockwise / 90)) % 4) + 4) % 4;
-}
+std::int64_t Nanoseconds(double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); }
 
-// How the camera was held, as the file tells it.
-int QuarterTurns(const AVStream* stream, const AVFrame* frame) {
-  if (const AVFrameSideData* data = av_frame_get_side_data(frame, AV_FRAME_DATA_DISPLAYMATRIX)) {
-    return QuarterTurns(reinterpret_cast<const std::int32_t*>(data->data));
-  }
-#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 100)
-  const AVPacketSideData* data = av_packet_side_data_get(
-      stream->codecpar->coded_side_data, stream->codecpar->nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
-  const std::uint8_t* matrix = data ? data->data : nullptr;
-#else
-  const std::uint8_t* matrix = av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
-#endif
-  return matrix ? QuarterTurns(reinterpret_cast<const std::int32_t*>(matrix)) : 0;
-}
-
-// The deprecated "J" layouts are the plain ones with full range.
-AVPixelFormat PlainFormat(int format, bool* full_range) {
-  switch (format) {
-    case AV_PIX_FMT_YUVJ420P: *full_range = true; return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_YUVJ422P: *full_range = true; return AV_PIX_FMT_YUV422P;
-    case AV_PIX_FMT_YUVJ444P: *full_range = true; return AV_PIX_FMT_YUV444P;
-    case AV_PIX_FMT_YUVJ440P: *full_range = true; return AV_PIX_FMT_YUV440P;
-    default: return static_cast<AVPixelFormat>(format);
-  }
-}
-
-int Coefficients(const AVFrame& frame) {
-  switch (frame.colorspace) {
-    case AVCOL_SPC_BT709: return SWS_CS_ITU709;
-    case AVCOL_SPC_BT2020_NCL:
-    case AVCOL_SPC_BT2020_CL: return SWS_CS_BT2020;
-    case AVCOL_SPC_SMPTE240M: return SWS_CS_SMPTE240M;
-    case AVCOL_SPC_UNSPECIFIED: return frame.height > 576 ? SWS_CS_ITU709 : SWS_CS_ITU601;
-    default: return SWS_CS_ITU601;
-  }
-}
-
-// What the library takes of a picture as it is, or after its ten bits have been packed otherwise.
-AVPixelFormat PlaneFormat(const AVFrame& frame) {
-  if (frame.colorspace == AVCOL_SPC_SMPTE240M) return AV_PIX_FMT_NONE;
-  bool full_range = false;
-  switch (PlainFormat(frame.format, &full_range)) {
-    case AV_PIX_FMT_YUV420P: return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_NV12: return AV_PIX_FMT_NV12;
-    case AV_PIX_FMT_P010:
-    case AV_PIX_FMT_YUV420P10: return AV_PIX_FMT_P010;
-    default: return AV_PIX_FMT_NONE;
-  }
-}
-
-GsVideoTexture::Layout LayoutOf(AVPixelFormat format) {
-  return format == AV_PIX_FMT_YUV420P ? GsVideoTexture::kLayoutI420
-         : format == AV_PIX_FMT_NV12  ? GsVideoTexture::kLayoutNV12
-                                      : GsVideoTexture::kLayoutP010;
-}
-
-GsVideoTexture::Matrix MatrixOf(const AVFrame& frame) {
-  switch (Coefficients(frame)) {
-    case SWS_CS_ITU709: return GsVideoTexture::kMatrixBT709;
-    case SWS_CS_BT2020: return GsVideoTexture::kMatrixBT2020;
-    default: return GsVideoTexture::kMatrixBT601;
-  }
-}
-
-// Where it is not said, between the pixels, as libswscale has it.
-GsVideoTexture::ChromaSite SiteOf(const AVFrame& frame) {
-  switch (frame.chroma_location) {
-    case AVCHROMA_LOC_LEFT:
-    case AVCHROMA_LOC_TOPLEFT:
-    case AVCHROMA_LOC_BOTTOMLEFT: return GsVideoTexture::kChromaLeft;
-    default: return GsVideoTexture::kChromaCenter;
-  }
-}
-
-bool RowsGoDown(const AVFrame& frame) {
-  return std::all_of(frame.linesize, frame.linesize + 3, [](int stride) { return stride >= 0; });
-}
-
-int AlignedRow(int width) { return (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment; }
-
-bool HasAlpha(const AVFrame& frame) {
-  const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-  return !layout || (layout->flags & (AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL)) != 0;
-}
-
-void Turn(const Picture& from, int quarter_turns, std::vector<std::uint8_t>* pixels, Size* size, int* stride) {
-  *size = quarter_turns % 2 ? Size{from.size.height, from.size.width} : from.size;
-  *stride = AlignedRow(size->width);
-  pixels->resize(static_cast<std::size_t>(*stride) * size->height + kRowAlignment);
-  for (int y = 0; y < from.size.height; ++y) {
-    for (int x = 0; x < from.size.width; ++x) {
-      const int right = from.size.width - 1 - x, below = from.size.height - 1 - y;
-      const int to_x = quarter_turns == 1 ? below : quarter_turns == 2 ? right : y;
-      const int to_y = quarter_turns == 1 ? x : quarter_turns == 2 ? below : right;
-      std::memcpy(pixels->data() + static_cast<std::size_t>(to_y) * *stride + to_x * 4,
-                  from.pixels.data() + static_cast<std::size_t>(y) * from.stride + x * 4, 4);
-    }
-  }
+Layer LayerOf(const std::string& file) {
+  Layer layer;
+  layer.file = file;
+  return layer;
 }
 
 }  // namespace
 
-MediaReader::MediaReader(const std::string& file) : file_(file), packet_(av_packet_alloc()), frame_(av_frame_alloc()) {
-  Open();
-  if (!DecodeFrame()) throw Error("cannot decode " + file_ + ": no picture in it");
-  frame_waits_ = true;
+MediaReader::MediaReader(const std::string& file) : MediaReader(LayerOf(file)) {}
 
-  quarter_turns_ = QuarterTurns(format_->streams[stream_], frame_.get());
-  const AVRational shape = av_guess_sample_aspect_ratio(format_.get(), format_->streams[stream_], frame_.get());
-  const double stretch = shape.num > 0 && shape.den > 0 ? av_q2d(shape) : 1;
-  size_ = Size{std::max(1, static_cast<int>(std::lround(frame_->width * stretch))), frame_->height};
-  if (quarter_turns_ % 2) std::swap(size_.width, size_.height);
-  ShrinkTo(Size{kMaxSide, kMaxSide});
+MediaReader::MediaReader(const Layer& layer)
+    : file_(layer.file),
+      is_stream_(IsStream(layer.file)),
+      deinterlaces_(layer.deinterlace),
+      trim_start_ns_(Nanoseconds(layer.trim_start_s)),
+      length_ns_(layer.trim_end_s ? Nanoseconds(*layer.trim_end_s) - trim_start_ns_ : kNoEnd),
+      packet_(av_packet_alloc()),
+      frame_(av_frame_alloc()),
+      unlike_(av_frame_alloc()) {
+  Open();
+  DecodedPicture first;
+  if (!NextFrame(&first)) throw Error("cannot decode " + file_ + ": no picture in it");
+  const AVStream* const stream = format_->streams[stream_];
+  orientation_ = OrientationOf(stream, first.frame.get());
+  const AVRational aspect = av_guess_sample_aspect_ratio(format_.get(), format_->streams[stream_], first.frame.get());
+  const double stretch = aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1;
+  const Size square{std::max(1, static_cast<int>(std::lround(first.frame->width * stretch))), first.frame->height};
+  size_ = orientation_.Turned(square);
+
+  const bool has_sound = !is_stream_ && av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0) >= 0;
+  const std::int64_t sound_ns = has_sound ? FirstSoundNs(file_) : AV_NOPTS_VALUE;
+  const bool sound_first = origin_ns_ != AV_NOPTS_VALUE && sound_ns != AV_NOPTS_VALUE && sound_ns < origin_ns_;
+  if (sound_first) origin_ns_ = sound_ns;
+  const bool again = sound_first || (!is_stream_ && trim_start_ns_ > 0);
+  if (!(again ? BeginPass() : PickFirst(std::move(first)))) {
+    throw Error("cannot decode " + file_ + ": its trim begins where it has ended");
+  }
+  ShrinkTo(Size{kMaxPictureSide, kMaxPictureSide});
 }
 
 void MediaReader::Open() {
-  format_ = OpenMedia(file_);
+  const auto interrupted = [](void* flag) { return static_cast<std::atomic<bool>*>(flag)->load() ? 1 : 0; };
+  codec_.reset();
+  format_.reset();
+  format_ = OpenMedia(file_, {interrupted, &interrupted_});
   stream_ = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (stream_ < 0) throw Error("cannot decode " + file_ + ": no picture in it");
   codec_ = OpenDecoder(file_, format_.get(), stream_);
   frame_duration_ns_ = PictureDurationNs(format_.get(), stream_);
-  draining_ = false;
-  first_pts_ = AV_NOPTS_VALUE;
+  for (unsigned int i = 0; i < format_->nb_streams; ++i) {
+    if (static_cast<int>(i) != stream_) format_->streams[i]->discard = AVDISCARD_ALL;
+  }
+  packets_.clear();
+  decoded_.clear();
+  deinterlacer_.Reset();
+  draining_ = deinterlacer_ends_ = unlike_waits_ = false;
+  pass_damaged_ = 0;
+  next_ns_ = pass_begin_ns_ - trim_start_ns_;
+  if (is_stream_) origin_ns_ = AV_NOPTS_VALUE;  // A sender's clock goes on.
 }
 
-void MediaReader::ShrinkTo(Size size) {
-  if (quarter_turns_ % 2) std::swap(size.width, size.height);
-  picture_size_ = Size{std::clamp(size.width, 1, std::min(frame_->width, kMaxSide)),
-                       std::clamp(size.height, 1, std::min(frame_->height, kMaxSide))};
-  // Planes would lose half of the chroma that a smaller picture still has, and save little.
-  const bool as_it_is =
-      quarter_turns_ == 0 && picture_size_.width == frame_->width && picture_size_.height == frame_->height;
-  plane_format_ = as_it_is ? PlaneFormat(*frame_) : AV_PIX_FMT_NONE;
+// Opening the file again works with every container; seeking does not, and is tried where much is to be left out.
+bool MediaReader::BeginPass() {
+  Open();
+  DecodedPicture first;
+  const bool sought = SeekToTrim();
+  bool found = NextFrame(&first);
+  if (sought && (!found || first.time_ns > pass_begin_ns_ + kRoundingNs)) {
+    Open();
+    found = NextFrame(&first);
+  }
+  return found && PickFirst(std::move(first));
 }
 
-bool MediaReader::DecodeFrame() {
-  return studio::DecodeFrame(format_.get(), codec_.get(), stream_, packet_.get(), frame_.get(), &draining_);
+// Of the pictures before the trimmed part, the last is seen at its beginning.
+bool MediaReader::PickFirst(DecodedPicture first) {
+  DecodedPicture next;
+  bool has_next = false;
+  while (trim_start_ns_ > 0 && first.time_ns <= pass_begin_ns_ + kRoundingNs && (has_next = NextFrame(&next)) &&
+         next.time_ns <= pass_begin_ns_ + kRoundingNs) {
+    std::swap(first, next);
+    has_next = false;
+  }
+  if (!has_next && first.end_ns <= pass_begin_ns_) return false;
+  first.time_ns = pass_begin_ns_;
+  decoded_.push_back(std::move(first));
+  if (has_next) decoded_.push_back(std::move(next));
+  return true;
+}
+
+bool MediaReader::SeekToTrim() {
+  if (is_stream_ || trim_start_ns_ == 0 || origin_ns_ == AV_NOPTS_VALUE) return false;
+  const std::int64_t time = MediaTime(pass_begin_ns_);
+  return avformat_seek_file(format_.get(), stream_, std::numeric_limits<std::int64_t>::min(), time, time, 0) >= 0;
+}
+
+void MediaReader::ShrinkTo(Size size) { shape_ = PictureShape(*decoded_.front().frame, orientation_, size); }
+
+// Of a film time, in the units of the stream.
+std::int64_t MediaReader::MediaTime(std::int64_t time_ns) const {
+  return av_rescale_q(time_ns - pass_begin_ns_ + trim_start_ns_ + origin_ns_, kNanoseconds,
+                      format_->streams[stream_]->time_base);
 }
 
 std::int64_t MediaReader::FrameTime() {
-  const std::int64_t pts = frame_->best_effort_timestamp;
-  if (pts == AV_NOPTS_VALUE) return next_ns_;
-  if (first_pts_ == AV_NOPTS_VALUE) first_pts_ = pts;
-  return start_ns_ + av_rescale_q(pts - first_pts_, format_->streams[stream_]->time_base, kNanoseconds);
+  if (frame_->best_effort_timestamp == AV_NOPTS_VALUE) return next_ns_;
+  const std::int64_t media_ns =
+      av_rescale_q(frame_->best_effort_timestamp, format_->streams[stream_]->time_base, kNanoseconds);
+  if (origin_ns_ == AV_NOPTS_VALUE) origin_ns_ = media_ns;
+  return pass_begin_ns_ + media_ns - origin_ns_ - trim_start_ns_;
+}
+
+int MediaReader::ReadPacket(AVPacket* packet) {
+  if (packets_.empty()) {
+    const int result = av_read_frame(format_.get(), packet);
+    if (result < 0 && result != AVERROR_EOF && result != AVERROR_EXIT) ++pass_damaged_;
+    return result;
+  }
+  av_packet_move_ref(packet, packets_.front().get());
+  packets_.pop_front();
+  return 0;
+}
+
+bool MediaReader::DecodeFrame() {
+  const bool decoded = studio::DecodeFrame([this](AVPacket* packet) { return ReadPacket(packet); }, codec_.get(),
+                                           stream_, packet_.get(), frame_.get(), &draining_, &pass_damaged_);
+  damaged_ = std::max(damaged_.load(), pass_damaged_);
+  if (!decoded) return false;
+  frame_->pts = FrameTime();
+  next_ns_ = frame_->pts + frame_duration_ns_;
+  return true;
+}
+
+// Decodes the next frame, and makes it whole where it is interlaced.
+bool MediaReader::NextFrame(DecodedPicture* picture) {
+  for (bool whole = false; !whole;) {
+    if (deinterlacer_.is_used()) {
+      if (deinterlacer_.Pull(frame_.get())) break;
+      if (deinterlacer_ends_) deinterlacer_.Reset();
+      deinterlacer_ends_ = false;
+    }
+    if (unlike_waits_) {
+      av_frame_unref(frame_.get());
+      av_frame_move_ref(frame_.get(), unlike_.get());
+      unlike_waits_ = false;
+    } else if (!DecodeFrame()) {
+      if (!deinterlacer_.is_used()) return false;
+      deinterlacer_ends_ = true;
+      deinterlacer_.Push(nullptr);
+      continue;
+    }
+    if (!deinterlacer_.Takes(*frame_)) {
+      av_frame_move_ref(unlike_.get(), frame_.get());
+      unlike_waits_ = deinterlacer_ends_ = true;
+      deinterlacer_.Push(nullptr);
+      continue;
+    }
+    const bool interlaced = frame_->interlaced_frame != 0 || deinterlacer_.is_used();
+    whole = !deinterlaces_ || !interlaced || !deinterlacer_.Push(frame_.get());
+  }
+  picture->time_ns = frame_->pts;
+  picture->end_ns = frame_->pts + frame_duration_ns_;
+  picture->frame.reset(av_frame_alloc());
+  if (!picture->frame) return false;
+  av_frame_move_ref(picture->frame.get(), frame_.get());
+  return true;
+}
+
+bool MediaReader::Decode(DecodedPicture* picture) {
+  if (decoded_.empty()) {
+    if (pass_over_ || !NextFrame(picture)) return false;
+  } else {
+    *picture = std::move(decoded_.front());
+    decoded_.pop_front();
+  }
+  const std::int64_t end_ns = length_ns_ == kNoEnd ? kNoEnd : pass_begin_ns_ + length_ns_;
+  pass_over_ = picture->time_ns + kRoundingNs >= end_ns;
+  pass_end_ns_ = pass_over_ ? end_ns : std::min(picture->end_ns, end_ns);
+  return !pass_over_;
 }
 
 bool MediaReader::Next(Picture* picture) {
-  if (!frame_waits_ && !DecodeFrame()) return false;
-  frame_waits_ = false;
-  const PictureForm form = form_;
-  picture->planes.reset();
-  const bool has_planes = plane_format_ != AV_PIX_FMT_NONE;
-  if (has_planes && form != PictureForm::kPixels && !TakePlanes(picture)) return false;
-  if ((!has_planes || form != PictureForm::kPlanes) && !TakePixels(picture)) return false;
-  picture->time_ns = FrameTime();
-  next_ns_ = picture->time_ns + frame_duration_ns_;
-  return true;
+  DecodedPicture decoded;
+  return Decode(&decoded) && PictureConverter(shape_).Convert(*decoded.frame, PictureForm::kPixels, picture);
 }
 
-bool MediaReader::Rewind() {
-  start_ns_ = next_ns_;
-  // Opening the file again works with every container; seeking does not.
+bool MediaReader::Rewind(std::int64_t wanted_ns) {
+  const std::int64_t length_ns = pass_end_ns_ - pass_begin_ns_;
+  const std::int64_t left_out = length_ns > 0 ? std::max(wanted_ns - pass_end_ns_, std::int64_t{0}) / length_ns : 0;
+  pass_begin_ns_ = pass_end_ns_ + left_out * length_ns;
+  pass_over_ = false;
   try {
-    Open();
+    return BeginPass();
   } catch (const Error&) {
+    pass_over_ = true;
     return false;
   }
-  return true;
 }
 
-bool MediaReader::TakePlanes(Picture* picture) {
-  bool full_range = frame_->color_range == AVCOL_RANGE_JPEG;
-  const AVPixelFormat from = PlainFormat(frame_->format, &full_range);
-  picture->size = picture_size_;
-  picture->opaque = true;
-  picture->layout = LayoutOf(plane_format_);
-  picture->matrix = MatrixOf(*frame_);
-  picture->range = full_range ? GsVideoTexture::kRangeFull : GsVideoTexture::kRangeLimited;
-  picture->site = SiteOf(*frame_);
-  if (from == plane_format_ && frame_->width == picture_size_.width && frame_->height == picture_size_.height &&
-      RowsGoDown(*frame_)) {
-    picture->planes.reset(av_frame_clone(frame_.get()), AvDeleter());
-    return picture->planes != nullptr;
-  }
-  // Ten bits to be packed otherwise, or a picture in the middle of the media that is unlike the first.
-  AvFrame planes(av_frame_alloc());
-  if (!planes) return false;
-  planes->format = plane_format_;
-  planes->width = picture_size_.width;
-  planes->height = picture_size_.height;
-  if (av_frame_get_buffer(planes.get(), kRowAlignment) < 0) return false;
-  plane_scaler_.reset(sws_getCachedContext(plane_scaler_.release(), frame_->width, frame_->height, from,
-                                           picture_size_.width, picture_size_.height, plane_format_,
-                                           SWS_BILINEAR | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr, nullptr, nullptr));
-  if (!plane_scaler_) return false;
-  const int* table = sws_getCoefficients(Coefficients(*frame_));
-  sws_setColorspaceDetails(plane_scaler_.get(), table, full_range, table, full_range, 0, 1 << 16, 1 << 16);
-  sws_scale(plane_scaler_.get(), frame_->data, frame_->linesize, 0, frame_->height, planes->data, planes->linesize);
-  picture->planes = std::move(planes);
-  return true;
+void MediaReader::SetHurry(bool hurry) {
+  if (codec_ && !is_stream_) codec_->skip_frame = hurry ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
 }
 
-bool MediaReader::TakePixels(Picture* picture) {
-  bool full_range = frame_->color_range == AVCOL_RANGE_JPEG;
-  const AVPixelFormat from = PlainFormat(frame_->format, &full_range);
-  const bool shrinks = picture_size_.width < frame_->width || picture_size_.height < frame_->height;
-  scaler_.reset(sws_getCachedContext(scaler_.release(), frame_->width, frame_->height, from, picture_size_.width,
-                                     picture_size_.height, AV_PIX_FMT_RGBA,
-                                     (shrinks ? SWS_AREA : SWS_BILINEAR) | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr,
-                                     nullptr, nullptr));
-  picture->size = picture_size_;
-  picture->stride = AlignedRow(picture_size_.width);
-  picture->opaque = !HasAlpha(*frame_);
-  picture->pixels.resize(static_cast<std::size_t>(picture->stride) * picture_size_.height + kRowAlignment);
-  if (!scaler_) return false;
-  const int* table = sws_getCoefficients(Coefficients(*frame_));
-  sws_setColorspaceDetails(scaler_.get(), table, full_range, table, 1, 0, 1 << 16, 1 << 16);
-  std::uint8_t* const rows[4] = {picture->pixels.data()};
-  const int strides[4] = {picture->stride};
-  sws_scale(scaler_.get(), frame_->data, frame_->linesize, 0, frame_->height, rows, strides);
-
-  if (quarter_turns_ != 0) {
-    Size size;
-    int stride = 0;
-    Turn(*picture, quarter_turns_, &turned_, &size, &stride);
-    picture->pixels.swap(turned_);
-    picture->size = size;
-    picture->stride = stride;
+// Seeking would find the same picture, but not with every container, and does not tell beforehand whether it is ahead.
+void MediaReader::SkipTo(std::int64_t time_ns) {
+  if (is_stream_ || !format_ || origin_ns_ == AV_NOPTS_VALUE || draining_ || !packets_.empty()) return;
+  // The last picture of the trimmed part may be the one that stays.
+  const std::int64_t last_ns = length_ns_ == kNoEnd ? kNoEnd : pass_begin_ns_ + length_ns_ - 2 * kRoundingNs;
+  const std::int64_t wanted = MediaTime(std::min(time_ns, last_ns));
+  const std::int64_t delay =
+      av_rescale_q(codec_->has_b_frames * frame_duration_ns_, kNanoseconds, format_->streams[stream_]->time_base);
+  bool found = false;
+  while (packets_.size() < kMaxPacketsAhead) {
+    AvPacket packet(av_packet_alloc());
+    if (!packet || av_read_frame(format_.get(), packet.get()) < 0) break;
+    if (packet->stream_index != stream_) continue;
+    // Containers without times of pictures have those of packets, which come earlier.
+    const std::int64_t pts =
+        packet->pts != AV_NOPTS_VALUE || packet->dts == AV_NOPTS_VALUE ? packet->pts : packet->dts + delay;
+    const bool skips = (packet->flags & AV_PKT_FLAG_KEY) != 0 && pts != AV_NOPTS_VALUE && pts <= wanted;
+    const bool passed = packet->dts != AV_NOPTS_VALUE ? packet->dts > wanted : pts > wanted;
+    if (skips) packets_.clear();
+    found = found || skips;
+    packets_.push_back(std::move(packet));
+    if (passed) break;
   }
-  return true;
+  if (!found) return;
+  avcodec_flush_buffers(codec_.get());
+  deinterlacer_.Reset();
+  deinterlacer_ends_ = unlike_waits_ = false;
+  decoded_.clear();
 }
 
 }  // namespace studio

@@ -13,6 +13,7 @@
 #include "studio/error.h"
 #include "studio/film_inputs.h"
 #include "studio/layer_text.h"
+#include "studio/media_file.h"
 
 namespace studio {
 namespace {
@@ -81,7 +82,7 @@ struct Node {
 std::string MediaPath(const Node& node, const std::filesystem::path& folder) {
   const std::string name = node.Text();
   if (name.empty()) node.Fail("no file is named");
-  return name.find("://") == std::string::npos ? (folder / name).string() : name;
+  return name.find("://") == std::string::npos && name != kStandardInput ? (folder / name).string() : name;
 }
 
 Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
@@ -120,6 +121,10 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       layer.filter = value.Parsed(ParseFilter);
     } else if (key == "volume") {
       layer.volume = static_cast<float>(value.Number());
+    } else if (key == "trim") {
+      value.Parsed([&layer](const std::string& text) { ParseTrim(text, &layer); });
+    } else if (key == "deinterlace") {
+      layer.deinterlace = value.Parsed(ParseDeinterlace);
     } else {
       value.Fail("unknown key");
     }
@@ -128,6 +133,8 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
   if (layer.kind == LayerKind::kColor && layer.filter != LayerFilter::kNone) node.Fail("a colour takes no filter");
   if (layer.kind != LayerKind::kVideo && layer.loop) node.Fail("only a video loops");
   if (layer.kind != LayerKind::kVideo && layer.volume != 1) node.Fail("only a video has a volume");
+  if (layer.kind != LayerKind::kVideo && !TrimText(layer).empty()) node.Fail("only a video is trimmed");
+  if (layer.kind != LayerKind::kVideo && !layer.deinterlace) node.Fail("only a video is deinterlaced");
   return layer;
 }
 
@@ -206,12 +213,13 @@ std::string ColorText(const Color& color) {
 
 // How a file is named in a scene file of `folder`.
 std::string NameFrom(const std::filesystem::path& folder, const std::string& file) {
-  if (file.find("://") != std::string::npos) return file;
+  if (file.find("://") != std::string::npos || file == kStandardInput) return file;
   namespace fs = std::filesystem;
   const fs::path path(file);
   // Links to folders are followed, so that ".." leads where it seems to; a file that is a link keeps its name.
   const fs::path parent = fs::weakly_canonical(fs::absolute(path).parent_path());
-  return (parent / path.filename()).lexically_proximate(fs::weakly_canonical(folder)).string();
+  const std::string name = (parent / path.filename()).lexically_proximate(fs::weakly_canonical(folder)).string();
+  return name == kStandardInput ? "./" + name : name;
 }
 
 std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
@@ -236,6 +244,8 @@ std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
   if (has(layer.drift_px_s)) add("drift", Pair(layer.drift_px_s.x, layer.drift_px_s.y));
   if (layer.loop) add("loop", "true");
   if (layer.volume != defaults.volume) add("volume", Number(layer.volume));
+  if (const std::string trim = TrimText(layer); !trim.empty()) add("trim", Quoted(trim));
+  if (!layer.deinterlace) add("deinterlace", "\"off\"");
   if (layer.filter != LayerFilter::kNone) add("filter", layer.filter == LayerFilter::kBlur ? "\"blur\"" : "\"grey\"");
   return "{" + text + "}";
 }

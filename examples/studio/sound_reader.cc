@@ -1,6 +1,7 @@
 #include "studio/sound_reader.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "studio/error.h"
@@ -11,7 +12,7 @@ namespace {
 // Containers round times to milliseconds, or worse: what is less off than this goes on where the last frame ended.
 constexpr std::int64_t kTolerance = kSoundRate / 50;
 
-// When a video's pictures begin, and how long they last, as MediaReader has it.
+// When a video's pictures begin on its own clock, and how long they last.
 struct PictureSpan {
   std::int64_t begin_ns = AV_NOPTS_VALUE;
   std::int64_t length_ns = 0;
@@ -63,10 +64,26 @@ std::unique_ptr<SoundReader> SoundReader::OfVideo(const Layer& layer, std::int64
   std::unique_ptr<SoundReader> reader(new SoundReader(layer.file, layer.volume, 0, start_ns));
   if (!reader->Open() || !reader->Begin()) return nullptr;
   const PictureSpan pictures = MeasurePictures(layer.file, layer.loop);
-  reader->first_ns_ = pictures.begin_ns;
-  reader->pass_length_ns_ = pictures.length_ns;
+  // The media begins with its first picture or sound, and is trimmed from there, as MediaReader has it.
+  const auto nanoseconds = [](double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); };
+  const std::int64_t trim_start_ns = nanoseconds(layer.trim_start_s);
+  const std::int64_t sound_ns = reader->FrameNs();
+  const bool sound_first =
+      pictures.begin_ns == AV_NOPTS_VALUE || (sound_ns != AV_NOPTS_VALUE && sound_ns < pictures.begin_ns);
+  const std::int64_t begin_ns = sound_first ? sound_ns : pictures.begin_ns;
+  if (begin_ns != AV_NOPTS_VALUE) reader->first_ns_ = begin_ns + trim_start_ns;
+  std::int64_t length_ns = 0;
+  if (layer.loop && pictures.length_ns > 0) {
+    length_ns = std::max(pictures.length_ns + pictures.begin_ns - begin_ns - trim_start_ns, std::int64_t{1});
+  }
+  if (layer.trim_end_s) {
+    const std::int64_t trimmed_ns = nanoseconds(*layer.trim_end_s) - trim_start_ns;
+    length_ns = length_ns > 0 ? std::min(length_ns, trimmed_ns) : trimmed_ns;
+  }
+  reader->pass_length_ns_ = length_ns;
+  reader->loops_ = layer.loop;
   // The passes before the film's start need not be read.
-  if (pictures.length_ns > 0) reader->pass_begin_ns_ = start_ns / pictures.length_ns * pictures.length_ns;
+  if (layer.loop && length_ns > 0) reader->pass_begin_ns_ = start_ns / length_ns * length_ns;
   return reader;
 }
 
@@ -82,6 +99,12 @@ bool SoundReader::Open() {
   }
   draining_ = pass_decodes_ = pass_heard_ = pass_over_ = false;
   return true;
+}
+
+// When the frame that has been decoded is heard, on the media's own clock.
+std::int64_t SoundReader::FrameNs() const {
+  const std::int64_t pts = frame_->best_effort_timestamp;
+  return pts == AV_NOPTS_VALUE ? pts : av_rescale_q(pts, format_->streams[stream_]->time_base, kNanoseconds);
 }
 
 // Decodes the first frame. Returns false when there is none.
@@ -134,7 +157,7 @@ bool SoundReader::DecodeMore() {
 }
 
 bool SoundReader::NextPass() {
-  if (pass_length_ns_ == 0 || !pass_decodes_ || interrupted_) return false;
+  if (!loops_ || pass_length_ns_ == 0 || !pass_decodes_ || interrupted_) return false;
   pass_begin_ns_ += pass_length_ns_;
   resampler_.reset();
   // Opening the file again works with every container; seeking does not.

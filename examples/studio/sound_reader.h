@@ -22,9 +22,9 @@ class SoundReader {
  public:
   // Reads from the film time `start_ns` on. Throws Error.
   SoundReader(const Sound& sound, std::int64_t start_ns);
-  // The same for the sound of a video layer, which keeps to its pictures: it begins with the first one and, where the
-  // layer starts again, ends after the last one. Null when there is none to hear. A video that is a stream is silent:
-  // it cannot be opened once more.
+  // The same for the sound of a video layer, which keeps to its pictures: it is silent until it begins, is trimmed as
+  // they are and, where the layer starts again, ends after the last one. Null when there is none to hear. A video that
+  // is a stream is silent: it cannot be opened once more.
   static std::unique_ptr<SoundReader> OfVideo(const Layer& layer, std::int64_t start_ns);
   SoundReader(const SoundReader&) = delete;
   SoundReader& operator=(const SoundReader&) = delete;
@@ -44,6 +44,7 @@ class SoundReader {
 
   bool Open();
   bool Begin();
+  std::int64_t FrameNs() const;
   bool DecodeFrame();
   bool DecodeMore();
   bool NextPass();
@@ -73,7 +74,8 @@ class SoundReader {
 
   std::int64_t first_ns_ = AV_NOPTS_VALUE;  // The media's own time at which the sound, or its picture, begins.
   std::int64_t pass_begin_ns_;              // The film time of that; a video that starts again has several passes.
-  std::int64_t pass_length_ns_ = 0;         // 0: there is but one pass.
+  std::int64_t pass_length_ns_ = 0;         // 0: until the end.
+  bool loops_ = false;                      // There are more passes than one.
   bool pass_decodes_ = false;               // It has had a frame.
   bool pass_heard_ = false;                 // Some of it is read.
   bool pass_over_ = false;

@@ -1,86 +1,165 @@
 #include "studio/video_player.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace studio {
 namespace {
 
-constexpr int kPicturesAhead = 4;
-constexpr std::int64_t kRoundingNs = 1000000;  // Containers round times to milliseconds.
+constexpr std::size_t kPicturesAhead = 4;
+constexpr std::int64_t kRoundingNs = 1000000;     // Containers round times to milliseconds.
+constexpr std::int64_t kBehindNs = 100000000;     // From here on pictures are left out that no other one needs,
+constexpr std::int64_t kFarBehindNs = 250000000;  // and from here on all until one that needs no other one.
 
 }  // namespace
 
 VideoPlayer::VideoPlayer(std::unique_ptr<MediaReader> reader, bool loop, bool offline, std::int64_t start_ns)
-    : reader_(std::move(reader)), loop_(loop), free_(kPicturesAhead) {
-  DecodeUntil(start_ns + kRoundingNs);
-  if (!offline) thread_ = std::thread(&VideoPlayer::Run, this);
+    : reader_(std::move(reader)),
+      loop_(loop),
+      offline_(offline),
+      ahead_(reader_->shape()),
+      in_time_(reader_->shape()),
+      due_ns_(start_ns + kRoundingNs) {
+  reader_->SkipTo(due_ns_);
+  while (!ended_ && (entries_.empty() || entries_.back()->decoded.time_ns <= due_ns_)) {
+    auto entry = std::make_shared<Entry>();
+    ended_ = !Decode(&entry->decoded, due_ns_);
+    if (!ended_) entries_.push_back(std::move(entry));
+    DropPassed();
+  }
+  thread_ = std::thread(&VideoPlayer::Run, this);
 }
 
 VideoPlayer::~VideoPlayer() {
+  reader_->Interrupt();
   {
     std::lock_guard<std::mutex> lock(mutex_);
     stop_ = true;
   }
   wanted_.notify_one();
-  if (thread_.joinable()) thread_.join();
+  thread_.join();
 }
 
 const Picture* VideoPlayer::Take(std::int64_t film_ns) {
+  std::unique_lock<std::mutex> lock(mutex_);
   film_ns += kRoundingNs;
-  if (!thread_.joinable()) DecodeUntil(film_ns);
-  bool taken = false;
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    while (!ready_.empty() && ready_.front().time_ns <= film_ns) {
-      std::swap(current_, ready_.front());
-      free_.push_back(std::move(ready_.front()));
-      ready_.pop_front();
-      taken = true;
-    }
+  if (film_ns > due_ns_) period_ns_ = film_ns - due_ns_;
+  due_ns_ = film_ns;
+  if (offline_) {
+    wanted_.notify_one();
+    changed_.wait(lock, [&] { return ended_ || (!entries_.empty() && entries_.back()->decoded.time_ns > film_ns); });
   }
-  if (taken) wanted_.notify_one();
-  return taken ? &current_ : nullptr;
+  const auto chosen = Choose();
+  if (chosen == entries_.end()) return nullptr;
+  const std::shared_ptr<Entry> entry = *chosen;
+  entries_.erase(entries_.begin(), std::next(chosen));
+  wanted_.notify_one();
+  if (entry->stage == Stage::kDecoded) Convert(entry, &in_time_, &lock);
+  changed_.wait(lock, [&] { return entry->stage == Stage::kConverted; });
+  if (!entry->good) return nullptr;
+  std::swap(current_, entry->picture);
+  if (free_.size() < kPicturesAhead) free_.push_back(std::move(entry->picture));
+  return &current_;
 }
 
-// Decodes until a picture that is not yet due is ready; of those that are, the newest is kept.
-void VideoPlayer::DecodeUntil(std::int64_t film_ns) {
-  while (!ended_ && (ready_.empty() || ready_.back().time_ns <= film_ns)) {
-    Picture picture;
-    if (!free_.empty()) {
-      picture = std::move(free_.back());
-      free_.pop_back();
+// The picture that is due, or while one is left out after the other, the last one that is ready.
+VideoPlayer::Entries::iterator VideoPlayer::Choose() {
+  auto newest = entries_.end(), ready = entries_.end();
+  for (auto entry = entries_.begin(); entry != entries_.end() && (*entry)->decoded.time_ns <= due_ns_; ++entry) {
+    newest = entry;
+    if ((*entry)->stage == Stage::kConverted) ready = entry;
+  }
+  return offline_ || ready == entries_.end() ? newest : ready;
+}
+
+// Of the pictures that are due, all but the newest have been late already; those that are converted stay, for they can
+// be shown at once.
+void VideoPlayer::DropPassed() {
+  for (std::size_t i = 0; i + 1 < entries_.size();) {
+    const bool passed = entries_[i + 1]->decoded.time_ns <= due_ns_ && entries_[i]->stage == Stage::kDecoded;
+    if (passed) {
+      entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(i));
+    } else {
+      ++i;
     }
-    if (!Decode(&picture)) {
-      ended_ = true;
-      free_.push_back(std::move(picture));
-      return;
-    }
-    if (!ready_.empty() && picture.time_ns <= film_ns) {
-      free_.push_back(std::move(ready_.back()));
-      ready_.pop_back();
-    }
-    ready_.push_back(std::move(picture));
   }
 }
 
-bool VideoPlayer::Decode(Picture* picture) {
-  if (reader_->Next(picture)) return true;
-  return loop_ && reader_->Rewind() && reader_->Next(picture);
+// Whether something between the two times will be asked for, if it goes on as before.
+bool VideoPlayer::WillBeTaken(std::int64_t begin_ns, std::int64_t end_ns) const {
+  if (period_ns_ == 0) return true;
+  const std::int64_t periods = std::max<std::int64_t>(1, (begin_ns - due_ns_ + period_ns_ - 1) / period_ns_);
+  return due_ns_ + periods * period_ns_ < end_ns;
+}
+
+std::shared_ptr<VideoPlayer::Entry> VideoPlayer::NextToConvert() {
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    const Entry& entry = *entries_[i];
+    if (entry.stage != Stage::kDecoded) continue;
+    const bool has_next = i + 1 < entries_.size();
+    const std::int64_t begin_ns = entry.decoded.time_ns;
+    if (begin_ns <= due_ns_) {
+      // A late one, perhaps with a better one behind it: worth the while if there is nothing else to show.
+      if (has_next || ended_ || (!offline_ && i == 0)) return entries_[i];
+    } else {
+      const std::int64_t end_ns = has_next ? entries_[i + 1]->decoded.time_ns : entry.decoded.end_ns;
+      if (WillBeTaken(begin_ns, end_ns)) return entries_[i];
+    }
+  }
+  return nullptr;
+}
+
+void VideoPlayer::Convert(const std::shared_ptr<Entry>& entry, PictureConverter* converter,
+                          std::unique_lock<std::mutex>* lock) {
+  entry->stage = Stage::kConverting;
+  if (!free_.empty()) {
+    entry->picture = std::move(free_.back());
+    free_.pop_back();
+  }
+  lock->unlock();
+  entry->good = converter->Convert(*entry->decoded.frame, form_, &entry->picture);
+  entry->decoded.frame.reset();
+  lock->lock();
+  entry->stage = Stage::kConverted;
+  changed_.notify_all();
+}
+
+// Returns false at the end.
+bool VideoPlayer::Decode(DecodedPicture* decoded, std::int64_t due_ns) {
+  if (reader_->Decode(decoded)) return true;
+  return loop_ && reader_->Rewind(due_ns) && reader_->Decode(decoded);
+}
+
+// Sees to it that decoding does not stay behind.
+void VideoPlayer::Hurry(std::int64_t behind_ns, std::int64_t due_ns) {
+  reader_->SetHurry(behind_ns > kBehindNs);
+  if (behind_ns > kFarBehindNs) reader_->SkipTo(due_ns);
 }
 
 void VideoPlayer::Run() {
-  while (!ended_) {
-    Picture picture;
-    {
-      std::unique_lock<std::mutex> lock(mutex_);
-      wanted_.wait(lock, [this] { return stop_ || !free_.empty(); });
-      if (stop_) return;
-      picture = std::move(free_.back());
-      free_.pop_back();
+  std::int64_t decoded_ns = due_ns_;  // Where the last picture ended.
+  std::unique_lock<std::mutex> lock(mutex_);
+  while (!stop_) {
+    DropPassed();
+    if (const std::shared_ptr<Entry> entry = NextToConvert()) {
+      Convert(entry, &ahead_, &lock);
+      continue;
     }
-    ended_ = !Decode(&picture);
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (!ended_) ready_.push_back(std::move(picture));
+    if (ended_ || entries_.size() > kPicturesAhead) {
+      wanted_.wait(lock);
+      continue;
+    }
+    const std::int64_t due_ns = due_ns_;
+    lock.unlock();
+    auto entry = std::make_shared<Entry>();
+    if (!offline_) Hurry(due_ns - decoded_ns, due_ns);
+    const bool decoded = Decode(&entry->decoded, due_ns);
+    lock.lock();
+    if (decoded) decoded_ns = entry->decoded.end_ns;
+    if (decoded) entries_.push_back(std::move(entry));
+    ended_ = !decoded;
+    changed_.notify_all();
   }
 }
 

@@ -83,6 +83,9 @@ void ExpectSame(const Layer& a, const Layer& b) {
   EXPECT_EQ(a.loop, b.loop);
   EXPECT_EQ(a.filter, b.filter);
   EXPECT_EQ(a.volume, b.volume);
+  EXPECT_EQ(a.trim_start_s, b.trim_start_s);
+  EXPECT_EQ(a.trim_end_s, b.trim_end_s);
+  EXPECT_EQ(a.deinterlace, b.deinterlace);
 }
 
 void ExpectSame(const Sound& a, const Sound& b) {
@@ -126,6 +129,11 @@ TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
   scene.layers.push_back(video);
   video.loop = false;
   video.filter = LayerFilter::kNone;
+  video.trim_start_s = 1 / 3.0;
+  video.deinterlace = false;
+  scene.layers.push_back(video);
+  video.file = "-";
+  video.trim_end_s = 1e3 / 7;
   scene.layers.push_back(video);
 
   scene.sounds = {Sound{Path("a.wav"), 1, 0}, Sound{Path("b \"c\".wav"), 0.1f, 1 / 3.0}};
