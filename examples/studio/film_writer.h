@@ -9,12 +9,15 @@
 
 #include "studio/av.h"
 #include "studio/description.h"
+#include "studio/film_kinds.h"
+#include "studio/picture_encoder.h"
 #include "studio/sound_encoder.h"
 
 namespace studio {
 
 // A file is written under a name of its own and gets the film's name once it is complete, so that a failure leaves
-// nothing broken behind. A stream outlives its receiver: what cannot be sent is counted and forgotten.
+// nothing broken behind. Pipes, and films of many files, are written as they are; a pipe's reader that goes away is an
+// error. A stream outlives its receiver: what cannot be sent is counted and forgotten.
 //
 // One thread at a time, except GiveUp.
 class FilmWriter {
@@ -27,8 +30,8 @@ class FilmWriter {
   FilmWriter(const FilmWriter&) = delete;
   FilmWriter& operator=(const FilmWriter&) = delete;
 
-  // A frame as Write takes it, with memory of its own.
-  AvFrame NewFrame() const { return NewFrame(frame_format_); }
+  // A frame as Write takes it, with memory of its own. To be asked of a film with pictures only, as is its encoder.
+  AvFrame NewFrame() const { return picture_->NewFrame(); }
   // Encodes a frame; `index` is its place in the film, in frame periods. Throws Error.
   void Write(AVFrame* frame, std::int64_t index);
   // Encodes a block of sound, as NewSoundBlock makes it; `index` is its place in the film, in sound frames. The film
@@ -40,7 +43,8 @@ class FilmWriter {
   // Thread: any.
   void GiveUp(double seconds);
 
-  const std::string& encoder_name() const { return encoder_name_; }
+  std::string encoder_name() const { return picture_->codec()->codec->name; }
+  bool has_picture() const { return picture_ != nullptr; }
   bool has_sound() const { return sound_ != nullptr; }
   // To be asked of a film with sound only.
   std::string sound_encoder_name() const { return sound_->codec()->codec->name; }
@@ -48,15 +52,12 @@ class FilmWriter {
   std::uint64_t lost_packets() const { return lost_packets_; }
 
  private:
-  struct Container;
-
-  void OpenEncoder(const Description& description, const Container& container);
-  bool TryEncoder(const AVCodec* codec, const Description& description);
-  void OpenSound(const Description& description, const Container& container);
+  void OpenSound(const Description& description, const FilmKind& kind);
   AVStream* AddStream(const AVCodecContext* codec);
-  void OpenFile();
-  AvFrame NewFrame(AVPixelFormat format) const;
-  void Encode(const AVFrame* frame);
+  void ChoosePath(const Description& description, const FilmKind& kind);
+  void OpenFile(const FilmKind& kind);
+  std::string PartialFile() const { return target_ + ".part"; }
+  PictureEncoder::Sink PictureSink();
   SoundEncoder::Sink SoundSink();
   void WritePacket(AVPacket* packet, AVStream* stream, AVRational time_base);
   void CheckEncoded(int result) const;
@@ -64,20 +65,14 @@ class FilmWriter {
   static int Interrupted(void* writer);
 
   const std::string target_;  // The film's name or URL.
-  std::string path_;          // What is written to.
-  bool is_stream_ = false;
-  bool fills_gaps_ = false;  // The container has no times: a frame that is missing is shown by the next.
-  AVPixelFormat frame_format_ = AV_PIX_FMT_NONE;
-  Size size_;
+  const bool is_stream_;
+  std::string path_;         // What is written to, as FFmpeg has it.
+  bool is_partial_ = false;  // That is a file which gets the film's name at the end.
+  bool finished_ = false;
 
   AVFormatContext* format_ = nullptr;
-  AvCodec codec_;
-  AvPacket packet_;
-  AvScaler scaler_;  // From the frames' layout to the encoder's; null where they are the same.
-  AvFrame converted_;
+  std::unique_ptr<PictureEncoder> picture_;
   std::unique_ptr<SoundEncoder> sound_;  // Null for a film without.
-  std::string encoder_name_;
-  std::int64_t next_index_ = 0;
   std::uint64_t lost_packets_ = 0;
   std::atomic<std::int64_t> give_up_ns_{0};
 };
