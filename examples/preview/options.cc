@@ -9,6 +9,7 @@
 #include "studio/layer_options.h"
 #include "studio/layer_text.h"
 #include "studio/scene_file.h"
+#include "studio/version_text.h"
 
 namespace preview {
 namespace {
@@ -47,6 +48,9 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
       app.add_option("--window", window, "The window's size in pixels (the canvas' and a margin)")->type_name("WxH");
   app.add_flag("--play", options.play, "Start playing at once");
   app.add_flag("--verbose", options.description.verbose, "Show the messages of Quarn and FFmpeg");
+
+  app.set_version_flag("--version", studio::VersionText("quarn-preview"),
+                       "Print the versions of this program and its libraries");
 
   try {
     app.parse(argc, argv);

@@ -6,6 +6,7 @@
 
 #include "studio/error.h"
 #include "studio/film_writer.h"
+#include "studio/output_name.h"
 
 namespace preview {
 namespace {
@@ -22,7 +23,9 @@ Description FilmOf(Description description) {
 }  // namespace
 
 void ValidateRecording(const Description& description) {
-  if (description.IsStill()) throw studio::UsageError("cannot record to " + description.output + ": it is no film");
+  if (description.IsStill() || !description.HasPicture() || studio::IsPipe(description.output)) {
+    throw studio::UsageError("cannot record to " + description.output + ": it is no film");
+  }
   studio::Validate(description);
 }
 

@@ -5,20 +5,21 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <string>
+#include <optional>
 
 #include "record/options.h"
+#include "record/progress.h"
 #include "record/recorder.h"
 #include "studio/description.h"
 #include "studio/error.h"
 #include "studio/log.h"
+#include "studio/output_name.h"
 #include "studio/sound_format.h"
 
 namespace {
@@ -49,58 +50,10 @@ void HandleSignals() {
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
-double Decibels(float level) { return 20 * std::log10(static_cast<double>(level)); }
-
-std::string Bar(int done, int width) { return "[" + std::string(done, '#') + std::string(width - done, '.') + "]"; }
-
-// The level of the sound on a scale of decibels.
-std::string Meter(float level) {
-  constexpr int kWidth = 10;
-  constexpr double kLowest = -40;
-  const double share = level > 0 ? 1 - Decibels(level) / kLowest : 0;
-  char text[16];
-  std::snprintf(text, sizeof(text), " %.2f", static_cast<double>(level));
-  return ", sound " + Bar(static_cast<int>(std::lround(std::clamp(share, 0.0, 1.0) * kWidth)), kWidth) + text;
-}
-
-// On terminals only; cleared at the end.
-class ProgressBar {
- public:
-  explicit ProgressBar(std::uint64_t frames) : frames_(frames), shown_(isatty(STDERR_FILENO) != 0) {}
-  ~ProgressBar() {
-    if (shown_) std::fprintf(stderr, "\r\033[K");
-  }
-
-  void Show(const studio::Status& status) {
-    if (!shown_) return;
-    if (status.level) level_ = std::max(level_, *status.level);
-    if (status.seconds <= 0 || status.seconds - last_s_ < 0.1) return;
-    last_s_ = status.seconds;
-    char counts[80];
-    std::snprintf(counts, sizeof(counts), " %llu of %llu frames, %.1f fps",
-                  static_cast<unsigned long long>(status.counts.delivered), static_cast<unsigned long long>(frames_),
-                  static_cast<double>(status.counts.delivered) / status.seconds);
-    const std::string text = counts + (status.level ? Meter(level_) : std::string());
-    level_ = 0;
-    // The whole of it fits a terminal's line.
-    const int width = std::clamp(kLine - 2 - static_cast<int>(text.size()), 10, 40);
-    const int done = static_cast<int>(status.counts.delivered * width / frames_);
-    std::fprintf(stderr, "\r%s%s\033[K", Bar(done, width).c_str(), text.c_str());
-  }
-
- private:
-  static constexpr int kLine = 79;
-
-  const std::uint64_t frames_;
-  const bool shown_;
-  double last_s_ = -1;
-  float level_ = 0;  // Since it was shown last.
-};
-
 void PrintSound(const studio::Summary::Sound& sound) {
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
   std::printf("  sound: %s, peak %.2f", sound.encoder.c_str(), static_cast<double>(sound.mix.peak));
-  if (sound.mix.peak > 0) std::printf(" (%.1f dB)", Decibels(sound.mix.peak));
+  if (sound.mix.peak > 0) std::printf(" (%.1f dB)", studio::Decibels(sound.mix.peak));
   std::printf(", %s\n", sound.mix.underruns.empty() ? "no underrun" : "underruns:");
   const auto seconds = [](std::uint64_t blocks) {
     return static_cast<double>(blocks) * studio::kSoundBlock / studio::kSoundRate;
@@ -117,6 +70,11 @@ void PrintSound(const studio::Summary::Sound& sound) {
 
 void PrintSummary(const studio::Description& description, const studio::Summary& summary,
                   const studio::StageTimes& times) {
+  if (!description.HasPicture()) {
+    std::printf("%s: %.2f s%s\n", description.output.c_str(), summary.seconds, g_signals ? ", ended early" : "");
+    if (summary.sound) PrintSound(*summary.sound);
+    return;
+  }
   const studio::FilmCounts& counts = summary.counts;
   const studio::Size size = description.OutputSize();
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
@@ -144,25 +102,36 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
   std::printf("delivery %.2f, encode %.2f\n", milliseconds(times.delivery), milliseconds(times.encode));
 }
 
+// A film that goes to the standard output has it for itself: all else is printed to the error output.
+void KeepOutputForFilm(studio::Description* description) {
+  const std::optional<int> descriptor = studio::DescriptorOf(description->output);
+  if (!descriptor) return;
+  description->output_descriptor = dup(*descriptor);
+  if (description->output_descriptor < 0) throw studio::Error("cannot write " + description->output + ": it is closed");
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
 int Run(int argc, char** argv) {
-  const std::optional<studio::Description> description = studio::ParseCommandLine(argc, argv);
-  if (!description) return EXIT_SUCCESS;
-  studio::ShowLog(description->verbose ? studio::LogShown::kEverything : studio::LogShown::kNothing);
+  std::optional<studio::Options> options = studio::ParseCommandLine(argc, argv);
+  if (!options) return EXIT_SUCCESS;
+  studio::Description& description = options->description;
+  studio::ShowLog(description.verbose ? studio::LogShown::kEverything : studio::LogShown::kNothing);
   HandleSignals();
+  KeepOutputForFilm(&description);
 
   studio::StageTimes times;
   studio::Summary summary;
   {
-    ProgressBar bar(description->FrameCount());
+    studio::ProgressDisplay display(options->progress, description);
     summary = studio::Record(
-        *description,
-        [&bar](const studio::Status& status) {
-          bar.Show(status);
+        description,
+        [&display](const studio::Status& status) {
+          display.Show(status);
           return g_signals == 0;
         },
         &times);
   }
-  PrintSummary(*description, summary, times);
+  PrintSummary(description, summary, times);
   return EXIT_SUCCESS;
 }
 

@@ -4,13 +4,19 @@
 
 #include <optional>
 
+#include "record/progress.h"
 #include "studio/description.h"
 
 namespace studio {
 
-// Reads and checks the command line, and the scene file that it names. Returns nothing when it asked for help only,
-// which is printed. Throws Error.
-std::optional<Description> ParseCommandLine(int argc, char** argv);
+struct Options {
+  Description description;
+  ProgressShown progress = ProgressShown::kNone;
+};
+
+// Reads and checks the command line, and the scene file that it names. Returns nothing when it asked for help or the
+// version only, which is printed. Throws Error.
+std::optional<Options> ParseCommandLine(int argc, char** argv);
 
 }  // namespace studio
 

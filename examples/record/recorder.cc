@@ -13,6 +13,7 @@
 #include <quarn/qn_event.h>
 #include <quarn/qn_os.h>
 
+#include "record/sound_recorder.h"
 #include "studio/device.h"
 #include "studio/encoder.h"
 #include "studio/error.h"
@@ -189,6 +190,7 @@ std::vector<Summary::Damage> DamageOf(const std::vector<Layer>& layers,
 }  // namespace
 
 Summary Record(const Description& description, const Progress& progress, StageTimes* times) {
+  if (!description.HasPicture()) return RecordSound(description, progress, times);
   // The media and the film first: most of what can be wrong is wrong there.
   const auto start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
   std::vector<LayerSource> sources;

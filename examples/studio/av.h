@@ -7,6 +7,9 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
+#include <libavfilter/buffersink.h>
+#include <libavfilter/buffersrc.h>
 #include <libavformat/avformat.h>
 #include <libavutil/audio_fifo.h>
 #include <libavutil/channel_layout.h>
@@ -25,6 +28,7 @@ struct AvDeleter {
   void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
   void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
   void operator()(SwrContext* resampler) const { swr_free(&resampler); }
+  void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
   void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
 };
 using AvFrame = std::unique_ptr<AVFrame, AvDeleter>;
@@ -32,6 +36,7 @@ using AvPacket = std::unique_ptr<AVPacket, AvDeleter>;
 using AvCodec = std::unique_ptr<AVCodecContext, AvDeleter>;
 using AvScaler = std::unique_ptr<SwsContext, AvDeleter>;
 using AvResampler = std::unique_ptr<SwrContext, AvDeleter>;
+using AvFilterGraph = std::unique_ptr<AVFilterGraph, AvDeleter>;
 using AvSoundFifo = std::unique_ptr<AVAudioFifo, AvDeleter>;
 
 inline std::string AvErrorText(int error) {

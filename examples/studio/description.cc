@@ -2,15 +2,19 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
 #include "studio/error.h"
 #include "studio/film_inputs.h"
+#include "studio/film_kinds.h"
+#include "studio/output_name.h"
 
 namespace studio {
 namespace {
 
 constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class draws into.
 constexpr float kMaxGain = 100;
+constexpr std::int64_t kMaxBitRate = 1000000000;
 
 std::string Text(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
@@ -28,11 +32,9 @@ bool Is420(PixelLayout format) { return format == PixelLayout::kI420 || format =
 
 }  // namespace
 
-bool Description::IsStill() const {
-  constexpr char kSuffix[] = ".png";
-  constexpr std::size_t kLength = sizeof(kSuffix) - 1;
-  return output.size() > kLength && output.compare(output.size() - kLength, kLength, kSuffix) == 0;
-}
+bool Description::IsStill() const { return IsStillKind(*this); }
+
+bool Description::HasPicture() const { return !IsSoundKind(*this); }
 
 std::uint64_t Description::FrameCount() const {
   return IsStill() ? 1 : std::max<std::uint64_t>(1, static_cast<std::uint64_t>(std::llround(duration_s * fps.fps())));
@@ -44,21 +46,65 @@ bool Description::HasBars() const {
 }
 
 PixelLayout Description::Format() const {
-  return format.value_or(IsStill() || HasBars() ? PixelLayout::kRgba : PixelLayout::kI420);
+  if (format) return *format;
+  return HasBars() || transparent ? PixelLayout::kRgba : BestLayout(KindOf(*this));
 }
+
+namespace {
+
+void ValidateOutput(const Description& description, const FilmKind& kind) {
+  const std::string& output = description.output;
+  if (kind.needs_file && IsPipe(output)) {
+    throw UsageError("cannot write " + output + ": " + kind.container +
+                     " needs a plain file: take --container matroska, mpegts, nut, y4m, gif or wav");
+  }
+  if (!description.overwrite && !IsPipe(output)) {
+    const std::uint64_t files = kind.is_sequence ? description.FrameCount() : 1;
+    for (std::uint64_t number = 1; number <= files; ++number) {
+      const std::string file = kind.is_sequence ? NumberedFile(output, number) : output;
+      std::error_code ignored;
+      if (!std::filesystem::exists(file, ignored)) continue;
+      throw UsageError(file + " is there already: leave out --no-overwrite, or take another name");
+    }
+  }
+  const Encoding& encoding = description.encoding;
+  if (encoding.quality && (*encoding.quality < 0 || *encoding.quality > 100)) {
+    throw UsageError("quality: must be 0 to 100");
+  }
+  if (encoding.quality && encoding.bitrate) throw UsageError("either --quality or --bitrate can be kept, not both");
+  for (const std::optional<std::int64_t>& rate : {encoding.bitrate, encoding.audio_bitrate}) {
+    if (rate && (*rate < 1000 || *rate > kMaxBitRate)) throw UsageError("bit rate: must be 1k to 1000M");
+  }
+  if (!kind.has_picture && (encoding.quality || encoding.bitrate || !encoding.preset.empty())) {
+    throw UsageError("--quality, --bitrate and --preset are for pictures: " + output + " has sound alone");
+  }
+}
+
+void ValidatePictures(const Description& description, const FilmKind& kind) {
+  const Size size = description.OutputSize();
+  CheckSize("output size", size);
+  const PixelLayout layout = description.Format();
+  if (description.transparent && Is420(layout)) throw UsageError("i420 and nv12 have no alpha: take rgba or bgra");
+  const AVPixFmtDescriptor* const pixels =
+      av_pix_fmt_desc_get(EncodedFormat(kind.codecs[0], layout, description.transparent));
+  const bool halved = pixels && pixels->log2_chroma_w > 0 && !kind.is_still && !kind.is_sequence;
+  if ((halved || Is420(layout)) && (size.width % 2 != 0 || size.height % 2 != 0)) {
+    throw UsageError("output size " + Text(size) + ": films, and stills as i420 or nv12, need even sides");
+  }
+  if (description.HasBars() && Is420(layout)) {
+    throw UsageError("i420 and nv12 have green bars around a canvas of another shape: take rgba, or another size");
+  }
+}
+
+}  // namespace
 
 void Validate(const Description& description) {
   if (description.output.empty()) throw UsageError("no output: name one with -o FILE or -o URL");
   RefuseInputs(description);
   ValidateScene(description);
-  const Size size = description.OutputSize();
-  CheckSize("output size", size);
-  if ((!description.IsStill() || Is420(description.Format())) && (size.width % 2 != 0 || size.height % 2 != 0)) {
-    throw UsageError("output size " + Text(size) + ": films, and stills as i420 or nv12, need even sides");
-  }
-  if (description.HasBars() && Is420(description.Format())) {
-    throw UsageError("i420 and nv12 have green bars around a canvas of another shape: take rgba, or another size");
-  }
+  const FilmKind kind = KindOf(description);
+  ValidateOutput(description, kind);
+  if (kind.has_picture) ValidatePictures(description, kind);
   if (!(description.duration_s > 0 && description.duration_s <= kMaxFilmSeconds)) {
     throw UsageError("duration: must be above 0 and at most 86400 seconds");
   }

@@ -61,14 +61,30 @@ struct Sound {
   double start_s = 0;  // The film time at which it begins.
 };
 
+// How a film is packed and encoded. What is left out is as suits its kind.
+struct Encoding {
+  std::string container;                // As FFmpeg calls it, or the suffix that such files have.
+  std::string codec;                    // An encoder of FFmpeg's, or what it encodes.
+  std::string preset;                   // What the encoder calls its speeds.
+  std::optional<int> quality;           // 0 to 100, which is the best.
+  std::optional<std::int64_t> bitrate;  // Bits a second.
+  std::string audio_codec;
+  std::optional<std::int64_t> audio_bitrate;
+  bool faststart = true;  // The index of an MP4 or MOV lies in front.
+};
+
 struct Description {
   Size canvas{1280, 720};
   std::optional<Size> output_size;  // Unset: the canvas.
   FrameRate fps;
   double duration_s = 10;
-  double start_s = 0;  // The film time of the first frame.
-  std::string output;
+  double start_s = 0;         // The film time of the first frame.
+  std::string output;         // A file, a URL, a pipe, or a file for each picture, with "%04d" for its number.
+  int output_descriptor = 1;  // What is written to where the output is one; a program may have moved it.
+  bool overwrite = true;      // A file of the output's name is replaced.
+  Encoding encoding;
   std::string scene_file;             // What it was read from; empty when from no file.
+  bool transparent = false;           // The film keeps the scene's alpha.
   std::optional<PixelLayout> format;  // Unset: what the encoder likes best.
   bool offline = false;
   bool verbose = false;
@@ -79,6 +95,8 @@ struct Description {
   Size OutputSize() const { return output_size.value_or(canvas); }
   // A still picture rather than a film.
   bool IsStill() const;
+  // Whether there is something to see. Else the film is its sound.
+  bool HasPicture() const;
   // The canvas does not fill the output: the engine leaves zeros around it, which are black in RGB and green in YUV.
   bool HasBars() const;
   // How many frames the film has, at least one.

@@ -31,12 +31,14 @@ void CopyFrame(const GsFrame& from, AVFrame* to) {
 }  // namespace
 
 Encoder::Encoder(std::unique_ptr<FilmWriter> writer, StageTimes* times) : writer_(std::move(writer)), times_(times) {
-  AvFrame first = writer_->NewFrame();
-  const std::int64_t bytes =
-      av_image_get_buffer_size(static_cast<AVPixelFormat>(first->format), first->width, first->height, 1);
-  free_.push_back(std::move(first));
-  const std::int64_t depth = std::clamp(kQueueBytes / bytes, kMinDepth, kMaxDepth);
-  while (static_cast<std::int64_t>(free_.size()) < depth) free_.push_back(writer_->NewFrame());
+  if (writer_->has_picture()) {
+    AvFrame first = writer_->NewFrame();
+    const std::int64_t bytes =
+        av_image_get_buffer_size(static_cast<AVPixelFormat>(first->format), first->width, first->height, 1);
+    free_.push_back(std::move(first));
+    const std::int64_t depth = std::clamp(kQueueBytes / bytes, kMinDepth, kMaxDepth);
+    while (static_cast<std::int64_t>(free_.size()) < depth) free_.push_back(writer_->NewFrame());
+  }
   thread_ = std::thread(&Encoder::Run, this);
 }
 

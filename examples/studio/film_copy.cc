@@ -47,14 +47,14 @@ int CopyPackets(AVFormatContext* from, AVFormatContext* to) {
   }
 }
 
-int WriteCopy(AVFormatContext* from, AVFormatContext* to) {
+int WriteCopy(AVFormatContext* from, AVFormatContext* to, bool index_in_front) {
   for (unsigned i = 0; i < from->nb_streams; ++i) {
     const int added = AddStreamLike(from->streams[i], to);
     if (added < 0) return added;
   }
   to->flags |= AVFMT_FLAG_BITEXACT;
   AVDictionary* options = nullptr;
-  av_dict_set(&options, "movflags", "faststart", 0);
+  if (index_in_front) av_dict_set(&options, "movflags", "faststart", 0);
   int result = avformat_write_header(to, &options);
   av_dict_free(&options);
   if (result >= 0) {
@@ -68,7 +68,7 @@ int WriteCopy(AVFormatContext* from, AVFormatContext* to) {
 
 }  // namespace
 
-int CopyFilm(const std::string& from, const std::string& to, const std::string& container) {
+int CopyFilm(const std::string& from, const std::string& to, const std::string& container, bool index_in_front) {
   int result = 0;
   const Input film = OpenFilm(from, &result);
   if (!film) return result;
@@ -77,7 +77,7 @@ int CopyFilm(const std::string& from, const std::string& to, const std::string& 
   if (result < 0) return result;
   result = avio_open(&copy->pb, copy->url, AVIO_FLAG_WRITE);
   if (result >= 0) {
-    result = WriteCopy(film.get(), copy);
+    result = WriteCopy(film.get(), copy, index_in_front);
     const int closed = avio_closep(&copy->pb);
     if (result >= 0) result = closed;
   }
@@ -89,10 +89,12 @@ double FilmSeconds(const std::string& path) {
   int error = 0;
   const Input film = OpenFilm(path, &error);
   if (!film) return 0;
-  const int index = av_find_best_stream(film.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  int index = av_find_best_stream(film.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (index < 0) index = av_find_best_stream(film.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
   if (index < 0) return 0;
   const AVStream* stream = film->streams[index];
-  const std::int64_t frame = av_rescale_q(1, av_inv_q(stream->avg_frame_rate), stream->time_base);
+  const AVRational rate = stream->avg_frame_rate;
+  const std::int64_t frame = rate.num > 0 ? av_rescale_q(1, av_inv_q(rate), stream->time_base) : 0;
   std::int64_t begin = INT64_MAX, end = INT64_MIN;
   const AvPacket packet(av_packet_alloc());
   for (; av_read_frame(film.get(), packet.get()) >= 0; av_packet_unref(packet.get())) {

@@ -6,11 +6,11 @@
 
 namespace studio {
 
-// Copies the film `from`, which is in fragments, into an ordinary one of the same `container` (FFmpeg's name) with its
-// index in front; the packets stay as they are. Returns a code of FFmpeg's when that fails, else 0.
-int CopyFilm(const std::string& from, const std::string& to, const std::string& container);
+// Copies the film `from`, which is in fragments, into an ordinary one of the same `container` (FFmpeg's name), with its
+// index in front or at the end; the packets stay as they are. Returns a code of FFmpeg's when that fails, else 0.
+int CopyFilm(const std::string& from, const std::string& to, const std::string& container, bool index_in_front);
 
-// How long the pictures last that can be read; 0 when there are none.
+// How long the pictures last that can be read, or the sound where there are none; 0 when there is neither.
 double FilmSeconds(const std::string& path);
 
 }  // namespace studio

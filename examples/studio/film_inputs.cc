@@ -4,7 +4,7 @@
 #include <system_error>
 
 #include "studio/error.h"
-#include "studio/film_stream.h"
+#include "studio/output_name.h"
 
 namespace studio {
 namespace {

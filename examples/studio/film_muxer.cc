@@ -1,6 +1,7 @@
 #include "studio/film_muxer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -11,6 +12,7 @@
 #include "studio/error.h"
 #include "studio/film_copy.h"
 #include "studio/film_stream.h"
+#include "studio/output_name.h"
 
 namespace studio {
 namespace {
@@ -29,10 +31,16 @@ std::string Text(int result) { return AvErrorText(result); }
 
 }  // namespace
 
-FilmMuxer::FilmMuxer(const std::string& target, const std::string& container)
-    : target_(target), is_stream_(IsStreamOutput(target)) {
-  avformat_alloc_output_context2(&format_, nullptr, container.c_str(), target_.c_str());
-  if (!format_) throw Error("cannot write " + target_ + ": FFmpeg has no " + container);
+FilmMuxer::FilmMuxer(const Description& description, const FilmKind& kind)
+    : target_(description.output),
+      is_stream_(IsUrl(target_)),
+      is_pipe_(IsPipe(target_)),
+      descriptor_(description.output_descriptor),
+      index_in_front_(description.encoding.faststart),
+      options_(kind.options) {
+  const std::string name = is_stream_ ? target_ : LocalPath(FileName(target_));
+  avformat_alloc_output_context2(&format_, nullptr, kind.container.c_str(), name.c_str());
+  if (!format_) throw Error("cannot write " + target_ + ": FFmpeg has no " + kind.container);
   format_->flags |= AVFMT_FLAG_BITEXACT | AVFMT_FLAG_FLUSH_PACKETS;
   format_->interrupt_callback = {&FilmMuxer::Interrupted, this};
 }
@@ -55,8 +63,10 @@ int FilmMuxer::AddStream(const AVCodecContext* codec) {
 
 void FilmMuxer::Open() {
   if (!(format_->oformat->flags & AVFMT_NOFILE)) {
-    if (!is_stream_) file_.emplace(FileName(target_));
+    if (!is_stream_ && !is_pipe_) file_.emplace(FileName(target_));
     OpenOutput();
+  } else if (!is_stream_ && !fs::is_directory(fs::path(format_->url).parent_path())) {
+    throw Error("cannot write " + target_ + ": " + Text(AVERROR(ENOENT)));
   }
   WriteHeader();
   open_ = true;
@@ -65,7 +75,10 @@ void FilmMuxer::Open() {
 void FilmMuxer::OpenOutput() {
   AVDictionary* options = nullptr;
   if (is_stream_) AddProtocolOptions(target_, format_->oformat, &options);
-  const std::string url = is_stream_ ? target_ : AvUrl(file_->path());
+  const std::string url = is_stream_              ? target_
+                          : file_                 ? AvUrl(file_->path())
+                          : DescriptorOf(target_) ? "pipe:" + std::to_string(descriptor_)
+                                                  : AvUrl(target_);
   AVIOContext* output = nullptr;
   const int opened = avio_open2(&output, url.c_str(), AVIO_FLAG_WRITE, &format_->interrupt_callback, &options);
   av_dict_free(&options);
@@ -100,6 +113,7 @@ int FilmMuxer::Send(void* self, std::uint8_t* data, int size) {
 void FilmMuxer::WriteHeader() {
   const std::string container = format_->oformat->name;
   AVDictionary* options = nullptr;
+  for (const auto& [name, value] : options_) av_dict_set(&options, name.c_str(), value.c_str(), 0);
   if (NeedsFragments(container)) {
     // The index is held back until there is a fragment: some encoders tell what belongs there no earlier.
     av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+delay_moov+default_base_moof", 0);
@@ -125,7 +139,7 @@ void FilmMuxer::CheckWritten(int result) {
   if (is_stream_) return CheckSent(result);
   if (result < 0) {
     broken_ = true;
-    Fail(Text(result));
+    Fail(is_pipe_ && result == AVERROR(EPIPE) ? "its reader went away" : Text(result));
   }
   if (output) good_bytes_ = avio_tell(output);
 }
@@ -208,7 +222,7 @@ std::error_code FilmMuxer::Publish() {
   if (NeedsFragments(format_->oformat->name) && has_room) {
     try {
       FilmFile copy(FileName(target_));
-      if (CopyFilm(path, copy.path(), format_->oformat->name) == 0) return copy.Publish();
+      if (CopyFilm(path, copy.path(), format_->oformat->name, index_in_front_) == 0) return copy.Publish();
     } catch (const Error&) {
       // It stays as it is, which can be read as well.
     }

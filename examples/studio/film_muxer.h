@@ -6,21 +6,27 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 #include "studio/av.h"
+#include "studio/description.h"
 #include "studio/film_file.h"
+#include "studio/film_kinds.h"
 
 namespace studio {
 
 // A file is written so that it can be read to its last second at any time, whatever becomes of the program, and has a
-// name of its own until it is complete. When it breaks off, what there is of it is kept. A stream outlives its
-// receiver: what cannot be sent is counted and forgotten.
+// name of its own until it is complete. When it breaks off, what there is of it is kept. Pipes, and films of many
+// files, are written as they are; a pipe's reader that goes away is an error. A stream outlives its receiver: what
+// cannot be sent is counted and forgotten.
 //
 // One thread at a time, except GiveUp.
 class FilmMuxer {
  public:
-  // `container` is FFmpeg's name of it. Nothing is opened yet. Throws Error.
-  FilmMuxer(const std::string& target, const std::string& container);
+  // Nothing is opened yet. Throws Error.
+  FilmMuxer(const Description& description, const FilmKind& kind);
   // Keeps what was written of a film that was not finished.
   ~FilmMuxer();
   FilmMuxer(const FilmMuxer&) = delete;
@@ -28,7 +34,7 @@ class FilmMuxer {
 
   // Whether encoders are to leave their headers to the container.
   bool global_header() const { return (format_->oformat->flags & AVFMT_GLOBALHEADER) != 0; }
-  // Adds a stream for what `codec` encodes, and returns its number. The first has the pictures.
+  // Adds a stream for what `codec` encodes, and returns its number.
   int AddStream(const AVCodecContext* codec);
   // Opens the file or the stream. Throws Error.
   void Open();
@@ -62,7 +68,11 @@ class FilmMuxer {
 
   const std::string target_;  // The film's name or URL.
   const bool is_stream_;
-  std::optional<FilmFile> file_;  // Unset for a stream, and where FFmpeg opens the files.
+  const bool is_pipe_;
+  const int descriptor_;  // Of a pipe that is open already.
+  const bool index_in_front_;
+  const std::vector<std::pair<std::string, std::string>> options_;  // Of the container.
+  std::optional<FilmFile> file_;  // Unset for a pipe, a stream, and where FFmpeg opens the files.
   AVFormatContext* format_ = nullptr;
   AVIOContext* receiver_ = nullptr;  // Of a stream, but where FFmpeg opens it.
   bool open_ = false;

@@ -8,8 +8,6 @@
 namespace studio {
 namespace {
 
-constexpr char kFileScheme[] = "file://";
-
 struct Protocol {
   const char* scheme;
   const char* format;           // FFmpeg's name of the muxer.
@@ -42,14 +40,6 @@ bool CanSend(const std::string& protocol) {
 std::string PathOf(const std::string& url) { return url.substr(0, url.find('?')); }
 
 }  // namespace
-
-bool IsStreamOutput(const std::string& output) {
-  return output.find("://") != std::string::npos && output.rfind(kFileScheme, 0) != 0;
-}
-
-std::string FileName(const std::string& output) {
-  return output.rfind(kFileScheme, 0) == 0 ? output.substr(sizeof(kFileScheme) - 1) : output;
-}
 
 const AVOutputFormat* StreamFormat(const std::string& url) {
   const std::string scheme = SchemeOf(url);

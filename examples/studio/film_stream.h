@@ -8,11 +8,6 @@
 
 namespace studio {
 
-// Whether an output is a URL of a stream, rather than a file.
-bool IsStreamOutput(const std::string& output);
-// The name of a file, without the "file://" that it may be given with.
-std::string FileName(const std::string& output);
-
 // What a stream to `url` is packed into. Throws UsageError where no stream goes with that protocol, and Error where
 // FFmpeg lacks it.
 const AVOutputFormat* StreamFormat(const std::string& url);

@@ -1,5 +1,6 @@
 #include "studio/film_writer.h"
 
+#include <cmath>
 #include <utility>
 
 #include "studio/error.h"
@@ -8,11 +9,11 @@ namespace studio {
 
 FilmWriter::FilmWriter(const Description& description, bool with_sound) : target_(description.output) {
   const FilmKind kind = KindOf(description);
-  muxer_ = std::make_unique<FilmMuxer>(target_, kind.container);
-  picture_ = std::make_unique<PictureEncoder>(kind.codecs, muxer_->global_header(), description);
+  muxer_ = std::make_unique<FilmMuxer>(description, kind);
+  if (kind.has_picture) picture_ = std::make_unique<PictureEncoder>(kind, muxer_->global_header(), description);
   if (with_sound) OpenSound(description, kind);
-  muxer_->AddStream(picture_->codec());
-  if (sound_) muxer_->AddStream(sound_->codec());
+  if (picture_) muxer_->AddStream(picture_->codec());
+  if (sound_) sound_stream_ = muxer_->AddStream(sound_->codec());
   muxer_->Open();
 }
 
@@ -27,12 +28,13 @@ FilmWriter::~FilmWriter() {
 }
 
 void FilmWriter::OpenSound(const Description& description, const FilmKind& kind) {
-  const auto length = av_rescale(static_cast<std::int64_t>(description.FrameCount()),
-                                 std::int64_t{kSoundRate} * description.fps.den, description.fps.num);
-  sound_ = std::make_unique<SoundEncoder>(kind.sound_codecs, muxer_->global_header(), length);
+  const auto length = picture_ ? av_rescale(static_cast<std::int64_t>(description.FrameCount()),
+                                            std::int64_t{kSoundRate} * description.fps.den, description.fps.num)
+                               : std::llround(description.duration_s * kSoundRate);
+  sound_ = std::make_unique<SoundEncoder>(kind.sound_codecs, muxer_->global_header(), length, description.encoding);
   if (sound_->codec()) return;
   sound_.reset();
-  if (!description.needs_sound) return;
+  if (!description.needs_sound && picture_) return;
   const std::string failure = "cannot write " + target_ + ": ";
   if (kind.sound_codecs.empty()) {
     throw UsageError(failure + "this kind of film has no sound: leave out --audio");
@@ -46,6 +48,7 @@ void FilmWriter::Write(AVFrame* frame, std::int64_t index) {
 }
 
 void FilmWriter::WriteSound(const AVFrame* block, std::int64_t index) {
+  begun_ = true;
   CheckEncoded(sound_->Write(block, index, SoundSink()), sound_->codec());
 }
 
@@ -54,14 +57,14 @@ PictureEncoder::Sink FilmWriter::PictureSink() {
 }
 
 SoundEncoder::Sink FilmWriter::SoundSink() {
-  return [this](AVPacket* packet) { muxer_->Write(packet, 1, sound_->codec()->time_base); };
+  return [this](AVPacket* packet) { muxer_->Write(packet, sound_stream_, sound_->codec()->time_base); };
 }
 
 void FilmWriter::CheckEncoded(int result, const AVCodecContext* codec) {
   if (result >= 0) return;
   try {
     // What the encoders hold back.
-    picture_->Finish(PictureSink());
+    if (picture_) picture_->Finish(PictureSink());
     if (sound_) sound_->Finish(SoundSink());
   } catch (const Error&) {
     // The rest cannot be written.
@@ -71,7 +74,7 @@ void FilmWriter::CheckEncoded(int result, const AVCodecContext* codec) {
 }
 
 void FilmWriter::Finish() {
-  CheckEncoded(picture_->Finish(PictureSink()), picture_->codec());
+  if (picture_) CheckEncoded(picture_->Finish(PictureSink()), picture_->codec());
   if (sound_) CheckEncoded(sound_->Finish(SoundSink()), sound_->codec());
   muxer_->Finish();
 }

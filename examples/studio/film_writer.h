@@ -28,7 +28,7 @@ class FilmWriter {
   FilmWriter(const FilmWriter&) = delete;
   FilmWriter& operator=(const FilmWriter&) = delete;
 
-  // A frame as Write takes it, with memory of its own.
+  // A frame as Write takes it, with memory of its own. To be asked of a film with pictures only, as is its encoder.
   AvFrame NewFrame() const { return picture_->NewFrame(); }
   // Encodes a frame; `index` is its place in the film, in frame periods. Throws Error.
   void Write(AVFrame* frame, std::int64_t index);
@@ -41,6 +41,7 @@ class FilmWriter {
   void GiveUp(double seconds) { muxer_->GiveUp(seconds); }
 
   std::string encoder_name() const { return picture_->codec()->codec->name; }
+  bool has_picture() const { return picture_ != nullptr; }
   bool has_sound() const { return sound_ != nullptr; }
   // To be asked of a film with sound only.
   std::string sound_encoder_name() const { return sound_->codec()->codec->name; }
@@ -55,9 +56,10 @@ class FilmWriter {
 
   const std::string target_;  // The film's name or URL.
   std::unique_ptr<FilmMuxer> muxer_;
-  std::unique_ptr<PictureEncoder> picture_;
-  std::unique_ptr<SoundEncoder> sound_;  // Null for a film without.
-  bool begun_ = false;                   // It has a picture.
+  std::unique_ptr<PictureEncoder> picture_;  // Null for a film that is sound alone.
+  std::unique_ptr<SoundEncoder> sound_;      // Null for a film without.
+  int sound_stream_ = 0;
+  bool begun_ = false;  // Something of it was encoded.
 };
 
 }  // namespace studio

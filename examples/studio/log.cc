@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 
 #include <quarn/qn_log.h>
 
@@ -24,7 +25,10 @@ void PrintProblems(int level, const char* format, va_list args, void* user) {
 }  // namespace
 
 void ShowLog(LogShown shown) {
-  if (shown != LogShown::kEverything) av_log_set_level(AV_LOG_QUIET);
+  if (shown != LogShown::kEverything) {
+    av_log_set_level(AV_LOG_QUIET);
+    setenv("SVT_LOG", "0", 0);  // An encoder that prints past FFmpeg's log: errors only.
+  }
   qn_set_log_handle(shown == LogShown::kNothing    ? nullptr
                     : shown == LogShown::kProblems ? PrintProblems
                                                    : PrintLog,

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "studio/encoder_choices.h"
+
 namespace studio {
 namespace {
 
@@ -20,14 +22,15 @@ AVSampleFormat SampleFormat(const AVCodec* codec) {
 
 }  // namespace
 
-SoundEncoder::SoundEncoder(const std::vector<const AVCodec*>& codecs, bool global_header, std::int64_t length)
+SoundEncoder::SoundEncoder(const std::vector<const AVCodec*>& codecs, bool global_header, std::int64_t length,
+                           const Encoding& encoding)
     : length_(length), packet_(av_packet_alloc()), frame_(av_frame_alloc()) {
-  const bool opened =
-      std::any_of(codecs.begin(), codecs.end(), [&](const AVCodec* codec) { return Try(codec, global_header); });
+  const bool opened = std::any_of(codecs.begin(), codecs.end(),
+                                  [&](const AVCodec* codec) { return Try(codec, global_header, encoding); });
   if (!opened) codec_.reset();
 }
 
-bool SoundEncoder::Try(const AVCodec* codec, bool global_header) {
+bool SoundEncoder::Try(const AVCodec* codec, bool global_header, const Encoding& encoding) {
   codec_.reset(avcodec_alloc_context3(codec));
   codec_->sample_rate = kSoundRate;
   codec_->sample_fmt = SampleFormat(codec);
@@ -36,6 +39,7 @@ bool SoundEncoder::Try(const AVCodec* codec, bool global_header) {
   codec_->flags |= AV_CODEC_FLAG_BITEXACT;
   if (global_header) codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   SetSoundChannels(codec_.get());
+  ChooseSound(encoding, codec_.get());
   if (avcodec_open2(codec_.get(), codec, nullptr) < 0) return false;
   frame_size_ = codec_->frame_size > 0 ? codec_->frame_size : kFreeFrameSize;
   resampler_ = ResamplerTo(codec_->sample_fmt);

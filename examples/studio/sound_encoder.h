@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "studio/av.h"
+#include "studio/description.h"
 #include "studio/sound_format.h"
 
 namespace studio {
@@ -19,7 +20,9 @@ class SoundEncoder {
   using Sink = std::function<void(AVPacket* packet)>;
 
   // Takes the first of `codecs` that works; `codec()` is null when none does. The film has `length` frames of sound.
-  SoundEncoder(const std::vector<const AVCodec*>& codecs, bool global_header, std::int64_t length);
+  // Throws UsageError where a choice does not suit it.
+  SoundEncoder(const std::vector<const AVCodec*>& codecs, bool global_header, std::int64_t length,
+               const Encoding& encoding);
 
   const AVCodecContext* codec() const { return codec_.get(); }
 
@@ -30,7 +33,7 @@ class SoundEncoder {
   int Finish(const Sink& sink);
 
  private:
-  bool Try(const AVCodec* codec, bool global_header);
+  bool Try(const AVCodec* codec, bool global_header, const Encoding& encoding);
   int Append(const float* const* planes, int frames);
   int EncodeQueued(int least, const Sink& sink);
   int Encode(const AVFrame* frame, const Sink& sink);
