@@ -64,6 +64,14 @@ TEST_F(RecordFormatsTest, EveryKindShowsTheScene) {
   }
 }
 
+// Some encoders print on their own.
+TEST_F(RecordFormatsTest, EncodersKeepQuiet) {
+  for (const std::string codec : {"hevc", "av1"}) {
+    const Ended ended = Record(kOffline + Arguments{"--codec", codec, "-o", "film.mkv"});
+    EXPECT_EQ(ended.out.rfind("film.mkv: ", 0), 0u) << ended.out;
+  }
+}
+
 TEST_F(RecordFormatsTest, PicturesAreNumbered) {
   // At an odd size: nothing is halved.
   Record({"--canvas", "95x63", "--color", "#ff0000,size=20x20,drift=200:0", "--fps", "10", "--duration", "0.3",
