@@ -27,14 +27,15 @@ A film appears under its name once it is complete. Ctrl-C ends it early and keep
 }  // namespace
 
 std::optional<Description> ParseCommandLine(int argc, char** argv) {
-  CLI::App app("Composites pictures, videos and colours with Quarn, and records them as a film.", "quarn-record");
+  CLI::App app("Composites pictures, videos, texts and colours with Quarn, and records them as a film.",
+               "quarn-record");
   app.footer(std::string(kLayerHelp) + kFooter);
   app.get_formatter()->column_width(30);
 
   const LayerOptions layers(&app);
   std::string scene, canvas, fps, output_size, format, output;
   double duration_s = 0, start_s = 0;
-  bool offline = false, verbose = false;
+  bool offline = false, transparent = false, verbose = false;
   app.add_option("--scene", scene, "A scene file; options given beside it win, layers are added on top")
       ->type_name("FILE.json");
   std::vector<std::string> sounds;
@@ -55,6 +56,7 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
           ->type_name("WxH");
   CLI::Option* format_option =
       app.add_option("--format", format, "Pixels asked of the engine: i420, nv12, rgba or bgra")->type_name("FORMAT");
+  app.add_flag("--transparent", transparent, "What no layer covers stays transparent (stills: .png)");
   app.add_flag("--offline", offline, "Make every frame exactly once, as fast as possible (always so for a .png)");
   app.add_flag("--verbose", verbose, "Show the messages of Quarn and FFmpeg");
   app.add_option("-o,--output", output, "film.mp4, film.y4m, still.png, ... or a URL such as udp://127.0.0.1:1234")
@@ -82,6 +84,7 @@ std::optional<Description> ParseCommandLine(int argc, char** argv) {
   if (*format_option) description.format = ParseLayout(format);
   description.output = output;
   description.offline = offline || description.IsStill();
+  description.transparent = transparent;
   description.verbose = verbose;
   Validate(description);
   return description;

@@ -10,6 +10,8 @@ namespace {
 
 constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class draws into.
 constexpr float kMaxGain = 100;
+constexpr float kMaxLetter = 2000;
+constexpr std::size_t kMaxText = 10000;
 
 std::string Text(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
@@ -21,6 +23,26 @@ void CheckSize(const char* what, Size size) {
 
 void CheckFactor(const char* what, float factor) {
   if (!(factor >= 0 && factor <= kMaxGain)) throw UsageError(std::string(what) + ": must be 0 to 100");
+}
+
+void CheckCrop(const Crop& crop) {
+  for (const int side : {crop.left, crop.top, crop.right, crop.bottom}) {
+    if (side < 0 || side > kMaxSide * 4) throw UsageError("layer crop: each side must be 0 or more pixels");
+  }
+}
+
+void CheckFade(float seconds) {
+  if (!(seconds >= 0 && seconds <= static_cast<float>(kMaxFilmSeconds))) {
+    throw UsageError("layer fade: must be 0 to 86400 seconds");
+  }
+}
+
+void CheckText(const Layer& layer) {
+  if (layer.text.find_first_not_of(" \t\n") == std::string::npos) throw UsageError("layer text: there is none");
+  if (layer.text.size() > kMaxText) throw UsageError("layer text: must be at most 10000 bytes");
+  if (!(layer.letter_px >= 1 && layer.letter_px <= kMaxLetter)) {
+    throw UsageError("layer height: letters must be 1 to 2000 pixels");
+  }
 }
 
 bool Is420(PixelLayout format) { return format == PixelLayout::kI420 || format == PixelLayout::kNv12; }
@@ -43,7 +65,7 @@ bool Description::HasBars() const {
 }
 
 PixelLayout Description::Format() const {
-  return format.value_or(IsStill() || HasBars() ? PixelLayout::kRgba : PixelLayout::kI420);
+  return format.value_or(IsStill() || HasBars() || transparent ? PixelLayout::kRgba : PixelLayout::kI420);
 }
 
 void Validate(const Description& description) {
@@ -53,6 +75,9 @@ void Validate(const Description& description) {
   CheckSize("output size", size);
   if ((!description.IsStill() || Is420(description.Format())) && (size.width % 2 != 0 || size.height % 2 != 0)) {
     throw UsageError("output size " + Text(size) + ": films, and stills as i420 or nv12, need even sides");
+  }
+  if (description.transparent && description.Format() != PixelLayout::kRgba) {
+    throw UsageError("--transparent wants rgba: the other formats have no alpha here");
   }
   if (description.HasBars() && Is420(description.Format())) {
     throw UsageError("i420 and nv12 have green bars around a canvas of another shape: take rgba, or another size");
@@ -74,6 +99,10 @@ void ValidateScene(const Description& description) {
   for (const Layer& layer : description.layers) {
     if (!(layer.opacity >= 0 && layer.opacity <= 1)) throw UsageError("layer opacity: must be 0 to 1");
     CheckFactor("layer volume", layer.volume);
+    CheckCrop(layer.crop);
+    CheckFade(layer.fade_in_s);
+    CheckFade(layer.fade_out_s);
+    if (layer.kind == LayerKind::kText) CheckText(layer);
     if (!layer.size) continue;
     const Size side = *layer.size;
     if (side.width < 0 || side.height < 0 || side.width > kMaxSide || side.height > kMaxSide ||

@@ -29,14 +29,30 @@ struct Color {
   float a = 1;
 };
 
-enum class LayerKind { kColor, kPicture, kVideo };
+// How many pixels are cut off at each side.
+struct Crop {
+  int left = 0;
+  int top = 0;
+  int right = 0;
+  int bottom = 0;
+
+  bool IsNone() const { return left == 0 && top == 0 && right == 0 && bottom == 0; }
+};
+
+enum class LayerKind { kColor, kPicture, kVideo, kText };
 enum class LayerFilter { kNone, kBlur, kGrey };
+enum class TextAlign { kLeft, kCenter, kRight };
 enum class PixelLayout { kI420, kNv12, kRgba, kBgra };
+
+// Whether layers of that kind show a file.
+inline bool HasMedia(LayerKind kind) { return kind == LayerKind::kPicture || kind == LayerKind::kVideo; }
+
+constexpr Color kTextColor = {1, 1, 1, 1};  // Of a text that has none of its own.
 
 struct Layer {
   LayerKind kind = LayerKind::kColor;
   std::string file;          // Where the picture or the video is.
-  Color color;               // What a layer of one colour is filled with.
+  Color color;               // What a layer of one colour is filled with, or the colour of a text.
   Vec pos;                   // Centre, in canvas pixels from the canvas' centre, y downwards.
   std::optional<Size> size;  // Canvas pixels; a side of 0 follows from the other. Unset: the media's own; the canvas.
   float rotation_deg = 0;    // Clockwise.
@@ -47,7 +63,15 @@ struct Layer {
   Vec drift_px_s;        // Canvas pixels a second.
   bool loop = false;     // A video starts again at its end instead of keeping its last picture.
   LayerFilter filter = LayerFilter::kNone;
-  float volume = 1;  // The factor of a video's sound, 0 for none.
+  float volume = 1;     // The factor of a video's sound, 0 for none.
+  Crop crop;            // Of the media, upright and in square pixels; what is left is what is placed.
+  float fade_in_s = 0;  // How long the layer takes to appear, and to go at its end (see FadeAt).
+  float fade_out_s = 0;
+
+  std::string text;           // UTF-8; lines end with '\n'.
+  std::string font = "Sans";  // A family and what else describes it: "DejaVu Serif Bold Italic".
+  float letter_px = 48;       // The size of the letters.
+  TextAlign align = TextAlign::kLeft;
 };
 
 // A sound that is heard, not seen.
@@ -66,6 +90,7 @@ struct Description {
   std::string output;
   std::optional<PixelLayout> format;  // Unset: what the encoder likes best.
   bool offline = false;
+  bool transparent = false;  // What no layer covers stays transparent, instead of black.
   bool verbose = false;
   std::vector<Layer> layers;
   std::vector<Sound> sounds;
@@ -76,6 +101,8 @@ struct Description {
   bool IsStill() const;
   // The canvas does not fill the output: the engine leaves zeros around it, which are black in RGB and green in YUV.
   bool HasBars() const;
+  // The time of the scene at which what is shown ends: the film's end, for a still that of the film it is a part of.
+  double EndSeconds() const { return IsStill() ? duration_s : start_s + duration_s; }
   // How many frames the film has, at least one.
   std::uint64_t FrameCount() const;
   PixelLayout Format() const;

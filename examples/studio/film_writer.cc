@@ -13,11 +13,12 @@
 namespace studio {
 namespace {
 
-AVPixelFormat AvLayout(PixelLayout layout) {
-  switch (layout) {
+AVPixelFormat AvLayout(const Description& description) {
+  if (description.transparent) return AV_PIX_FMT_RGBA;
+  switch (description.Format()) {
     case PixelLayout::kI420: return AV_PIX_FMT_YUV420P;
     case PixelLayout::kNv12: return AV_PIX_FMT_NV12;
-    case PixelLayout::kRgba: return AV_PIX_FMT_RGB0;  // The scene's alpha is what blending left: a film has none.
+    case PixelLayout::kRgba: return AV_PIX_FMT_RGB0;
     case PixelLayout::kBgra: break;
   }
   return AV_PIX_FMT_BGR0;
@@ -77,9 +78,12 @@ struct FilmWriter::Container {
 FilmWriter::FilmWriter(const Description& description, bool with_sound)
     : target_(description.output),
       is_stream_(target_.find("://") != std::string::npos),
-      frame_format_(AvLayout(description.Format())),
+      frame_format_(AvLayout(description)),
       size_(description.OutputSize()),
       packet_(av_packet_alloc()) {
+  if (description.transparent && !description.IsStill()) {
+    throw UsageError("cannot write " + target_ + " with --transparent: only a .png keeps what is transparent");
+  }
   const Container container(description);
   avformat_alloc_output_context2(&format_, nullptr, container.name.c_str(), target_.c_str());
   if (!format_) throw Error("cannot write " + target_ + ": FFmpeg has no " + container.name);
@@ -114,7 +118,7 @@ bool FilmWriter::TryEncoder(const AVCodec* codec, const Description& description
   codec_->flags |= AV_CODEC_FLAG_BITEXACT;
   if (format_->oformat->flags & AVFMT_GLOBALHEADER) codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   if (codec->id == AV_CODEC_ID_PNG) {
-    codec_->pix_fmt = AV_PIX_FMT_RGB24;
+    codec_->pix_fmt = description.transparent ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24;
   } else {
     const bool takes_nv12 = std::strcmp(codec->name, "libx264") == 0;
     codec_->pix_fmt = frame_format_ == AV_PIX_FMT_NV12 && takes_nv12 ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P;

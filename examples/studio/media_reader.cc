@@ -10,6 +10,7 @@ extern "C" {
 }
 
 #include "studio/error.h"
+#include "studio/premultiply.h"
 
 namespace studio {
 namespace {
@@ -108,6 +109,14 @@ bool HasAlpha(const AVFrame& frame) {
   return !layout || (layout->flags & (AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL)) != 0;
 }
 
+void SetSize(Size size, Picture* picture) {
+  picture->size = size;
+  picture->stride = AlignedRow(size.width);
+  picture->pixels.resize(static_cast<std::size_t>(picture->stride) * size.height + kRowAlignment);
+}
+
+PixelRows RowsOf(Picture* picture) { return {picture->size, picture->stride, picture->pixels.data()}; }
+
 void Turn(const Picture& from, int quarter_turns, std::vector<std::uint8_t>* pixels, Size* size, int* stride) {
   *size = quarter_turns % 2 ? Size{from.size.height, from.size.width} : from.size;
   *stride = AlignedRow(size->width);
@@ -148,6 +157,44 @@ void MediaReader::Open() {
   first_pts_ = AV_NOPTS_VALUE;
 }
 
+void MediaReader::CutOff(const Crop& crop) {
+  uncut_ = size_;
+  crop_ = crop;
+  if (crop.IsNone()) return;
+  size_ = Size{uncut_.width - crop.left - crop.right, uncut_.height - crop.top - crop.bottom};
+  if (size_.width < 1 || size_.height < 1) {
+    throw Error("the crop leaves nothing of " + file_ + ", which has " + std::to_string(uncut_.width) + "x" +
+                std::to_string(uncut_.height) + " pixels");
+  }
+  CropFrame();  // The first picture, which is decoded already.
+  ShrinkTo(Size{kMaxSide, kMaxSide});
+}
+
+// Frames lie as the camera was held, and their pixels need not be square.
+void MediaReader::CropFrame() {
+  if (crop_.IsNone()) return;
+  const bool lies = quarter_turns_ % 2 != 0;
+  const int across = lies ? uncut_.height : uncut_.width, down = lies ? uncut_.width : uncut_.height;
+  const int sides[4] = {crop_.left, crop_.top, crop_.right, crop_.bottom};
+  // The frame's left side is the upright picture's top after one turn, its right after two, its bottom after three.
+  const auto side = [&](int number, int frame_side, int of) {
+    const auto pixels = std::int64_t{sides[(number + quarter_turns_) % 4]} * frame_side;
+    return static_cast<std::size_t>((pixels + of / 2) / of);
+  };
+  frame_->crop_left = side(0, frame_->width, across);
+  frame_->crop_top = side(1, frame_->height, down);
+  frame_->crop_right = side(2, frame_->width, across);
+  frame_->crop_bottom = side(3, frame_->height, down);
+  av_frame_apply_cropping(frame_.get(), AV_FRAME_CROP_UNALIGNED);
+}
+
+std::optional<std::int64_t> MediaReader::length_ns() const {
+  const AVStream* const stream = format_->streams[stream_];
+  if (stream->duration > 0) return av_rescale_q(stream->duration, stream->time_base, kNanoseconds);
+  if (format_->duration > 0) return av_rescale_q(format_->duration, AVRational{1, AV_TIME_BASE}, kNanoseconds);
+  return std::nullopt;
+}
+
 void MediaReader::ShrinkTo(Size size) {
   if (quarter_turns_ % 2) std::swap(size.width, size.height);
   picture_size_ = Size{std::clamp(size.width, 1, std::min(frame_->width, kMaxSide)),
@@ -159,7 +206,9 @@ void MediaReader::ShrinkTo(Size size) {
 }
 
 bool MediaReader::DecodeFrame() {
-  return studio::DecodeFrame(format_.get(), codec_.get(), stream_, packet_.get(), frame_.get(), &draining_);
+  if (!studio::DecodeFrame(format_.get(), codec_.get(), stream_, packet_.get(), frame_.get(), &draining_)) return false;
+  CropFrame();
+  return true;
 }
 
 std::int64_t MediaReader::FrameTime() {
@@ -229,20 +278,26 @@ bool MediaReader::TakePixels(Picture* picture) {
   bool full_range = frame_->color_range == AVCOL_RANGE_JPEG;
   const AVPixelFormat from = PlainFormat(frame_->format, &full_range);
   const bool shrinks = picture_size_.width < frame_->width || picture_size_.height < frame_->height;
-  scaler_.reset(sws_getCachedContext(scaler_.release(), frame_->width, frame_->height, from, picture_size_.width,
-                                     picture_size_.height, AV_PIX_FMT_RGBA,
+  const bool keeps_size = picture_size_.width == frame_->width && picture_size_.height == frame_->height;
+  // A picture with alpha gets its size once it is premultiplied.
+  picture->opaque = !HasAlpha(*frame_);
+  Picture* const decoded = picture->opaque || keeps_size ? picture : &whole_;
+  SetSize(decoded == picture ? picture_size_ : Size{frame_->width, frame_->height}, decoded);
+  scaler_.reset(sws_getCachedContext(scaler_.release(), frame_->width, frame_->height, from, decoded->size.width,
+                                     decoded->size.height, AV_PIX_FMT_RGBA,
                                      (shrinks ? SWS_AREA : SWS_BILINEAR) | SWS_ACCURATE_RND | SWS_BITEXACT, nullptr,
                                      nullptr, nullptr));
-  picture->size = picture_size_;
-  picture->stride = AlignedRow(picture_size_.width);
-  picture->opaque = !HasAlpha(*frame_);
-  picture->pixels.resize(static_cast<std::size_t>(picture->stride) * picture_size_.height + kRowAlignment);
   if (!scaler_) return false;
   const int* table = sws_getCoefficients(Coefficients(*frame_));
   sws_setColorspaceDetails(scaler_.get(), table, full_range, table, 1, 0, 1 << 16, 1 << 16);
-  std::uint8_t* const rows[4] = {picture->pixels.data()};
-  const int strides[4] = {picture->stride};
+  std::uint8_t* const rows[4] = {decoded->pixels.data()};
+  const int strides[4] = {decoded->stride};
   sws_scale(scaler_.get(), frame_->data, frame_->linesize, 0, frame_->height, rows, strides);
+  if (!picture->opaque) Premultiply(RowsOf(decoded));
+  if (decoded != picture) {
+    SetSize(picture_size_, picture);
+    if (!ScalePremultiplied(RowsOf(&whole_), RowsOf(picture))) return false;
+  }
 
   if (quarter_turns_ != 0) {
     Size size;

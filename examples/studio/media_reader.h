@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ enum class PictureForm {
 
 struct Picture {
   Size size;
-  // RGBA, not premultiplied, the top row first.
+  // RGBA, premultiplied (premultiply.h), the top row first.
   int stride = 0;  // Bytes from a row to the next.
   std::vector<std::uint8_t> pixels;
   bool opaque = false;  // Every alpha is 255.
@@ -47,9 +48,15 @@ class MediaReader {
 
   // The size at which the media wants to be seen: upright, with square pixels.
   Size size() const { return size_; }
+  // Pictures come out without what is cut off, and size() is that of what is left. Call it once, before the other two.
+  // Throws Error when nothing is left.
+  void CutOff(const Crop& crop);
   // Pictures come out no larger than this, or than hardware takes; a layer drawn small looks better for it. Call it
   // before Next.
   void ShrinkTo(Size size);
+
+  // How long one pass through the media lasts, where it tells.
+  std::optional<std::int64_t> length_ns() const;
 
   // As what pictures come from the next one on: pixels before. Any thread.
   void SetForm(PictureForm form) { form_ = form; }
@@ -62,6 +69,7 @@ class MediaReader {
  private:
   void Open();
   bool DecodeFrame();
+  void CropFrame();
   bool TakePixels(Picture* picture);
   bool TakePlanes(Picture* picture);
   std::int64_t FrameTime();
@@ -70,6 +78,8 @@ class MediaReader {
   Size size_;
   Size picture_size_;      // What pictures are scaled to, before they are turned upright.
   int quarter_turns_ = 0;  // Clockwise, to get upright.
+  Crop crop_;              // Of a media picture of the size uncut_, upright.
+  Size uncut_;
 
   Media format_;
   AvCodec codec_;
@@ -85,6 +95,7 @@ class MediaReader {
   std::int64_t next_ns_ = 0;   // Where the picture after the last one is expected.
   std::int64_t frame_duration_ns_ = 0;
   std::vector<std::uint8_t> turned_;
+  Picture whole_;  // A picture before it is shrunk, where that takes two steps.
   std::atomic<PictureForm> form_{PictureForm::kPixels};
   AVPixelFormat plane_format_ = AV_PIX_FMT_NONE;  // Of the planes of every picture; none: there are none.
 };
