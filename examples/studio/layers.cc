@@ -162,7 +162,7 @@ LayerSource::LayerSource(const Layer& layer, const Description& description)
   if (layer_.kind == LayerKind::kText) {
     natural_size_ = TextSize(layer_);
     size_ = DrawnSize(layer_, natural_size_);
-    picture_ = TextPicture(layer_, size_);
+    picture_ = TextPicture(layer_, natural_size_, size_);
     return;
   }
   auto reader = std::make_unique<MediaReader>(layer_.file);

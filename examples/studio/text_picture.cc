@@ -12,12 +12,15 @@
 namespace studio {
 namespace {
 
-constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class takes as a texture.
+constexpr int kMaxSide = 8192;       // What hardware of the OpenGL 3.2 class takes as a texture.
+constexpr double kMaxLetter = 2000;  // Larger ones are enlarged.
 
 struct Deleter {
   void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
   void operator()(cairo_t* cairo) const { cairo_destroy(cairo); }
   void operator()(cairo_font_options_t* options) const { cairo_font_options_destroy(options); }
+  void operator()(PangoFontMap* fonts) const { g_object_unref(fonts); }
+  void operator()(PangoContext* context) const { g_object_unref(context); }
   void operator()(PangoLayout* layout) const { g_object_unref(layout); }
   void operator()(PangoFontDescription* font) const { pango_font_description_free(font); }
 };
@@ -37,21 +40,24 @@ PangoAlignment ToPango(TextAlign align) {
 struct Canvas {
   Owned<cairo_surface_t> surface;
   Owned<cairo_t> cairo;
+  Owned<PangoFontMap> fonts;  // Of its own: a thread's default one stays until the thread ends.
+  Owned<PangoContext> context;
   Owned<PangoLayout> layout;
   PangoRectangle extents;  // In pixels.
 
   Canvas(const Layer& layer, Size size)
       : surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, size.width, size.height)),
-        cairo(cairo_create(surface.get())) {
+        cairo(cairo_create(surface.get())),
+        fonts(pango_cairo_font_map_new()),
+        context(pango_font_map_create_context(fonts.get())),
+        layout(pango_layout_new(context.get())) {
     // Letters keep their shapes and places at every size: nothing is bent to the grid of pixels.
     const Owned<cairo_font_options_t> options(cairo_font_options_create());
     cairo_font_options_set_hint_style(options.get(), CAIRO_HINT_STYLE_NONE);
     cairo_font_options_set_hint_metrics(options.get(), CAIRO_HINT_METRICS_OFF);
     cairo_font_options_set_antialias(options.get(), CAIRO_ANTIALIAS_GRAY);
-    layout.reset(pango_cairo_create_layout(cairo.get()));
-    PangoContext* const context = pango_layout_get_context(layout.get());
-    pango_cairo_context_set_font_options(context, options.get());
-    pango_context_set_round_glyph_positions(context, FALSE);
+    pango_cairo_context_set_font_options(context.get(), options.get());
+    pango_context_set_round_glyph_positions(context.get(), FALSE);
     const Owned<PangoFontDescription> font(pango_font_description_from_string(layer.font.c_str()));
     pango_font_description_set_absolute_size(font.get(), static_cast<double>(layer.letter_px) * PANGO_SCALE);
     pango_layout_set_font_description(layout.get(), font.get());
@@ -89,8 +95,19 @@ Size TextSize(const Layer& layer) {
   return size;
 }
 
-Picture TextPicture(const Layer& layer, Size size) {
-  const Canvas canvas(layer, size);
+Picture TextPicture(const Layer& layer, Size natural, Size drawn) {
+  const double across = static_cast<double>(drawn.width) / natural.width;
+  const double down = static_cast<double>(drawn.height) / natural.height;
+  // Letters of another size rather than a scaled canvas: FreeType refuses to scale much. What is left is little, but
+  // where the proportions are not kept.
+  Layer scaled = layer;
+  const double wanted = static_cast<double>(layer.letter_px) * std::max(across, down);
+  scaled.letter_px = static_cast<float>(std::min(wanted, kMaxLetter));
+  const auto side = [&](int of) {
+    return std::max(1, static_cast<int>(std::lround(of * static_cast<double>(scaled.letter_px) / wanted)));
+  };
+  const Size size{side(drawn.width), side(drawn.height)};
+  const Canvas canvas(scaled, size);
   cairo_t* const cairo = canvas.cairo.get();
   cairo_scale(cairo, static_cast<double>(size.width) / std::max(1, canvas.extents.width),
               static_cast<double>(size.height) / std::max(1, canvas.extents.height));

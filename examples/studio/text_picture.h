@@ -11,8 +11,9 @@ namespace studio {
 // UsageError for what is not UTF-8, and where it is larger than hardware takes.
 Size TextSize(const Layer& layer);
 
-// The text drawn to fill `size`, premultiplied, the rest transparent. Throws Error.
-Picture TextPicture(const Layer& layer, Size size);
+// The text, of the size `natural`, drawn at the size `drawn`, or smaller where its letters would be too large to draw:
+// premultiplied, the rest transparent. Throws Error.
+Picture TextPicture(const Layer& layer, Size natural, Size drawn);
 
 }  // namespace studio
 

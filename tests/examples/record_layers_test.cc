@@ -165,6 +165,12 @@ TEST_F(RecordLayersTest, TextsAreLettersOfTheHeightAskedFor) {
   EXPECT_GT(ink_of("\xc3\x84\xd0\x96\xce\xa9,height=30,font=No Such Font At All Bold").width(), small.width());
 }
 
+// Larger than letters are drawn.
+TEST_F(RecordLayersTest, AnEnormousTextIsEnlarged) {
+  const RgbaPicture still = Still(40, 40, {"--canvas", "40x40", "--text", "\xe2\x96\x88,height=10,size=0x3000"});
+  for (const Rgba& pixel : still.pixels) ASSERT_EQ(pixel, (Rgba{255, 255, 255, 255}));
+}
+
 TEST_F(RecordLayersTest, TextsHaveTheirColorAndNoDarkEdges) {
   const RgbaPicture still =
       Still(200, 100,
