@@ -47,7 +47,9 @@ Size WindowSize(const Options& options) {
 }
 
 std::string LayerName(const Layer& layer) {
-  const std::string name = layer.kind == LayerKind::kColor ? "color" : layer.file.substr(layer.file.rfind('/') + 1);
+  const std::string name = layer.kind == LayerKind::kColor  ? "color"
+                           : layer.kind == LayerKind::kText ? layer.text.substr(0, layer.text.find('\n'))
+                                                            : layer.file.substr(layer.file.rfind('/') + 1);
   return layer.visible ? name : name + " (hidden)";
 }
 

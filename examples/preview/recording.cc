@@ -32,7 +32,8 @@ void ValidateRecording(const Description& description) {
 Recording::Recording(GsScene* scene, const Description& description, GsDevice* device)
     : description_(FilmOf(description)),
       encoder_(std::make_unique<studio::FilmWriter>(description_), &times_),
-      output_(scene, description_, &encoder_, device, &times_) {
+      picture_(scene, description_, device, &times_),
+      output_(picture_.scene(), description_, &encoder_, device, &times_) {
   output_.Start();
 }
 

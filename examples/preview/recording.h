@@ -10,6 +10,7 @@
 #include "studio/description.h"
 #include "studio/encoder.h"
 #include "studio/film_output.h"
+#include "studio/film_picture.h"
 #include "studio/stage_times.h"
 
 namespace preview {
@@ -39,6 +40,7 @@ class Recording {
   const studio::Description description_;
   studio::StageTimes times_;
   studio::Encoder encoder_;
+  const studio::FilmPicture picture_;
   studio::FilmOutput output_;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "studio/canvas_scene.h"
 #include "studio/device.h"
 #include "studio/error.h"
 #include "studio/placement.h"
@@ -22,8 +23,7 @@ bool Same(Size a, Size b) { return a.width == b.width && a.height == b.height; }
 SceneItems::SceneItems(const studio::Description& description, GsDevice* device)
     : description_(description),
       device_(device),
-      scene_(MakeRefCounted<GsScene>(static_cast<unsigned int>(description.canvas.width),
-                                     static_cast<unsigned int>(description.canvas.height), device)),
+      scene_(MakeRefCounted<studio::CanvasScene>(description, device, &times_)),
       clock_(0, device) {
   if (scene_->width() == 0) throw studio::Error(studio::kNoGraphics);
 }
@@ -79,6 +79,7 @@ void SceneItems::Show(const Editor& editor) {
 bool SceneItems::IsStale(const Entry& entry, Size size, const Item& item) const {
   switch (entry.layer.kind) {
     case LayerKind::kColor: return false;
+    case LayerKind::kText:
     case LayerKind::kPicture: return !Same(size, item.opened_at);
     case LayerKind::kVideo: break;
   }

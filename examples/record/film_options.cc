@@ -26,7 +26,8 @@ FilmOptions::FilmOptions(CLI::App* app) {
   app->add_option("--container", encoding_.container,
                   "What the film is packed into, as FFmpeg calls it, or a suffix (by the name; a pipe: matroska)")
       ->type_name("NAME");
-  app->add_flag("--transparent", transparent_, "Keep the scene's alpha: .mov, .webm, .mkv, .gif, .apng, .png, ...");
+  app->add_flag("--transparent", transparent_,
+                "What no layer covers stays transparent: .mov, .webm, .mkv, .gif, .apng, .png, ...");
   app->add_flag("--overwrite,!--no-overwrite", overwrite_, "Replace a file of that name (the default), or do not");
   app->add_flag("--faststart,!--no-faststart", encoding_.faststart,
                 "Put the index of an MP4 or MOV in front (the default), or not");

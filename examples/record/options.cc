@@ -46,7 +46,8 @@ ProgressShown ParseProgress(const std::string& text) {
 }  // namespace
 
 std::optional<Options> ParseCommandLine(int argc, char** argv) {
-  CLI::App app("Composites pictures, videos and colours with Quarn, and records them as a film.", "quarn-record");
+  CLI::App app("Composites pictures, videos, texts and colours with Quarn, and records them as a film.",
+               "quarn-record");
   app.footer(std::string(kLayerHelp) + kFooter);
   app.get_formatter()->column_width(30);
 

@@ -14,10 +14,12 @@
 #include <quarn/qn_os.h>
 
 #include "record/sound_recorder.h"
+#include "studio/canvas_scene.h"
 #include "studio/device.h"
 #include "studio/encoder.h"
 #include "studio/error.h"
 #include "studio/film_clock.h"
+#include "studio/film_picture.h"
 #include "studio/film_sound.h"
 #include "studio/layers.h"
 #include "studio/programs.h"
@@ -33,20 +35,6 @@ constexpr milliseconds kDeliveryTimeout(60000);  // A frame that takes longer ne
 constexpr char kNoFrames[] = "the graphics engine delivers no frames";
 constexpr double kSoundTimeoutSeconds = 10;
 constexpr std::uint64_t kSetOffNs = 100000000;  // What it takes until every thread is ready for the first frame.
-
-class FilmScene : public GsScene {
- public:
-  FilmScene(Size size, GsDevice* device, StageTimes* times)
-      : GsScene(static_cast<unsigned int>(size.width), static_cast<unsigned int>(size.height), device), times_(times) {}
-
-  void Draw() override {
-    const StageTimer timer(&times_->scene);
-    GsScene::Draw();
-  }
-
- private:
-  StageTimes* const times_;
-};
 
 // Takes some frames that are not part of the film: drivers finish shader programs when these are first used, and the
 // film should not start with a stutter.
@@ -204,7 +192,7 @@ Summary Record(const Description& description, const Progress& progress, StageTi
 
   const Device device(description.fps, !description.offline);
   FilmClock clock(start_ns, device.get());  // Outlasts the layers, which ask it.
-  const auto scene = MakeRefCounted<FilmScene>(description.canvas, device.get(), times);
+  const auto scene = MakeRefCounted<CanvasScene>(description, device.get(), times);
   if (scene->width() == 0 || (description.Format() == PixelLayout::kBgra && !AddBgraProgram(device.get()))) {
     throw Error(kNoGraphics);
   }
@@ -218,12 +206,13 @@ Summary Record(const Description& description, const Progress& progress, StageTi
   scene->OrderItem();
 
   {
-    FilmOutput output(scene, description, &encoder, device.get(), times);
+    const FilmPicture picture(scene, description, device.get(), times);
+    FilmOutput output(picture.scene(), description, &encoder, device.get(), times);
     FilmSound sound(&output, &encoder);
     std::unique_ptr<SoundMix> mix;
     if (writer.has_sound()) mix = std::make_unique<SoundMix>(&sound, std::move(sounds));
     std::uint64_t frame_ns = 0;
-    if (!description.offline) frame_ns = Rehearsal(scene, description, device.get()).timestamp_ns();
+    if (!description.offline) frame_ns = Rehearsal(picture.scene(), description, device.get()).timestamp_ns();
     times->Clear();
     const Set set{description, device.get(), &clock, &output, &sound, mix.get(), &encoder, progress, times};
     const std::uint64_t begin_ns = description.offline ? RunOffline(set) : RunInRealTime(set, frame_ns);

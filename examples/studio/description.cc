@@ -15,6 +15,8 @@ namespace {
 constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class draws into.
 constexpr float kMaxGain = 100;
 constexpr std::int64_t kMaxBitRate = 1000000000;
+constexpr float kMaxLetter = 2000;
+constexpr std::size_t kMaxText = 10000;
 
 std::string Text(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
@@ -26,6 +28,26 @@ void CheckSize(const char* what, Size size) {
 
 void CheckFactor(const char* what, float factor) {
   if (!(factor >= 0 && factor <= kMaxGain)) throw UsageError(std::string(what) + ": must be 0 to 100");
+}
+
+void CheckCrop(const Crop& crop) {
+  for (const int side : {crop.left, crop.top, crop.right, crop.bottom}) {
+    if (side < 0 || side > kMaxSide * 4) throw UsageError("layer crop: each side must be 0 or more pixels");
+  }
+}
+
+void CheckFade(float seconds) {
+  if (!(seconds >= 0 && seconds <= static_cast<float>(kMaxFilmSeconds))) {
+    throw UsageError("layer fade: must be 0 to 86400 seconds");
+  }
+}
+
+void CheckText(const Layer& layer) {
+  if (layer.text.find_first_not_of(" \t\n") == std::string::npos) throw UsageError("layer text: there is none");
+  if (layer.text.size() > kMaxText) throw UsageError("layer text: must be at most 10000 bytes");
+  if (!(layer.letter_px >= 1 && layer.letter_px <= kMaxLetter)) {
+    throw UsageError("layer height: letters must be 1 to 2000 pixels");
+  }
 }
 
 bool Is420(PixelLayout format) { return format == PixelLayout::kI420 || format == PixelLayout::kNv12; }
@@ -126,6 +148,10 @@ void ValidateScene(const Description& description) {
     if (!(layer.trim_start_s >= 0 && layer.trim_start_s < trim_end_s && trim_end_s <= kMaxFilmSeconds)) {
       throw UsageError("layer trim: must be 0 to 86400 seconds, and its end behind its start");
     }
+    CheckCrop(layer.crop);
+    CheckFade(layer.fade_in_s);
+    CheckFade(layer.fade_out_s);
+    if (layer.kind == LayerKind::kText) CheckText(layer);
     if (!layer.size) continue;
     const Size side = *layer.size;
     if (side.width < 0 || side.height < 0 || side.width > kMaxSide || side.height > kMaxSide ||

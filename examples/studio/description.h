@@ -29,14 +29,30 @@ struct Color {
   float a = 1;
 };
 
-enum class LayerKind { kColor, kPicture, kVideo };
+// How many pixels are cut off at each side.
+struct Crop {
+  int left = 0;
+  int top = 0;
+  int right = 0;
+  int bottom = 0;
+
+  bool IsNone() const { return left == 0 && top == 0 && right == 0 && bottom == 0; }
+};
+
+enum class LayerKind { kColor, kPicture, kVideo, kText };
 enum class LayerFilter { kNone, kBlur, kGrey };
+enum class TextAlign { kLeft, kCenter, kRight };
 enum class PixelLayout { kI420, kNv12, kRgba, kBgra };
+
+// Whether layers of that kind show a file.
+inline bool HasMedia(LayerKind kind) { return kind == LayerKind::kPicture || kind == LayerKind::kVideo; }
+
+constexpr Color kTextColor = {1, 1, 1, 1};  // Of a text that has none of its own.
 
 struct Layer {
   LayerKind kind = LayerKind::kColor;
   std::string file;          // Where the picture or the video is.
-  Color color;               // What a layer of one colour is filled with.
+  Color color;               // What a layer of one colour is filled with, or the colour of a text.
   Vec pos;                   // Centre, in canvas pixels from the canvas' centre, y downwards.
   std::optional<Size> size;  // Canvas pixels; a side of 0 follows from the other. Unset: the media's own; the canvas.
   float rotation_deg = 0;    // Clockwise.
@@ -52,6 +68,14 @@ struct Layer {
   double trim_start_s = 0;
   std::optional<double> trim_end_s;
   bool deinterlace = true;  // What a video has in halves, every other row, is made whole.
+  Crop crop;                // Of the media, upright and in square pixels; what is left is what is placed.
+  float fade_in_s = 0;      // How long the layer takes to appear, and to go at its end (see FadeAt).
+  float fade_out_s = 0;
+
+  std::string text;           // UTF-8; lines end with '\n'.
+  std::string font = "Sans";  // A family and what else describes it: "DejaVu Serif Bold Italic".
+  float letter_px = 48;       // The size of the letters.
+  TextAlign align = TextAlign::kLeft;
 };
 
 // A sound that is heard, not seen.
@@ -84,7 +108,7 @@ struct Description {
   bool overwrite = true;      // A file of the output's name is replaced.
   Encoding encoding;
   std::string scene_file;             // What it was read from; empty when from no file.
-  bool transparent = false;           // The film keeps the scene's alpha.
+  bool transparent = false;           // What no layer covers stays transparent, instead of black.
   std::optional<PixelLayout> format;  // Unset: what the encoder likes best.
   bool offline = false;
   bool verbose = false;
@@ -99,6 +123,8 @@ struct Description {
   bool HasPicture() const;
   // The canvas does not fill the output: the engine leaves zeros around it, which are black in RGB and green in YUV.
   bool HasBars() const;
+  // The time of the scene at which what is shown ends: the film's end, for a still that of the film it is a part of.
+  double EndSeconds() const { return IsStill() ? duration_s : start_s + duration_s; }
   // How many frames the film has, at least one.
   std::uint64_t FrameCount() const;
   PixelLayout Format() const;

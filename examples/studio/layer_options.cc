@@ -15,18 +15,27 @@ Layers are given as SOURCE[,key=value]... and lie on one another in the order in
   opacity=A       0 to 1 (1)
   spin=DEG        degrees a second, clockwise (0)
   drift=X:Y       canvas pixels a second (0:0)
-  filter=F        blur, grey or none; pictures and videos
+  filter=F        blur, grey or none; not for colours
+  crop=L:T:R:B    pixels of the media cut off at the left, top, right and bottom (0:0:0:0); pictures and videos
+  fade=IN:OUT     seconds in which it appears, from its start, and goes, until its end (0:0): a video that does not
+                  loop ends with its last picture, anything else with the film
   loop            start again at the end; videos
   volume=V        a factor of the sound, 0 for none (1); videos from files
   trim=START:END  only this part, in seconds of the media; either may be left out; videos
   deinterlace=D   auto makes pictures taken in halves whole, off leaves them (auto); videos
   hidden          not shown
-A comma in a file's name is written "\,".
+Of a text:
+  font=NAME       a family and style, such as Serif Bold Italic; where there is none, the nearest (Sans)
+  height=PX       the size of the letters in canvas pixels (48)
+  color=#RRGGBB   its colour, or #RRGGBBAA (#ffffff)
+  align=A         left, center or right: how several lines lie beside each other (left)
+In a text "\n" begins a new line. A comma in it, or in a file's name, is written "\,".
 )";
 
 LayerOptions::LayerOptions(CLI::App* app) : app_(app) {
   Add("--picture", LayerKind::kPicture, "FILE[,...]", "A layer from a picture (PNG, JPEG, ...)");
   Add("--video", LayerKind::kVideo, "FILE[,...]", "A layer from anything that FFmpeg decodes; - is the standard input");
+  Add("--text", LayerKind::kText, "TEXT[,...]", "A layer of letters, in UTF-8");
   Add("--color", LayerKind::kColor, "#RRGGBB[AA][,...]", "A layer of one colour");
 }
 

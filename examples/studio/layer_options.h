@@ -14,7 +14,7 @@ namespace studio {
 // What a program's help says about layers.
 extern const char kLayerHelp[];
 
-// --picture, --video and --color, each any number of times. Belongs to an application's options.
+// --picture, --video, --text and --color, each any number of times. Belongs to an application's options.
 class LayerOptions {
  public:
   explicit LayerOptions(CLI::App* app);

@@ -31,7 +31,37 @@ int ParseInt(const std::string& text) {
   return static_cast<int>(value);
 }
 
+[[noreturn]] void ThrowUnknown(LayerKind kind, const std::string& option) {
+  const std::string where = kind == LayerKind::kText ? "a text" : "a file's name";
+  throw UsageError("unknown layer option \"" + option + "\" (a comma in " + where + " is written \\,)");
+}
+
+// "\n" begins a new line.
+std::string WithLines(std::string text) {
+  for (std::size_t at = text.find("\\n"); at != std::string::npos; at = text.find("\\n", at + 1)) {
+    text.replace(at, 2, "\n");
+  }
+  return text;
+}
+
+// Returns whether `key` is one of a text.
+bool SetTextValue(Layer* layer, const std::string& key, const std::string& value) {
+  if (key == "font") {
+    layer->font = value;
+  } else if (key == "height") {
+    layer->letter_px = static_cast<float>(ParseNumber(value));
+  } else if (key == "color") {
+    layer->color = ParseColor(value);
+  } else if (key == "align") {
+    layer->align = ParseAlign(value);
+  } else {
+    return false;
+  }
+  return true;
+}
+
 void SetValue(Layer* layer, const std::string& key, const std::string& value) {
+  if (layer->kind == LayerKind::kText && SetTextValue(layer, key, value)) return;
   if (key == "pos") {
     layer->pos = ParseVec(value);
   } else if (key == "size") {
@@ -54,8 +84,14 @@ void SetValue(Layer* layer, const std::string& key, const std::string& value) {
     ParseTrim(value, layer);
   } else if (key == "deinterlace" && layer->kind == LayerKind::kVideo) {
     layer->deinterlace = ParseDeinterlace(value);
+  } else if (key == "crop" && HasMedia(layer->kind)) {
+    layer->crop = ParseCrop(value);
+  } else if (key == "fade") {
+    const Vec fade = ParseFade(value);
+    layer->fade_in_s = fade.x;
+    layer->fade_out_s = fade.y;
   } else {
-    throw UsageError("unknown layer option \"" + key + "\" (a comma in a file's name is written \\,)");
+    ThrowUnknown(layer->kind, key);
   }
 }
 
@@ -97,6 +133,38 @@ Color ParseColor(const std::string& text) {
   const unsigned long value = std::strtoul((digits.size() == 6 ? digits + "ff" : digits).c_str(), nullptr, 16);
   const auto channel = [value](int shift) { return static_cast<float>((value >> shift) & 0xff) / 255.0f; };
   return Color{channel(24), channel(16), channel(8), channel(0)};
+}
+
+Crop ParseCrop(const std::string& text) {
+  const std::string bad = "\"" + text + "\" is no crop such as 10:0:10:0 (left, top, right, bottom)";
+  int sides[4] = {};
+  std::size_t at = 0;
+  for (int i = 0; i < 4; ++i) {
+    const std::size_t colon = text.find(':', at);
+    if ((colon == std::string::npos) != (i == 3)) throw UsageError(bad);
+    const std::string side = text.substr(at, i == 3 ? colon : colon - at);
+    if (side.empty() || side.size() > 6 || side.find_first_not_of("0123456789") != std::string::npos) {
+      throw UsageError(bad);
+    }
+    sides[i] = std::atoi(side.c_str());
+    at = colon + 1;
+  }
+  return Crop{sides[0], sides[1], sides[2], sides[3]};
+}
+
+Vec ParseFade(const std::string& text) {
+  try {
+    return ParseVec(text);
+  } catch (const UsageError&) {
+    throw UsageError("\"" + text + "\" is no fade such as 1:0.5 (seconds of appearing, of going)");
+  }
+}
+
+TextAlign ParseAlign(const std::string& text) {
+  if (text == "left") return TextAlign::kLeft;
+  if (text == "center") return TextAlign::kCenter;
+  if (text == "right") return TextAlign::kRight;
+  throw UsageError("unknown alignment \"" + text + "\": there are left, center and right");
 }
 
 LayerFilter ParseFilter(const std::string& text) {
@@ -166,6 +234,9 @@ Layer ParseLayer(LayerKind kind, const std::string& text) {
   layer.kind = kind;
   if (kind == LayerKind::kColor) {
     layer.color = ParseColor(fields[0]);
+  } else if (kind == LayerKind::kText) {
+    layer.text = WithLines(fields[0]);
+    layer.color = kTextColor;
   } else if (fields[0].empty()) {
     throw UsageError("layer \"" + text + "\": no file is named");
   } else {
@@ -178,7 +249,7 @@ Layer ParseLayer(LayerKind kind, const std::string& text) {
     } else if (fields[i] == "hidden") {
       layer.visible = false;
     } else if (equals == std::string::npos) {
-      throw UsageError("unknown layer option \"" + fields[i] + "\" (a comma in a file's name is written \\,)");
+      ThrowUnknown(kind, fields[i]);
     } else {
       SetValue(&layer, fields[i].substr(0, equals), fields[i].substr(equals + 1));
     }

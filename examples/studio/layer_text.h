@@ -15,6 +15,9 @@ double ParseNumber(const std::string& text);       // "0.5"
 Color ParseColor(const std::string& text);         // "#ff8000" or "#ff800080"; the '#' may be left out.
 LayerFilter ParseFilter(const std::string& text);  // "none", "blur" or "grey"
 bool ParseDeinterlace(const std::string& text);    // "auto" or "off"
+Crop ParseCrop(const std::string& text);           // "10:0:10:0": left, top, right, bottom
+Vec ParseFade(const std::string& text);            // "1:0.5": seconds of appearing, and of going
+TextAlign ParseAlign(const std::string& text);     // "left", "center" or "right"
 PixelLayout ParseLayout(const std::string& text);  // "i420", "nv12", "rgba" or "bgra"
 
 // "2:5.5", "2:" or ":5.5": the part of a video that is played. Throws UsageError. And the text that reads back as that;
@@ -25,7 +28,8 @@ std::string TrimText(const Layer& layer);
 // "FILE[@gain[,start]]"; "\@" and "\," are an at and a comma of a file's name.
 Sound ParseSound(const std::string& text);
 
-// "FILE[,key=value]...", with a colour in place of the file for colours; "\," is a comma of a file's name.
+// "FILE[,key=value]...", with a colour in place of the file for colours, and a text for texts; "\," is a comma of a
+// file's name or a text, and "\n" begins a new line of a text.
 Layer ParseLayer(LayerKind kind, const std::string& text);
 
 }  // namespace studio

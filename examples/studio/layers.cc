@@ -9,6 +9,7 @@
 #include "studio/device.h"
 #include "studio/error.h"
 #include "studio/placement.h"
+#include "studio/text_picture.h"
 
 namespace studio {
 namespace {
@@ -16,9 +17,12 @@ namespace {
 constexpr float kRadiansPerDegree = 3.14159265358979f / 180.0f;
 constexpr float kWhite[4] = {1, 1, 1, 1};
 
-std::array<float, 4> Constants(const Layer& layer) {
-  if (layer.kind != LayerKind::kColor) return {1, 1, 1, layer.opacity};
-  return {layer.color.r, layer.color.g, layer.color.b, layer.color.a * layer.opacity};
+// What a program of layers multiplies with, or is the colour: premultiplied.
+std::array<float, 4> Constants(const Layer& layer, float fade) {
+  const float seen = layer.opacity * fade;
+  if (layer.kind != LayerKind::kColor) return {seen, seen, seen, seen};
+  const float alpha = layer.color.a * seen;
+  return {layer.color.r * alpha, layer.color.g * alpha, layer.color.b * alpha, alpha};
 }
 
 unsigned int ToUnsigned(int value) { return static_cast<unsigned int>(value); }
@@ -38,12 +42,13 @@ gs_vec2 ToVec2(Size size) { return gs_vec2(static_cast<float>(size.width), stati
 
 }  // namespace
 
-LayerItem::LayerItem(const Layer& layer, Size size, const Stage& stage)
+LayerItem::LayerItem(const Layer& layer, Size size, Span span, const Stage& stage)
     : GsItem(ToVec2(size), stage.device),
       stage_(stage),
       layer_(layer),
       drawn_size_(size),
-      constants_(Constants(layer).data(), sizeof(float) * 4, stage.device) {
+      span_(span),
+      constants_(Constants(layer, fade_).data(), sizeof(float) * 4, stage.device) {
   SetZ(layer.z);
   SetVisible(layer.visible);
   PlaceAt(stage.clock->now_ns());
@@ -70,30 +75,32 @@ void LayerItem::PlaceAt(std::int64_t film_ns) {
   SetRotation(RotationAt(layer_, seconds) * kRadiansPerDegree);
   Resize(ToVec2(drawn_size_));
   turned_ = layer_.rotation_deg != 0 || layer_.spin_deg_s != 0;
+  const float fade = FadeAt(layer_, seconds, span_.begin, span_.end);
+  if (std::exchange(fade_, fade) != fade) constants_.Update(Constants(layer_, fade).data(), sizeof(float) * 4);
 }
 
-void LayerItem::DrawWith(const LayerProgram& program, GsTexture* texture0, GsTexture* texture1) {
+void LayerItem::DrawWith(const LayerProgram& program, GsTexture* texture) {
   GsContext context(stage_.device);
   context.SetViewport(0, 0, static_cast<unsigned int>(stage_.canvas.width),
                       static_cast<unsigned int>(stage_.canvas.height));
   if (!context.BindShader(turned_ ? program.turned : program.straight)) return;
   constants_.Bind(0);
   {
-    const GsTextureBinder binder(texture0, texture1);
+    const GsTextureBinder binder(texture);
     context.DrawRect(gs_transform(pos(), size(), rotation()), ToVec2(stage_.canvas));
   }
   constants_.Unbind();
   context.UnbindShader();
 }
 
-ColorLayer::ColorLayer(const Layer& layer, const Stage& stage)
-    : LayerItem(layer, layer.size ? DrawnSize(layer, stage.canvas) : stage.canvas, stage) {}
+ColorLayer::ColorLayer(const Layer& layer, Span span, const Stage& stage)
+    : LayerItem(layer, layer.size ? DrawnSize(layer, stage.canvas) : stage.canvas, span, stage) {}
 
-void ColorLayer::Draw() { DrawWith(kColorProgram, nullptr, nullptr); }
+void ColorLayer::Draw() { DrawWith(kColorProgram, nullptr); }
 
-TextureLayer::TextureLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<GsTexture> texture,
-                           const Stage& stage)
-    : LayerItem(layer, size, stage), texture_(std::move(texture)), opaque_(picture.opaque) {
+TextureLayer::TextureLayer(const Layer& layer, Size size, Span span, const Picture& picture,
+                           std::unique_ptr<GsTexture> texture, const Stage& stage)
+    : LayerItem(layer, size, span, stage), texture_(std::move(texture)) {
   const auto add = [&](Size target, const char* program, const float(&constants)[4], GsTexture* input) {
     filters_.push_back(std::make_unique<ShaderFilter>(target, program, constants, input, stage.device, stage.times));
   };
@@ -109,18 +116,11 @@ TextureLayer::TextureLayer(const Layer& layer, Size size, const Picture& picture
   }
 }
 
-void TextureLayer::Draw() {
-  GsTexture* const seen = filters_.empty() ? texture_.get() : filters_.back()->texture();
-  if (filters_.empty() || opaque_) {
-    DrawWith(kTextureProgram, seen, nullptr);
-  } else {
-    DrawWith(kMaskedProgram, seen, texture_.get());
-  }
-}
+void TextureLayer::Draw() { DrawWith(kTextureProgram, filters_.empty() ? texture_.get() : filters_.back()->texture()); }
 
-PictureLayer::PictureLayer(const Layer& layer, Size size, const Picture& picture, std::uint64_t damaged,
+PictureLayer::PictureLayer(const Layer& layer, Size size, Span span, const Picture& picture, std::uint64_t damaged,
                            const Stage& stage)
-    : TextureLayer(layer, size, picture, PixelTexture(picture, stage), stage), damaged_(damaged) {}
+    : TextureLayer(layer, size, span, picture, PixelTexture(picture, stage), stage), damaged_(damaged) {}
 
 void PictureLayer::Advance(std::int64_t /*film_ns*/) {
   for (const auto& filter : filters_) {
@@ -128,9 +128,9 @@ void PictureLayer::Advance(std::int64_t /*film_ns*/) {
   }
 }
 
-VideoLayer::VideoLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<VideoPlayer> player,
-                       const Stage& stage, std::int64_t begin_ns)
-    : TextureLayer(layer, size, picture, VideoTexture(picture, stage), stage),
+VideoLayer::VideoLayer(const Layer& layer, Size size, Span span, const Picture& picture,
+                       std::unique_ptr<VideoPlayer> player, const Stage& stage, std::int64_t begin_ns)
+    : TextureLayer(layer, size, span, picture, VideoTexture(picture, stage), stage),
       video_(dynamic_cast<GsVideoTexture*>(texture_.get())),
       player_(std::move(player)),
       begin_ns_(begin_ns) {
@@ -158,8 +158,14 @@ void VideoLayer::Show(const Picture& picture) {
 }
 
 LayerSource::LayerSource(const Layer& layer, const Description& description)
-    : layer_(layer), natural_size_(description.canvas) {
+    : layer_(layer), natural_size_(description.canvas), film_end_s_(description.EndSeconds()) {
   if (layer_.kind == LayerKind::kColor) return;
+  if (layer_.kind == LayerKind::kText) {
+    natural_size_ = TextSize(layer_);
+    size_ = DrawnSize(layer_, natural_size_);
+    picture_ = TextPicture(layer_, natural_size_, size_);
+    return;
+  }
   auto reader = std::make_unique<MediaReader>(layer_);
   natural_size_ = reader->size();
   size_ = DrawnSize(layer_, natural_size_);
@@ -170,18 +176,24 @@ LayerSource::LayerSource(const Layer& layer, const Description& description)
     return;
   }
   const auto start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
+  const std::optional<std::int64_t> length_ns = reader->duration_ns();
+  if (length_ns && !layer_.loop) length_s_ = static_cast<double>(*length_ns) * 1e-9;
   player_ = std::make_unique<VideoPlayer>(std::move(reader), layer_.loop, description.offline, start_ns);
   if (const Picture* first = player_->Take(start_ns)) picture_ = *first;
   if (picture_.pixels.empty()) throw Error("cannot decode " + layer_.file + ": no picture in it");
 }
 
 scoped_refptr<LayerItem> LayerSource::MakeItem(const Stage& stage, std::int64_t begin_ns) {
+  Span span{0, film_end_s_};
   switch (layer_.kind) {
-    case LayerKind::kColor: return MakeRefCounted<ColorLayer>(layer_, stage);
-    case LayerKind::kPicture: return MakeRefCounted<PictureLayer>(layer_, size_, picture_, damaged_, stage);
+    case LayerKind::kColor: return MakeRefCounted<ColorLayer>(layer_, span, stage);
+    case LayerKind::kPicture:
+    case LayerKind::kText: return MakeRefCounted<PictureLayer>(layer_, size_, span, picture_, damaged_, stage);
     case LayerKind::kVideo: break;
   }
-  return MakeRefCounted<VideoLayer>(layer_, size_, picture_, std::move(player_), stage, begin_ns);
+  span.begin = static_cast<double>(begin_ns) * 1e-9;
+  if (length_s_) span.end = std::min(span.end, span.begin + *length_s_);
+  return MakeRefCounted<VideoLayer>(layer_, size_, span, picture_, std::move(player_), stage, begin_ns);
 }
 
 }  // namespace studio

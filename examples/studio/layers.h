@@ -1,9 +1,10 @@
-// The layers of a film: items that draw a colour, a picture or a video.
+// The layers of a film: items that draw a colour, a picture, a video or a text.
 #ifndef QUARN_EXAMPLES_STUDIO_LAYERS_H_
 #define QUARN_EXAMPLES_STUDIO_LAYERS_H_
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <quarn/gs_constant_buffer.h>
@@ -30,11 +31,17 @@ struct Stage {
   StageTimes* times = nullptr;
 };
 
+// When a layer is there, in seconds of the film.
+struct Span {
+  double begin = 0;
+  double end = 0;
+};
+
 // Places, moves and blends; what is drawn is up to the kind. Made on the host's thread, then the render thread's, Place
 // excepted.
 class LayerItem : public GsItem {
  public:
-  LayerItem(const Layer& layer, Size size, const Stage& stage);
+  LayerItem(const Layer& layer, Size size, Span span, const Stage& stage);
 
   // Puts the layer elsewhere from the next frame on: takes the position, rotation, drift and spin of `layer`, and a
   // size. Thread: any.
@@ -49,7 +56,7 @@ class LayerItem : public GsItem {
   // Moves the content on to the film's time.
   virtual void Advance(std::int64_t /*film_ns*/) {}
   // Draws the layer's rectangle with one of the programs.
-  void DrawWith(const LayerProgram& program, GsTexture* texture0, GsTexture* texture1);
+  void DrawWith(const LayerProgram& program, GsTexture* texture);
 
   const Stage stage_;
 
@@ -58,13 +65,15 @@ class LayerItem : public GsItem {
 
   Layer layer_;  // Under mutex_.
   Size drawn_size_;
+  const Span span_;
   bool turned_ = false;  // Render thread.
+  float fade_ = 1;       // What the constants have been made with.
   GsConstantBuffer constants_;
 };
 
 class ColorLayer : public LayerItem {
  public:
-  ColorLayer(const Layer& layer, const Stage& stage);
+  ColorLayer(const Layer& layer, Span span, const Stage& stage);
   void Draw() override;
 };
 
@@ -72,19 +81,20 @@ class ColorLayer : public LayerItem {
 class TextureLayer : public LayerItem {
  public:
   // `texture` shows `picture`.
-  TextureLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<GsTexture> texture,
+  TextureLayer(const Layer& layer, Size size, Span span, const Picture& picture, std::unique_ptr<GsTexture> texture,
                const Stage& stage);
   void Draw() override;
 
  protected:
   const std::unique_ptr<GsTexture> texture_;
-  const bool opaque_;
   std::vector<std::unique_ptr<ShaderFilter>> filters_;  // Each reads the one before.
 };
 
+// Of a text, too.
 class PictureLayer : public TextureLayer {
  public:
-  PictureLayer(const Layer& layer, Size size, const Picture& picture, std::uint64_t damaged, const Stage& stage);
+  PictureLayer(const Layer& layer, Size size, Span span, const Picture& picture, std::uint64_t damaged,
+               const Stage& stage);
 
   std::uint64_t damaged() const override { return damaged_; }
 
@@ -100,7 +110,7 @@ class PictureLayer : public TextureLayer {
 // them (Device::draws_planes).
 class VideoLayer : public TextureLayer {
  public:
-  VideoLayer(const Layer& layer, Size size, const Picture& picture, std::unique_ptr<VideoPlayer> player,
+  VideoLayer(const Layer& layer, Size size, Span span, const Picture& picture, std::unique_ptr<VideoPlayer> player,
              const Stage& stage, std::int64_t begin_ns);
 
   std::uint64_t damaged() const override { return player_->damaged(); }
@@ -123,15 +133,17 @@ class LayerSource {
   LayerSource(const Layer& layer, const Description& description);
   // The size of a layer that has none of its own.
   Size natural_size() const { return natural_size_; }
-  // Call once. A video shows its start at the film time `begin_ns`.
+  // Call once. A video shows its start at the film time `begin_ns`; any other layer is there from the film's start.
   scoped_refptr<LayerItem> MakeItem(const Stage& stage, std::int64_t begin_ns = 0);
 
  private:
   Layer layer_;
   Size natural_size_;
   Size size_;
-  Picture picture_;            // The first picture of the media.
-  std::uint64_t damaged_ = 0;  // Of a picture.
+  double film_end_s_ = 0;
+  std::optional<double> length_s_;  // Of a video that ends by itself.
+  Picture picture_;                 // The first picture of the media.
+  std::uint64_t damaged_ = 0;       // Of a picture.
   std::unique_ptr<VideoPlayer> player_;
 };
 

@@ -44,6 +44,7 @@ MediaReader::MediaReader(const Layer& layer)
   const double stretch = aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1;
   const Size square{std::max(1, static_cast<int>(std::lround(first.frame->width * stretch))), first.frame->height};
   size_ = orientation_.Turned(square);
+  SetCrop(layer.crop, first.frame.get());
 
   const bool has_sound = !is_stream_ && av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0) >= 0;
   const std::int64_t sound_ns = has_sound ? FirstSoundNs(file_) : AV_NOPTS_VALUE;
@@ -75,6 +76,52 @@ void MediaReader::Open() {
   pass_damaged_ = 0;
   next_ns_ = pass_begin_ns_ - trim_start_ns_;
   if (is_stream_) origin_ns_ = AV_NOPTS_VALUE;  // A sender's clock goes on.
+}
+
+void MediaReader::SetCrop(const Crop& crop, AVFrame* first) {
+  if (crop.IsNone()) return;
+  crop_ = crop;
+  uncut_ = size_;
+  size_ = Size{uncut_.width - crop.left - crop.right, uncut_.height - crop.top - crop.bottom};
+  if (size_.width < 1 || size_.height < 1) {
+    throw Error("the crop leaves nothing of " + file_ + ", which has " + std::to_string(uncut_.width) + "x" +
+                std::to_string(uncut_.height) + " pixels");
+  }
+  CropFrame(first);
+}
+
+// Frames lie as the camera was held, and their pixels need not be square.
+void MediaReader::CropFrame(AVFrame* frame) const {
+  if (crop_.IsNone()) return;
+  Crop lying = crop_;
+  if (orientation_.flipped) std::swap(lying.top, lying.bottom);
+  if (orientation_.mirrored) std::swap(lying.left, lying.right);
+  if (orientation_.transposed) {
+    std::swap(lying.left, lying.top);
+    std::swap(lying.right, lying.bottom);
+  }
+  const Size of = orientation_.Turned(uncut_);
+  const auto scaled = [](int pixels, int frame_side, int side) {
+    return static_cast<std::size_t>((std::int64_t{pixels} * frame_side + side / 2) / side);
+  };
+  const int width = frame->width, height = frame->height;
+  frame->crop_left = scaled(lying.left, width, of.width);
+  frame->crop_top = scaled(lying.top, height, of.height);
+  frame->crop_right = scaled(lying.right, width, of.width);
+  frame->crop_bottom = scaled(lying.bottom, height, of.height);
+  av_frame_apply_cropping(frame, AV_FRAME_CROP_UNALIGNED);
+}
+
+std::optional<std::int64_t> MediaReader::duration_ns() const {
+  const AVStream* const stream = format_->streams[stream_];
+  std::optional<std::int64_t> whole;
+  if (stream->duration > 0) {
+    whole = av_rescale_q(stream->duration, stream->time_base, kNanoseconds);
+  } else if (format_->duration > 0) {
+    whole = av_rescale_q(format_->duration, AVRational{1, AV_TIME_BASE}, kNanoseconds);
+  }
+  if (whole) return std::min(*whole - trim_start_ns_, length_ns_);
+  return length_ns_ == kNoEnd ? std::nullopt : std::optional(length_ns_);
 }
 
 // Opening the file again works with every container; seeking does not, and is tried where much is to be left out.
@@ -181,6 +228,7 @@ bool MediaReader::NextFrame(DecodedPicture* picture) {
   picture->frame.reset(av_frame_alloc());
   if (!picture->frame) return false;
   av_frame_move_ref(picture->frame.get(), frame_.get());
+  CropFrame(picture->frame.get());
   return true;
 }
 

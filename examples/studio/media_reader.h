@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <string>
 
 #include "studio/av.h"
@@ -30,14 +31,16 @@ class MediaReader {
  public:
   // Opens the file and decodes its first picture. Throws Error.
   explicit MediaReader(const std::string& file);
-  // The same with a layer's file, its trim, and its wish about halves of pictures.
+  // The same with a layer's file, its trim and crop, and its wish about halves of pictures.
   explicit MediaReader(const Layer& layer);
 
-  // The size at which the media wants to be seen: upright, with square pixels.
+  // The size at which the media, or what its crop leaves of it, wants to be seen: upright, with square pixels.
   Size size() const { return size_; }
   // Pictures come out no larger than this, or than hardware takes; a layer drawn small looks better for it. Call it
   // before anything is read.
   void ShrinkTo(Size size);
+  // How long one pass lasts, where the media tells.
+  std::optional<std::int64_t> duration_ns() const;
   // What a converter needs to know.
   const PictureShape& shape() const { return shape_; }
 
@@ -61,6 +64,8 @@ class MediaReader {
 
  private:
   void Open();
+  void SetCrop(const Crop& crop, AVFrame* first);
+  void CropFrame(AVFrame* frame) const;
   bool BeginPass();
   bool PickFirst(DecodedPicture first);
   bool SeekToTrim();
@@ -79,6 +84,8 @@ class MediaReader {
   std::atomic<std::uint64_t> damaged_{0};
   Size size_;
   Orientation orientation_;
+  Crop crop_;  // Of a picture of the size uncut_, upright.
+  Size uncut_;
   PictureShape shape_;
 
   Media format_;

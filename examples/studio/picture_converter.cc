@@ -102,6 +102,8 @@ int AlignedRow(int width) { return (width * 4 + kRowAlignment - 1) / kRowAlignme
 
 std::size_t Bytes(int stride, Size size) { return static_cast<std::size_t>(stride) * size.height + kRowAlignment; }
 
+bool IsSame(Size a, Size b) { return a.width == b.width && a.height == b.height; }
+
 bool HasAlpha(const AVFrame& frame) {
   const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
   return !layout || (layout->flags & (AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL)) != 0;
@@ -126,24 +128,24 @@ bool PictureConverter::Convert(const AVFrame& frame, PictureForm form, Picture* 
 }
 
 // The chroma of RGB is made for each pixel, and rounded: without that, pairs of pixels share it, and all is darker.
-SwsContext* PictureConverter::ScalerFor(const AVFrame& frame, AVPixelFormat to, Scaler* scaler) {
+SwsContext* PictureConverter::ScalerFor(const AVFrame& frame, AVPixelFormat to, Size to_size, Scaler* scaler) {
   bool full_range = false;
   const AVPixelFormat from = PlainFormat(frame.format, &full_range);
   const int x = ChromaX(frame), y = ChromaY(frame);
-  const bool fits = scaler->context && scaler->from_size.width == frame.width &&
-                    scaler->from_size.height == frame.height && scaler->from == from && scaler->chroma_x == x &&
-                    scaler->chroma_y == y;
+  const Size from_size{frame.width, frame.height};
+  const bool fits = scaler->context && IsSame(scaler->from_size, from_size) && IsSame(scaler->to_size, to_size) &&
+                    scaler->from == from && scaler->chroma_x == x && scaler->chroma_y == y;
   if (fits) return scaler->context.get();
-  *scaler = Scaler{AvScaler(sws_alloc_context()), {frame.width, frame.height}, from, x, y};
-  const bool shrinks = shape_.size.width < frame.width || shape_.size.height < frame.height;
+  *scaler = Scaler{AvScaler(sws_alloc_context()), from_size, to_size, from, x, y};
+  const bool shrinks = to_size.width < frame.width || to_size.height < frame.height;
   const AVPixFmtDescriptor* const layout = av_pix_fmt_desc_get(from);
   SwsContext* const context = scaler->context.get();
   if (!layout || !context) return nullptr;
   av_opt_set_int(context, "srcw", frame.width, 0);
   av_opt_set_int(context, "srch", frame.height, 0);
   av_opt_set_int(context, "src_format", from, 0);
-  av_opt_set_int(context, "dstw", shape_.size.width, 0);
-  av_opt_set_int(context, "dsth", shape_.size.height, 0);
+  av_opt_set_int(context, "dstw", to_size.width, 0);
+  av_opt_set_int(context, "dsth", to_size.height, 0);
   av_opt_set_int(context, "dst_format", to, 0);
   av_opt_set_int(context, "sws_flags",
                  (shrinks ? SWS_AREA : SWS_BILINEAR) | SWS_FULL_CHR_H_INT | SWS_ACCURATE_RND | SWS_BITEXACT, 0);
@@ -178,7 +180,7 @@ bool PictureConverter::TakePlanes(const AVFrame& frame, Picture* picture) {
   planes->width = shape_.size.width;
   planes->height = shape_.size.height;
   if (av_frame_get_buffer(planes.get(), kRowAlignment) < 0) return false;
-  SwsContext* const scaler = ScalerFor(frame, shape_.plane_format, &plane_scaler_);
+  SwsContext* const scaler = ScalerFor(frame, shape_.plane_format, shape_.size, &plane_scaler_);
   if (!scaler) return false;
   const int* table = sws_getCoefficients(Coefficients(frame));
   sws_setColorspaceDetails(scaler, table, full_range, table, full_range, 0, 1 << 16, 1 << 16);
@@ -187,20 +189,38 @@ bool PictureConverter::TakePlanes(const AVFrame& frame, Picture* picture) {
   return true;
 }
 
-bool PictureConverter::TakePixels(const AVFrame& frame, Picture* picture) {
-  SwsContext* const scaler = ScalerFor(frame, AV_PIX_FMT_RGBA, &pixel_scaler_);
+bool PictureConverter::ToRgba(const AVFrame& frame, const PixelRows& to) {
+  SwsContext* const scaler = ScalerFor(frame, AV_PIX_FMT_RGBA, to.size, &pixel_scaler_);
   if (!scaler) return false;
-  const int stride = AlignedRow(shape_.size.width);
-  std::vector<std::uint8_t>& pixels = shape_.orientation.is_upright() ? picture->pixels : sideways_;
-  pixels.resize(Bytes(stride, shape_.size));
   const int* table = sws_getCoefficients(Coefficients(frame));
   const bool full_range = IsFullRange(frame);
   sws_setColorspaceDetails(scaler, table, full_range, table, 1, 0, full_range ? Contrast(frame) : 1 << 16, 1 << 16);
-  std::uint8_t* const rows[4] = {pixels.data()};
-  const int strides[4] = {stride};
+  std::uint8_t* const rows[4] = {to.pixels};
+  const int strides[4] = {to.stride};
   sws_scale(scaler, frame.data, frame.linesize, 0, frame.height, rows, strides);
+  return true;
+}
 
+bool PictureConverter::TakePixels(const AVFrame& frame, Picture* picture) {
   picture->opaque = !HasAlpha(frame);
+  std::vector<std::uint8_t>& pixels = shape_.orientation.is_upright() ? picture->pixels : sideways_;
+  const int stride = AlignedRow(shape_.size.width);
+  pixels.resize(Bytes(stride, shape_.size));
+  const PixelRows rows{shape_.size, stride, pixels.data()};
+  const Size whole{frame.width, frame.height};
+  // With alpha it gets its size once it is premultiplied.
+  if (picture->opaque || IsSame(whole, shape_.size)) {
+    if (!ToRgba(frame, rows)) return false;
+    if (!picture->opaque) Premultiply(rows);
+  } else {
+    const int whole_stride = AlignedRow(whole.width);
+    whole_.resize(Bytes(whole_stride, whole));
+    const PixelRows whole_rows{whole, whole_stride, whole_.data()};
+    if (!ToRgba(frame, whole_rows)) return false;
+    Premultiply(whole_rows);
+    if (!ScalePremultiplied(whole_rows, rows)) return false;
+  }
+
   picture->size = shape_.orientation.Turned(shape_.size);
   picture->stride = AlignedRow(picture->size.width);
   if (!shape_.orientation.is_upright()) {

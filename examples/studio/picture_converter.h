@@ -11,6 +11,7 @@
 #include "studio/av.h"
 #include "studio/description.h"
 #include "studio/orientation.h"
+#include "studio/premultiply.h"
 
 namespace studio {
 
@@ -23,7 +24,7 @@ enum class PictureForm {
 
 struct Picture {
   Size size;
-  // RGBA, not premultiplied, the top row first.
+  // RGBA, premultiplied (premultiply.h), the top row first.
   int stride = 0;  // Bytes from a row to the next.
   std::vector<std::uint8_t> pixels;
   bool opaque = false;  // Every alpha is 255.
@@ -61,19 +62,22 @@ class PictureConverter {
   struct Scaler {
     AvScaler context;
     Size from_size;
+    Size to_size;
     AVPixelFormat from = AV_PIX_FMT_NONE;
     int chroma_x = 0;
     int chroma_y = 0;
   };
 
-  SwsContext* ScalerFor(const AVFrame& frame, AVPixelFormat to, Scaler* scaler);
+  SwsContext* ScalerFor(const AVFrame& frame, AVPixelFormat to, Size to_size, Scaler* scaler);
+  bool ToRgba(const AVFrame& frame, const PixelRows& to);
   bool TakePixels(const AVFrame& frame, Picture* picture);
   bool TakePlanes(const AVFrame& frame, Picture* picture);
 
   const PictureShape shape_;
   Scaler pixel_scaler_;
   Scaler plane_scaler_;
-  std::vector<std::uint8_t> sideways_;
+  std::vector<std::uint8_t> whole_;     // A picture before it is shrunk, where that takes two steps.
+  std::vector<std::uint8_t> sideways_;  // One before it is turned.
 };
 
 }  // namespace studio

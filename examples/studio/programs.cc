@@ -27,47 +27,68 @@ float edge() {
 
 constexpr char kColor[] = R"(
 void main() {
-  FragColor = vec4(constants.rgb, constants.a * edge());
+  FragColor = constants * edge();
 }
 )";
 
 constexpr char kTexture[] = R"(
 uniform sampler2D u_tex0;
 void main() {
-  vec4 color = texture(u_tex0, v_tex_coord) * constants;
-  FragColor = vec4(color.rgb, color.a * edge());
+  FragColor = texture(u_tex0, v_tex_coord) * (constants * edge());
 }
 )";
 
-constexpr char kMasked[] = R"(
-uniform sampler2D u_tex0;
-uniform sampler2D u_tex1;
-void main() {
-  vec4 color = vec4(texture(u_tex0, v_tex_coord).rgb, texture(u_tex1, v_tex_coord).a) * constants;
-  FragColor = vec4(color.rgb, color.a * edge());
-}
-)";
-
-// Filters write alpha 1: they draw over opaque black with blending on, and must not be mixed with it.
 constexpr char kGrey[] = R"(
 uniform sampler2D u_tex0;
 void main() {
-  float grey = dot(texture(u_tex0, v_tex_coord).rgb, vec3(0.2126, 0.7152, 0.0722));
-  FragColor = vec4(vec3(grey), 1.0);
+  vec4 color = texture(u_tex0, v_tex_coord);
+  FragColor = vec4(vec3(dot(color.rgb, vec3(0.2126, 0.7152, 0.0722))), color.a);
 }
 )";
 
 // A bell of nine samples.
 constexpr char kBlur[] = R"(
 uniform sampler2D u_tex0;
-vec3 pair(float i) {
+vec4 pair(float i) {
   vec2 offset = constants.xy * i;
-  return texture(u_tex0, v_tex_coord + offset).rgb + texture(u_tex0, v_tex_coord - offset).rgb;
+  return texture(u_tex0, v_tex_coord + offset) + texture(u_tex0, v_tex_coord - offset);
 }
 void main() {
-  vec3 color = texture(u_tex0, v_tex_coord).rgb * 0.2042;
-  color += pair(1.0) * 0.1802 + pair(2.0) * 0.1239 + pair(3.0) * 0.0663 + pair(4.0) * 0.0276;
-  FragColor = vec4(color, 1.0);
+  FragColor = texture(u_tex0, v_tex_coord) * 0.2042 +
+      pair(1.0) * 0.1802 + pair(2.0) * 0.1239 + pair(3.0) * 0.0663 + pair(4.0) * 0.0276;
+}
+)";
+
+// The texels that a pixel covers, each by how much of it that is. Pixels are counted, not interpolated: the sum of the
+// parts is the whole to the last bit that a picture has.
+constexpr char kFilm[] = R"(
+uniform sampler2D u_tex0;
+vec4 mean() {
+  ivec2 texels = textureSize(u_tex0, 0);
+  vec2 covered = vec2(texels) / constants.xy;
+  vec2 from = floor(v_tex_coord * constants.xy) * covered;
+  vec2 to = from + covered;
+  ivec2 first = ivec2(from);
+  ivec2 last = min(ivec2(ceil(to)), texels) - 1;
+  vec4 sum = vec4(0.0);
+  for (int y = first.y; y <= last.y; ++y) {
+    vec4 row = vec4(0.0);
+    for (int x = first.x; x <= last.x; ++x) {
+      float across = min(to.x, float(x + 1)) - max(from.x, float(x));
+      row += texelFetch(u_tex0, ivec2(x, y), 0) * across;
+    }
+    sum += row * (min(to.y, float(y + 1)) - max(from.y, float(y)));
+  }
+  return sum / (covered.x * covered.y);
+}
+void main() {
+  bool enlarged = all(greaterThan(constants.xy, vec2(textureSize(u_tex0, 0))));
+  vec4 color = enlarged ? texture(u_tex0, v_tex_coord) : mean();
+  if (constants.z == 0.0) {
+    FragColor = vec4(color.rgb, 1.0);
+  } else {
+    FragColor = color.a > 0.0 ? vec4(color.rgb / color.a, color.a) : vec4(0.0);
+  }
 }
 )";
 
@@ -82,8 +103,8 @@ bool AddPrograms(GsDevice* device) {
     return add(program.straight, std::string(kStraightEdge) + body) &&
            add(program.turned, std::string(kTurnedEdge) + body);
   };
-  return add_layer(kColorProgram, kColor) && add_layer(kTextureProgram, kTexture) &&
-         add_layer(kMaskedProgram, kMasked) && add(kGreyProgram, kGrey) && add(kBlurProgram, kBlur);
+  return add_layer(kColorProgram, kColor) && add_layer(kTextureProgram, kTexture) && add(kGreyProgram, kGrey) &&
+         add(kBlurProgram, kBlur) && add(kFilmProgram, kFilm);
 }
 
 bool AddBgraProgram(GsDevice* device) {

@@ -13,18 +13,21 @@ struct LayerProgram {
   const char* turned;
 };
 
-// Each program reads one constant buffer, u_buf0, of four floats.
+// Each program reads one constant buffer, u_buf0, of four floats. Colours are premultiplied, where they are read and
+// where they are written: what draws with these programs blends accordingly (CanvasScene), or not at all (Unblended).
 //
-// Layers: the constants are the colour; a texture times the constants; and the same with the alpha of a second texture,
-// for a filter's target is opaque, and the media behind it need not be.
+// Layers: the constants are the colour; and a texture times the constants.
 constexpr LayerProgram kColorProgram = {"studio_color", "studio_color_turned"};
 constexpr LayerProgram kTextureProgram = {"studio_texture", "studio_texture_turned"};
-constexpr LayerProgram kMaskedProgram = {"studio_masked", "studio_masked_turned"};
 
 // Filters: a texture without its colours; and one blurred along an axis, the constants being the step in texture
 // coordinates.
 constexpr char kGreyProgram[] = "studio_grey";
 constexpr char kBlurProgram[] = "studio_blur";
+
+// Films: a scene at the size that the constants begin with, each pixel the mean of what it covers; with the third one 1
+// its colours are divided by their alpha, and with 0 they are opaque.
+constexpr char kFilmProgram[] = "studio_film";
 
 // Returns false when one cannot be built; the log says why.
 bool AddPrograms(GsDevice* device);

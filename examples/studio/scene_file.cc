@@ -1,9 +1,7 @@
 #include "studio/scene_file.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -14,6 +12,7 @@
 #include "studio/film_inputs.h"
 #include "studio/layer_text.h"
 #include "studio/media_file.h"
+#include "studio/scene_text.h"
 
 namespace studio {
 namespace {
@@ -58,6 +57,11 @@ struct Node {
     }
     return studio::Size{static_cast<int>(pair.x), static_cast<int>(pair.y)};
   }
+  Crop CropSides() const {
+    if (!json.is_array() || json.size() != 4) Fail("must be four numbers such as [10, 0, 10, 0]");
+    const auto side = [this](std::size_t i) { return Node{json[i], where}.Whole(); };
+    return Crop{side(0), side(1), side(2), side(3)};
+  }
   template <class Parse>
   auto Parsed(Parse parse) const {
     return ParsedFrom(Text(), parse);
@@ -89,11 +93,15 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
   if (!node.json.is_object()) node.Fail("must be an object");
   Layer layer;
   int sources = 0;
+  bool has_color = false;
   for (const auto& [key, json] : node.json.items()) {
     const Node value{json, node.where + "." + key};
     if (key == "color") {
-      layer.kind = LayerKind::kColor;
       layer.color = value.Parsed(ParseColor);
+      has_color = true;
+    } else if (key == "text") {
+      layer.kind = LayerKind::kText;
+      layer.text = value.Text();
       ++sources;
     } else if (key == "picture" || key == "video") {
       layer.kind = key == "video" ? LayerKind::kVideo : LayerKind::kPicture;
@@ -125,11 +133,31 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       value.Parsed([&layer](const std::string& text) { ParseTrim(text, &layer); });
     } else if (key == "deinterlace") {
       layer.deinterlace = value.Parsed(ParseDeinterlace);
+    } else if (key == "crop") {
+      layer.crop = value.CropSides();
+    } else if (key == "fade") {
+      const Vec fade = value.Pair();
+      layer.fade_in_s = fade.x;
+      layer.fade_out_s = fade.y;
+    } else if (key == "font") {
+      layer.font = value.Text();
+    } else if (key == "height") {
+      layer.letter_px = static_cast<float>(value.Number());
+    } else if (key == "align") {
+      layer.align = value.Parsed(ParseAlign);
     } else {
       value.Fail("unknown key");
     }
   }
-  if (sources != 1) node.Fail("must have one of \"color\", \"picture\" and \"video\"");
+  // A text may have a colour; by itself a colour is a layer.
+  const bool is_text = layer.kind == LayerKind::kText;
+  if (has_color && !is_text) ++sources;
+  if (is_text && !has_color) layer.color = kTextColor;
+  if (sources != 1) node.Fail("must have one of \"color\", \"picture\", \"video\" and \"text\"");
+  if (!is_text && (node.json.contains("font") || node.json.contains("height") || node.json.contains("align"))) {
+    node.Fail("only a text has a font, a height and an alignment");
+  }
+  if (!HasMedia(layer.kind) && !layer.crop.IsNone()) node.Fail("only a picture or a video is cropped");
   if (layer.kind == LayerKind::kColor && layer.filter != LayerFilter::kNone) node.Fail("a colour takes no filter");
   if (layer.kind != LayerKind::kVideo && layer.loop) node.Fail("only a video loops");
   if (layer.kind != LayerKind::kVideo && layer.volume != 1) node.Fail("only a video has a volume");
@@ -183,104 +211,6 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
       value.Fail("unknown key");
     }
   }
-}
-
-// The shortest text that reads back as the same value.
-template <class T>
-std::string Number(T value) {
-  char text[64];
-  return {text, std::to_chars(text, text + sizeof(text), value).ptr};
-}
-
-template <class T>
-std::string Pair(T first, T second) {
-  return "[" + Number(first) + ", " + Number(second) + "]";
-}
-
-std::string Quoted(const std::string& text) { return Json(text).dump(); }
-
-std::string ColorText(const Color& color) {
-  const auto channel = [](float value) { return static_cast<int>(std::lround(value * 255)); };
-  char text[16];
-  std::snprintf(text, sizeof(text), "\"#%02x%02x%02x", channel(color.r), channel(color.g), channel(color.b));
-  std::string quoted = text;
-  if (channel(color.a) != 255) {
-    std::snprintf(text, sizeof(text), "%02x", channel(color.a));
-    quoted += text;
-  }
-  return quoted + '"';
-}
-
-// How a file is named in a scene file of `folder`.
-std::string NameFrom(const std::filesystem::path& folder, const std::string& file) {
-  if (file.find("://") != std::string::npos || file == kStandardInput) return file;
-  namespace fs = std::filesystem;
-  const fs::path path(file);
-  // Links to folders are followed, so that ".." leads where it seems to; a file that is a link keeps its name.
-  const fs::path parent = fs::weakly_canonical(fs::absolute(path).parent_path());
-  const std::string name = (parent / path.filename()).lexically_proximate(fs::weakly_canonical(folder)).string();
-  return name == kStandardInput ? "./" + name : name;
-}
-
-std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
-  const Layer defaults;
-  std::string text;
-  const auto add = [&text](const char* key, const std::string& value) {
-    text += (text.empty() ? "" : ", ") + Quoted(key) + ": " + value;
-  };
-  switch (layer.kind) {
-    case LayerKind::kColor: add("color", ColorText(layer.color)); break;
-    case LayerKind::kPicture: add("picture", Quoted(NameFrom(folder, layer.file))); break;
-    case LayerKind::kVideo: add("video", Quoted(NameFrom(folder, layer.file))); break;
-  }
-  const auto has = [](const Vec& pair) { return pair.x != 0 || pair.y != 0; };
-  if (layer.size) add("size", Pair(layer.size->width, layer.size->height));
-  if (has(layer.pos)) add("pos", Pair(layer.pos.x, layer.pos.y));
-  if (layer.rotation_deg != defaults.rotation_deg) add("rotation", Number(layer.rotation_deg));
-  if (layer.z != defaults.z) add("z", Number(layer.z));
-  if (layer.opacity != defaults.opacity) add("opacity", Number(layer.opacity));
-  if (!layer.visible) add("visible", "false");
-  if (layer.spin_deg_s != defaults.spin_deg_s) add("spin", Number(layer.spin_deg_s));
-  if (has(layer.drift_px_s)) add("drift", Pair(layer.drift_px_s.x, layer.drift_px_s.y));
-  if (layer.loop) add("loop", "true");
-  if (layer.volume != defaults.volume) add("volume", Number(layer.volume));
-  if (const std::string trim = TrimText(layer); !trim.empty()) add("trim", Quoted(trim));
-  if (!layer.deinterlace) add("deinterlace", "\"off\"");
-  if (layer.filter != LayerFilter::kNone) add("filter", layer.filter == LayerFilter::kBlur ? "\"blur\"" : "\"grey\"");
-  return "{" + text + "}";
-}
-
-std::string RateText(FrameRate rate) { return rate.den == 1 ? rate.Text() : Quoted(rate.Text()); }
-
-std::string SoundText(const Sound& sound, const std::filesystem::path& folder) {
-  const Sound defaults;
-  std::string text = "{\"file\": " + Quoted(NameFrom(folder, sound.file));
-  if (sound.gain != defaults.gain) text += ", \"gain\": " + Number(sound.gain);
-  if (sound.start_s != defaults.start_s) text += ", \"start\": " + Number(sound.start_s);
-  return text + "}";
-}
-
-// A list with an element a line.
-template <class T, class ToText>
-std::string List(const std::vector<T>& elements, ToText to_text) {
-  std::string text;
-  for (const T& element : elements) text += (text.empty() ? "[\n    " : ",\n    ") + to_text(element);
-  return elements.empty() ? "[]" : text + "\n  ]";
-}
-
-std::string SceneText(const Description& description, const std::filesystem::path& folder) {
-  const auto size = [](Size value) { return Pair(value.width, value.height); };
-  std::string text = "{\n  \"canvas\": " + size(description.canvas) + ",\n";
-  if (description.output_size) text += "  \"output_size\": " + size(*description.output_size) + ",\n";
-  text += "  \"fps\": " + RateText(description.fps) + ",\n";
-  text += "  \"duration\": " + Number(description.duration_s) + ",\n";
-  if (!description.sounds.empty()) {
-    text += "  \"audio\": " + List(description.sounds, [&](const Sound& sound) { return SoundText(sound, folder); }) +
-            ",\n";
-  }
-  return text +
-         "  \"layers\": " + List(description.layers, [&](const Layer& layer) { return LayerText(layer, folder); }) +
-         "\n}\n";
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <quarn/gs_context.h>
 #include <quarn/gs_device.h>
 
+#include "studio/blending.h"
+
 namespace studio {
 
 ShaderFilter::ShaderFilter(Size size, const char* program, const float (&constants)[4], GsTexture* input,
@@ -25,6 +27,7 @@ void ShaderFilter::Draw() {
   if (!context.BindShader(program_)) return;
   constants_.Bind(0);
   {
+    const Unblended unblended;
     const GsTextureBinder binder(input_);
     const gs_vec2 size(static_cast<float>(width()), static_cast<float>(height()));
     context.DrawRect(gs_transform(gs_vec2(), size), size);

@@ -157,7 +157,8 @@ TEST_F(RecordErrorsTest, BadSceneFiles) {
   ExpectSceneError(R"({"duration": "long"})", "duration: must be a number");
   ExpectSceneError(R"({"layers": {}})", "layers: must be a list");
   ExpectSceneError(R"({"layers": [7]})", "layers[0]: must be an object");
-  ExpectSceneError(R"({"layers": [{"z": 1}]})", "layers[0]: must have one of \"color\", \"picture\" and \"video\"");
+  ExpectSceneError(R"({"layers": [{"z": 1}]})",
+                   "layers[0]: must have one of \"color\", \"picture\", \"video\" and \"text\"");
   ExpectSceneError(R"({"layers": [{"color": "#000000", "tint": 1}]})", "layers[0].tint: unknown key");
   ExpectSceneError(R"({"layers": [{"color": 7}]})", "layers[0].color: must be a text");
   ExpectSceneError(R"({"layers": [{"color": "red"}]})",

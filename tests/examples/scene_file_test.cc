@@ -86,6 +86,16 @@ void ExpectSame(const Layer& a, const Layer& b) {
   EXPECT_EQ(a.trim_start_s, b.trim_start_s);
   EXPECT_EQ(a.trim_end_s, b.trim_end_s);
   EXPECT_EQ(a.deinterlace, b.deinterlace);
+  EXPECT_EQ(a.crop.left, b.crop.left);
+  EXPECT_EQ(a.crop.top, b.crop.top);
+  EXPECT_EQ(a.crop.right, b.crop.right);
+  EXPECT_EQ(a.crop.bottom, b.crop.bottom);
+  EXPECT_EQ(a.fade_in_s, b.fade_in_s);
+  EXPECT_EQ(a.fade_out_s, b.fade_out_s);
+  EXPECT_EQ(a.text, b.text);
+  EXPECT_EQ(a.font, b.font);
+  EXPECT_EQ(a.letter_px, b.letter_px);
+  EXPECT_EQ(a.align, b.align);
 }
 
 void ExpectSame(const Sound& a, const Sound& b) {
@@ -116,6 +126,7 @@ TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
   picture.z = -7;
   picture.opacity = 0.3f;
   picture.filter = LayerFilter::kGrey;
+  picture.crop = {1, 2, 3, 4};
   scene.layers.push_back(picture);
   Layer video;
   video.kind = LayerKind::kVideo;
@@ -125,6 +136,7 @@ TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
   video.drift_px_s = {1 / 3.0f, 0};
   video.loop = true;
   video.volume = 0.7f;
+  video.fade_in_s = 0.1f;
   video.filter = LayerFilter::kBlur;
   scene.layers.push_back(video);
   video.loop = false;
@@ -135,6 +147,19 @@ TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
   video.file = "-";
   video.trim_end_s = 1e3 / 7;
   scene.layers.push_back(video);
+  Layer letters;
+  letters.kind = LayerKind::kText;
+  letters.text = "One \"two\",\n\tthr\xc3\xa4\\n";
+  letters.color = kTextColor;
+  scene.layers.push_back(letters);
+  letters.color = {0, 0, 0, 0};
+  letters.font = "DejaVu Serif Bold 7";
+  letters.letter_px = 0.1f;
+  letters.align = TextAlign::kRight;
+  letters.fade_out_s = 1 / 3.0f;
+  scene.layers.push_back(letters);
+  letters.align = TextAlign::kCenter;
+  scene.layers.push_back(letters);
 
   scene.sounds = {Sound{Path("a.wav"), 1, 0}, Sound{Path("b \"c\".wav"), 0.1f, 1 / 3.0}};
 
@@ -166,6 +191,27 @@ TEST_F(SceneFileTest, VisibleIsYesOrNo) {
   } catch (const UsageError& error) {
     EXPECT_EQ(error.what(), "scene " + Path("scene.json") + ": layers[0].visible: must be true or false");
   }
+}
+
+TEST_F(SceneFileTest, KeysBelongToTheirKindsOfLayers) {
+  const auto expect = [this](const std::string& layer, const std::string& line) {
+    std::ofstream(Path("scene.json")) << "{\"layers\": [" + layer + "]}";
+    try {
+      Read(Path("scene.json"));
+      ADD_FAILURE() << "no error";
+    } catch (const UsageError& error) {
+      EXPECT_EQ(error.what(), "scene " + Path("scene.json") + ": layers[0]" + line);
+    }
+  };
+  expect(R"({"text": "a", "picture": "b.png"})", ": must have one of \"color\", \"picture\", \"video\" and \"text\"");
+  expect(R"({"color": "#000000", "picture": "b.png"})",
+         ": must have one of \"color\", \"picture\", \"video\" and \"text\"");
+  expect(R"({"picture": "b.png", "height": 20})", ": only a text has a font, a height and an alignment");
+  expect(R"({"text": "a", "crop": [0, 0, 1, 0]})", ": only a picture or a video is cropped");
+  expect(R"({"text": "a", "align": "top"})", ".align: unknown alignment \"top\": there are left, center and right");
+  expect(R"({"picture": "b.png", "crop": [0, 0, 1]})", ".crop: must be four numbers such as [10, 0, 10, 0]");
+  expect(R"({"picture": "b.png", "crop": [0, 0, 1.5, 0]})", ".crop: must be a whole number");
+  expect(R"({"picture": "b.png", "fade": 1})", ".fade: must be a pair of numbers such as [16, 9]");
 }
 
 TEST_F(SceneFileTest, LeavesOutWhatIsAsUsual) {
