@@ -18,6 +18,7 @@
 #include "studio/description.h"
 #include "studio/error.h"
 #include "studio/log.h"
+#include "studio/media_length.h"
 #include "studio/sound_format.h"
 
 namespace {
@@ -86,8 +87,9 @@ class ProgressBar {
 
 void PrintSound(const studio::Summary::Sound& sound) {
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
-  std::printf("  sound: %s, peak %.2f", sound.encoder.c_str(), static_cast<double>(sound.mix.peak));
-  if (sound.mix.peak > 0) std::printf(" (%.1f dB)", Decibels(sound.mix.peak));
+  const float peak = std::min(sound.mix.peak, 1.0f);
+  std::printf("  sound: %s, peak %.2f", sound.encoder.c_str(), static_cast<double>(peak));
+  if (peak > 0) std::printf(" (%.1f dB)", Decibels(peak));
   std::printf(", %s\n", sound.mix.underruns.empty() ? "no underrun" : "underruns:");
   const auto seconds = [](std::uint64_t blocks) {
     return static_cast<double>(blocks) * studio::kSoundBlock / studio::kSoundRate;
@@ -95,6 +97,10 @@ void PrintSound(const studio::Summary::Sound& sound) {
   for (const studio::MixReport::Underruns& underruns : sound.mix.underruns) {
     std::printf("    %s: %llu blocks (%.2f s) came late\n", underruns.file.c_str(), number(underruns.blocks),
                 seconds(underruns.blocks));
+  }
+  if (sound.mix.clipped > 0) {
+    std::printf("  sound clipped: %llu samples (peak %.2f)\n", number(sound.mix.clipped),
+                static_cast<double>(sound.mix.peak));
   }
   if (sound.dropped_blocks > 0) {
     std::printf("  sound dropped by the host: %llu blocks (%.2f s)\n", number(sound.dropped_blocks),
@@ -129,9 +135,10 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
 }
 
 int Run(int argc, char** argv) {
-  const std::optional<studio::Description> description = studio::ParseCommandLine(argc, argv);
+  std::optional<studio::Description> description = studio::ParseCommandLine(argc, argv);
   if (!description) return EXIT_SUCCESS;
   studio::ShowLog(description->verbose ? studio::LogShown::kEverything : studio::LogShown::kNothing);
+  studio::ResolveDuration(&*description);
   HandleSignals();
 
   studio::StageTimes times;

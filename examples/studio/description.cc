@@ -23,6 +23,11 @@ void CheckFactor(const char* what, float factor) {
   if (!(factor >= 0 && factor <= kMaxGain)) throw UsageError(std::string(what) + ": must be 0 to 100");
 }
 
+void CheckSeconds(const char* what, double seconds) {
+  if (!(seconds >= 0 && seconds <= kMaxFilmSeconds))
+    throw UsageError(std::string(what) + ": must be 0 to 86400 seconds");
+}
+
 bool Is420(PixelLayout format) { return format == PixelLayout::kI420 || format == PixelLayout::kNv12; }
 
 }  // namespace
@@ -57,16 +62,11 @@ void Validate(const Description& description) {
   if (description.HasBars() && Is420(description.Format())) {
     throw UsageError("i420 and nv12 have green bars around a canvas of another shape: take rgba, or another size");
   }
-  if (!(description.duration_s > 0 && description.duration_s <= kMaxFilmSeconds)) {
+  if (!description.duration_auto && !(description.duration_s > 0 && description.duration_s <= kMaxFilmSeconds)) {
     throw UsageError("duration: must be above 0 and at most 86400 seconds");
   }
-  if (!(description.start_s >= 0 && description.start_s <= kMaxFilmSeconds)) {
-    throw UsageError("start: must be 0 to 86400 seconds");
-  }
+  CheckSeconds("start", description.start_s);
   if (description.needs_sound && description.IsStill()) throw UsageError("a still has no sound: leave out --audio");
-  if (description.needs_sound && description.offline) {
-    throw UsageError("films made offline have no sound: leave out --audio or --offline");
-  }
 }
 
 void ValidateScene(const Description& description) {
@@ -74,6 +74,9 @@ void ValidateScene(const Description& description) {
   for (const Layer& layer : description.layers) {
     if (!(layer.opacity >= 0 && layer.opacity <= 1)) throw UsageError("layer opacity: must be 0 to 1");
     CheckFactor("layer volume", layer.volume);
+    if (layer.track && *layer.track < 0) throw UsageError("layer track: must be 0 or more");
+    CheckSeconds("layer fade", layer.fade_in_s);
+    CheckSeconds("layer fade", layer.fade_out_s);
     if (!layer.size) continue;
     const Size side = *layer.size;
     if (side.width < 0 || side.height < 0 || side.width > kMaxSide || side.height > kMaxSide ||
@@ -84,9 +87,15 @@ void ValidateScene(const Description& description) {
   }
   for (const Sound& sound : description.sounds) {
     CheckFactor("audio gain", sound.gain);
-    if (!(sound.start_s >= 0 && sound.start_s <= kMaxFilmSeconds)) {
-      throw UsageError("audio start: must be 0 to 86400 seconds");
+    CheckSeconds("audio start", sound.start_s);
+    if (sound.track && *sound.track < 0) throw UsageError("audio track: must be 0 or more");
+    CheckSeconds("audio trim", sound.trim_start_s);
+    CheckSeconds("audio trim", sound.trim_end_s.value_or(0));
+    if (sound.trim_end_s && *sound.trim_end_s <= sound.trim_start_s) {
+      throw UsageError("audio trim: must end behind its start");
     }
+    CheckSeconds("audio fade", sound.fade_in_s);
+    CheckSeconds("audio fade", sound.fade_out_s);
   }
 }
 

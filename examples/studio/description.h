@@ -47,14 +47,23 @@ struct Layer {
   Vec drift_px_s;        // Canvas pixels a second.
   bool loop = false;     // A video starts again at its end instead of keeping its last picture.
   LayerFilter filter = LayerFilter::kNone;
-  float volume = 1;  // The factor of a video's sound, 0 for none.
+  float volume = 1;          // The factor of a video's sound, 0 for none.
+  std::optional<int> track;  // Which of a video's sounds is heard, 0 the first. Unset: FFmpeg's choice.
+  float fade_in_s = 0;       // How long it takes to come, from its beginning on, its sound too,
+  float fade_out_s = 0;      // and to go, up to its end.
 };
 
 // A sound that is heard, not seen.
 struct Sound {
   std::string file;
-  float gain = 1;      // A factor.
-  double start_s = 0;  // The film time at which it begins.
+  float gain = 1;              // A factor.
+  double start_s = 0;          // The film time at which it begins.
+  std::optional<int> track{};  // As a layer's.
+  // The part of the file that is heard, in seconds from the sound's beginning; it begins at `start_s`.
+  double trim_start_s = 0;
+  std::optional<double> trim_end_s{};
+  double fade_in_s = 0;
+  double fade_out_s = 0;  // Up to the sound's end, or the film's where that comes first.
 };
 
 struct Description {
@@ -62,7 +71,8 @@ struct Description {
   std::optional<Size> output_size;  // Unset: the canvas.
   FrameRate fps;
   double duration_s = 10;
-  double start_s = 0;  // The film time of the first frame.
+  bool duration_auto = false;  // As long as the longest of its media: see ResolveDuration.
+  double start_s = 0;          // The film time of the first frame.
   std::string output;
   std::optional<PixelLayout> format;  // Unset: what the encoder likes best.
   bool offline = false;

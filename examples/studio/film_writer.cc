@@ -86,7 +86,7 @@ FilmWriter::FilmWriter(const Description& description, bool with_sound)
   try {
     OpenEncoder(description, container);
     if (with_sound) OpenSound(description, container);
-    OpenFile();
+    OpenFile(description.offline);
   } catch (...) {
     avformat_free_context(format_);
     throw;
@@ -156,8 +156,7 @@ void FilmWriter::OpenEncoder(const Description& description, const Container& co
 }
 
 void FilmWriter::OpenSound(const Description& description, const Container& container) {
-  const auto length = av_rescale(static_cast<std::int64_t>(description.FrameCount()),
-                                 std::int64_t{kSoundRate} * description.fps.den, description.fps.num);
+  const std::int64_t length = SoundFramesOf(description.FrameCount(), description.fps);
   const bool global_header = (format_->oformat->flags & AVFMT_GLOBALHEADER) != 0;
   sound_ = std::make_unique<SoundEncoder>(container.sound_codecs, global_header, length);
   if (sound_->codec()) return;
@@ -177,10 +176,12 @@ AVStream* FilmWriter::AddStream(const AVCodecContext* codec) {
   return stream;
 }
 
-void FilmWriter::OpenFile() {
+void FilmWriter::OpenFile(bool offline) {
   AddStream(codec_.get())->avg_frame_rate = codec_->framerate;
   if (sound_) AddStream(sound_->codec());
   format_->flags |= AVFMT_FLAG_BITEXACT;
+  // However far one of them is ahead: the same packets in the same order every time.
+  if (offline) format_->max_interleave_delta = 0;
   format_->interrupt_callback = {&FilmWriter::Interrupted, this};
 
   path_ = target_;

@@ -54,7 +54,7 @@ class FilmWriter {
   bool TryEncoder(const AVCodec* codec, const Description& description);
   void OpenSound(const Description& description, const Container& container);
   AVStream* AddStream(const AVCodecContext* codec);
-  void OpenFile();
+  void OpenFile(bool offline);
   AvFrame NewFrame(AVPixelFormat format) const;
   void Encode(const AVFrame* frame);
   SoundEncoder::Sink SoundSink();

@@ -18,7 +18,8 @@ Layers are given as SOURCE[,key=value]... and lie on one another in the order in
   filter=F        blur, grey or none; pictures and videos
   loop            start again at the end; videos
   volume=V        a factor of the sound, 0 for none (1); videos from files
-  hidden          not shown
+  track=N         which of a video's sounds, 0 the first (the one that FFmpeg likes best)
+  hidden          neither shown nor heard
 A comma in a file's name is written "\,".
 )";
 

@@ -1,4 +1,4 @@
-// Values as people write them: sizes, positions, colours, and the whole text of a layer or a sound.
+// Values as people write them: sizes, positions, colours, and the whole text of a layer.
 #ifndef QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_
 #define QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_
 
@@ -15,9 +15,6 @@ double ParseNumber(const std::string& text);       // "0.5"
 Color ParseColor(const std::string& text);         // "#ff8000" or "#ff800080"; the '#' may be left out.
 LayerFilter ParseFilter(const std::string& text);  // "none", "blur" or "grey"
 PixelLayout ParseLayout(const std::string& text);  // "i420", "nv12", "rgba" or "bgra"
-
-// "FILE[@gain[,start]]"; "\@" and "\," are an at and a comma of a file's name.
-Sound ParseSound(const std::string& text);
 
 // "FILE[,key=value]...", with a colour in place of the file for colours; "\," is a comma of a file's name.
 Layer ParseLayer(LayerKind kind, const std::string& text);

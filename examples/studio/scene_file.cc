@@ -12,6 +12,7 @@
 
 #include "studio/error.h"
 #include "studio/layer_text.h"
+#include "studio/sound_text.h"
 
 namespace studio {
 namespace {
@@ -119,6 +120,8 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       layer.filter = value.Parsed(ParseFilter);
     } else if (key == "volume") {
       layer.volume = static_cast<float>(value.Number());
+    } else if (key == "track") {
+      layer.track = value.Whole();
     } else {
       value.Fail("unknown key");
     }
@@ -127,6 +130,7 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
   if (layer.kind == LayerKind::kColor && layer.filter != LayerFilter::kNone) node.Fail("a colour takes no filter");
   if (layer.kind != LayerKind::kVideo && layer.loop) node.Fail("only a video loops");
   if (layer.kind != LayerKind::kVideo && layer.volume != 1) node.Fail("only a video has a volume");
+  if (layer.kind != LayerKind::kVideo && layer.track) node.Fail("only a video has a track");
   return layer;
 }
 
@@ -141,6 +145,12 @@ Sound ReadSound(const Node& node, const std::filesystem::path& folder) {
       sound.gain = static_cast<float>(value.Number());
     } else if (key == "start") {
       sound.start_s = value.Number();
+    } else if (key == "track") {
+      sound.track = value.Whole();
+    } else if (key == "trim") {
+      value.Parsed([&sound](const std::string& text) { ParseTrim(text, &sound); });
+    } else if (key == "fade") {
+      value.Parsed([&sound](const std::string& text) { ParseFade(text, &sound); });
     } else {
       value.Fail("unknown key");
     }
@@ -160,7 +170,8 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
     } else if (key == "fps") {
       description->fps = value.Rate();
     } else if (key == "duration") {
-      description->duration_s = value.Number();
+      description->duration_auto = json == "auto";
+      if (!description->duration_auto) description->duration_s = value.Number();
     } else if (key == "audio") {
       if (!json.is_array()) value.Fail("must be a list");
       for (std::size_t i = 0; i < json.size(); ++i) {
@@ -235,6 +246,7 @@ std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
   if (has(layer.drift_px_s)) add("drift", Pair(layer.drift_px_s.x, layer.drift_px_s.y));
   if (layer.loop) add("loop", "true");
   if (layer.volume != defaults.volume) add("volume", Number(layer.volume));
+  if (layer.track) add("track", Number(*layer.track));
   if (layer.filter != LayerFilter::kNone) add("filter", layer.filter == LayerFilter::kBlur ? "\"blur\"" : "\"grey\"");
   return "{" + text + "}";
 }
@@ -246,6 +258,14 @@ std::string SoundText(const Sound& sound, const std::filesystem::path& folder) {
   std::string text = "{\"file\": " + Quoted(NameFrom(folder, sound.file));
   if (sound.gain != defaults.gain) text += ", \"gain\": " + Number(sound.gain);
   if (sound.start_s != defaults.start_s) text += ", \"start\": " + Number(sound.start_s);
+  if (sound.track) text += ", \"track\": " + Number(*sound.track);
+  if (sound.trim_start_s != 0 || sound.trim_end_s) {
+    text += ", \"trim\": \"" + Number(sound.trim_start_s) + ":";
+    text += (sound.trim_end_s ? Number(*sound.trim_end_s) : "") + "\"";
+  }
+  if (sound.fade_in_s != 0 || sound.fade_out_s != 0) {
+    text += ", \"fade\": \"" + Number(sound.fade_in_s) + ":" + Number(sound.fade_out_s) + "\"";
+  }
   return text + "}";
 }
 
@@ -262,7 +282,7 @@ std::string SceneText(const Description& description, const std::filesystem::pat
   std::string text = "{\n  \"canvas\": " + size(description.canvas) + ",\n";
   if (description.output_size) text += "  \"output_size\": " + size(*description.output_size) + ",\n";
   text += "  \"fps\": " + RateText(description.fps) + ",\n";
-  text += "  \"duration\": " + Number(description.duration_s) + ",\n";
+  text += "  \"duration\": " + (description.duration_auto ? "\"auto\"" : Number(description.duration_s)) + ",\n";
   if (!description.sounds.empty()) {
     text += "  \"audio\": " + List(description.sounds, [&](const Sound& sound) { return SoundText(sound, folder); }) +
             ",\n";
