@@ -8,7 +8,7 @@
 namespace studio {
 namespace {
 
-constexpr unsigned long long kSequence = 1;  // The stream never starts over.
+constexpr unsigned long long kSequence = ~0ULL;  // The stream never starts over: not even the first push is told of.
 
 }  // namespace
 

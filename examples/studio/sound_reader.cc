@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "studio/error.h"
 
@@ -69,8 +70,10 @@ SoundReader::SoundReader(const std::string& file, float gain, std::optional<int>
       frame_(av_frame_alloc()),
       pass_begin_ns_(begin_ns) {}
 
-SoundReader::SoundReader(const Sound& sound, std::int64_t start_ns, std::int64_t film_end_ns)
+SoundReader::SoundReader(const Sound& sound, std::int64_t start_ns, std::int64_t film_end_ns,
+                         std::function<bool()> goes_on)
     : SoundReader(sound.file, sound.gain, sound.track, FromSeconds(sound.start_s), start_ns) {
+  goes_on_ = std::move(goes_on);
   if (!Open() || !Begin()) throw Error("cannot decode " + file_ + ": no sound in it");
   trim_ns_ = FromSeconds(sound.trim_start_s);
   length_ns_ = SoundLengthNs(format_.get(), stream_);

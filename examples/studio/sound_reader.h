@@ -35,8 +35,10 @@ constexpr std::int64_t kNoFilmEnd = std::numeric_limits<std::int64_t>::max();
 // excepted.
 class SoundReader {
  public:
-  // Reads from the film time `start_ns` on, for a film that ends at `film_end_ns`. Throws Error.
-  SoundReader(const Sound& sound, std::int64_t start_ns, std::int64_t film_end_ns = kNoFilmEnd);
+  // Reads from the film time `start_ns` on, for a film that ends at `film_end_ns`; for `goes_on` see SetGoesOn. Throws
+  // Error.
+  SoundReader(const Sound& sound, std::int64_t start_ns, std::int64_t film_end_ns = kNoFilmEnd,
+              std::function<bool()> goes_on = nullptr);
   // The same for the sound of a video layer, which keeps to its pictures: it begins with the first one and, where the
   // layer starts again, ends after the last one; it fades as they do. Null when there is none to hear. A video that is
   // a stream is silent: it cannot be opened once more.
