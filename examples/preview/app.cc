@@ -200,6 +200,10 @@ void App::Refresh() {
   constexpr float kNoGuide = std::numeric_limits<float>::quiet_NaN();
   view_->SetClampX(editor_.on_vertical_axis() ? 0 : kNoGuide);
   view_->SetClampY(editor_.on_horizontal_axis() ? 0 : kNoGuide);
+  if (recording_) {
+    recording_->SetLayers(items_.LiveLayers(editor_));
+    for (const std::string& error : recording_->TakeSoundErrors()) TellError(error);
+  }
   if (recording_ && !recording_->running()) {
     try {
       FinishRecording();
@@ -275,7 +279,8 @@ void App::ToggleRecording() {
     studio::Description description = options_.description;
     description.layers = editor_.Layers();
     description.output = NextFilm();
-    recording_ = std::make_unique<Recording>(items_.scene(), description, device_.get());
+    recording_ = std::make_unique<Recording>(items_.scene(), description, items_.LiveLayers(editor_), *items_.clock(),
+                                             device_.get());
     film_ = description.output;
   } catch (const Error& error) {
     TellError(error.what());

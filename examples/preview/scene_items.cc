@@ -39,7 +39,14 @@ void SceneItems::Make(int id, const Layer& layer, studio::LayerSource source, bo
   Item& item = items_[id];
   item.opened_at = DrawnSize(layer, source.natural_size());
   item.opened_for = rewinds_;
-  item.item = source.MakeItem(stage, from_now ? clock_.now_ns() : 0);
+  item.begin_ns = from_now ? clock_.now_ns() : 0;
+  item.item = source.MakeItem(stage, item.begin_ns);
+}
+
+std::vector<studio::LiveLayer> SceneItems::LiveLayers(const Editor& editor) const {
+  std::vector<studio::LiveLayer> layers;
+  for (const Entry& entry : editor.entries()) layers.push_back({entry.id, entry.layer, items_.at(entry.id).begin_ns});
+  return layers;
 }
 
 void SceneItems::Rewind() {

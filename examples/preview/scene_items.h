@@ -2,6 +2,7 @@
 #ifndef QUARN_EXAMPLES_PREVIEW_SCENE_ITEMS_H_
 #define QUARN_EXAMPLES_PREVIEW_SCENE_ITEMS_H_
 
+#include <cstdint>
 #include <map>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "studio/description.h"
 #include "studio/film_clock.h"
 #include "studio/layers.h"
+#include "studio/live_mix.h"
 #include "studio/stage_times.h"
 
 namespace preview {
@@ -30,6 +32,8 @@ class SceneItems {
 
   // Makes the item of a layer that was opened. A video begins at the film's start, or with `from_now` at once.
   void Make(int id, const studio::Layer& layer, studio::LayerSource source, bool from_now);
+  // What is heard of the editor's layers.
+  std::vector<studio::LiveLayer> LiveLayers(const Editor& editor) const;
   // Goes back to the film's start.
   void Rewind();
   // Brings the scene to what the editor shows. Every layer of it was made. A deleted one keeps its item, for an undo.
@@ -38,8 +42,9 @@ class SceneItems {
  private:
   struct Item {
     scoped_refptr<studio::LayerItem> item;
-    studio::Size opened_at;  // The size for which the media was scaled.
-    int opened_for = 0;      // The value of rewinds_ at which the media was opened.
+    studio::Size opened_at;     // The size for which the media was scaled.
+    int opened_for = 0;         // The value of rewinds_ at which the media was opened.
+    std::int64_t begin_ns = 0;  // The film's time at which a video begins.
     bool in_scene = false;
   };
 

@@ -19,6 +19,7 @@
 #include "studio/description.h"
 #include "studio/error.h"
 #include "studio/log.h"
+#include "studio/media_length.h"
 #include "studio/output_name.h"
 #include "studio/sound_format.h"
 
@@ -52,8 +53,9 @@ void HandleSignals() {
 
 void PrintSound(const studio::Summary::Sound& sound) {
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
-  std::printf("  sound: %s, peak %.2f", sound.encoder.c_str(), static_cast<double>(sound.mix.peak));
-  if (sound.mix.peak > 0) std::printf(" (%.1f dB)", studio::Decibels(sound.mix.peak));
+  const float peak = std::min(sound.mix.peak, 1.0f);
+  std::printf("  sound: %s, peak %.2f", sound.encoder.c_str(), static_cast<double>(peak));
+  if (peak > 0) std::printf(" (%.1f dB)", studio::Decibels(peak));
   std::printf(", %s\n", sound.mix.underruns.empty() ? "no underrun" : "underruns:");
   const auto seconds = [](std::uint64_t blocks) {
     return static_cast<double>(blocks) * studio::kSoundBlock / studio::kSoundRate;
@@ -61,6 +63,10 @@ void PrintSound(const studio::Summary::Sound& sound) {
   for (const studio::MixReport::Underruns& underruns : sound.mix.underruns) {
     std::printf("    %s: %llu blocks (%.2f s) came late\n", underruns.file.c_str(), number(underruns.blocks),
                 seconds(underruns.blocks));
+  }
+  if (sound.mix.clipped > 0) {
+    std::printf("  sound clipped: %llu samples (peak %.2f)\n", number(sound.mix.clipped),
+                static_cast<double>(sound.mix.peak));
   }
   if (sound.dropped_blocks > 0) {
     std::printf("  sound dropped by the host: %llu blocks (%.2f s)\n", number(sound.dropped_blocks),
@@ -116,6 +122,7 @@ int Run(int argc, char** argv) {
   if (!options) return EXIT_SUCCESS;
   studio::Description& description = options->description;
   studio::ShowLog(description.verbose ? studio::LogShown::kEverything : studio::LogShown::kNothing);
+  studio::ResolveDuration(&description);
   HandleSignals();
   KeepOutputForFilm(&description);
 

@@ -13,6 +13,7 @@
 #include "studio/layer_text.h"
 #include "studio/output_name.h"
 #include "studio/scene_file.h"
+#include "studio/sound_text.h"
 #include "studio/version_text.h"
 
 namespace studio {
@@ -24,9 +25,7 @@ constexpr char kFooter[] = R"(
   quarn-record --scene examples/scenes/demo.json --offline -o film.mp4
   quarn-record --scene examples/scenes/demo.json -o - --container y4m | ffplay -
 
-A sound is given as FILE[@GAIN[,START]]: GAIN is a factor (1), START the second of the scene at which it begins (0). An
-@ in a file's name is written "\@". Videos bring their own. Films made offline and stills have no sound, nor has every
-kind of film.
+Stills have no sound, nor has every kind of film.
 
 The name tells the kind: .mp4, .mov, .mkv, .webm, .ts, .avi, .nut, .y4m, .gif, .apng and .m3u8 (its segments beside
 it) are films; .png, .jpg, .webp, .tiff and .bmp are stills, and with "%04d" in it a file for each picture, counted from
@@ -43,24 +42,34 @@ ProgressShown ParseProgress(const std::string& text) {
   throw UsageError("--progress " + text + ": must be auto, bar, lines or none");
 }
 
+void SetDuration(const std::string& text, Description* description) {
+  description->duration_auto = text == "auto";
+  if (description->duration_auto) return;
+  try {
+    description->duration_s = ParseNumber(text);
+  } catch (const UsageError&) {
+    description->duration_s = 0;  // Which Validate complains of, as of other numbers that are none of seconds.
+  }
+}
+
 }  // namespace
 
 std::optional<Options> ParseCommandLine(int argc, char** argv) {
   CLI::App app("Composites pictures, videos, texts and colours with Quarn, and records them as a film.",
                "quarn-record");
-  app.footer(std::string(kLayerHelp) + kFooter);
+  app.footer(std::string(kLayerHelp) + kSoundHelp + kFooter);
   app.get_formatter()->column_width(30);
 
   app.option_defaults()->group("Scene");
-  std::string scene, canvas, fps, output_size, format, progress = "auto";
-  double duration_s = 0, start_s = 0;
+  std::string scene, canvas, fps, duration, output_size, format, progress = "auto";
+  double start_s = 0;
   bool offline = false, verbose = false;
   app.add_option("--scene", scene, "A scene file; options given beside it win, layers are added on top")
       ->type_name("FILE.json");
   const LayerOptions layers(&app);
   std::vector<std::string> sounds;
   app.add_option("--audio", sounds, "A sound from anything that FFmpeg decodes")
-      ->type_name("FILE[@GAIN[,START]]")
+      ->type_name("FILE[@GAIN[,START]][,...]")
       ->type_size(1)
       ->expected(1, 1 << 16)
       ->allow_extra_args(false);
@@ -70,7 +79,8 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
   CLI::Option* fps_option =
       app.add_option("--fps", fps, "Frames a second (30); 29.97 is 30000/1001")->type_name("RATE");
   CLI::Option* duration_option =
-      app.add_option("--duration", duration_s, "The film's length (10)")->type_name("SECONDS");
+      app.add_option("--duration", duration, "The film's length (10); auto: that of the longest video or sound")
+          ->type_name("SECONDS");
   CLI::Option* start_option =
       app.add_option("--start", start_s, "The scene's time at the film's first frame (0)")->type_name("SECONDS");
   CLI::Option* output_size_option =
@@ -108,7 +118,7 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
   if (*canvas_option) description.canvas = ParseSize(canvas);
   if (*output_size_option) description.output_size = ParseSize(output_size);
   if (*fps_option) description.fps = ParseFrameRate(fps);
-  if (*duration_option) description.duration_s = duration_s;
+  if (*duration_option) SetDuration(duration, &description);
   if (*start_option) description.start_s = start_s;
   if (*format_option) description.format = ParseLayout(format);
   film.ApplyTo(&description);

@@ -22,6 +22,7 @@
 #include "studio/film_picture.h"
 #include "studio/film_sound.h"
 #include "studio/layers.h"
+#include "studio/offline_sound.h"
 #include "studio/programs.h"
 #include "studio/sound_mix.h"
 
@@ -91,15 +92,20 @@ struct Set {
   FilmClock* clock;
   FilmOutput* output;
   FilmSound* sound;
-  SoundMix* mix;  // Null for a film without sound.
+  // At most one of them, and none for a film without sound.
+  SoundMix* mix;
+  OfflineSound* offline_sound;
   Encoder* encoder;
   const Progress& progress;
   StageTimes* times;
 
   // Returns whether the film goes on.
   bool Report(std::uint64_t start_ns) const {
-    return progress({output->counts(), SecondsSince(start_ns), mix ? std::optional(mix->TakeLevel()) : std::nullopt}) &&
-           !encoder->failed();
+    return progress({output->counts(), SecondsSince(start_ns), TakeLevel()}) && !encoder->failed();
+  }
+  std::optional<float> TakeLevel() const {
+    if (mix) return mix->TakeLevel();
+    return offline_sound ? std::optional(offline_sound->TakeLevel()) : std::nullopt;
   }
 };
 
@@ -150,6 +156,7 @@ std::uint64_t RunOffline(const Set& set) {
   for (std::uint64_t n = 0; n < set.description.FrameCount(); ++n) {
     if (!set.output->WaitForRoom(kTimeoutMs)) throw Error(kNoFrames);
     set.device->RunFrame(static_cast<std::uint64_t>(set.description.fps.TimeNs(static_cast<std::int64_t>(n))));
+    if (set.offline_sound) set.offline_sound->MixUntil(SoundFramesOf(n + 1, set.description.fps));
     if (!set.Report(start_ns)) break;
   }
   if (!set.output->Flush(kTimeoutMs)) throw Error(kNoFrames);
@@ -184,7 +191,7 @@ Summary Record(const Description& description, const Progress& progress, StageTi
   std::vector<LayerSource> sources;
   for (const Layer& layer : description.layers) sources.emplace_back(layer, description);
   std::vector<std::unique_ptr<SoundReader>> sounds;
-  if (!description.offline) sounds = OpenSounds(description, start_ns);
+  if (!description.IsStill()) sounds = OpenSounds(description);
   Encoder encoder(std::make_unique<FilmWriter>(description, !sounds.empty()), times);
   const FilmWriter& writer = encoder.writer();
   Summary summary;
@@ -210,20 +217,27 @@ Summary Record(const Description& description, const Progress& progress, StageTi
     FilmOutput output(picture.scene(), description, &encoder, device.get(), times);
     FilmSound sound(&output, &encoder);
     std::unique_ptr<SoundMix> mix;
-    if (writer.has_sound()) mix = std::make_unique<SoundMix>(&sound, std::move(sounds));
+    std::unique_ptr<OfflineSound> offline_sound;
+    if (writer.has_sound() && !description.offline) mix = std::make_unique<SoundMix>(&sound, std::move(sounds));
+    if (writer.has_sound() && description.offline) {
+      offline_sound = std::make_unique<OfflineSound>(&encoder, std::move(sounds), [&] {
+        return progress({output.counts(), 0, std::nullopt}) && !encoder.failed();
+      });
+    }
     std::uint64_t frame_ns = 0;
     if (!description.offline) frame_ns = Rehearsal(picture.scene(), description, device.get()).timestamp_ns();
     times->Clear();
-    const Set set{description, device.get(), &clock, &output, &sound, mix.get(), &encoder, progress, times};
+    const Set set{description, device.get(),        &clock,   &output,  &sound,
+                  mix.get(),   offline_sound.get(), &encoder, progress, times};
     const std::uint64_t begin_ns = description.offline ? RunOffline(set) : RunInRealTime(set, frame_ns);
     output.Stop();
     summary.seconds = SecondsSince(begin_ns);
     summary.counts = output.counts();
-    if (mix && summary.counts.delivered > 0 && !encoder.failed()) {
+    if (writer.has_sound() && summary.counts.delivered > 0 && !encoder.failed()) {
       const std::int64_t length_ns = description.fps.TimeNs(static_cast<std::int64_t>(summary.counts.delivered));
-      summary.sound =
-          Summary::Sound{writer.sound_encoder_name(),
-                         mix->Finish(sound.EndAfter(static_cast<std::uint64_t>(length_ns))), encoder.dropped_blocks()};
+      MixReport report = mix ? mix->Finish(sound.EndAfter(static_cast<std::uint64_t>(length_ns)))
+                             : offline_sound->Finish(SoundFramesOf(summary.counts.delivered, description.fps));
+      summary.sound = Summary::Sound{writer.sound_encoder_name(), std::move(report), encoder.dropped_blocks()};
     }
   }
   if (summary.counts.delivered == summary.counts.dropped && !encoder.failed()) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <thread>
@@ -12,6 +13,7 @@
 
 #include "studio/encoder.h"
 #include "studio/error.h"
+#include "studio/offline_sound.h"
 #include "studio/sound_mix.h"
 
 namespace studio {
@@ -41,19 +43,14 @@ double SecondsSince(std::uint64_t start_ns) {
   return static_cast<double>(static_cast<std::int64_t>(qn_os_gettime_ns() - start_ns)) * 1e-9;
 }
 
-}  // namespace
-
-Summary RecordSound(const Description& description, const Progress& progress, StageTimes* times) {
-  std::vector<std::unique_ptr<SoundReader>> sounds =
-      OpenSounds(description, static_cast<std::int64_t>(description.start_s * 1e9));
-  if (sounds.empty()) {
-    throw UsageError("there is nothing to hear in " + description.output + ": name a sound with --audio, or a video");
-  }
-  Encoder encoder(std::make_unique<FilmWriter>(description, true), times);
-  SoundTrack track(&encoder);
+// In real time. Returns how it went, but for the encoder.
+Summary RecordLive(const Description& description, std::vector<std::unique_ptr<SoundReader>> sounds,
+                   const Progress& progress, Encoder* encoder) {
+  Summary summary;
+  SoundTrack track(encoder);
   SoundMix mix(&track, std::move(sounds));
   const auto report = [&](std::uint64_t begin_ns) {
-    return progress({{}, SecondsSince(begin_ns), mix.TakeLevel()}) && !encoder.failed();
+    return progress({{}, SecondsSince(begin_ns), mix.TakeLevel()}) && !encoder->failed();
   };
 
   // Slow senders get some time.
@@ -67,14 +64,48 @@ Summary RecordSound(const Description& description, const Progress& progress, St
   const std::uint64_t begin_ns = mix.Start();
   const std::uint64_t end_ns = begin_ns + static_cast<std::uint64_t>(description.duration_s * 1e9);
   while (qn_os_gettime_ns() < end_ns && report(begin_ns)) std::this_thread::sleep_for(kPeriod);
-  Summary summary;
   summary.seconds = std::min(SecondsSince(begin_ns), description.duration_s);
   if (summary.seconds <= 0) throw Error("stopped before the first sound: no film");
-  if (!encoder.failed()) {
+  if (!encoder->failed()) {
     const std::uint64_t until_ns = begin_ns + static_cast<std::uint64_t>(summary.seconds * 1e9);
     MixReport mixed = mix.Finish(std::min(until_ns, end_ns));
-    summary.sound = Summary::Sound{encoder.writer().sound_encoder_name(), std::move(mixed), encoder.dropped_blocks()};
+    summary.sound = Summary::Sound{encoder->writer().sound_encoder_name(), std::move(mixed), encoder->dropped_blocks()};
   }
+  return summary;
+}
+
+// The same film every time, as fast as it can be made.
+Summary RecordOffline(const Description& description, std::vector<std::unique_ptr<SoundReader>> sounds,
+                      const Progress& progress, Encoder* encoder) {
+  const std::uint64_t start_ns = qn_os_gettime_ns();
+  const auto goes_on = [&] { return progress({{}, SecondsSince(start_ns), std::nullopt}) && !encoder->failed(); };
+  OfflineSound sound(encoder, std::move(sounds), goes_on);
+  const std::int64_t length = std::llround(description.duration_s * kSoundRate);
+  std::int64_t mixed = 0;
+  while (mixed < length && progress({{}, SecondsSince(start_ns), sound.TakeLevel()}) && !encoder->failed()) {
+    mixed = std::min(mixed + kSoundBlock, length);
+    sound.MixUntil(mixed);
+  }
+  if (mixed == 0) throw Error("stopped before the first sound: no film");
+  Summary summary;
+  summary.seconds = static_cast<double>(mixed) / kSoundRate;
+  if (!encoder->failed()) {
+    MixReport report = sound.Finish(mixed);
+    summary.sound = Summary::Sound{encoder->writer().sound_encoder_name(), std::move(report), 0};
+  }
+  return summary;
+}
+
+}  // namespace
+
+Summary RecordSound(const Description& description, const Progress& progress, StageTimes* times) {
+  std::vector<std::unique_ptr<SoundReader>> sounds = OpenSounds(description);
+  if (sounds.empty()) {
+    throw UsageError("there is nothing to hear in " + description.output + ": name a sound with --audio, or a video");
+  }
+  Encoder encoder(std::make_unique<FilmWriter>(description, true), times);
+  Summary summary =
+      (description.offline ? RecordOffline : RecordLive)(description, std::move(sounds), progress, &encoder);
   encoder.Finish();
   summary.lost_packets = encoder.writer().lost_packets();
   return summary;

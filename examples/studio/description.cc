@@ -36,10 +36,9 @@ void CheckCrop(const Crop& crop) {
   }
 }
 
-void CheckFade(float seconds) {
-  if (!(seconds >= 0 && seconds <= static_cast<float>(kMaxFilmSeconds))) {
-    throw UsageError("layer fade: must be 0 to 86400 seconds");
-  }
+void CheckSeconds(const char* what, double seconds) {
+  if (!(seconds >= 0 && seconds <= kMaxFilmSeconds))
+    throw UsageError(std::string(what) + ": must be 0 to 86400 seconds");
 }
 
 void CheckText(const Layer& layer) {
@@ -127,16 +126,11 @@ void Validate(const Description& description) {
   const FilmKind kind = KindOf(description);
   ValidateOutput(description, kind);
   if (kind.has_picture) ValidatePictures(description, kind);
-  if (!(description.duration_s > 0 && description.duration_s <= kMaxFilmSeconds)) {
+  if (!description.duration_auto && !(description.duration_s > 0 && description.duration_s <= kMaxFilmSeconds)) {
     throw UsageError("duration: must be above 0 and at most 86400 seconds");
   }
-  if (!(description.start_s >= 0 && description.start_s <= kMaxFilmSeconds)) {
-    throw UsageError("start: must be 0 to 86400 seconds");
-  }
+  CheckSeconds("start", description.start_s);
   if (description.needs_sound && description.IsStill()) throw UsageError("a still has no sound: leave out --audio");
-  if (description.needs_sound && description.offline) {
-    throw UsageError("films made offline have no sound: leave out --audio or --offline");
-  }
 }
 
 void ValidateScene(const Description& description) {
@@ -149,8 +143,9 @@ void ValidateScene(const Description& description) {
       throw UsageError("layer trim: must be 0 to 86400 seconds, and its end behind its start");
     }
     CheckCrop(layer.crop);
-    CheckFade(layer.fade_in_s);
-    CheckFade(layer.fade_out_s);
+    if (layer.track && *layer.track < 0) throw UsageError("layer track: must be 0 or more");
+    CheckSeconds("layer fade", layer.fade_in_s);
+    CheckSeconds("layer fade", layer.fade_out_s);
     if (layer.kind == LayerKind::kText) CheckText(layer);
     if (!layer.size) continue;
     const Size side = *layer.size;
@@ -162,9 +157,15 @@ void ValidateScene(const Description& description) {
   }
   for (const Sound& sound : description.sounds) {
     CheckFactor("audio gain", sound.gain);
-    if (!(sound.start_s >= 0 && sound.start_s <= kMaxFilmSeconds)) {
-      throw UsageError("audio start: must be 0 to 86400 seconds");
+    CheckSeconds("audio start", sound.start_s);
+    if (sound.track && *sound.track < 0) throw UsageError("audio track: must be 0 or more");
+    CheckSeconds("audio trim", sound.trim_start_s);
+    CheckSeconds("audio trim", sound.trim_end_s.value_or(0));
+    if (sound.trim_end_s && *sound.trim_end_s <= sound.trim_start_s) {
+      throw UsageError("audio trim: must end behind its start");
     }
+    CheckSeconds("audio fade", sound.fade_in_s);
+    CheckSeconds("audio fade", sound.fade_out_s);
   }
 }
 

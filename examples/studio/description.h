@@ -63,13 +63,14 @@ struct Layer {
   Vec drift_px_s;        // Canvas pixels a second.
   bool loop = false;     // A video starts again at its end instead of keeping its last picture.
   LayerFilter filter = LayerFilter::kNone;
-  float volume = 1;  // The factor of a video's sound, 0 for none.
+  float volume = 1;          // The factor of a video's sound, 0 for none.
+  std::optional<int> track;  // Which of a video's sounds is heard, 0 the first. Unset: FFmpeg's choice.
   // The part of a video that is played, in seconds of the media. Unset: until its end.
   double trim_start_s = 0;
   std::optional<double> trim_end_s;
   bool deinterlace = true;  // What a video has in halves, every other row, is made whole.
   Crop crop;                // Of the media, upright and in square pixels; what is left is what is placed.
-  float fade_in_s = 0;      // How long the layer takes to appear, and to go at its end (see FadeAt).
+  float fade_in_s = 0;      // How long the layer takes to appear, and to go at its end (see FadeAt), its sound too.
   float fade_out_s = 0;
 
   std::string text;           // UTF-8; lines end with '\n'.
@@ -81,8 +82,14 @@ struct Layer {
 // A sound that is heard, not seen.
 struct Sound {
   std::string file;
-  float gain = 1;      // A factor.
-  double start_s = 0;  // The film time at which it begins.
+  float gain = 1;              // A factor.
+  double start_s = 0;          // The film time at which it begins.
+  std::optional<int> track{};  // As a layer's.
+  // The part of the file that is heard, in seconds from the sound's beginning; it begins at `start_s`.
+  double trim_start_s = 0;
+  std::optional<double> trim_end_s{};
+  double fade_in_s = 0;
+  double fade_out_s = 0;  // Up to the sound's end, or the film's where that comes first.
 };
 
 // How a film is packed and encoded. What is left out is as suits its kind.
@@ -102,10 +109,11 @@ struct Description {
   std::optional<Size> output_size;  // Unset: the canvas.
   FrameRate fps;
   double duration_s = 10;
-  double start_s = 0;         // The film time of the first frame.
-  std::string output;         // A file, a URL, a pipe, or a file for each picture, with "%04d" for its number.
-  int output_descriptor = 1;  // What is written to where the output is one; a program may have moved it.
-  bool overwrite = true;      // A file of the output's name is replaced.
+  bool duration_auto = false;  // As long as the longest of its media: see ResolveDuration.
+  double start_s = 0;          // The film time of the first frame.
+  std::string output;          // A file, a URL, a pipe, or a file for each picture, with "%04d" for its number.
+  int output_descriptor = 1;   // What is written to where the output is one; a program may have moved it.
+  bool overwrite = true;       // A file of the output's name is replaced.
   Encoding encoding;
   std::string scene_file;             // What it was read from; empty when from no file.
   bool transparent = false;           // What no layer covers stays transparent, instead of black.

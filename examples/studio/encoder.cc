@@ -73,9 +73,10 @@ bool Encoder::Submit(const GsFrame& frame, std::int64_t index, bool wait) {
   return true;
 }
 
-void Encoder::SubmitSound(AvFrame block, std::int64_t index) {
+void Encoder::SubmitSound(AvFrame block, std::int64_t index, bool wait) {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (wait) changed_.wait(lock, [this] { return sound_.size() < kMaxBlocks || !error_.empty(); });
     if (!error_.empty()) return;
     if (sound_.size() == kMaxBlocks) {
       ++dropped_blocks_;

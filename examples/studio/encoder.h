@@ -33,8 +33,9 @@ class Encoder {
   // `wait`, else drops the frame and returns false. Thread: one, any.
   bool Submit(const GsFrame& frame, std::int64_t index, bool wait);
   // Queues a block of sound, as NewSoundBlock makes it, for a film that has sound; `index` is its place in the film, in
-  // sound frames. A block that finds ten seconds queued is dropped: the film is silent there. Thread: one, any.
-  void SubmitSound(AvFrame block, std::int64_t index);
+  // sound frames. A block that finds ten seconds queued waits for a place if `wait`, else it is dropped: the film is
+  // silent there. Thread: one, any.
+  void SubmitSound(AvFrame block, std::int64_t index, bool wait = false);
   // Encodes what is queued and completes the film. Throws Error.
   void Finish();
   // Whether encoding has ended with an error, which Finish throws. Thread: any.

@@ -41,6 +41,8 @@ FilmMuxer::FilmMuxer(const Description& description, const FilmKind& kind)
   const std::string name = is_stream_ ? target_ : LocalPath(FileName(target_));
   avformat_alloc_output_context2(&format_, nullptr, kind.container.c_str(), name.c_str());
   if (!format_) throw Error("cannot write " + target_ + ": FFmpeg has no " + kind.container);
+  // However far one of them is ahead: the same packets in the same order every time.
+  if (description.offline) format_->max_interleave_delta = 0;
   format_->flags |= AVFMT_FLAG_BITEXACT | AVFMT_FLAG_FLUSH_PACKETS;
   format_->interrupt_callback = {&FilmMuxer::Interrupted, this};
 }

@@ -28,8 +28,7 @@ FilmWriter::~FilmWriter() {
 }
 
 void FilmWriter::OpenSound(const Description& description, const FilmKind& kind) {
-  const auto length = picture_ ? av_rescale(static_cast<std::int64_t>(description.FrameCount()),
-                                            std::int64_t{kSoundRate} * description.fps.den, description.fps.num)
+  const auto length = picture_ ? SoundFramesOf(description.FrameCount(), description.fps)
                                : std::llround(description.duration_s * kSoundRate);
   sound_ = std::make_unique<SoundEncoder>(kind.sound_codecs, muxer_->global_header(), length, description.encoding);
   if (sound_->codec()) return;

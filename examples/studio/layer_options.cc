@@ -21,9 +21,10 @@ Layers are given as SOURCE[,key=value]... and lie on one another in the order in
                   loop ends with its last picture, anything else with the film
   loop            start again at the end; videos
   volume=V        a factor of the sound, 0 for none (1); videos from files
+  track=N         which of a video's sounds, 0 the first (the one that FFmpeg likes best)
   trim=START:END  only this part, in seconds of the media; either may be left out; videos
   deinterlace=D   auto makes pictures taken in halves whole, off leaves them (auto); videos
-  hidden          not shown
+  hidden          neither shown nor heard
 Of a text:
   font=NAME       a family and style, such as Serif Bold Italic; where there is none, the nearest (Sans)
   height=PX       the size of the letters in canvas pixels (48)

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "studio/error.h"
+#include "studio/sound_text.h"
 
 namespace studio {
 namespace {
@@ -90,6 +91,8 @@ void SetValue(Layer* layer, const std::string& key, const std::string& value) {
     const Vec fade = ParseFade(value);
     layer->fade_in_s = fade.x;
     layer->fade_out_s = fade.y;
+  } else if (key == "track" && layer->kind == LayerKind::kVideo) {
+    layer->track = ParseTrack(value);
   } else {
     ThrowUnknown(layer->kind, key);
   }
@@ -207,25 +210,6 @@ PixelLayout ParseLayout(const std::string& text) {
   if (text == "rgba") return PixelLayout::kRgba;
   if (text == "bgra") return PixelLayout::kBgra;
   throw UsageError("unknown format \"" + text + "\": there are i420, nv12, rgba and bgra");
-}
-
-Sound ParseSound(const std::string& text) {
-  Sound sound;
-  std::size_t at = 0;
-  for (; at < text.size() && text[at] != '@'; ++at) {
-    if (text[at] == '\\' && at + 1 < text.size() && (text[at + 1] == '@' || text[at + 1] == ',')) ++at;
-    sound.file += text[at];
-  }
-  if (sound.file.empty()) throw UsageError("audio \"" + text + "\": no file is named");
-  if (at == text.size()) return sound;
-  const std::size_t comma = text.find(',', at);
-  try {
-    sound.gain = static_cast<float>(ParseNumber(text.substr(at + 1, comma - at - 1)));
-    if (comma != std::string::npos) sound.start_s = ParseNumber(text.substr(comma + 1));
-  } catch (const UsageError& error) {
-    throw UsageError("audio \"" + text + "\": " + error.what() + " (an @ in a file's name is written \\@)");
-  }
-  return sound;
 }
 
 Layer ParseLayer(LayerKind kind, const std::string& text) {

@@ -1,4 +1,4 @@
-// Values as people write them: sizes, positions, colours, and the whole text of a layer or a sound.
+// Values as people write them: sizes, positions, colours, and the whole text of a layer.
 #ifndef QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_
 #define QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_
 
@@ -24,9 +24,6 @@ PixelLayout ParseLayout(const std::string& text);  // "i420", "nv12", "rgba" or 
 // empty for the whole video.
 void ParseTrim(const std::string& text, Layer* layer);
 std::string TrimText(const Layer& layer);
-
-// "FILE[@gain[,start]]"; "\@" and "\," are an at and a comma of a file's name.
-Sound ParseSound(const std::string& text);
 
 // "FILE[,key=value]...", with a colour in place of the file for colours, and a text for texts; "\," is a comma of a
 // file's name or a text, and "\n" begins a new line of a text.

@@ -13,6 +13,7 @@
 #include "studio/layer_text.h"
 #include "studio/media_file.h"
 #include "studio/scene_text.h"
+#include "studio/sound_text.h"
 
 namespace studio {
 namespace {
@@ -145,6 +146,8 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       layer.letter_px = static_cast<float>(value.Number());
     } else if (key == "align") {
       layer.align = value.Parsed(ParseAlign);
+    } else if (key == "track") {
+      layer.track = value.Whole();
     } else {
       value.Fail("unknown key");
     }
@@ -163,6 +166,7 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
   if (layer.kind != LayerKind::kVideo && layer.volume != 1) node.Fail("only a video has a volume");
   if (layer.kind != LayerKind::kVideo && !TrimText(layer).empty()) node.Fail("only a video is trimmed");
   if (layer.kind != LayerKind::kVideo && !layer.deinterlace) node.Fail("only a video is deinterlaced");
+  if (layer.kind != LayerKind::kVideo && layer.track) node.Fail("only a video has a track");
   return layer;
 }
 
@@ -177,6 +181,12 @@ Sound ReadSound(const Node& node, const std::filesystem::path& folder) {
       sound.gain = static_cast<float>(value.Number());
     } else if (key == "start") {
       sound.start_s = value.Number();
+    } else if (key == "track") {
+      sound.track = value.Whole();
+    } else if (key == "trim") {
+      value.Parsed([&sound](const std::string& text) { ParseTrim(text, &sound); });
+    } else if (key == "fade") {
+      value.Parsed([&sound](const std::string& text) { ParseFade(text, &sound); });
     } else {
       value.Fail("unknown key");
     }
@@ -196,7 +206,8 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
     } else if (key == "fps") {
       description->fps = value.Rate();
     } else if (key == "duration") {
-      description->duration_s = value.Number();
+      description->duration_auto = json == "auto";
+      if (!description->duration_auto) description->duration_s = value.Number();
     } else if (key == "audio") {
       if (!json.is_array()) value.Fail("must be a list");
       for (std::size_t i = 0; i < json.size(); ++i) {

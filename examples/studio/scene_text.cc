@@ -83,6 +83,7 @@ std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
   if (layer.volume != defaults.volume) add("volume", Number(layer.volume));
   if (const std::string trim = TrimText(layer); !trim.empty()) add("trim", Quoted(trim));
   if (!layer.deinterlace) add("deinterlace", "\"off\"");
+  if (layer.track) add("track", Number(*layer.track));
   if (!layer.crop.IsNone()) {
     const Crop& crop = layer.crop;
     add("crop", "[" + Number(crop.left) + ", " + Number(crop.top) + ", " + Number(crop.right) + ", " +
@@ -100,6 +101,14 @@ std::string SoundText(const Sound& sound, const std::filesystem::path& folder) {
   std::string text = "{\"file\": " + Quoted(NameFrom(folder, sound.file));
   if (sound.gain != defaults.gain) text += ", \"gain\": " + Number(sound.gain);
   if (sound.start_s != defaults.start_s) text += ", \"start\": " + Number(sound.start_s);
+  if (sound.track) text += ", \"track\": " + Number(*sound.track);
+  if (sound.trim_start_s != 0 || sound.trim_end_s) {
+    text += ", \"trim\": \"" + Number(sound.trim_start_s) + ":";
+    text += (sound.trim_end_s ? Number(*sound.trim_end_s) : "") + "\"";
+  }
+  if (sound.fade_in_s != 0 || sound.fade_out_s != 0) {
+    text += ", \"fade\": \"" + Number(sound.fade_in_s) + ":" + Number(sound.fade_out_s) + "\"";
+  }
   return text + "}";
 }
 
@@ -118,7 +127,7 @@ std::string SceneText(const Description& description, const std::filesystem::pat
   std::string text = "{\n  \"canvas\": " + size(description.canvas) + ",\n";
   if (description.output_size) text += "  \"output_size\": " + size(*description.output_size) + ",\n";
   text += "  \"fps\": " + RateText(description.fps) + ",\n";
-  text += "  \"duration\": " + Number(description.duration_s) + ",\n";
+  text += "  \"duration\": " + (description.duration_auto ? "\"auto\"" : Number(description.duration_s)) + ",\n";
   if (!description.sounds.empty()) {
     text += "  \"audio\": " + List(description.sounds, [&](const Sound& sound) { return SoundText(sound, folder); }) +
             ",\n";

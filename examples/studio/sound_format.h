@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "studio/av.h"
+#include "studio/frame_rate.h"
 
 namespace studio {
 
@@ -17,6 +18,11 @@ constexpr int kSoundBlock = kSoundRate / 20;
 // In frames, rounded.
 inline std::int64_t SoundFrames(std::int64_t ns) {
   return av_rescale_q(ns, AVRational{1, 1000000000}, AVRational{1, kSoundRate});
+}
+
+// How many frames of sound go with that many pictures, rounded.
+inline std::int64_t SoundFramesOf(std::uint64_t pictures, FrameRate rate) {
+  return av_rescale(static_cast<std::int64_t>(pictures), std::int64_t{kSoundRate} * rate.den, rate.num);
 }
 
 // Converts decoded frames like `from` to the form above; mono is heard as it is on both sides. Null when FFmpeg cannot.

@@ -15,13 +15,17 @@ constexpr std::chrono::seconds kMixTimeout(60);  // A block that takes longer ne
 
 }  // namespace
 
-std::vector<std::unique_ptr<SoundReader>> OpenSounds(const Description& description, std::int64_t start_ns) {
+std::vector<std::unique_ptr<SoundReader>> OpenSounds(const Description& description) {
+  const auto start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
+  const std::int64_t end_ns = start_ns + description.fps.TimeNs(static_cast<std::int64_t>(description.FrameCount()));
   std::vector<std::unique_ptr<SoundReader>> readers;
   for (const Layer& layer : description.layers) {
-    if (layer.kind != LayerKind::kVideo) continue;
-    if (auto reader = SoundReader::OfVideo(layer, start_ns)) readers.push_back(std::move(reader));
+    if (layer.kind != LayerKind::kVideo || !layer.visible) continue;
+    if (auto reader = SoundReader::OfVideo(layer, start_ns, end_ns)) readers.push_back(std::move(reader));
   }
-  for (const Sound& sound : description.sounds) readers.push_back(std::make_unique<SoundReader>(sound, start_ns));
+  for (const Sound& sound : description.sounds) {
+    readers.push_back(std::make_unique<SoundReader>(sound, start_ns, end_ns));
+  }
   return readers;
 }
 
@@ -64,7 +68,8 @@ MixReport SoundMix::Finish(std::uint64_t clock_ns) {
   }
   Stop();
   MixReport report;
-  report.peak = peak_;
+  report.peak = level_.peak();
+  report.clipped = level_.clipped();
   for (const auto& player : players_) {
     const std::uint64_t blocks = player->underruns();
     if (blocks > 0) report.underruns.push_back({player->file(), blocks});
@@ -74,7 +79,7 @@ MixReport SoundMix::Finish(std::uint64_t clock_ns) {
 
 float SoundMix::TakeLevel() {
   std::lock_guard<std::mutex> lock(mutex_);
-  return std::exchange(level_, 0.0f);
+  return level_.Take();
 }
 
 void SoundMix::Stop() {
@@ -83,27 +88,20 @@ void SoundMix::Stop() {
 }
 
 void SoundMix::OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) {
-  bool goes_on = false;
+  float* const samples[kSoundChannels] = {static_cast<float*>(planes[0]), static_cast<float*>(planes[1])};
+  bool belongs = false, goes_on = false;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     if (begin_ns_ == 0) begin_ns_ = timestamp_ns;
     until_ns_ = timestamp_ns + kBlockNs;
-    belongs_ = timestamp_ns < end_ns_;
+    belongs = timestamp_ns < end_ns_;
     goes_on = until_ns_ < end_ns_;
+    if (belongs) level_.Finish(samples, static_cast<int>(frames));
   }
   mixed_.notify_all();
-  const float* const samples[kSoundChannels] = {static_cast<const float*>(planes[0]),
-                                                static_cast<const float*>(planes[1])};
-  if (belongs_) receiver_->OnSound(samples, static_cast<int>(frames), timestamp_ns);
+  if (belongs) receiver_->OnSound(samples, static_cast<int>(frames), timestamp_ns);
   if (!goes_on) return;
   for (const auto& player : players_) player->BlockTaken();
-}
-
-void SoundMix::OnMixPeak(float peak) {
-  if (!belongs_) return;
-  std::lock_guard<std::mutex> lock(mutex_);
-  level_ = std::max(level_, peak);
-  peak_ = std::max(peak_, peak);
 }
 
 }  // namespace studio

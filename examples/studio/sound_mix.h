@@ -13,12 +13,13 @@
 #include <quarn/qn_audio_mixer.h>
 
 #include "studio/description.h"
+#include "studio/sound_level.h"
 #include "studio/sound_player.h"
 
 namespace studio {
 
-// The sounds of a scene from the film time `start_ns` on: those of its videos and its own. Throws Error.
-std::vector<std::unique_ptr<SoundReader>> OpenSounds(const Description& description, std::int64_t start_ns);
+// The sounds of a film: those of the scene's videos that are seen, and its own. Throws Error.
+std::vector<std::unique_ptr<SoundReader>> OpenSounds(const Description& description);
 
 // How a mix went.
 struct MixReport {
@@ -27,7 +28,8 @@ struct MixReport {
     std::uint64_t blocks = 0;
   };
 
-  float peak = 0;                    // Linear, 0 to 1.
+  float peak = 0;                    // Linear; 1 is full scale, and what is beyond it was cut off.
+  std::uint64_t clipped = 0;         // Samples that were.
   std::vector<Underruns> underruns;  // Of the sounds that had any.
 };
 
@@ -59,20 +61,18 @@ class SoundMix : private QnAudioMixer::Callback {
 
  private:
   void OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) override;
-  void OnMixPeak(float peak) override;
+  void OnMixPeak(float /*peak*/) override {}
   void Stop();
 
   Receiver* const receiver_;
   std::vector<std::unique_ptr<SoundPlayer>> players_;
-  bool belongs_ = true;  // The block in hand to the film. Mixer's thread.
 
   std::mutex mutex_;
   std::condition_variable mixed_;
   std::uint64_t begin_ns_ = 0;  // Of the first block; 0 until there is one.
   std::uint64_t until_ns_ = 0;  // The end of the last one.
   std::uint64_t end_ns_;        // Where the film ends.
-  float level_ = 0;
-  float peak_ = 0;
+  SoundLevel level_;
 
   QnAudioMixer mixer_;  // The last: its thread uses the others.
 };

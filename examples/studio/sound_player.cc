@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "studio/sound_level.h"
+
 namespace studio {
 namespace {
 
@@ -18,7 +20,7 @@ SoundPlayer::SoundPlayer(std::unique_ptr<SoundReader> reader)
     : reader_(std::move(reader)),
       input_(MakeRefCounted<QnAudioInput>(static_cast<unsigned int>(kSoundRate),
                                           static_cast<unsigned int>(kSoundChannels), kQnMixSampleFloat)) {
-  input_->SetGain(reader_->gain());
+  input_->SetGain(InputGain(reader_->gain()));
   Push(nullptr, kIdle);
   thread_ = std::thread(&SoundPlayer::Run, this);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "studio/error.h"
 
@@ -12,13 +13,28 @@ namespace {
 // Containers round times to milliseconds, or worse: what is less off than this goes on where the last frame ended.
 constexpr std::int64_t kTolerance = kSoundRate / 50;
 
-// When a video's pictures begin on its own clock, and how long they last.
-struct PictureSpan {
-  std::int64_t begin_ns = AV_NOPTS_VALUE;
-  std::int64_t length_ns = 0;
-};
+std::int64_t FromSeconds(double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); }
 
-// The length is found only at the end of the file.
+// The stream of sound number `track`. Throws Error where there are fewer.
+int FindTrack(const AVFormatContext* format, const std::string& file, int track) {
+  int tracks = 0;
+  for (unsigned int i = 0; i < format->nb_streams; ++i) {
+    if (format->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    if (tracks++ == track) return static_cast<int>(i);
+  }
+  throw Error("cannot decode " + file + ": no sound track " + std::to_string(track) + ": " +
+              (tracks == 0 ? "it has none" : "the last one is " + std::to_string(tracks - 1)));
+}
+
+// 0 when it is not known.
+std::int64_t SoundLengthNs(const AVFormatContext* format, int stream) {
+  const AVStream* const of = format->streams[stream];
+  if (of->duration > 0) return av_rescale_q(of->duration, of->time_base, kNanoseconds);
+  return format->duration > 0 ? av_rescale_q(format->duration, AV_TIME_BASE_Q, kNanoseconds) : 0;
+}
+
+}  // namespace
+
 PictureSpan MeasurePictures(const std::string& file, bool length) {
   PictureSpan span;
   const Media format = OpenMedia(file);
@@ -44,54 +60,85 @@ PictureSpan MeasurePictures(const std::string& file, bool length) {
   return span;
 }
 
-}  // namespace
-
-SoundReader::SoundReader(const std::string& file, float gain, std::int64_t begin_ns, std::int64_t start_ns)
+SoundReader::SoundReader(const std::string& file, float gain, std::optional<int> track, std::int64_t begin_ns,
+                         std::int64_t start_ns)
     : file_(file),
       gain_(gain),
+      track_(track),
       start_ns_(start_ns),
       packet_(av_packet_alloc()),
       frame_(av_frame_alloc()),
       pass_begin_ns_(begin_ns) {}
 
-SoundReader::SoundReader(const Sound& sound, std::int64_t start_ns)
-    : SoundReader(sound.file, sound.gain, static_cast<std::int64_t>(sound.start_s * 1e9), start_ns) {
+SoundReader::SoundReader(const Sound& sound, std::int64_t start_ns, std::int64_t film_end_ns,
+                         std::function<bool()> goes_on)
+    : SoundReader(sound.file, sound.gain, sound.track, FromSeconds(sound.start_s), start_ns) {
+  goes_on_ = std::move(goes_on);
   if (!Open() || !Begin()) throw Error("cannot decode " + file_ + ": no sound in it");
+  trim_ns_ = FromSeconds(sound.trim_start_s);
+  length_ns_ = SoundLengthNs(format_.get(), stream_);
+  if (length_ns_ > 0 && trim_ns_ >= length_ns_) throw Error("cannot trim " + file_ + ": it ends before that");
+  if (sound.trim_end_s) {
+    const std::int64_t trim_end_ns = FromSeconds(*sound.trim_end_s);
+    pass_length_ns_ = trim_end_ns - trim_ns_;
+    length_ns_ = length_ns_ > 0 ? std::min(length_ns_, trim_end_ns) : trim_end_ns;
+  }
+  length_ns_ = std::max<std::int64_t>(length_ns_ - trim_ns_, 0);
+  const std::int64_t end_ns = length_ns_ > 0 ? std::min(pass_begin_ns_ + length_ns_, film_end_ns) : film_end_ns;
+  SetFade(static_cast<float>(sound.fade_in_s), static_cast<float>(sound.fade_out_s), pass_begin_ns_, end_ns);
 }
 
-std::unique_ptr<SoundReader> SoundReader::OfVideo(const Layer& layer, std::int64_t start_ns) {
+std::unique_ptr<SoundReader> SoundReader::OfVideo(const Layer& layer, std::int64_t start_ns, std::int64_t film_end_ns) {
   if (layer.volume == 0 || IsStream(layer.file)) return nullptr;
-  std::unique_ptr<SoundReader> reader(new SoundReader(layer.file, layer.volume, 0, start_ns));
+  std::unique_ptr<SoundReader> reader(new SoundReader(layer.file, layer.volume, layer.track, 0, start_ns));
   if (!reader->Open() || !reader->Begin()) return nullptr;
-  const PictureSpan pictures = MeasurePictures(layer.file, layer.loop);
+  const PictureSpan pictures = MeasurePictures(layer.file, layer.loop || layer.fade_out_s > 0);
   // The media begins with its first picture or sound, and is trimmed from there, as MediaReader has it.
-  const auto nanoseconds = [](double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); };
-  const std::int64_t trim_start_ns = nanoseconds(layer.trim_start_s);
+  const std::int64_t trim_start_ns = FromSeconds(layer.trim_start_s);
   const std::int64_t sound_ns = reader->FrameNs();
   const bool sound_first =
       pictures.begin_ns == AV_NOPTS_VALUE || (sound_ns != AV_NOPTS_VALUE && sound_ns < pictures.begin_ns);
   const std::int64_t begin_ns = sound_first ? sound_ns : pictures.begin_ns;
   if (begin_ns != AV_NOPTS_VALUE) reader->first_ns_ = begin_ns + trim_start_ns;
+  // How long a pass lasts: to the end of the pictures, where that is known, or of the trim.
   std::int64_t length_ns = 0;
-  if (layer.loop && pictures.length_ns > 0) {
+  if (pictures.length_ns > 0) {
     length_ns = std::max(pictures.length_ns + pictures.begin_ns - begin_ns - trim_start_ns, std::int64_t{1});
   }
   if (layer.trim_end_s) {
-    const std::int64_t trimmed_ns = nanoseconds(*layer.trim_end_s) - trim_start_ns;
+    const std::int64_t trimmed_ns = FromSeconds(*layer.trim_end_s) - trim_start_ns;
     length_ns = length_ns > 0 ? std::min(length_ns, trimmed_ns) : trimmed_ns;
   }
-  reader->pass_length_ns_ = length_ns;
+  const bool fades_out = layer.loop ? film_end_ns != kNoFilmEnd : length_ns > 0;
+  reader->SetFade(layer.fade_in_s, layer.fade_out_s, 0,
+                  fades_out ? (layer.loop ? film_end_ns : std::min(length_ns, film_end_ns)) : kNoFilmEnd);
   reader->loops_ = layer.loop;
+  // What of a video's sound lies behind its last picture is heard, but where there is another pass or a trim.
+  if (layer.loop || layer.trim_end_s) reader->pass_length_ns_ = length_ns;
   // The passes before the film's start need not be read.
   if (layer.loop && length_ns > 0) reader->pass_begin_ns_ = start_ns / length_ns * length_ns;
   return reader;
 }
 
+int SoundReader::Interrupted(void* reader) {
+  auto* const self = static_cast<SoundReader*>(reader);
+  if (!self->interrupted_ && self->goes_on_ && !self->goes_on_()) self->interrupted_ = true;
+  return self->interrupted_ ? 1 : 0;
+}
+
+void SoundReader::SetFade(float in_s, float out_s, std::int64_t begin_ns, std::int64_t end_ns) {
+  fade_.begin = SoundFrames(begin_ns - start_ns_);
+  fade_.in = SoundFrames(FromSeconds(in_s));
+  if (end_ns == kNoFilmEnd) return;
+  fade_.end = SoundFrames(end_ns - start_ns_);
+  fade_.out = SoundFrames(FromSeconds(out_s));
+}
+
 // Returns false when there is no sound.
 bool SoundReader::Open() {
-  const auto interrupted = [](void* flag) { return static_cast<std::atomic<bool>*>(flag)->load() ? 1 : 0; };
-  format_ = OpenMedia(file_, {interrupted, &interrupted_});
-  stream_ = av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+  format_ = OpenMedia(file_, {&SoundReader::Interrupted, this});
+  stream_ = track_ ? FindTrack(format_.get(), file_, *track_)
+                   : av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
   if (stream_ < 0) return false;
   codec_ = OpenDecoder(file_, format_.get(), stream_);
   for (unsigned int i = 0; i < format_->nb_streams; ++i) {
@@ -115,6 +162,7 @@ bool SoundReader::Begin() {
 }
 
 int SoundReader::Read(float* const* planes, int frames) {
+  const std::int64_t first = position_;
   int done = 0;
   while (done < frames) {
     const std::size_t ready = decoded_[0].size() - taken_;
@@ -135,6 +183,7 @@ int SoundReader::Read(float* const* planes, int frames) {
     done += static_cast<int>(count);
     position_ += count;
   }
+  fade_.Apply(planes, done, first);
   return done;
 }
 
@@ -172,7 +221,7 @@ bool SoundReader::NextPass() {
 std::int64_t SoundReader::PositionOf(std::int64_t pts) {
   const std::int64_t media_ns = av_rescale_q(pts, format_->streams[stream_]->time_base, kNanoseconds);
   if (first_ns_ == AV_NOPTS_VALUE) first_ns_ = media_ns;
-  return SoundFrames(media_ns - first_ns_ + pass_begin_ns_ - start_ns_);
+  return SoundFrames(media_ns - first_ns_ - trim_ns_ + pass_begin_ns_ - start_ns_);
 }
 
 // Converts a frame; none means the resampler's rest.
@@ -180,6 +229,7 @@ void SoundReader::Take(const AVFrame* frame) {
   const std::int64_t is = position_ + (resampler_ ? swr_get_delay(resampler_.get(), kSoundRate) : 0);
   Convert(frame);
   if (frame && frame->best_effort_timestamp != AV_NOPTS_VALUE) Place(PositionOf(frame->best_effort_timestamp), is);
+  if (trim_ns_ > 0) CutBefore(SoundFrames(pass_begin_ns_ - start_ns_));
   if (frame) pass_decodes_ = true;
   if (silence_ > 0 || !decoded_[0].empty()) pass_heard_ = true;
   if (pass_length_ns_ == 0) return;
@@ -224,6 +274,16 @@ void SoundReader::Place(std::int64_t wanted, std::int64_t is) {
   silence_ = std::max(wanted - is, std::int64_t{0});
   const std::int64_t early = std::clamp(is - wanted, std::int64_t{0}, static_cast<std::int64_t>(decoded_[0].size()));
   for (auto& plane : decoded_) plane.erase(plane.begin(), plane.begin() + early);
+}
+
+// Nothing is heard before the position `first`.
+void SoundReader::CutBefore(std::int64_t first) {
+  const std::int64_t missing = first - position_ - silence_;
+  if (missing <= 0) return;
+  const std::int64_t cut = std::min(missing, static_cast<std::int64_t>(decoded_[0].size()));
+  for (auto& plane : decoded_) plane.erase(plane.begin(), plane.begin() + cut);
+  // Where something is left, it begins there.
+  silence_ = decoded_[0].empty() ? 0 : first - position_;
 }
 
 }  // namespace studio

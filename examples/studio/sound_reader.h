@@ -5,27 +5,45 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "studio/av.h"
 #include "studio/description.h"
 #include "studio/media_file.h"
+#include "studio/sound_fade.h"
 #include "studio/sound_format.h"
 
 namespace studio {
+
+// When a video's pictures begin, and how long they last, as MediaReader has it.
+struct PictureSpan {
+  std::int64_t begin_ns = AV_NOPTS_VALUE;
+  std::int64_t length_ns = 0;
+};
+// The length is found only at the end of the file. Throws Error.
+PictureSpan MeasurePictures(const std::string& file, bool length);
+
+constexpr std::int64_t kNoFilmEnd = std::numeric_limits<std::int64_t>::max();
 
 // What is read is silent where the sound has not begun yet, or has a gap in its times. One thread at a time, Interrupt
 // excepted.
 class SoundReader {
  public:
-  // Reads from the film time `start_ns` on. Throws Error.
-  SoundReader(const Sound& sound, std::int64_t start_ns);
-  // The same for the sound of a video layer, which keeps to its pictures: it is silent until it begins, is trimmed as
-  // they are and, where the layer starts again, ends after the last one. Null when there is none to hear. A video that
-  // is a stream is silent: it cannot be opened once more.
-  static std::unique_ptr<SoundReader> OfVideo(const Layer& layer, std::int64_t start_ns);
+  // Reads from the film time `start_ns` on, for a film that ends at `film_end_ns`; for `goes_on` see SetGoesOn. Throws
+  // Error.
+  SoundReader(const Sound& sound, std::int64_t start_ns, std::int64_t film_end_ns = kNoFilmEnd,
+              std::function<bool()> goes_on = nullptr);
+  // The same for the sound of a video layer, which keeps to its pictures: it is silent until it begins, is trimmed and
+  // fades as they do and, where the layer starts again, ends after the last one. Null when there is none to hear. A
+  // video that is a stream is silent: it cannot be opened once more.
+  static std::unique_ptr<SoundReader> OfVideo(const Layer& layer, std::int64_t start_ns,
+                                              std::int64_t film_end_ns = kNoFilmEnd);
   SoundReader(const SoundReader&) = delete;
   SoundReader& operator=(const SoundReader&) = delete;
 
@@ -38,10 +56,18 @@ class SoundReader {
   int Read(float* const* planes, int frames);
   // Makes a Read that waits for a sender return with what it has, and is the end. Thread: any.
   void Interrupt() { interrupted_ = true; }
+  // Has a Read that waits ask now and then whether it shall go on; if not, that is the same as an Interrupt.
+  void SetGoesOn(std::function<bool()> goes_on) { goes_on_ = std::move(goes_on); }
+
+  // How long the sound is that is heard, in nanoseconds; 0 where that cannot be known.
+  std::int64_t length_ns() const { return length_ns_; }
 
  private:
-  SoundReader(const std::string& file, float gain, std::int64_t begin_ns, std::int64_t start_ns);
+  SoundReader(const std::string& file, float gain, std::optional<int> track, std::int64_t begin_ns,
+              std::int64_t start_ns);
 
+  static int Interrupted(void* reader);
+  void SetFade(float in_s, float out_s, std::int64_t begin_ns, std::int64_t end_ns);
   bool Open();
   bool Begin();
   std::int64_t FrameNs() const;
@@ -51,12 +77,15 @@ class SoundReader {
   void Take(const AVFrame* frame);
   void Convert(const AVFrame* frame);
   void Place(std::int64_t wanted, std::int64_t is);
+  void CutBefore(std::int64_t first);
   std::int64_t PositionOf(std::int64_t pts);
 
   const std::string file_;
   const float gain_;
+  const std::optional<int> track_;
   const std::int64_t start_ns_;  // The film time of the first frame that is read.
   std::atomic<bool> interrupted_{false};
+  std::function<bool()> goes_on_;
 
   Media format_;
   AvCodec codec_;
@@ -74,13 +103,16 @@ class SoundReader {
 
   std::int64_t first_ns_ = AV_NOPTS_VALUE;  // The media's own time at which the sound, or its picture, begins.
   std::int64_t pass_begin_ns_;              // The film time of that; a video that starts again has several passes.
-  std::int64_t pass_length_ns_ = 0;         // 0: until the end.
-  bool loops_ = false;                      // There are more passes than one.
-  bool pass_decodes_ = false;               // It has had a frame.
-  bool pass_heard_ = false;                 // Some of it is read.
+  std::int64_t pass_length_ns_ = 0;         // 0: it ends with the media.
+  std::int64_t trim_ns_ = 0;                // What is left out of its beginning.
+  std::int64_t length_ns_ = 0;
+  bool loops_ = false;
+  bool pass_decodes_ = false;  // It has had a frame.
+  bool pass_heard_ = false;    // Some of it is read.
   bool pass_over_ = false;
 
   // In frames, counted from the first one that is read. Behind what was read comes silence, then what was decoded.
+  SoundFade fade_;
   std::int64_t position_ = 0;
   std::int64_t silence_ = 0;
   std::array<std::vector<float>, kSoundChannels> decoded_;

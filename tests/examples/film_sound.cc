@@ -84,6 +84,12 @@ void SoundTest::MakeFlashes(const std::string& name, double seconds, double firs
   ASSERT_EQ(ended.exit_code, 0) << ended.err;
 }
 
+void SoundTest::MakeTone(const std::string& name, int hertz, double level, const std::string& seconds,
+                         const std::string& rate) {
+  Ffmpeg("-f lavfi -i aevalsrc=" + std::to_string(level) + "*sin(2*PI*t*" + std::to_string(hertz) + "):d=" + seconds +
+         ":s=" + rate + ":c=stereo " + name);
+}
+
 std::string SoundTest::ProbeSound(const std::string& film) {
   const Ended ended = Run(FFPROBE, {"-v", "error", "-select_streams", "a", "-show_entries",
                                     "stream=codec_name,channels,sample_rate", "-of", "csv=p=0", film});

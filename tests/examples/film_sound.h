@@ -49,6 +49,10 @@ class SoundTest : public ExampleTest {
   // `first_s` and every `period_s` seconds behind.
   void MakeFlashes(const std::string& name, double seconds, double first_s, double period_s);
 
+  // Makes a tone, in two channels.
+  void MakeTone(const std::string& name, int hertz, double level, const std::string& seconds = "3",
+                const std::string& rate = "48000");
+
   // "codec,channels,rate" of the film's sound; empty when it has none.
   std::string ProbeSound(const std::string& film);
   FilmSound DecodeSound(const std::string& film);

@@ -1,4 +1,4 @@
-// The sound of quarn-record's films: what is heard, when, and how loud.
+// The sound of quarn-record's films in real time: with the pictures, in spite of whatever is late.
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -75,14 +75,8 @@ class Terminal {
 
 class RecordSoundTest : public SoundTest {
  protected:
-  // A tone in every channel.
-  void MakeTone(const std::string& name, int hertz, double level, const std::string& seconds = "3",
-                const std::string& rate = "48000") {
-    Ffmpeg("-f lavfi -i aevalsrc=" + std::to_string(level) + "*sin(2*PI*t*" + std::to_string(hertz) + "):d=" + seconds +
-           ":s=" + rate + ":c=stereo " + name);
-  }
-
-  Ended Film(const std::string& film, const std::string& seconds, const Arguments& sounds) {
+  // A film that is recorded in real time.
+  Ended Live(const std::string& film, const std::string& seconds, const Arguments& sounds) {
     return Record(kDark + Arguments{"--duration", seconds, "-o", film} + sounds);
   }
 
@@ -96,7 +90,7 @@ class RecordSoundTest : public SoundTest {
 TEST_F(RecordSoundTest, SoundsAreHeardFromTheirStartAtTheirGain) {
   MakeTone("low.wav", 440, 0.8);
   MakeTone("high.wav", 1500, 0.6);
-  const Ended ended = Film("film.mp4", "2", {"--audio", "low.wav@0.5,0.5", "--audio", "high.wav@0.25,1.25"});
+  const Ended ended = Live("film.mp4", "2", {"--audio", "low.wav@0.5,0.5", "--audio", "high.wav@0.25,1.25"});
   EXPECT_NE(ended.out.find("  sound: aac, peak 0.5"), std::string::npos) << ended.out;
   EXPECT_EQ(ProbeSound("film.mp4"), "aac,48000,2");
   const FilmSound sound = DecodeSound("film.mp4");
@@ -115,221 +109,31 @@ TEST_F(RecordSoundTest, SoundsAreHeardFromTheirStartAtTheirGain) {
 TEST_F(RecordSoundTest, ASoundMayEndBeforeTheFilm) {
   // Its last block is not a whole one: what follows is silence, on both sides.
   MakeTone("short.wav", 440, 0.8, "0.98");
-  const Ended ended = Film("film.mp4", "2", {"--audio", "short.wav"});
+  const Ended ended = Live("film.mp4", "1.5", {"--audio", "short.wav"});
   EXPECT_LT(Underruns(ended.out), 5) << ended.out;
   const FilmSound sound = DecodeSound("film.mp4");
-  EXPECT_NEAR(sound.end_s(), 2, 0.025);
+  EXPECT_NEAR(sound.end_s(), 1.5, 0.025);
   for (const int channel : {0, 1}) {
     EXPECT_NEAR(sound.Tone(channel, 440, 0.2, 0.8), 0.8, 0.02);
-    EXPECT_LT(sound.Peak(channel, 1.1, 2), 0.001);
-  }
-}
-
-TEST_F(RecordSoundTest, MonoIsHeardAsItIsOnBothSides) {
-  Ffmpeg("-f lavfi -i aevalsrc=0.5*sin(2*PI*t*440):s=44100:d=2 mono.wav");
-  Film("film.mp4", "1", {"--audio", "mono.wav"});
-  const FilmSound sound = DecodeSound("film.mp4");
-  for (const int channel : {0, 1}) EXPECT_NEAR(sound.Tone(channel, 440, 0.2, 0.8), 0.5, 0.01);
-}
-
-TEST_F(RecordSoundTest, SurroundIsFoldedIntoStereo) {
-  // Front left, front right, centre, low frequencies, back left, back right.
-  Ffmpeg(
-      "-f lavfi -i aevalsrc=0.2*sin(2*PI*t*300)|0.2*sin(2*PI*t*500)|0.2*sin(2*PI*t*700)|0|0|0:c=5.1:s=48000:d=2 "
-      "surround.flac");
-  Film("film.mp4", "1", {"--audio", "surround.flac"});
-  const FilmSound sound = DecodeSound("film.mp4");
-  EXPECT_NEAR(sound.Tone(0, 300, 0.2, 0.8), 0.2, 0.01);
-  EXPECT_LT(sound.Tone(1, 300, 0.2, 0.8), 0.01);
-  EXPECT_LT(sound.Tone(0, 500, 0.2, 0.8), 0.01);
-  EXPECT_NEAR(sound.Tone(1, 500, 0.2, 0.8), 0.2, 0.01);
-  for (const int channel : {0, 1}) EXPECT_NEAR(sound.Tone(channel, 700, 0.2, 0.8), 0.2 / std::sqrt(2.0), 0.01);
-}
-
-TEST_F(RecordSoundTest, OtherRatesKeepPitchAndTime) {
-  for (const std::string rate : {"44100", "22050", "96000"}) {
-    SCOPED_TRACE(rate);
-    MakeTone("tone.wav", 1000, 0.5, "1.5", rate);
-    Film("film.mp4", "2", {"--audio", "tone.wav@1,0.25"});
-    const FilmSound sound = DecodeSound("film.mp4");
-    EXPECT_NEAR(sound.Tone(0, 1000, 0.5, 1.5), 0.5, 0.01);
-    const double begin_s = sound.FirstLoud(0, 0.2);
-    EXPECT_NEAR(begin_s, 0.25, 0.005);
-    // The tone lasts as long in the film as in its file.
-    EXPECT_GT(sound.Peak(0, begin_s + 1.4, begin_s + 1.49), 0.4);
-    EXPECT_LT(sound.Peak(0, begin_s + 1.53, 2), 0.02);
+    EXPECT_LT(sound.Peak(channel, 1.1, 1.5), 0.001);
   }
 }
 
 TEST_F(RecordSoundTest, LoudMixesAreCutAtFullScale) {
   MakeTone("a.wav", 440, 0.9);
-  const Ended ended = Film("film.mp4", "1", {"--audio", "a.wav", "--audio", "a.wav"});
+  const Ended ended = Live("film.mp4", "0.5", {"--audio", "a.wav", "--audio", "a.wav"});
   EXPECT_NE(ended.out.find("peak 1.00 (0.0 dB)"), std::string::npos) << ended.out;
-}
-
-TEST_F(RecordSoundTest, SilenceHasAPeakOfNothing) {
-  MakeTone("a.wav", 440, 0.9);
-  const Ended ended = Film("film.mp4", "0.5", {"--audio", "a.wav@0"});
-  EXPECT_NE(ended.out.find("  sound: aac, peak 0.00, "), std::string::npos) << ended.out;
-}
-
-TEST_F(RecordSoundTest, NamesMayHoldWhatSeparates) {
-  MakeTone("a.wav", 440, 0.5);
-  std::filesystem::rename(Path("a.wav"), Path("me@home: a, b.wav"));
-  const Ended ended =
-      Film("film.mp4", "0.5", {"--audio", "me\\@home: a, b.wav@0.5", "--audio", "me\\@home: a\\, b.wav"});
-  EXPECT_NE(ended.out.find("peak 0.75"), std::string::npos) << ended.out;
+  EXPECT_NE(ended.out.find("  sound clipped: "), std::string::npos) << ended.out;
+  EXPECT_NE(ended.out.find(" samples (peak 1.80)\n"), std::string::npos) << ended.out;
 }
 
 TEST_F(RecordSoundTest, VideoBringsItsSound) {
   MakeFlashes("clip.mp4", 2, 0.5, 10);
-  Film("film.mp4", "1.5", {"--video", "clip.mp4,size=64x64,volume=0.5"});
+  Live("film.mp4", "1.5", {"--video", "clip.mp4,size=64x64,volume=0.5"});
   const FilmSound sound = DecodeSound("film.mp4");
   const double heard_s = sound.FirstLoud(0, 0.1);
   EXPECT_NEAR(heard_s, DecodeLight("film.mp4").FirstBright(0), 0.04);
   EXPECT_NEAR(sound.Tone(0, 1000, heard_s + 0.05, heard_s + 0.15), 0.4, 0.03);
-}
-
-TEST_F(RecordSoundTest, VideoMayBeSilenced) {
-  MakeFlashes("clip.mp4", 1, 0.5, 10);
-  const Ended ended = Film("film.mp4", "0.5", {"--video", "clip.mp4,volume=0"});
-  EXPECT_EQ(ended.out.find("sound"), std::string::npos) << ended.out;
-  EXPECT_EQ(ProbeSound("film.mp4"), "");
-}
-
-TEST_F(RecordSoundTest, VideoWithoutSoundMakesASilentFilm) {
-  Ffmpeg("-f lavfi -i color=red:s=64x64:r=10:d=1 -c:v libx264 silent.mp4");
-  Film("film.mp4", "0.5", {"--video", "silent.mp4"});
-  EXPECT_EQ(ProbeSound("film.mp4"), "");
-}
-
-TEST_F(RecordSoundTest, SoundOfALoopStartsAgainWithItsPictures) {
-  // 1.2 seconds of pictures; the sound is shorter in one clip, longer in the other.
-  MakeFlashes("clip.mp4", 1.2, 0.4, 10);
-  Ffmpeg("-i clip.mp4 -c:v copy -af atrim=end=0.8 shorter.mp4");
-  Ffmpeg("-i clip.mp4 -c:v copy -af apad=whole_dur=2 longer.mp4");
-  for (const std::string clip : {"shorter.mp4", "longer.mp4"}) {
-    SCOPED_TRACE(clip);
-    Film("film.mp4", "4", {"--fps", "50", "--video", clip + ",size=64x64,loop"});
-    const FilmSound sound = DecodeSound("film.mp4");
-    const FilmLight light = DecodeLight("film.mp4");
-    for (const double flash_s : {0.4, 1.6, 2.8}) {
-      SCOPED_TRACE(flash_s);
-      EXPECT_NEAR(sound.FirstLoud(flash_s - 0.3, 0.2), light.FirstBright(flash_s - 0.3), 0.04);
-      EXPECT_NEAR(sound.FirstLoud(flash_s - 0.3, 0.2), flash_s, 0.01);
-      EXPECT_LT(sound.Peak(0, flash_s + 0.3, flash_s + 0.9), 0.02);
-    }
-  }
-}
-
-TEST_F(RecordSoundTest, SoundThatBeginsBehindItsPicturesDoesSoInTheFilm) {
-  MakeFlashes("clip.mp4", 2, 0.5, 10);
-  // The pictures begin at 3 s, the sound 0.3 s behind them.
-  Ffmpeg("-itsoffset 3 -i clip.mp4 -itsoffset 3.3 -i clip.mp4 -map 0:v -map 1:a -c:v copy -c:a flac late.mkv");
-  Film("film.mp4", "1.5", {"--fps", "50", "--video", "late.mkv,size=64x64"});
-  const FilmSound sound = DecodeSound("film.mp4");
-  EXPECT_NEAR(sound.FirstLoud(0, 0.2) - DecodeLight("film.mp4").FirstBright(0), 0.3, 0.04);
-}
-
-TEST_F(RecordSoundTest, StartTakesPicturesAndSoundFromThere) {
-  MakeFlashes("clip.mp4", 4, 0.5, 1);
-  MakeTone("tone.wav", 440, 0.5);
-  Film("film.mp4", "1.5",
-       {"--fps", "50", "--start", "2.2", "--video", "clip.mp4,size=64x64", "--audio", "tone.wav@1,3"});
-  const FilmSound sound = DecodeSound("film.mp4");
-  const FilmLight light = DecodeLight("film.mp4");
-  EXPECT_NEAR(sound.FirstLoud(0, 0.2), 0.3, 0.01);
-  EXPECT_NEAR(sound.FirstLoud(0, 0.2), light.FirstBright(0), 0.04);
-  EXPECT_LT(sound.Tone(0, 440, 0.55, 0.75), 0.02);
-  EXPECT_NEAR(sound.Tone(0, 440, 0.9, 1.25), 0.5, 0.02);
-
-  // A loop in its 31st pass.
-  MakeFlashes("loop.mp4", 1, 0.5, 10);
-  Film("film.mp4", "1", {"--fps", "50", "--start", "30.2", "--video", "loop.mp4,size=64x64,loop"});
-  EXPECT_NEAR(DecodeSound("film.mp4").FirstLoud(0, 0.2), 0.3, 0.01);
-  EXPECT_NEAR(DecodeLight("film.mp4").FirstBright(0), 0.3, 0.04);
-}
-
-TEST_F(RecordSoundTest, SceneFilesNameSounds) {
-  std::filesystem::create_directory(Path("scene"));
-  MakeTone("scene/low.wav", 440, 0.8);
-  MakeTone("high.wav", 1500, 0.8);
-  MakeFlashes("scene/clip.mp4", 1, 0, 10);
-  std::ofstream(Path("scene/scene.json")) << R"({
-    "canvas": [64, 64], "duration": 1,
-    "audio": [{"file": "low.wav", "gain": 0.5, "start": 0.5}],
-    "layers": [{"video": "clip.mp4", "volume": 0}]
-  })";
-  Record({"--scene", "scene/scene.json", "--audio", "high.wav@0.25", "-o", "film.mp4"});
-  const FilmSound sound = DecodeSound("film.mp4");
-  EXPECT_LT(sound.Tone(0, 440, 0.1, 0.4), 0.02);
-  EXPECT_NEAR(sound.Tone(0, 440, 0.6, 0.9), 0.4, 0.02);
-  EXPECT_NEAR(sound.Tone(0, 1500, 0.1, 0.9), 0.2, 0.02);
-  EXPECT_LT(sound.Tone(0, 1000, 0.05, 0.15), 0.02);
-}
-
-TEST_F(RecordSoundTest, OfflineFilmsAndStillsOfSceneSoundsAreSilent) {
-  MakeTone("tone.wav", 440, 0.8);
-  MakeFlashes("clip.mp4", 1, 0, 10);
-  std::ofstream(Path("scene.json")) << R"({
-    "canvas": [64, 64], "duration": 0.2, "audio": [{"file": "tone.wav"}], "layers": [{"video": "clip.mp4"}]
-  })";
-  Record({"--scene", "scene.json", "--offline", "-o", "film.mp4"});
-  EXPECT_EQ(ProbeSound("film.mp4"), "");
-  Record({"--scene", "scene.json", "-o", "still.png"});
-  // Nor is there sound in the kinds of film that take none.
-  Record({"--scene", "scene.json", "-o", "film.y4m"});
-  EXPECT_EQ(Probe("film.y4m"), "rawvideo,64,64,30/1,6");
-}
-
-TEST_F(RecordSoundTest, EveryKindOfFilmHasTheSoundThatItTakes) {
-  MakeFlashes("clip.mp4", 2, 0.5, 10);
-  const struct {
-    std::string film, sound;
-  } kinds[] = {{"film.mov", "aac,48000,2"},
-               {"film.mkv", "aac,48000,2"},
-               {"film.ts", "aac,48000,2"},
-               {"film.flv", "aac,48000,2"},
-               {"film.webm", "opus,48000,2"}};
-  for (const auto& kind : kinds) {
-    SCOPED_TRACE(kind.film);
-    Film(kind.film, "1.5", {"--fps", "50", "--video", "clip.mp4,size=64x64"});
-    EXPECT_EQ(ProbeSound(kind.film), kind.sound);
-    const double heard_s = DecodeSound(kind.film).FirstLoud(0, 0.2), seen_s = DecodeLight(kind.film).FirstBright(0);
-    EXPECT_GT(heard_s, 0.3);
-    EXPECT_LE(std::fabs(heard_s - seen_s), 0.04) << heard_s << " s heard, " << seen_s << " s seen";
-  }
-}
-
-TEST_F(RecordSoundTest, DamagedSoundIsHeardAsFarAsItGoes) {
-  // What was cut off its end is silence.
-  Ffmpeg("-f lavfi -i aevalsrc=0.5*sin(2*PI*t*440)*gte(t\\,2):d=3:s=48000:c=stereo -c:a aac -b:a 128k whole.mkv");
-  std::string bytes = ReadFile(Path("whole.mkv"));
-  ASSERT_GT(bytes.size(), 10000u);
-  Film("whole.mp4", "2.8", {"--audio", "whole.mkv"});
-  std::ofstream(Path("cut.mkv"), std::ios::binary) << bytes.substr(0, bytes.size() * 9 / 10);
-  Film("cut.mp4", "2.8", {"--audio", "cut.mkv"});
-  for (const std::string film : {"whole.mp4", "cut.mp4"}) {
-    SCOPED_TRACE(film);
-    const FilmSound sound = DecodeSound(film);
-    EXPECT_NEAR(sound.end_s(), 2.8, 0.025);
-    EXPECT_NEAR(sound.FirstLoud(0, 0.2), 2, 0.03);  // Matroska leaves what starts an AAC decoder in.
-    EXPECT_NEAR(sound.Tone(0, 440, 2.1, 2.3), 0.5, 0.02);
-  }
-}
-
-TEST_F(RecordSoundTest, GapsInASoundKeepItsTime) {
-  // The times jump by a second, at the first packet from 0.5 s on.
-  Ffmpeg(
-      "-f lavfi -i aevalsrc=0.5*sin(2*PI*t*440):d=1:s=48000:c=stereo -af asetpts=PTS+gte(T\\,0.5)/TB -c:a pcm_s16le "
-      "gap.mkv");
-  Film("film.mp4", "2.3", {"--audio", "gap.mkv"});
-  const FilmSound sound = DecodeSound("film.mp4");
-  EXPECT_GT(sound.Tone(0, 440, 0.1, 0.4), 0.45);
-  EXPECT_LT(sound.Peak(0, 0.7, 1.3), 0.02);
-  EXPECT_NEAR(sound.FirstLoud(0.8, 0.2), 1.5 + 0.012, 0.005);
-  EXPECT_GT(sound.Tone(0, 440, 1.6, 1.9), 0.45);
-  EXPECT_LT(sound.Peak(0, 2.15, 2.3), 0.02);
 }
 
 TEST_F(RecordSoundTest, LatePicturesLeaveTheSoundWhereItIs) {
@@ -343,8 +147,9 @@ TEST_F(RecordSoundTest, LatePicturesLeaveTheSoundWhereItIs) {
     SCOPED_TRACE(flash_s);
     const double heard_s = sound.FirstLoud(flash_s - 0.3, 0.2), seen_s = light.FirstBright(flash_s - 0.3);
     EXPECT_NEAR(heard_s - light.times_s.front(), flash_s, 0.01);
-    // What comes too late may be passed over, or be seen with the next flash. It is never seen before it was made.
-    if (seen_s < flash_s - 0.3 || seen_s > flash_s + 0.7) continue;
+    // What comes too late may be passed over, or be seen with the next flash: the one before may still be seen when
+    // this one is looked for. It is never seen before it was made.
+    if (seen_s < flash_s - 0.2 || seen_s > flash_s + 0.7) continue;
     EXPECT_GE(seen_s - heard_s, -0.04) << ended.out;
   }
 }
@@ -491,18 +296,6 @@ TEST_F(RecordSoundTest, VideoFromAPipeIsSilent) {
   EXPECT_GT(DecodeLight("film.mp4").FirstBright(0), 0.1);
 }
 
-TEST_F(RecordSoundTest, DemoIsHeardOnItsBeat) {
-  const std::string scene = std::string(QUARN_EXAMPLES_DIR) + "/scenes/demo.json";
-  const Ended ended = Record({"--scene", scene, "--output-size", "320x180", "--duration", "3", "-o", "demo.mp4"});
-  const FilmSound sound = DecodeSound("demo.mp4");
-  // A drum on each beat over the tune, which stays below full scale.
-  for (const double beat_s : {0.5, 1.0, 1.5, 2.0, 2.5}) {
-    SCOPED_TRACE(beat_s);
-    EXPECT_GT(sound.Tone(0, 55, beat_s, beat_s + 0.1), 2 * sound.Tone(0, 55, beat_s - 0.1, beat_s)) << ended.out;
-  }
-  EXPECT_LT(sound.Peak(0, 0, 3), 0.99);
-}
-
 TEST_F(RecordSoundTest, InterruptedFilmKeepsItsSound) {
   MakeTone("tone.wav", 440, 0.5, "60");
   Terminal terminal;
@@ -548,7 +341,7 @@ TEST_F(RecordSoundTest, UdpReceiverGetsTheSound) {
   const int room = 8 << 20;
   setsockopt(receiver, SOL_SOCKET, SO_RCVBUF, &room, sizeof(room));
 
-  Film("udp://127.0.0.1:" + std::to_string(ntohs(address.sin_port)), "1", {"--audio", "tone.wav"});
+  Live("udp://127.0.0.1:" + std::to_string(ntohs(address.sin_port)), "1", {"--audio", "tone.wav"});
   std::ofstream file(Path("received.ts"), std::ios::binary);
   char datagram[65536];
   for (ssize_t bytes = 0; (bytes = recv(receiver, datagram, sizeof(datagram), MSG_DONTWAIT)) > 0;) {

@@ -96,12 +96,18 @@ void ExpectSame(const Layer& a, const Layer& b) {
   EXPECT_EQ(a.font, b.font);
   EXPECT_EQ(a.letter_px, b.letter_px);
   EXPECT_EQ(a.align, b.align);
+  EXPECT_EQ(a.track, b.track);
 }
 
 void ExpectSame(const Sound& a, const Sound& b) {
   EXPECT_EQ(fs::path(a.file).lexically_normal(), fs::path(b.file).lexically_normal());
   EXPECT_EQ(a.gain, b.gain);
   EXPECT_EQ(a.start_s, b.start_s);
+  EXPECT_EQ(a.track, b.track);
+  EXPECT_EQ(a.trim_start_s, b.trim_start_s);
+  EXPECT_EQ(a.trim_end_s, b.trim_end_s);
+  EXPECT_EQ(a.fade_in_s, b.fade_in_s);
+  EXPECT_EQ(a.fade_out_s, b.fade_out_s);
 }
 
 TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
@@ -137,6 +143,7 @@ TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
   video.loop = true;
   video.volume = 0.7f;
   video.fade_in_s = 0.1f;
+  video.track = 3;
   video.filter = LayerFilter::kBlur;
   scene.layers.push_back(video);
   video.loop = false;
@@ -162,6 +169,8 @@ TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
   scene.layers.push_back(letters);
 
   scene.sounds = {Sound{Path("a.wav"), 1, 0}, Sound{Path("b \"c\".wav"), 0.1f, 1 / 3.0}};
+  scene.sounds.push_back(Sound{Path("c.wav"), 1, 0, 2, 1 / 3.0, 1e-7 + 1, 0, 1e-7});
+  scene.sounds.push_back(Sound{Path("d.wav"), 1, 0, 0, 0.25});
 
   WriteSceneFile(Path("scene.json"), scene);
   const Description read = Read(Path("scene.json"));
@@ -174,13 +183,20 @@ TEST_F(SceneFileTest, EveryKeyReadsBackAsItWasWritten) {
     SCOPED_TRACE(i);
     ExpectSame(read.layers[i], scene.layers[i]);
   }
-  ASSERT_EQ(read.sounds.size(), 2u);
-  ExpectSame(read.sounds[0], scene.sounds[0]);
-  ExpectSame(read.sounds[1], scene.sounds[1]);
+  ASSERT_EQ(read.sounds.size(), scene.sounds.size());
+  for (std::size_t i = 0; i < scene.sounds.size(); ++i) ExpectSame(read.sounds[i], scene.sounds[i]);
 
   const std::string text = Text(Path("scene.json"));
   WriteSceneFile(Path("scene.json"), read);
   EXPECT_EQ(Text(Path("scene.json")), text);
+}
+
+TEST_F(SceneFileTest, DurationMayBeAuto) {
+  Description scene;
+  scene.duration_auto = true;
+  WriteSceneFile(Path("scene.json"), scene);
+  EXPECT_NE(Text(Path("scene.json")).find("\"duration\": \"auto\""), std::string::npos);
+  EXPECT_TRUE(Read(Path("scene.json")).duration_auto);
 }
 
 TEST_F(SceneFileTest, VisibleIsYesOrNo) {
