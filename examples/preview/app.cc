@@ -65,7 +65,7 @@ App::App(Options options)
       sources_(OpenLayers(options_.description)),
       window_(WindowSize(options_)),
       device_(options_.description.fps, true),
-      editor_(EntriesOf(options_.description.layers, sources_)),
+      editor_(EntriesOf(options_.description.layers, sources_), options_.description.canvas),
       items_(options_.description, device_.get()) {
   // Not before the device is made: it calls its success an error.
   if (!options_.description.verbose) studio::ShowLog(studio::LogShown::kProblems);
@@ -110,7 +110,7 @@ void App::Handle(const SDL_Event& event) {
       message_.clear();
       quit_refused_ = false;
       MovePointer(window_.ToPixels(event.button.x, event.button.y));
-      if (const auto point = ToCanvas(pointer_)) editor_.Press(*point);
+      if (const auto point = ToCanvas(pointer_)) editor_.Press(*point, modifiers_);
       break;
     case SDL_MOUSEBUTTONUP:
       if (event.button.button != SDL_BUTTON_LEFT) break;
@@ -138,7 +138,7 @@ void App::HandleWindow(const SDL_WindowEvent& event) {
 
 void App::HandleKey(const SDL_KeyboardEvent& key) {
   const bool shift = (key.keysym.mod & KMOD_SHIFT) != 0;
-  modifiers_ = Modifiers{shift, (key.keysym.mod & KMOD_CTRL) != 0};
+  modifiers_ = Modifiers{shift, (key.keysym.mod & KMOD_CTRL) != 0, (key.keysym.mod & KMOD_ALT) != 0};
   if (editor_.dragging()) MovePointer(pointer_);
   const Command command = CommandOf(key.keysym);
   if (key.type != SDL_KEYDOWN || command == Command::kNone) return;
@@ -196,8 +196,8 @@ void App::Refresh() {
   editor_.SetTime(static_cast<double>(items_.clock()->now_ns()) * 1e-9);
   items_.Show(editor_);
   constexpr float kNoGuide = std::numeric_limits<float>::quiet_NaN();
-  view_->SetClampX(editor_.on_vertical_axis() ? 0 : kNoGuide);
-  view_->SetClampY(editor_.on_horizontal_axis() ? 0 : kNoGuide);
+  view_->SetClampX(editor_.guide_x().value_or(kNoGuide) * view_->scale());
+  view_->SetClampY(editor_.guide_y().value_or(kNoGuide) * view_->scale());
   if (recording_ && !recording_->running()) {
     try {
       FinishRecording();

@@ -56,7 +56,7 @@ void SceneItems::Show(const Editor& editor) {
     if (!editor.dragging() && IsStale(entry, size, item)) Reopen(entry, size, &item);
     item.item->Place(entry.layer, size);
     item.item->SetVisible(entry.layer.visible);
-    item.item->SetSelected(entry.id == editor.selected());
+    item.item->SetSelected(editor.IsSelected(entry.id));
     item.item->SetHovered(entry.id == editor.hovered());
     item.item->SetZ(static_cast<int>(order.size()));
     if (!item.in_scene) {

@@ -119,6 +119,10 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       layer.filter = value.Parsed(ParseFilter);
     } else if (key == "volume") {
       layer.volume = static_cast<float>(value.Number());
+    } else if (key == "name") {
+      layer.name = value.Text();
+    } else if (key == "locked") {
+      layer.locked = value.Flag();
     } else {
       value.Fail("unknown key");
     }
@@ -235,6 +239,8 @@ std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
   if (has(layer.drift_px_s)) add("drift", Pair(layer.drift_px_s.x, layer.drift_px_s.y));
   if (layer.loop) add("loop", "true");
   if (layer.volume != defaults.volume) add("volume", Number(layer.volume));
+  if (!layer.name.empty()) add("name", Quoted(layer.name));
+  if (layer.locked) add("locked", "true");
   if (layer.filter != LayerFilter::kNone) add("filter", layer.filter == LayerFilter::kBlur ? "\"blur\"" : "\"grey\"");
   return "{" + text + "}";
 }

@@ -36,7 +36,7 @@ Layer MakeLayer(float x, float y, int width, int height, int z = 0) {
 Editor MakeEditor(const std::vector<Layer>& layers) {
   std::vector<Entry> entries;
   for (const Layer& layer : layers) entries.push_back(Entry{static_cast<int>(entries.size()) + 1, layer, {640, 360}});
-  return Editor(entries);
+  return Editor(entries, {640, 360});
 }
 
 const Layer& LayerOf(const Editor& editor, int id) {
@@ -69,7 +69,7 @@ void Click(Editor* editor, Vec point) {
 // Leaves the button pressed.
 void DragTo(Editor* editor, Vec from, Vec to, Modifiers modifiers = {}) {
   editor->MovePointer(from, modifiers);
-  editor->Press(from);
+  editor->Press(from, modifiers);
   editor->MovePointer(to, modifiers);
 }
 
@@ -302,17 +302,17 @@ TEST(EditorTest, SnapsToTheAxes) {
   Editor editor = MakeEditor({MakeLayer(100, -60, 40, 30)});
   DragTo(&editor, {100, -60}, {7, -30});
   ExpectPoint(LayerOf(editor, 1).pos, 0, -30);
-  EXPECT_TRUE(editor.on_vertical_axis());
-  EXPECT_FALSE(editor.on_horizontal_axis());
+  EXPECT_TRUE(editor.guide_x());
+  EXPECT_FALSE(editor.guide_y());
   editor.MovePointer({-8, 5}, {});
   ExpectPoint(LayerOf(editor, 1).pos, 0, 0);
-  EXPECT_TRUE(editor.on_vertical_axis());
-  EXPECT_TRUE(editor.on_horizontal_axis());
+  EXPECT_TRUE(editor.guide_x());
+  EXPECT_TRUE(editor.guide_y());
   editor.MovePointer({9, -8}, {});
   ExpectPoint(LayerOf(editor, 1).pos, 9, 0);
-  EXPECT_FALSE(editor.on_vertical_axis());
+  EXPECT_FALSE(editor.guide_x());
   editor.Release();
-  EXPECT_FALSE(editor.on_horizontal_axis());
+  EXPECT_FALSE(editor.guide_y());
   ExpectPoint(LayerOf(editor, 1).pos, 9, 0);
 }
 
@@ -320,17 +320,17 @@ TEST(EditorTest, SnapsByTheCentreWhereverItIsGrabbed) {
   Editor editor = MakeEditor({MakeLayer(100, -60, 40, 30)});
   DragTo(&editor, {112, -70}, {17, -70});
   ExpectPoint(LayerOf(editor, 1).pos, 0, -60);
-  EXPECT_TRUE(editor.on_vertical_axis());
+  EXPECT_TRUE(editor.guide_x());
 }
 
 TEST(EditorTest, SnapsAsFarOnTheScreenAtEveryScale) {
   Editor editor = MakeEditor({MakeLayer(100, -60, 40, 30)});
   editor.SetScale(0.5f);
   DragTo(&editor, {100, -60}, {16, -60});
-  EXPECT_TRUE(editor.on_vertical_axis());
+  EXPECT_TRUE(editor.guide_x());
   editor.SetScale(2);
   editor.MovePointer({5, -60}, {});
-  EXPECT_FALSE(editor.on_vertical_axis());
+  EXPECT_FALSE(editor.guide_x());
   ExpectPoint(LayerOf(editor, 1).pos, 5, -60);
 }
 
@@ -338,7 +338,7 @@ TEST(EditorTest, DoesNotSnapWhenAskedNotTo) {
   Editor editor = MakeEditor({MakeLayer(100, -60, 40, 30)});
   DragTo(&editor, {100, -60}, {3, -2}, {false, true});
   ExpectPoint(LayerOf(editor, 1).pos, 3, -2);
-  EXPECT_FALSE(editor.on_vertical_axis() || editor.on_horizontal_axis());
+  EXPECT_FALSE(editor.guide_x() || editor.guide_y());
   editor.MovePointer({3, -2}, {});
   ExpectPoint(LayerOf(editor, 1).pos, 0, 0);
 }
@@ -354,7 +354,7 @@ TEST(EditorTest, HandlesResize) {
   EXPECT_EQ(LayerOf(editor, 1).size->height, 55);
   ExpectPoint(LayerOf(editor, 1).pos, 5, 7.5f);
   EXPECT_EQ(editor.hovered(), 1);
-  EXPECT_FALSE(editor.on_vertical_axis());
+  EXPECT_FALSE(editor.guide_x());
   editor.Release();
   EXPECT_EQ(LayerOf(editor, 1).size->width, 70);
 }
@@ -429,7 +429,7 @@ TEST(EditorTest, EscapePutsBackWhatIsDragged) {
   DragTo(&editor, {100, -60}, {3, 20});
   editor.Escape();
   EXPECT_FALSE(editor.dragging());
-  EXPECT_FALSE(editor.on_vertical_axis());
+  EXPECT_FALSE(editor.guide_x());
   ExpectPoint(LayerOf(editor, 1).pos, 100, -60);
   EXPECT_FALSE(editor.changed());
   editor.MovePointer({50, 50}, {});  // The button is still down.
