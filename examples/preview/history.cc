@@ -74,6 +74,11 @@ void History::Redo() {
   redo_.pop_back();
 }
 
+bool History::changed() const {
+  const bool undone = open_ && Same(state_.entries, open_->before.entries);
+  return (undone ? open_->before.revision : state_.revision) != saved_revision_;
+}
+
 void History::MarkSaved() {
   End();
   saved_revision_ = state_.revision;

@@ -48,7 +48,7 @@ class History {
   void Redo();
 
   // Whether there is something that was not saved.
-  bool changed() const { return state_.revision != saved_revision_; }
+  bool changed() const;
   void MarkSaved();
 
  private:

@@ -1,6 +1,5 @@
 #include "preview/scene_items.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "studio/device.h"
@@ -24,14 +23,9 @@ SceneItems::SceneItems(const studio::Description& description, GsDevice* device)
       device_(device),
       scene_(MakeRefCounted<GsScene>(static_cast<unsigned int>(description.canvas.width),
                                      static_cast<unsigned int>(description.canvas.height), device)),
-      clock_(0, device) {
+      clock_(0, device),
+      list_(scene_, device) {
   if (scene_->width() == 0) throw studio::Error(studio::kNoGraphics);
-}
-
-SceneItems::~SceneItems() {
-  for (const auto& [id, item] : items_) {
-    if (item.in_scene) scene_->RemoveItem(item.item);
-  }
 }
 
 void SceneItems::Make(int id, const Layer& layer, studio::LayerSource source, bool from_now) {
@@ -47,31 +41,33 @@ void SceneItems::Rewind() {
   ++rewinds_;
 }
 
+SceneItems::Item& SceneItems::ItemOf(const Entry& entry) {
+  const auto made = items_.find(entry.id);
+  if (made != items_.end()) return made->second;
+  Item& item = items_[entry.id];
+  try {
+    Make(entry.id, entry.layer, studio::LayerSource(entry.layer, description_), true);
+  } catch (const studio::Error& error) {
+    problem_ = error.what();
+  }
+  return item;
+}
+
 void SceneItems::Show(const Editor& editor) {
-  std::vector<int> order;
-  bool reorder = false;
+  SceneList::Items items;
+  const int hovered = editor.hovered();
   for (const Entry& entry : editor.entries()) {
     const Size size = DrawnSize(entry.layer, entry.natural);
-    Item& item = items_.at(entry.id);
+    Item& item = ItemOf(entry);
+    if (!item.item) continue;
     if (!editor.dragging() && IsStale(entry, size, item)) Reopen(entry, size, &item);
     item.item->Place(entry.layer, size);
     item.item->SetVisible(entry.layer.visible);
     item.item->SetSelected(editor.IsSelected(entry.id));
-    item.item->SetHovered(entry.id == editor.hovered());
-    item.item->SetZ(static_cast<int>(order.size()));
-    if (!item.in_scene) {
-      scene_->AddItem(item.item);  // On top, wherever it belongs.
-      item.in_scene = reorder = true;
-    }
-    order.push_back(entry.id);
+    item.item->SetHovered(entry.id == hovered);
+    items.push_back(item.item);
   }
-  for (auto& [id, item] : items_) {
-    if (!item.in_scene || std::find(order.begin(), order.end(), id) != order.end()) continue;
-    scene_->RemoveItem(item.item);
-    item.in_scene = false;
-  }
-  if (reorder || order != order_) scene_->OrderItem();
-  order_ = std::move(order);
+  list_.Set(std::move(items));
 }
 
 // A picture is scaled once, when it is opened, which looks better than what the graphics engine makes of it while it is
@@ -90,10 +86,7 @@ void SceneItems::Reopen(const Entry& entry, Size size, Item* item) {
   item->opened_at = size;
   item->opened_for = rewinds_;
   try {
-    const scoped_refptr<studio::LayerItem> old = item->item;
     Make(entry.id, entry.layer, studio::LayerSource(entry.layer, description_), false);
-    if (item->in_scene) scene_->RemoveItem(old);
-    item->in_scene = false;
   } catch (const studio::Error&) {
   }
 }

@@ -3,12 +3,14 @@
 #define QUARN_EXAMPLES_PREVIEW_SCENE_ITEMS_H_
 
 #include <map>
-#include <vector>
+#include <string>
+#include <utility>
 
 #include <quarn/gs_device.h>
 #include <quarn/gs_scene.h>
 
 #include "preview/editor.h"
+#include "preview/scene_list.h"
 #include "studio/description.h"
 #include "studio/film_clock.h"
 #include "studio/layers.h"
@@ -21,7 +23,6 @@ class SceneItems {
  public:
   // Of the description only the canvas and the rate matter. Throws Error.
   SceneItems(const studio::Description& description, GsDevice* device);
-  ~SceneItems();
   SceneItems(const SceneItems&) = delete;
   SceneItems& operator=(const SceneItems&) = delete;
 
@@ -32,16 +33,21 @@ class SceneItems {
   void Make(int id, const studio::Layer& layer, studio::LayerSource source, bool from_now);
   // Goes back to the film's start.
   void Rewind();
-  // Brings the scene to what the editor shows. Every layer of it was made. A deleted one keeps its item, for an undo.
+  // Brings the scene to what the editor shows, from one of the next frames on; none of these lacks what is only
+  // exchanged for another of its size. A layer that was not made, such as a copy, is opened here, a video of which
+  // begins at once. A deleted one keeps its item, for an undo.
   void Show(const Editor& editor);
+  // Why a layer could not be opened by Show, once; empty if all could. Such a layer is not seen.
+  std::string TakeProblem() { return std::exchange(problem_, {}); }
 
  private:
   struct Item {
-    scoped_refptr<studio::LayerItem> item;
+    scoped_refptr<studio::LayerItem> item;  // Null where the media could not be opened.
     studio::Size opened_at;  // The size for which the media was scaled.
     int opened_for = 0;      // The value of rewinds_ at which the media was opened.
-    bool in_scene = false;
   };
+
+  Item& ItemOf(const Entry& entry);
 
   bool IsStale(const Entry& entry, studio::Size size, const Item& item) const;
   void Reopen(const Entry& entry, studio::Size size, Item* item);
@@ -52,8 +58,9 @@ class SceneItems {
   scoped_refptr<GsScene> scene_;
   studio::FilmClock clock_;
   std::map<int, Item> items_;
-  std::vector<int> order_;  // As the scene has it.
   int rewinds_ = 0;
+  std::string problem_;
+  SceneList list_;
 };
 
 }  // namespace preview

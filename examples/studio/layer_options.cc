@@ -19,6 +19,8 @@ Layers are given as SOURCE[,key=value]... and lie on one another in the order in
   loop            start again at the end; videos
   volume=V        a factor of the sound, 0 for none (1); videos from files
   hidden          not shown
+  name=TEXT       what it is called in an editor
+  locked          not changed by an editor's pointer
 A comma in a file's name is written "\,".
 )";
 

@@ -50,6 +50,8 @@ LayerItem::LayerItem(const Layer& layer, Size size, const Stage& stage)
 }
 
 void LayerItem::Place(const Layer& layer, Size size) {
+  // Only the host's thread writes layer_.
+  if (layer.opacity != layer_.opacity) constants_.Update(Constants(layer).data(), sizeof(float) * 4);
   const QNMutexLocker lock(mutex_);
   layer_ = layer;
   drawn_size_ = size;

@@ -35,8 +35,8 @@ class LayerItem : public GsItem {
  public:
   LayerItem(const Layer& layer, Size size, const Stage& stage);
 
-  // Puts the layer elsewhere from the next frame on: takes the position, rotation, drift and spin of `layer`, and a
-  // size. Thread: any.
+  // Puts the layer elsewhere from the next frame on: takes the position, rotation, drift, spin and opacity of `layer`,
+  // and a size. Thread: the host's.
   void Place(const Layer& layer, Size size);
 
   void TickSource() final;

@@ -292,6 +292,27 @@ void ReadSceneFile(const std::string& path, Description* description) {
   }
 }
 
+std::string LayersText(const std::vector<Layer>& layers) {
+  try {
+    return "{\n  \"layers\": " + List(layers, [](const Layer& layer) { return LayerText(layer, {}); }) + "\n}\n";
+  } catch (const std::exception& error) {  // A name that is not UTF-8, a folder that is gone.
+    throw Error(std::string("cannot copy: ") + error.what());
+  }
+}
+
+std::vector<Layer> ParseLayersText(const std::string& text) {
+  Description description;
+  try {
+    ReadScene(Json::parse(text), {}, &description);
+    ValidateScene(description);
+  } catch (const Json::exception&) {
+    throw UsageError("cannot paste: this is no scene");
+  } catch (const UsageError& error) {
+    throw UsageError(std::string("cannot paste: ") + error.what());
+  }
+  return description.layers;
+}
+
 void WriteSceneFile(const std::string& path, const Description& description) {
   namespace fs = std::filesystem;
   const auto fail = [&path](const std::string& why) { throw Error("cannot write scene " + path + ": " + why); };
