@@ -32,13 +32,15 @@ void SceneItems::Make(int id, const Layer& layer, studio::LayerSource source, bo
   const studio::Stage stage{device_, description_.canvas, &clock_, &times_};
   Item& item = items_[id];
   item.opened_at = DrawnSize(layer, source.natural_size());
-  item.opened_for = rewinds_;
+  item.opened_for = seeks_;
   item.item = source.MakeItem(stage, from_now ? clock_.now_ns() : 0);
 }
 
-void SceneItems::Rewind() {
-  clock_.Set(0);
-  ++rewinds_;
+// A video goes forward only: for another time it is opened anew, from there on.
+void SceneItems::Seek(std::int64_t film_ns) {
+  clock_.Set(film_ns);
+  sought_s_ = static_cast<double>(film_ns) * 1e-9;
+  ++seeks_;
 }
 
 SceneItems::Item& SceneItems::ItemOf(const Entry& entry) {
@@ -78,15 +80,17 @@ bool SceneItems::IsStale(const Entry& entry, Size size, const Item& item) const 
     case LayerKind::kPicture: return !Same(size, item.opened_at);
     case LayerKind::kVideo: break;
   }
-  return item.opened_for != rewinds_;
+  return item.opened_for != seeks_;
 }
 
 // A file that cannot be opened any more is kept as it is.
 void SceneItems::Reopen(const Entry& entry, Size size, Item* item) {
   item->opened_at = size;
-  item->opened_for = rewinds_;
+  item->opened_for = seeks_;
   try {
-    Make(entry.id, entry.layer, studio::LayerSource(entry.layer, description_), false);
+    studio::Description description = description_;
+    description.start_s = sought_s_;
+    Make(entry.id, entry.layer, studio::LayerSource(entry.layer, description), false);
   } catch (const studio::Error&) {
   }
 }

@@ -2,6 +2,7 @@
 #ifndef QUARN_EXAMPLES_PREVIEW_SCENE_ITEMS_H_
 #define QUARN_EXAMPLES_PREVIEW_SCENE_ITEMS_H_
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <utility>
@@ -32,7 +33,9 @@ class SceneItems {
   // Makes the item of a layer that was opened. A video begins at the film's start, or with `from_now` at once.
   void Make(int id, const studio::Layer& layer, studio::LayerSource source, bool from_now);
   // Goes back to the film's start.
-  void Rewind();
+  void Rewind() { Seek(0); }
+  // Goes to a time of the film.
+  void Seek(std::int64_t film_ns);
   // Brings the scene to what the editor shows, from one of the next frames on; none of these lacks what is only
   // exchanged for another of its size. A layer that was not made, such as a copy, is opened here, a video of which
   // begins at once. A deleted one keeps its item, for an undo.
@@ -43,8 +46,8 @@ class SceneItems {
  private:
   struct Item {
     scoped_refptr<studio::LayerItem> item;  // Null where the media could not be opened.
-    studio::Size opened_at;  // The size for which the media was scaled.
-    int opened_for = 0;      // The value of rewinds_ at which the media was opened.
+    studio::Size opened_at;                 // The size for which the media was scaled.
+    int opened_for = 0;                     // The value of seeks_ at which the media was opened.
   };
 
   Item& ItemOf(const Entry& entry);
@@ -58,7 +61,8 @@ class SceneItems {
   scoped_refptr<GsScene> scene_;
   studio::FilmClock clock_;
   std::map<int, Item> items_;
-  int rewinds_ = 0;
+  int seeks_ = 0;
+  double sought_s_ = 0;  // Where the last one went.
   std::string problem_;
   SceneList list_;
 };
