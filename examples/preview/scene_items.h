@@ -43,8 +43,8 @@ class SceneItems {
  private:
   struct Item {
     scoped_refptr<studio::LayerItem> item;  // Null where the media could not be opened.
-    studio::Size opened_at;  // The size for which the media was scaled.
-    int opened_for = 0;      // The value of rewinds_ at which the media was opened.
+    studio::Size opened_at;                 // The size for which the media was scaled.
+    int opened_for = 0;                     // The value of rewinds_ at which the media was opened.
   };
 
   Item& ItemOf(const Entry& entry);
