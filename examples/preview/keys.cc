@@ -38,8 +38,8 @@ constexpr Binding kBindings[] = {
 
 constexpr char kPointerHelp[] =
     "  Click           select; on nothing: select nothing\n"
-    "  Drag            move, snapping to the middle of the canvas; with Ctrl freely\n"
-    "  Drag a handle   resize, the opposite handle stays; with Shift in proportion\n";
+    "  Drag            move, keeping to edges and centres; with Ctrl freely, with Shift on one axis\n"
+    "  Drag a handle   resize, the opposite handle stays; corners in proportion, with Shift freely\n";
 
 }  // namespace
 
