@@ -22,6 +22,8 @@ class CanvasWidget : public QWidget {
 
   // Makes the view, once the window is there.
   void OpenView();
+  // While the window is still there.
+  void CloseView() { view_.reset(); }
   // The session has opened another scene.
   void ShowScene();
   // Shows what the editor has.

@@ -1,9 +1,10 @@
 // The editor under the pointer: what a press takes in hand, and what becomes of it.
+#include "preview/editor.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
-#include "preview/editor.h"
 #include "studio/placement.h"
 
 namespace preview {
@@ -30,7 +31,8 @@ Box BoxBetween(Vec a, Vec b) {
 }
 
 Entry& EntryOf(EditState* state, int id) {
-  return *std::find_if(state->entries.begin(), state->entries.end(), [id](const Entry& entry) { return entry.id == id; });
+  return *std::find_if(state->entries.begin(), state->entries.end(),
+                       [id](const Entry& entry) { return entry.id == id; });
 }
 
 bool CanBeHit(const Entry& entry) { return entry.layer.visible && !entry.layer.locked; }
@@ -249,8 +251,7 @@ void Editor::ApplyMove(EditState* state) {
   if (!modifiers_.control) {
     Box box = BoundsOf(drag_->held.front().start);
     for (const Held& held : drag_->held) box = Joined(box, BoundsOf(held.start));
-    SnappedBox snapped =
-        SnapBox(LinesAround(), Box{Sum(box.min, by), Sum(box.max, by)}, kSnapReachPx / scale_);
+    SnappedBox snapped = SnapBox(LinesAround(), Box{Sum(box.min, by), Sum(box.max, by)}, kSnapReachPx / scale_);
     if (!modifiers_.shift || along_x) {
       by.x += snapped.offset.x;
       guide_x_ = snapped.x;

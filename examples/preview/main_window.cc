@@ -60,6 +60,7 @@ MainWindow::MainWindow(Session* session, std::function<void()> closed)
 }
 
 MainWindow::~MainWindow() {
+  canvas_->CloseView();
   session_->SetTeller(nullptr);
   session_->SetShown(nullptr);
 }

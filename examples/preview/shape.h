@@ -1,5 +1,5 @@
-// A layer's rectangle under the pointer: hit testing, handles, resizing, turning. Canvas pixels from the canvas' centre,
-// y downwards; nothing here knows a window.
+// A layer's rectangle under the pointer: hit testing, handles, resizing, turning. Canvas pixels from the canvas'
+// centre, y downwards; nothing here knows a window.
 #ifndef QUARN_EXAMPLES_PREVIEW_SHAPE_H_
 #define QUARN_EXAMPLES_PREVIEW_SHAPE_H_
 

@@ -47,7 +47,7 @@ struct Layer {
   Vec drift_px_s;        // Canvas pixels a second.
   bool loop = false;     // A video starts again at its end instead of keeping its last picture.
   LayerFilter filter = LayerFilter::kNone;
-  float volume = 1;  // The factor of a video's sound, 0 for none.
+  float volume = 1;     // The factor of a video's sound, 0 for none.
   std::string name;     // What people call it, if they do.
   bool locked = false;  // Not to be changed by the pointer.
 };

@@ -38,7 +38,8 @@ TEST(ClipboardTextTest, LayersReadBackAsTheyWereCopied) {
 TEST(ClipboardTextTest, NoLayersAreAText) { EXPECT_TRUE(ParseLayersText(LayersText({})).empty()); }
 
 TEST(ClipboardTextTest, AWholeSceneIsTakenToo) {
-  const auto read = ParseLayersText(R"({"canvas": [64, 36], "fps": 25, "layers": [{"color": "#fff000", "name": "x"}]})");
+  const auto read =
+      ParseLayersText(R"({"canvas": [64, 36], "fps": 25, "layers": [{"color": "#fff000", "name": "x"}]})");
   ASSERT_EQ(read.size(), 1u);
   EXPECT_EQ(read[0].name, "x");
 }
@@ -58,7 +59,8 @@ TEST(ClipboardTextTest, AnythingElseIsAnError) {
   EXPECT_EQ(ErrorOf("[1, 2]"), "cannot paste: must hold an object");
   EXPECT_EQ(ErrorOf(R"({"layers": [{"color": "#fff000", "locked": 1}]})"),
             "cannot paste: layers[0].locked: must be true or false");
-  EXPECT_EQ(ErrorOf(R"({"layers": [{"color": "#fff000", "name": 1}]})"), "cannot paste: layers[0].name: must be a text");
+  EXPECT_EQ(ErrorOf(R"({"layers": [{"color": "#fff000", "name": 1}]})"),
+            "cannot paste: layers[0].name: must be a text");
   EXPECT_EQ(ErrorOf(R"({"layers": [{"color": "#fff000", "opacity": 2}]})"),
             "cannot paste: layer opacity: must be 0 to 1");
 }

@@ -26,7 +26,8 @@ inline studio::Layer MakeLayer(float x, float y, int width, int height, int z = 
 // Ids count from 1.
 inline Editor MakeEditor(const std::vector<studio::Layer>& layers) {
   std::vector<Entry> entries;
-  for (const studio::Layer& layer : layers) entries.push_back(Entry{static_cast<int>(entries.size()) + 1, layer, {640, 360}});
+  for (const studio::Layer& layer : layers)
+    entries.push_back(Entry{static_cast<int>(entries.size()) + 1, layer, {640, 360}});
   return Editor(entries, {640, 360});
 }
 

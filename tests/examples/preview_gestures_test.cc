@@ -1,4 +1,5 @@
-// Gestures of pointer, keys and numbers: the rotation grip, the reach of handles, and the step that each is for an undo.
+// Gestures of pointer, keys and numbers: the rotation grip, the reach of handles, and the step that each is for an
+// undo.
 #include <gtest/gtest.h>
 
 #include <cmath>

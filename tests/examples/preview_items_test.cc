@@ -1,7 +1,5 @@
 // The items of quarn-preview's scene: they are as the editor has its layers, and no frame is without one of them while
 // it is exchanged for another. On frames that the test drives.
-#include "preview/scene_items.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -21,6 +19,7 @@
 #include <quarn/gs_output.h>
 
 #include "editing.h"
+#include "preview/scene_items.h"
 #include "studio/device.h"
 
 namespace preview {
@@ -55,6 +54,31 @@ class Eye : public GsOutputRaw {
 
  private:
   const See see_;
+};
+
+// Is there in every frame, whether an output receives it or not.
+class Witness : public GsItem {
+ public:
+  Witness(GsDevice* device, std::function<void()> look) : GsItem(gs_vec2(1, 1), device), look_(std::move(look)) {
+    SetZ(1000);
+  }
+  void Draw() override {
+    look_();
+    const std::lock_guard lock(frames_mutex_);
+    ++frames_;
+    another_.notify_all();
+  }
+  void WaitForFrames(int count) {
+    std::unique_lock lock(frames_mutex_);
+    const int last = frames_ + count;
+    another_.wait(lock, [&] { return frames_ >= last; });
+  }
+
+ private:
+  const std::function<void()> look_;
+  std::mutex frames_mutex_;
+  std::condition_variable another_;
+  int frames_ = 0;
 };
 
 class PreviewItemsTest : public testing::Test {
@@ -116,51 +140,68 @@ class PreviewItemsTest : public testing::Test {
   unsigned long long frames_ = 0;
 };
 
-TEST_F(PreviewItemsTest, NoFrameLacksAPictureThatIsResized) {
-  // The picture lies on blue, and under a green stripe on its right.
+// The picture lies on blue, and under a green stripe on its right.
+TEST_F(PreviewItemsTest, APictureThatIsResizedIsExchangedBetweenTwoFrames) {
   Editor editor = EditorOf({Plain({0, 0, 1, 1}, 0, 64), Red(30), Plain({0, 1, 0, 1}, 10, 8)});
   SceneItems items(description_, device_.get());
   items.Show(editor);
   const auto before = ItemsOf(items.scene());
   ASSERT_EQ(before.size(), 3u);
+  EXPECT_EQ(FrameColor(&items, 26, 32), "Rgb");
 
-  std::mutex mutex;
-  std::condition_variable seen_another;
-  int seen = 0;
-  std::vector<std::string> wrong;
-  Eye eye(items.scene(), device_.get(), [&](const GsFrame& frame) {
-    const std::string colors = ColorAt(frame, 26, 32) + " " + ColorAt(frame, 42, 32) + " " + ColorAt(frame, 2, 32);
-    const std::lock_guard lock(mutex);
-    ++seen;
-    if (colors != "Rgb rGb rgB") wrong.push_back("frame " + std::to_string(seen) + ": " + colors);
-    seen_another.notify_all();
-  });
-  ASSERT_TRUE(eye.Start());
-  std::atomic<bool> done{false};
-  std::thread frames([&] {
-    device_.get()->InitThreadContext();
-    while (!done && eye.WaitForRoom(100000)) device_.get()->RunFrame(frames_++ * kPeriodNs);
-    device_.get()->UninitThreadContext();
-  });
   editor.Select(2, false);
-  for (int i = 0; i < 40; ++i) {
-    editor.SetSize({30 + i % 7, 30 + i % 5});
-    items.Show(editor);
-    std::unique_lock lock(mutex);
-    const int next = seen + 2;
-    seen_another.wait(lock, [&] { return seen >= next; });
-  }
-  done = true;
-  frames.join();
-  eye.Stop();
-
-  EXPECT_EQ(wrong, std::vector<std::string>());
+  editor.SetSize({36, 36});
   items.Show(editor);
-  const auto after = ItemsOf(items.scene());
+  EXPECT_EQ(ItemsOf(items.scene()), before);  // A frame that comes now has all.
+  EXPECT_EQ(FrameColor(&items, 26, 32), "Rgb");
+  const auto after = ItemsOf(items.scene());  // The task has run.
   ASSERT_EQ(after.size(), 3u);
   EXPECT_EQ(after[0], before[0]);
   EXPECT_NE(after[1], before[1]);  // It was opened anew, in its place.
   EXPECT_EQ(after[2], before[2]);
+  EXPECT_EQ(FrameColor(&items, 26, 32), "Rgb");
+  EXPECT_EQ(FrameColor(&items, 42, 32), "rGb");
+  EXPECT_EQ(FrameColor(&items, 48, 32), "Rgb");  // Only the larger one reaches there.
+}
+
+TEST_F(PreviewItemsTest, NoFrameLacksALayerWhileAnotherThreadMakesThem) {
+  Editor editor = EditorOf({Plain({0, 0, 1, 1}, 0, 64), Red(30), Plain({0, 1, 0, 1}, 10, 8)});
+  SceneItems items(description_, device_.get());
+  items.Show(editor);
+  std::mutex mutex;
+  std::vector<std::string> wrong;
+  const auto tell = [&](const std::string& what) {
+    const std::lock_guard lock(mutex);
+    wrong.push_back(what);
+  };
+  Eye eye(items.scene(), device_.get(), [&](const GsFrame& frame) {
+    const std::string colors = ColorAt(frame, 26, 32) + " " + ColorAt(frame, 42, 32) + " " + ColorAt(frame, 2, 32);
+    if (colors != "Rgb rGb rgB") tell(colors);
+  });
+  ASSERT_TRUE(eye.Start());
+  const auto witness = MakeRefCounted<Witness>(device_.get(), [&] {
+    const std::size_t count = ItemsOf(items.scene()).size();
+    if (count != 4) tell(std::to_string(count) + " items");
+  });
+  items.scene()->AddItem(witness);
+  std::atomic<bool> done{false};
+  std::thread frames([&] {
+    device_.get()->InitThreadContext();
+    while (!done) device_.get()->RunFrame(frames_++ * kPeriodNs);
+    device_.get()->UninitThreadContext();
+  });
+  editor.Select(2, false);
+  for (int i = 0; i < 20; ++i) {
+    editor.SetSize({30 + i % 7, 30 + i % 5});
+    items.Show(editor);
+    witness->WaitForFrames(2);
+  }
+  done = true;
+  frames.join();
+  eye.Stop();
+  items.scene()->RemoveItem(witness);
+
+  EXPECT_EQ(wrong, std::vector<std::string>());
 }
 
 TEST_F(PreviewItemsTest, TheSceneFollowsTheEditor) {

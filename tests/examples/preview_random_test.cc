@@ -24,8 +24,8 @@ std::string TextOf(const Editor& editor) {
   text << std::setprecision(9);
   for (const Entry& entry : editor.entries()) {
     const Layer& layer = entry.layer;
-    text << entry.id << ' ' << layer.name << ' ' << layer.pos.x << ' ' << layer.pos.y << ' ' << layer.rotation_deg << ' '
-         << layer.z << ' ' << layer.opacity << ' ' << layer.visible << layer.locked;
+    text << entry.id << ' ' << layer.name << ' ' << layer.pos.x << ' ' << layer.pos.y << ' ' << layer.rotation_deg
+         << ' ' << layer.z << ' ' << layer.opacity << ' ' << layer.visible << layer.locked;
     if (layer.size) text << ' ' << layer.size->width << 'x' << layer.size->height;
     text << '\n';
   }
@@ -90,8 +90,12 @@ class Somebody {
       case 2: editor->Raise(all_the_way); break;
       case 3: editor->Lower(all_the_way); break;
       case 4: editor->ToggleVisible(); break;
-      case 5: if (Whole(0, 3) == 0) editor->Delete(); break;
-      case 6: if (editor->entries().size() < 9) editor->Duplicate(); break;
+      case 5:
+        if (Whole(0, 3) == 0) editor->Delete();
+        break;
+      case 6:
+        if (editor->entries().size() < 9) editor->Duplicate();
+        break;
       case 7: editor->SetVisible(AnyId(*editor), Whole(0, 3) != 0); break;
       case 8: editor->SetLocked(AnyId(*editor), Whole(0, 3) == 0); break;
       case 9: editor->Rename(AnyId(*editor), std::to_string(Whole(0, 9))); break;
@@ -99,7 +103,9 @@ class Somebody {
       case 11: editor->SetPos(Point(), Perhaps()); break;
       case 12: editor->SetSize({Whole(-5, 500), Whole(1, 500)}, Perhaps()); break;
       case 13: editor->SetOpacity(Any(-1, 2), Perhaps()); break;
-      case 14: if (editor->entries().size() < 9) editor->AddAll({Entry{3, AnyLayer(), {64, 36}}}); break;
+      case 14:
+        if (editor->entries().size() < 9) editor->AddAll({Entry{3, AnyLayer(), {64, 36}}});
+        break;
       default: Drag(editor);
     }
     editor->EndGesture();

@@ -1,9 +1,8 @@
 // To what moves and resizes keep.
-#include "preview/snapping.h"
-
 #include <gtest/gtest.h>
 
 #include "editing.h"
+#include "preview/snapping.h"
 
 namespace preview {
 namespace {

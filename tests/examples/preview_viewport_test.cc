@@ -1,6 +1,4 @@
 // What a window of quarn-preview shows of the canvas.
-#include "preview/viewport.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -8,6 +6,7 @@
 #include <random>
 
 #include "editing.h"
+#include "preview/viewport.h"
 
 namespace preview {
 namespace {
