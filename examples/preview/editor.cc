@@ -1,8 +1,9 @@
+// What the commands make of the layers; editor_pointer.cc has the pointer's side.
 #include "preview/editor.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
+#include <iterator>
 #include <utility>
 
 #include "studio/placement.h"
@@ -14,207 +15,111 @@ using studio::Layer;
 using studio::Size;
 using studio::Vec;
 
-// Pixels on the screen, whatever the scale.
-constexpr float kHandleReachPx = 6;  // Handles are squares of 8; a little more is easier to hit.
-constexpr float kClickReachPx = 3;
-constexpr float kSnapReachPx = 8;
+constexpr float kCopyOffset = 20;
+constexpr float kFarthest = 1e6f;  // As far from the canvas' centre as a layer is put by numbers.
 
-constexpr std::size_t kUndoDepth = 200;
+Entry* FindIn(EditState* state, int id) {
+  const auto found =
+      std::find_if(state->entries.begin(), state->entries.end(), [id](const Entry& entry) { return entry.id == id; });
+  return found == state->entries.end() ? nullptr : &*found;
+}
+
+bool LiesLower(const Entry& a, const Entry& b) { return a.layer.z < b.layer.z; }
+
+bool Has(const std::vector<int>& ids, int id) { return std::find(ids.begin(), ids.end(), id) != ids.end(); }
+
+std::vector<Entry> Sorted(std::vector<Entry> entries) {
+  std::stable_sort(entries.begin(), entries.end(), LiesLower);
+  return entries;
+}
 
 }  // namespace
 
-Editor::Editor(std::vector<Entry> entries) {
-  for (const Entry& entry : entries) last_id_ = std::max(last_id_, entry.id);
-  state_.entries = std::move(entries);
-  std::stable_sort(state_.entries.begin(), state_.entries.end(),
-                   [](const Entry& a, const Entry& b) { return a.layer.z < b.layer.z; });
+Editor::Editor(std::vector<Entry> entries, Size canvas) : canvas_(canvas), history_(Sorted(std::move(entries))) {
+  for (const Entry& entry : this->entries()) last_id_ = std::max(last_id_, entry.id);
 }
 
 std::vector<Layer> Editor::Layers() const {
   std::vector<Layer> layers;
-  for (const Entry& entry : state_.entries) layers.push_back(entry.layer);
+  for (const Entry& entry : entries()) layers.push_back(entry.layer);
   return layers;
 }
 
-Entry* Editor::Find(int id) {
+const Entry* Editor::Find(int id) const {
   const auto found =
-      std::find_if(state_.entries.begin(), state_.entries.end(), [id](const Entry& entry) { return entry.id == id; });
-  return found == state_.entries.end() ? nullptr : &*found;
+      std::find_if(entries().begin(), entries().end(), [id](const Entry& entry) { return entry.id == id; });
+  return found == entries().end() ? nullptr : &*found;
 }
 
-const Entry* Editor::SelectedEntry() const { return const_cast<Editor*>(this)->Find(state_.selected); }
-
-Vec Editor::DriftedBy(const Layer& layer) const {
-  const Vec now = studio::PosAt(layer, seconds_);
-  return Vec{now.x - layer.pos.x, now.y - layer.pos.y};
-}
+bool Editor::IsSelected(int id) const { return Has(selection(), id); }
 
 Shape Editor::ShapeOf(const Entry& entry) const {
   return Shape{studio::PosAt(entry.layer, seconds_), studio::DrawnSize(entry.layer, entry.natural),
                studio::RotationAt(entry.layer, seconds_)};
 }
 
-void Editor::SetTime(double seconds) {
-  seconds_ = seconds;
-  ApplyDrag();
-  Hover();
-}
-
-void Editor::SetScale(float scale) {
-  if (scale > 0) scale_ = scale;
-}
-
-void Editor::MovePointer(Vec point, Modifiers modifiers) {
-  pointer_ = point;
-  modifiers_ = modifiers;
-  ApplyDrag();
-  Hover();
-}
-
-void Editor::PointerLeft() {
-  if (!drag_) pointer_.reset();
-  Hover();
-}
-
-void Editor::Press(Vec point) {
-  Drop();
-  pointer_ = point;
-  const std::optional<Handle> handle = HitHandle(point);
-  if (!handle) state_.selected = HitLayer(point);
-  if (const Entry* entry = SelectedEntry()) drag_ = Drag{handle, point, ShapeOf(*entry), false};
-  Hover();
-}
-
-void Editor::Release() {
-  Drop();
-  Hover();
-}
-
-void Editor::Escape() {
-  if (!drag_) {
-    state_.selected = 0;
-  } else {
-    if (drag_->moved) {
-      state_ = std::move(undo_.back());
-      undo_.pop_back();
-    }
-    Drop();
+void Editor::Select(int id, bool extend) {
+  if (drag_) return;
+  std::vector<int> selected = extend ? selection() : std::vector<int>();
+  if (Has(selected, id)) {
+    selected.erase(std::find(selected.begin(), selected.end(), id));
+  } else if (Find(id)) {
+    selected.push_back(id);
   }
-  Hover();
+  history_.SetSelection(std::move(selected));
 }
 
-// Lets go of what is in hand, where it is.
-void Editor::Drop() {
-  drag_.reset();
-  on_vertical_axis_ = on_horizontal_axis_ = false;
-}
-
-void Editor::ApplyDrag() {
-  if (!drag_ || !pointer_) return;
-  if (!drag_->moved) {
-    const float distance = std::hypot(pointer_->x - drag_->pressed.x, pointer_->y - drag_->pressed.y);
-    if (distance * scale_ <= kClickReachPx) return;
-    Remember();
-    drag_->moved = true;
+void Editor::SelectAll() {
+  if (drag_) return;
+  std::vector<int> all;
+  for (const Entry& entry : entries()) {
+    if (!entry.layer.locked) all.push_back(entry.id);
   }
-  Entry* const entry = Find(state_.selected);
-  drag_->handle ? ApplyResize(entry) : ApplyMove(entry);
+  history_.SetSelection(std::move(all));
 }
 
-void Editor::ApplyMove(Entry* entry) {
-  const float reach = kSnapReachPx / scale_;
-  // By whole pixels, so that what lay on the pixels stays there.
-  const auto moved = [&](float start, float from, float to, bool* on_axis) {
-    const float target = start + std::round(to - from);
-    *on_axis = !modifiers_.no_snapping && std::fabs(start + to - from) <= reach;
-    return *on_axis ? 0 : target;
-  };
-  const Vec drift = DriftedBy(entry->layer);
-  const Vec start = drag_->start.pos;
-  entry->layer.pos = Vec{moved(start.x, drag_->pressed.x, pointer_->x, &on_vertical_axis_) - drift.x,
-                         moved(start.y, drag_->pressed.y, pointer_->y, &on_horizontal_axis_) - drift.y};
-}
-
-void Editor::ApplyResize(Entry* entry) {
-  const Handle handle = *drag_->handle;
-  // The handle keeps its distance from the pointer.
-  const Vec grabbed = HandlePoint(drag_->start, handle);
-  const Vec point{pointer_->x - drag_->pressed.x + grabbed.x, pointer_->y - drag_->pressed.y + grabbed.y};
-  Shape start = drag_->start;
-  start.rotation_deg = studio::RotationAt(entry->layer, seconds_);
-  const Vec anchor = HandlePoint(drag_->start, handle.Opposite());
-  const Shape resized = Resized(start, handle, anchor, point, modifiers_.keep_proportions);
-  const Vec drift = DriftedBy(entry->layer);
-  entry->layer.size = resized.size;
-  entry->layer.pos = Vec{resized.pos.x - drift.x, resized.pos.y - drift.y};
-}
-
-int Editor::HitLayer(Vec point) const {
-  const auto hit = std::find_if(state_.entries.rbegin(), state_.entries.rend(), [&](const Entry& entry) {
-    return entry.layer.visible && Contains(ShapeOf(entry), point);
-  });
-  return hit == state_.entries.rend() ? 0 : hit->id;
-}
-
-std::optional<Handle> Editor::HitHandle(Vec point) const {
-  const Entry* const entry = SelectedEntry();
-  if (!entry || !entry->layer.visible) return std::nullopt;  // No handle is seen.
-  return HandleAt(ShapeOf(*entry), point, kHandleReachPx / scale_);
-}
-
-std::optional<Handle> Editor::active_handle() const {
-  if (drag_) return drag_->handle;
-  return pointer_ ? HitHandle(*pointer_) : std::nullopt;
-}
-
-void Editor::Hover() {
-  if (drag_ || active_handle()) {
-    hovered_ = state_.selected;
-  } else {
-    hovered_ = pointer_ ? HitLayer(*pointer_) : 0;
-  }
+void Editor::SelectNone() {
+  if (!drag_) history_.SetSelection({});
 }
 
 void Editor::SelectNext(int step) {
-  if (drag_ || state_.entries.empty()) return;
-  const int count = static_cast<int>(state_.entries.size());
+  if (drag_ || entries().empty()) return;
+  const int count = static_cast<int>(entries().size());
   const Entry* const entry = SelectedEntry();
   const int first = step > 0 ? 0 : count - 1;
-  const int next = entry ? (static_cast<int>(entry - state_.entries.data()) + step + count) % count : first;
-  state_.selected = state_.entries[static_cast<std::size_t>(next)].id;
-  Hover();
+  const int next = entry ? (static_cast<int>(entry - entries().data()) + step + count) % count : first;
+  history_.SetSelection({entries()[static_cast<std::size_t>(next)].id});
 }
 
-void Editor::Remember() {
-  undo_.push_back(state_);
-  if (undo_.size() > kUndoDepth) undo_.erase(undo_.begin());
-  redo_.clear();
-  state_.revision = ++last_revision_;
+EditState* Editor::Change(Gesture gesture, bool continues) {
+  return drag_ ? nullptr : history_.Change(gesture, continues);
 }
 
-Entry* Editor::Change(bool repeated) {
-  if (drag_ || !SelectedEntry()) return nullptr;
-  if (repeated && !undo_.empty()) {
-    redo_.clear();
-    state_.revision = ++last_revision_;
-  } else {
-    Remember();
-  }
-  return Find(state_.selected);
+std::vector<Entry*> Editor::ChangeSelected(Gesture gesture, bool continues) {
+  std::vector<Entry*> selected;
+  if (drag_ || selection().empty()) return selected;
+  EditState* const state = history_.Change(gesture, continues);
+  for (const int id : state->selection) selected.push_back(FindIn(state, id));
+  return selected;
+}
+
+Entry* Editor::ChangeLayer(int id, Gesture gesture, bool continues) {
+  if (drag_ || !Find(id)) return nullptr;
+  return FindIn(history_.Change(gesture, continues), id);
 }
 
 void Editor::Nudge(float x, float y, bool repeated) {
-  if (Entry* const entry = Change(repeated)) {
+  if (!std::isfinite(x) || !std::isfinite(y)) return;
+  for (Entry* const entry : ChangeSelected(Gesture::kNudge, repeated)) {
     entry->layer.pos.x += x;
     entry->layer.pos.y += y;
-    Hover();
   }
 }
 
 void Editor::Rotate(float degrees, bool repeated) {
-  if (Entry* const entry = Change(repeated)) {
+  if (!std::isfinite(degrees)) return;
+  for (Entry* const entry : ChangeSelected(Gesture::kTurn, repeated)) {
     entry->layer.rotation_deg = std::fmod(entry->layer.rotation_deg + degrees, 360.0f);
-    Hover();
   }
 }
 
@@ -222,63 +127,151 @@ void Editor::Raise(bool all_the_way) { MoveInOrder(1, all_the_way); }
 
 void Editor::Lower(bool all_the_way) { MoveInOrder(-1, all_the_way); }
 
-// Neighbours change places, and their z with them: all others keep theirs.
+// The selected ones keep their order among themselves, and none passes another.
 void Editor::MoveInOrder(int step, bool all_the_way) {
-  const Entry* const entry = SelectedEntry();
-  if (drag_ || !entry) return;
-  std::vector<Entry>& entries = state_.entries;
-  const auto at = static_cast<int>(entry - entries.data());
-  const auto last = static_cast<int>(entries.size()) - 1;
-  const auto in_range = [last](int place) { return place >= 0 && place <= last; };
-  if (!in_range(at + step)) return;
-  Remember();
-  for (int place = at; in_range(place + step); place += step) {
-    Entry& mine = entries[static_cast<std::size_t>(place)];
-    Entry& other = entries[static_cast<std::size_t>(place + step)];
-    std::swap(mine, other);
-    std::swap(mine.layer.z, other.layer.z);
-    if (!all_the_way) break;
+  if (drag_ || selection().empty()) return;
+  std::vector<Entry> order = entries();
+  const auto is_selected = [this](const Entry& entry) { return IsSelected(entry.id); };
+  const auto move = [&](auto begin, auto end) {  // Towards the beginning.
+    if (all_the_way) {
+      std::stable_partition(begin, end, is_selected);
+      return;
+    }
+    for (auto at = begin; at != end && std::next(at) != end; ++at) {
+      if (!is_selected(*at) && is_selected(*std::next(at))) std::swap(*at, *std::next(at));
+    }
+  };
+  step > 0 ? move(order.rbegin(), order.rend()) : move(order.begin(), order.end());
+  Reorder(std::move(order));
+}
+
+void Editor::MoveTo(int id, std::size_t index) {
+  if (drag_ || !Find(id)) return;
+  std::vector<Entry> order = entries();
+  const auto from = order.begin() + (Find(id) - entries().data());
+  const auto to = order.begin() + static_cast<std::ptrdiff_t>(std::min(index, order.size() - 1));
+  if (from < to) {
+    std::rotate(from, from + 1, to + 1);
+  } else {
+    std::rotate(to, from, from + 1);
   }
-  Hover();
+  Reorder(std::move(order));
+}
+
+// Each place keeps its z: layers that do not move keep theirs.
+void Editor::Reorder(std::vector<Entry> order) {
+  for (std::size_t i = 0; i < order.size(); ++i) order[i].layer.z = entries()[i].layer.z;
+  if (EditState* const state = Change()) state->entries = std::move(order);
+  history_.End();
 }
 
 void Editor::ToggleVisible() {
-  if (Entry* const entry = Change()) {
-    entry->layer.visible = !entry->layer.visible;
-    Hover();
-  }
+  const Entry* const last = SelectedEntry();
+  const bool visible = last && !last->layer.visible;
+  for (Entry* const entry : ChangeSelected()) entry->layer.visible = visible;
+  EndGesture();
 }
 
 void Editor::Delete() {
-  if (Entry* const entry = Change()) {
-    state_.entries.erase(state_.entries.begin() + (entry - state_.entries.data()));
-    state_.selected = 0;
-    Hover();
+  if (drag_ || selection().empty()) return;
+  EditState* const state = Change();
+  const auto gone = std::remove_if(state->entries.begin(), state->entries.end(),
+                                   [this](const Entry& entry) { return IsSelected(entry.id); });
+  state->entries.erase(gone, state->entries.end());
+  state->selection.clear();
+  history_.End();
+}
+
+void Editor::Duplicate() {
+  if (drag_) return;
+  std::vector<Entry> copies;
+  for (const Entry& entry : entries()) {
+    if (!IsSelected(entry.id)) continue;
+    copies.push_back(entry);
+    copies.back().layer.pos.x += kCopyOffset;
+    copies.back().layer.pos.y += kCopyOffset;
+  }
+  AddAll(std::move(copies));
+}
+
+void Editor::SetVisible(int id, bool visible) {
+  if (Entry* const entry = ChangeLayer(id)) entry->layer.visible = visible;
+  EndGesture();
+}
+
+void Editor::SetLocked(int id, bool locked) {
+  if (Entry* const entry = ChangeLayer(id)) entry->layer.locked = locked;
+  EndGesture();
+}
+
+void Editor::Rename(int id, const std::string& name) {
+  if (Entry* const entry = ChangeLayer(id)) entry->layer.name = name;
+  EndGesture();
+}
+
+void Editor::SetPos(Vec pos, bool continues) {
+  if (!std::isfinite(pos.x) || !std::isfinite(pos.y)) return;
+  if (Entry* const entry = ChangeLayer(selected(), Gesture::kPos, continues)) {
+    entry->layer.pos = Vec{std::clamp(pos.x, -kFarthest, kFarthest), std::clamp(pos.y, -kFarthest, kFarthest)};
   }
 }
 
-int Editor::Add(Layer layer, Size natural) {
-  Drop();
-  Remember();
-  if (!state_.entries.empty()) layer.z = std::max(layer.z, state_.entries.back().layer.z);
-  state_.entries.push_back(Entry{++last_id_, std::move(layer), natural});
-  state_.selected = last_id_;
-  Hover();
-  return last_id_;
+void Editor::SetSize(Size size, bool continues) {
+  if (Entry* const entry = ChangeLayer(selected(), Gesture::kSize, continues)) {
+    entry->layer.size = Size{std::clamp(size.width, 1, kMaxSide), std::clamp(size.height, 1, kMaxSide)};
+  }
 }
 
-void Editor::Undo() {
-  if (drag_ || undo_.empty()) return;
-  redo_.push_back(std::exchange(state_, std::move(undo_.back())));
-  undo_.pop_back();
-  Hover();
+void Editor::SetRotation(float degrees, bool continues) {
+  if (!std::isfinite(degrees)) return;
+  if (Entry* const entry = ChangeLayer(selected(), Gesture::kRotation, continues)) {
+    entry->layer.rotation_deg = std::fmod(degrees, 360.0f);
+  }
 }
+
+void Editor::SetOpacity(float opacity, bool continues) {
+  if (!std::isfinite(opacity)) return;
+  if (Entry* const entry = ChangeLayer(selected(), Gesture::kOpacity, continues)) {
+    entry->layer.opacity = std::clamp(opacity, 0.0f, 1.0f);
+  }
+}
+
+void Editor::EndGesture() {
+  if (!drag_) history_.End();
+}
+
+int Editor::Add(Layer layer, Size natural) {
+  AddAll({Entry{0, std::move(layer), natural}});
+  return selected();
+}
+
+void Editor::AddAll(std::vector<Entry> added) {
+  Drop();
+  if (added.empty()) return;
+  EditState* const state = Change();
+  state->selection.clear();
+  added = Sorted(std::move(added));
+  for (Entry& entry : added) {
+    entry.id = ++last_id_;
+    if (!state->entries.empty()) entry.layer.z = std::max(entry.layer.z, state->entries.back().layer.z);
+    state->selection.push_back(entry.id);
+    state->entries.push_back(std::move(entry));
+  }
+  history_.End();
+}
+
+std::vector<Layer> Editor::CopyLayers() const {
+  std::vector<Layer> layers;
+  for (const Entry& entry : entries()) {
+    if (IsSelected(entry.id)) layers.push_back(entry.layer);
+  }
+  return layers;
+}
+
+void Editor::Undo() { drag_ ? Escape() : history_.Undo(); }
 
 void Editor::Redo() {
-  if (drag_ || redo_.empty()) return;
-  undo_.push_back(std::exchange(state_, std::move(redo_.back())));
-  redo_.pop_back();
-  Hover();
+  if (!drag_) history_.Redo();
 }
 
 }  // namespace preview

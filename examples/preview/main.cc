@@ -1,8 +1,10 @@
 // quarn-preview: a host program of Quarn that edits a scene in a window and records it.
 //
-// Threads: main (events, and what they make of the scene), the device's render thread, and one for each video; while
-// recording also the output's own (FilmOutput::OnFrame) and the encoder's.
+// Threads: main (events, and what they make of the scene), the device's render thread (CanvasView::Draw), and one for
+// each video; while recording also the output's own (FilmOutput::OnFrame), the encoder's, the one that mixes
+// (LiveSound) and one for each sound.
 
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -10,13 +12,27 @@
 #include <optional>
 #include <utility>
 
-#include "preview/app.h"
+#include <QApplication>
+
+#include "main-loop/qt_main_queue.h"
+#include "preview/display.h"
+#include "preview/end_signals.h"
 #include "preview/keys.h"
+#include "preview/look.h"
+#include "preview/main_window.h"
 #include "preview/options.h"
+#include "preview/session.h"
 #include "studio/error.h"
 #include "studio/log.h"
 
 namespace {
+
+bool verbose = false;
+
+// What the toolkit has to say of the desktop is for those who look for a fault.
+void ShowToolkitMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& message) {
+  if (verbose || type == QtFatalMsg) std::fprintf(stderr, "Qt: %s\n", message.toUtf8().constData());
+}
 
 int Run(int argc, char** argv) {
   std::optional<preview::Options> options = preview::ParseCommandLine(argc, argv);
@@ -24,10 +40,23 @@ int Run(int argc, char** argv) {
   studio::ShowLog(options->description.verbose ? studio::LogShown::kEverything : studio::LogShown::kNothing);
   std::signal(SIGPIPE, SIG_IGN);  // Streams outlive their receivers.
   std::signal(SIGXFSZ, SIG_IGN);  // A film that may not get larger ends.
-  preview::App app(std::move(*options));
+  verbose = options->description.verbose;
+  qInstallMessageHandler(&ShowToolkitMessage);
+  preview::PrepareDisplay();
+  int own_argc = 1;  // The toolkit has options of its own, which are not this program's.
+  QApplication application(own_argc, argv);
+  std::setlocale(LC_NUMERIC, "C");  // The toolkit takes the user's; scene files have points.
+  QApplication::setQuitOnLastWindowClosed(false);
+  preview::SetLook(&application);
+  preview::Session session(std::move(*options));
+  const QtMainQueue main_queue;
+  preview::MainWindow window(&session, [] { QApplication::exit(0); });
+  window.Open();
+  const preview::EndSignals end_signals([] { QApplication::exit(0); });
   std::fputs(preview::KeyHelp().c_str(), stdout);
   std::fflush(stdout);
-  app.Run();
+  QApplication::exec();
+  session.FinishRecording();
   return EXIT_SUCCESS;
 }
 

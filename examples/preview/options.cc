@@ -45,7 +45,9 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
       app.add_option("--output-size", output_size, "The film's size; the scene is fitted into it (the canvas)")
           ->type_name("WxH");
   CLI::Option* window_option =
-      app.add_option("--window", window, "The window's size in pixels (the canvas' and a margin)")->type_name("WxH");
+      app.add_option("--window", window, "The window's size in pixels (what the canvas and the panels take)")
+          ->type_name("WxH");
+  app.add_flag("!--no-panels", options.panels, "Show the canvas alone; F9 brings the panels");
   app.add_flag("--play", options.play, "Start playing at once");
   app.add_flag("--verbose", options.description.verbose, "Show the messages of Quarn and FFmpeg");
 

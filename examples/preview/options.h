@@ -15,7 +15,8 @@ struct Options {
   std::string scene;                // The scene file that was read; may be empty.
   std::string save;                 // Where the scene is saved; empty for a new file.
   std::vector<std::string> add;
-  std::optional<studio::Size> window;  // Unset: room for the canvas.
+  std::optional<studio::Size> window;  // Unset: room for the canvas and the panels.
+  bool panels = true;
   bool play = false;
 };
 

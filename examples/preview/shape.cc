@@ -31,12 +31,53 @@ int Side(double wanted, int present) {
   return static_cast<int>(std::lround(std::clamp<double>(wanted, std::min(kMinSide, present), kMaxSide)));
 }
 
+// Along a shape's sides, around its centre.
+struct Span {
+  float from = 0;
+  float to = 0;
+};
+
+// Where a box ends, seen along the shape's sides.
+Span Along(const Shape& shape, const Box& box, bool across) {
+  Span span;
+  bool first = true;
+  for (const Vec corner : {box.min, Vec{box.max.x, box.min.y}, Vec{box.min.x, box.max.y}, box.max}) {
+    const Vec local = ToLocal(shape, corner);
+    const float at = across ? local.y : local.x;
+    span = first ? Span{at, at} : Span{std::min(span.from, at), std::max(span.to, at)};
+    first = false;
+  }
+  return span;
+}
+
 }  // namespace
 
 bool Contains(const Shape& shape, Vec point) {
   const Vec local = ToLocal(shape, point);
   return std::fabs(local.x) * 2 <= static_cast<float>(shape.size.width) &&
          std::fabs(local.y) * 2 <= static_cast<float>(shape.size.height);
+}
+
+// Two rectangles are apart if they are so along a side of one of them.
+bool Touches(const Shape& shape, const Box& box) {
+  const Box bounds = BoundsOf(shape);
+  if (bounds.max.x < box.min.x || bounds.min.x > box.max.x) return false;
+  if (bounds.max.y < box.min.y || bounds.min.y > box.max.y) return false;
+  const Vec half = LocalHandle(shape.size, Handle{1, 1});
+  const Span x = Along(shape, box, false), y = Along(shape, box, true);
+  return x.to >= -half.x && x.from <= half.x && y.to >= -half.y && y.from <= half.y;
+}
+
+Box BoundsOf(const Shape& shape) {
+  const Vec a = Turned(LocalHandle(shape.size, Handle{1, 1}), shape.rotation_deg);
+  const Vec b = Turned(LocalHandle(shape.size, Handle{1, -1}), shape.rotation_deg);
+  const Vec half{std::max(std::fabs(a.x), std::fabs(b.x)), std::max(std::fabs(a.y), std::fabs(b.y))};
+  return Box{{shape.pos.x - half.x, shape.pos.y - half.y}, {shape.pos.x + half.x, shape.pos.y + half.y}};
+}
+
+Box Joined(const Box& a, const Box& b) {
+  return Box{{std::min(a.min.x, b.min.x), std::min(a.min.y, b.min.y)},
+             {std::max(a.max.x, b.max.x), std::max(a.max.y, b.max.y)}};
 }
 
 Vec HandlePoint(const Shape& shape, Handle handle) {
@@ -46,6 +87,10 @@ Vec HandlePoint(const Shape& shape, Handle handle) {
 
 std::optional<Handle> HandleAt(const Shape& shape, Vec point, float reach) {
   const Vec local = ToLocal(shape, point);
+  if (std::fabs(local.x) * 4 < static_cast<float>(shape.size.width) &&
+      std::fabs(local.y) * 4 < static_cast<float>(shape.size.height)) {
+    return std::nullopt;
+  }
   std::optional<Handle> nearest;
   float nearest_distance = 0;
   for (int y = -1; y <= 1; ++y) {
@@ -61,6 +106,15 @@ std::optional<Handle> HandleAt(const Shape& shape, Vec point, float reach) {
     }
   }
   return nearest;
+}
+
+Vec RotationGripPoint(const Shape& shape, float distance) {
+  const Vec offset = Turned(Vec{0, -static_cast<float>(shape.size.height) / 2 - distance}, shape.rotation_deg);
+  return Vec{shape.pos.x + offset.x, shape.pos.y + offset.y};
+}
+
+float DirectionTo(const Shape& shape, Vec point) {
+  return static_cast<float>(std::atan2(point.y - shape.pos.y, point.x - shape.pos.x) / kRadiansPerDegree);
 }
 
 Shape Resized(const Shape& shape, Handle handle, Vec anchor, Vec point, bool keep_proportions) {

@@ -77,6 +77,8 @@ struct Layer {
   std::string font = "Sans";  // A family and what else describes it: "DejaVu Serif Bold Italic".
   float letter_px = 48;       // The size of the letters.
   TextAlign align = TextAlign::kLeft;
+  std::string name;     // What people call it, if they do.
+  bool locked = false;  // Not to be changed by the pointer.
 };
 
 // A sound that is heard, not seen.

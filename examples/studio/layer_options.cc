@@ -25,6 +25,8 @@ Layers are given as SOURCE[,key=value]... and lie on one another in the order in
   trim=START:END  only this part, in seconds of the media; either may be left out; videos
   deinterlace=D   auto makes pictures taken in halves whole, off leaves them (auto); videos
   hidden          neither shown nor heard
+  name=TEXT       what it is called in an editor
+  locked          not changed by an editor's pointer
 Of a text:
   font=NAME       a family and style, such as Serif Bold Italic; where there is none, the nearest (Sans)
   height=PX       the size of the letters in canvas pixels (48)

@@ -77,6 +77,8 @@ void SetValue(Layer* layer, const std::string& key, const std::string& value) {
     layer->spin_deg_s = static_cast<float>(ParseNumber(value));
   } else if (key == "drift") {
     layer->drift_px_s = ParseVec(value);
+  } else if (key == "name") {
+    layer->name = value;
   } else if (key == "filter" && layer->kind != LayerKind::kColor) {
     layer->filter = ParseFilter(value);
   } else if (key == "volume" && layer->kind == LayerKind::kVideo) {
@@ -232,6 +234,8 @@ Layer ParseLayer(LayerKind kind, const std::string& text) {
       layer.loop = true;
     } else if (fields[i] == "hidden") {
       layer.visible = false;
+    } else if (fields[i] == "locked") {
+      layer.locked = true;
     } else if (equals == std::string::npos) {
       ThrowUnknown(kind, fields[i]);
     } else {

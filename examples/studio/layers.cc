@@ -48,7 +48,8 @@ LayerItem::LayerItem(const Layer& layer, Size size, Span span, const Stage& stag
       layer_(layer),
       drawn_size_(size),
       span_(span),
-      constants_(Constants(layer, fade_).data(), sizeof(float) * 4, stage.device) {
+      shown_(Constants(layer, 1)),
+      constants_(shown_.data(), sizeof(float) * 4, stage.device) {
   SetZ(layer.z);
   SetVisible(layer.visible);
   PlaceAt(stage.clock->now_ns());
@@ -75,8 +76,8 @@ void LayerItem::PlaceAt(std::int64_t film_ns) {
   SetRotation(RotationAt(layer_, seconds) * kRadiansPerDegree);
   Resize(ToVec2(drawn_size_));
   turned_ = layer_.rotation_deg != 0 || layer_.spin_deg_s != 0;
-  const float fade = FadeAt(layer_, seconds, span_.begin, span_.end);
-  if (std::exchange(fade_, fade) != fade) constants_.Update(Constants(layer_, fade).data(), sizeof(float) * 4);
+  const std::array<float, 4> constants = Constants(layer_, FadeAt(layer_, seconds, span_.begin, span_.end));
+  if (std::exchange(shown_, constants) != constants) constants_.Update(constants.data(), sizeof(float) * 4);
 }
 
 void LayerItem::DrawWith(const LayerProgram& program, GsTexture* texture) {

@@ -2,6 +2,7 @@
 #ifndef QUARN_EXAMPLES_STUDIO_LAYERS_H_
 #define QUARN_EXAMPLES_STUDIO_LAYERS_H_
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -43,8 +44,8 @@ class LayerItem : public GsItem {
  public:
   LayerItem(const Layer& layer, Size size, Span span, const Stage& stage);
 
-  // Puts the layer elsewhere from the next frame on: takes the position, rotation, drift and spin of `layer`, and a
-  // size. Thread: any.
+  // Puts the layer elsewhere from the next frame on: takes the position, rotation, drift, spin and opacity of `layer`,
+  // and a size. Thread: any.
   void Place(const Layer& layer, Size size);
 
   void TickSource() final;
@@ -66,8 +67,8 @@ class LayerItem : public GsItem {
   Layer layer_;  // Under mutex_.
   Size drawn_size_;
   const Span span_;
-  bool turned_ = false;  // Render thread.
-  float fade_ = 1;       // What the constants have been made with.
+  bool turned_ = false;         // Render thread.
+  std::array<float, 4> shown_;  // What the constants hold.
   GsConstantBuffer constants_;
 };
 

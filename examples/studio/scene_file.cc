@@ -148,6 +148,10 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       layer.align = value.Parsed(ParseAlign);
     } else if (key == "track") {
       layer.track = value.Whole();
+    } else if (key == "name") {
+      layer.name = value.Text();
+    } else if (key == "locked") {
+      layer.locked = value.Flag();
     } else {
       value.Fail("unknown key");
     }
@@ -237,6 +241,27 @@ void ReadSceneFile(const std::string& path, Description* description) {
   } catch (const UsageError& error) {
     throw UsageError("scene " + path + ": " + error.what());
   }
+}
+
+std::string LayersText(const std::vector<Layer>& layers) {
+  try {
+    return LayerListText(layers, {});
+  } catch (const std::exception& error) {  // A name that is not UTF-8, a folder that is gone.
+    throw Error(std::string("cannot copy: ") + error.what());
+  }
+}
+
+std::vector<Layer> ParseLayersText(const std::string& text) {
+  Description description;
+  try {
+    ReadScene(Json::parse(text), {}, &description);
+    ValidateScene(description);
+  } catch (const Json::exception&) {
+    throw UsageError("cannot paste: this is no scene");
+  } catch (const UsageError& error) {
+    throw UsageError(std::string("cannot paste: ") + error.what());
+  }
+  return description.layers;
 }
 
 void WriteSceneFile(const std::string& path, const Description& description) {

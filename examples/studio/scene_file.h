@@ -3,6 +3,7 @@
 #define QUARN_EXAMPLES_STUDIO_SCENE_FILE_H_
 
 #include <string>
+#include <vector>
 
 #include "studio/description.h"
 
@@ -15,6 +16,12 @@ void ReadSceneFile(const std::string& path, Description* description);
 // Writes what ReadSceneFile reads: reading it back gives the same scene. Media files are named as seen from the scene
 // file's folder. The file gets its name once it is complete: a failure leaves an older one as it was. Throws Error.
 void WriteSceneFile(const std::string& path, const Description& description);
+
+// Layers as a text, for a clipboard: as scene files have them, but with media files named from the root folder. Throws
+// Error.
+std::string LayersText(const std::vector<Layer>& layers);
+// The layers of such a text, or of the text of any scene file. Throws Error.
+std::vector<Layer> ParseLayersText(const std::string& text);
 
 }  // namespace studio
 

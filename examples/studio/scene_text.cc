@@ -83,6 +83,8 @@ std::string LayerText(const Layer& layer, const std::filesystem::path& folder) {
   if (layer.volume != defaults.volume) add("volume", Number(layer.volume));
   if (const std::string trim = TrimText(layer); !trim.empty()) add("trim", Quoted(trim));
   if (!layer.deinterlace) add("deinterlace", "\"off\"");
+  if (!layer.name.empty()) add("name", Quoted(layer.name));
+  if (layer.locked) add("locked", "true");
   if (layer.track) add("track", Number(*layer.track));
   if (!layer.crop.IsNone()) {
     const Crop& crop = layer.crop;
@@ -121,6 +123,10 @@ std::string List(const std::vector<T>& elements, ToText to_text) {
 }
 
 }  // namespace
+
+std::string LayerListText(const std::vector<Layer>& layers, const std::filesystem::path& folder) {
+  return "{\n  \"layers\": " + List(layers, [&](const Layer& layer) { return LayerText(layer, folder); }) + "\n}\n";
+}
 
 std::string SceneText(const Description& description, const std::filesystem::path& folder) {
   const auto size = [](Size value) { return Pair(value.width, value.height); };

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "editing.h"
 #include "preview/editor.h"
 #include "preview/shape.h"
 
@@ -18,60 +19,6 @@ using studio::Vec;
 
 constexpr float kRoot = 0.70710678f;  // Of a half: the sine of 45 degrees.
 constexpr Handle kTopLeft{-1, -1}, kTop{0, -1}, kRight{1, 0}, kBottomRight{1, 1};
-
-void ExpectPoint(Vec point, float x, float y) {
-  EXPECT_NEAR(point.x, x, 0.01f);
-  EXPECT_NEAR(point.y, y, 0.01f);
-}
-
-Layer MakeLayer(float x, float y, int width, int height, int z = 0) {
-  Layer layer;
-  layer.pos = Vec{x, y};
-  layer.size = Size{width, height};
-  layer.z = z;
-  return layer;
-}
-
-// Ids count from 1.
-Editor MakeEditor(const std::vector<Layer>& layers) {
-  std::vector<Entry> entries;
-  for (const Layer& layer : layers) entries.push_back(Entry{static_cast<int>(entries.size()) + 1, layer, {640, 360}});
-  return Editor(entries);
-}
-
-const Layer& LayerOf(const Editor& editor, int id) {
-  for (const Entry& entry : editor.entries()) {
-    if (entry.id == id) return entry.layer;
-  }
-  static const Layer none;
-  ADD_FAILURE() << "no layer " << id;
-  return none;
-}
-
-std::vector<int> Order(const Editor& editor) {
-  std::vector<int> ids;
-  for (const Entry& entry : editor.entries()) ids.push_back(entry.id);
-  return ids;
-}
-
-std::vector<int> Zs(const Editor& editor) {
-  std::vector<int> zs;
-  for (const Entry& entry : editor.entries()) zs.push_back(entry.layer.z);
-  return zs;
-}
-
-void Click(Editor* editor, Vec point) {
-  editor->MovePointer(point, {});
-  editor->Press(point);
-  editor->Release();
-}
-
-// Leaves the button pressed.
-void DragTo(Editor* editor, Vec from, Vec to, Modifiers modifiers = {}) {
-  editor->MovePointer(from, modifiers);
-  editor->Press(from);
-  editor->MovePointer(to, modifiers);
-}
 
 TEST(ShapeTest, ContainsItsEdges) {
   const Shape shape{{10, 20}, {40, 30}, 0};
@@ -302,17 +249,17 @@ TEST(EditorTest, SnapsToTheAxes) {
   Editor editor = MakeEditor({MakeLayer(100, -60, 40, 30)});
   DragTo(&editor, {100, -60}, {7, -30});
   ExpectPoint(LayerOf(editor, 1).pos, 0, -30);
-  EXPECT_TRUE(editor.on_vertical_axis());
-  EXPECT_FALSE(editor.on_horizontal_axis());
+  EXPECT_TRUE(editor.guide_x());
+  EXPECT_FALSE(editor.guide_y());
   editor.MovePointer({-8, 5}, {});
   ExpectPoint(LayerOf(editor, 1).pos, 0, 0);
-  EXPECT_TRUE(editor.on_vertical_axis());
-  EXPECT_TRUE(editor.on_horizontal_axis());
-  editor.MovePointer({9, -8}, {});
+  EXPECT_TRUE(editor.guide_x());
+  EXPECT_TRUE(editor.guide_y());
+  editor.MovePointer({9, -5}, {});
   ExpectPoint(LayerOf(editor, 1).pos, 9, 0);
-  EXPECT_FALSE(editor.on_vertical_axis());
+  EXPECT_FALSE(editor.guide_x());
   editor.Release();
-  EXPECT_FALSE(editor.on_horizontal_axis());
+  EXPECT_FALSE(editor.guide_y());
   ExpectPoint(LayerOf(editor, 1).pos, 9, 0);
 }
 
@@ -320,17 +267,17 @@ TEST(EditorTest, SnapsByTheCentreWhereverItIsGrabbed) {
   Editor editor = MakeEditor({MakeLayer(100, -60, 40, 30)});
   DragTo(&editor, {112, -70}, {17, -70});
   ExpectPoint(LayerOf(editor, 1).pos, 0, -60);
-  EXPECT_TRUE(editor.on_vertical_axis());
+  EXPECT_TRUE(editor.guide_x());
 }
 
 TEST(EditorTest, SnapsAsFarOnTheScreenAtEveryScale) {
   Editor editor = MakeEditor({MakeLayer(100, -60, 40, 30)});
   editor.SetScale(0.5f);
   DragTo(&editor, {100, -60}, {16, -60});
-  EXPECT_TRUE(editor.on_vertical_axis());
+  EXPECT_TRUE(editor.guide_x());
   editor.SetScale(2);
   editor.MovePointer({5, -60}, {});
-  EXPECT_FALSE(editor.on_vertical_axis());
+  EXPECT_FALSE(editor.guide_x());
   ExpectPoint(LayerOf(editor, 1).pos, 5, -60);
 }
 
@@ -338,7 +285,7 @@ TEST(EditorTest, DoesNotSnapWhenAskedNotTo) {
   Editor editor = MakeEditor({MakeLayer(100, -60, 40, 30)});
   DragTo(&editor, {100, -60}, {3, -2}, {false, true});
   ExpectPoint(LayerOf(editor, 1).pos, 3, -2);
-  EXPECT_FALSE(editor.on_vertical_axis() || editor.on_horizontal_axis());
+  EXPECT_FALSE(editor.guide_x() || editor.guide_y());
   editor.MovePointer({3, -2}, {});
   ExpectPoint(LayerOf(editor, 1).pos, 0, 0);
 }
@@ -347,14 +294,14 @@ TEST(EditorTest, HandlesResize) {
   Editor editor = MakeEditor({MakeLayer(0, 0, 60, 40), MakeLayer(30, 20, 30, 30)});
   Click(&editor, {-20, 0});
   // The handle lies over the layer on top.
-  DragTo(&editor, {32, 21}, {42, 36});
+  DragTo(&editor, {32, 21}, {42, 36}, {true, true, false});
   EXPECT_EQ(editor.selected(), 1);
   EXPECT_TRUE(*editor.active_handle() == kBottomRight);
   EXPECT_EQ(LayerOf(editor, 1).size->width, 70);
   EXPECT_EQ(LayerOf(editor, 1).size->height, 55);
   ExpectPoint(LayerOf(editor, 1).pos, 5, 7.5f);
   EXPECT_EQ(editor.hovered(), 1);
-  EXPECT_FALSE(editor.on_vertical_axis());
+  EXPECT_FALSE(editor.guide_x());
   editor.Release();
   EXPECT_EQ(LayerOf(editor, 1).size->width, 70);
 }
@@ -375,13 +322,13 @@ TEST(EditorTest, ShiftTakesEffectWithoutMoving) {
   Editor editor = MakeEditor({MakeLayer(0, 0, 60, 40)});
   Click(&editor, {0, 0});
   DragTo(&editor, {30, 20}, {90, 20});
-  EXPECT_EQ(LayerOf(editor, 1).size->height, 40);
-  editor.MovePointer({90, 20}, {true, false});
   EXPECT_EQ(LayerOf(editor, 1).size->width, 102);
   EXPECT_EQ(LayerOf(editor, 1).size->height, 68);
-  editor.MovePointer({90, 20}, {});
+  editor.MovePointer({90, 20}, {true});
   EXPECT_EQ(LayerOf(editor, 1).size->width, 120);
   EXPECT_EQ(LayerOf(editor, 1).size->height, 40);
+  editor.MovePointer({90, 20}, {});
+  EXPECT_EQ(LayerOf(editor, 1).size->width, 102);
 }
 
 TEST(EditorTest, HandlesHaveTheirSizeOnTheScreen) {
@@ -429,7 +376,7 @@ TEST(EditorTest, EscapePutsBackWhatIsDragged) {
   DragTo(&editor, {100, -60}, {3, 20});
   editor.Escape();
   EXPECT_FALSE(editor.dragging());
-  EXPECT_FALSE(editor.on_vertical_axis());
+  EXPECT_FALSE(editor.guide_x());
   ExpectPoint(LayerOf(editor, 1).pos, 100, -60);
   EXPECT_FALSE(editor.changed());
   editor.MovePointer({50, 50}, {});  // The button is still down.
@@ -481,17 +428,19 @@ TEST(EditorTest, KeysDoNothingWithoutASelectionOrDuringADrag) {
     editor.Lower(true);
     editor.ToggleVisible();
     editor.Delete();
-    editor.Undo();
     editor.Redo();
   };
   press_all();
   EXPECT_FALSE(editor.changed());
-  DragTo(&editor, {100, 60}, {130, 60});
+  DragTo(&editor, {100, 60}, {130, 60}, {false, true, false});
   press_all();
   editor.SelectNext(1);
   EXPECT_EQ(editor.selected(), 1);
   EXPECT_EQ(Order(editor), (std::vector<int>{1, 2}));
   ExpectPoint(LayerOf(editor, 1).pos, 130, 60);
+  editor.Undo();  // Puts back what is in hand.
+  EXPECT_FALSE(editor.dragging() || editor.changed());
+  ExpectPoint(LayerOf(editor, 1).pos, 100, 60);
 }
 
 TEST(EditorTest, RaisesAndLowersOneByOne) {
@@ -506,7 +455,7 @@ TEST(EditorTest, RaisesAndLowersOneByOne) {
   EXPECT_EQ(Zs(editor), (std::vector<int>{0, 0, 3, 7}));
   editor.Lower(false);
   EXPECT_EQ(Order(editor), (std::vector<int>{2, 1, 3, 4}));
-  editor.MovePointer({0, 0}, {});
+  editor.MovePointer({4, 4}, {});
   EXPECT_EQ(editor.hovered(), 1);  // Its handles are under the pointer.
 }
 

@@ -1,0 +1,58 @@
+// The list of layers, the topmost first: which are seen, locked and selected, what they are called, and their order.
+#ifndef QUARN_EXAMPLES_PREVIEW_LAYER_LIST_H_
+#define QUARN_EXAMPLES_PREVIEW_LAYER_LIST_H_
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <QTreeWidget>
+
+#include "preview/editor.h"
+
+namespace preview {
+
+class LayerList : public QTreeWidget {
+ public:
+  // `editor` answers with the one of the scene that is open.
+  explicit LayerList(std::function<Editor*()> editor, QWidget* parent = nullptr);
+
+  // Shows what the editor has; a name that is being written is left alone.
+  void Refresh();
+  // Has the user write the name of the layer that was selected last.
+  void Rename();
+  // Puts a layer over that of another row, or under all for the row after the last.
+  void MoveRow(int row, int before);
+
+ protected:
+  void dropEvent(QDropEvent* event) override;
+
+ private:
+  struct Row {
+    int id = 0;
+    std::string name;
+    bool visible = true;
+    bool locked = false;
+
+    bool operator==(const Row& other) const {
+      return id == other.id && name == other.name && visible == other.visible && locked == other.locked;
+    }
+  };
+
+  std::vector<Row> Wanted() const;
+  void Fill(std::vector<Row> rows);
+  void ShowSelection();
+  void TakeSelection();
+  void TakeChange(QTreeWidgetItem* item, int column);
+  // Rows count from the top, entries from the bottom.
+  std::size_t IndexOf(int row) const { return rows_.size() - 1 - static_cast<std::size_t>(row); }
+
+  const std::function<Editor*()> editor_;
+  std::vector<Row> rows_;  // As they are shown.
+  std::vector<int> selection_;
+  bool filling_ = false;  // What changes is our own doing.
+};
+
+}  // namespace preview
+
+#endif  // QUARN_EXAMPLES_PREVIEW_LAYER_LIST_H_

@@ -1,0 +1,360 @@
+// The window of quarn-preview with its panels, on no screen: what lists, numbers, buttons, menus and keys make of the
+// scene, and what they show of it. What the canvas shows is preview_test's.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QClipboard>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QTest>
+#include <QTimer>
+
+#include "preview/look.h"
+#include "preview/main_window.h"
+#include "preview/session.h"
+#include "studio/error.h"
+#include "studio/log.h"
+#include "studio/scene_file.h"
+#include "tests/examples/example_program.h"
+
+namespace {
+
+using preview::Command;
+using preview::Editor;
+using preview::NumbersPanel;
+
+constexpr char kScene[] = R"({"canvas": [200, 120], "duration": 20, "layers": [
+  {"color": "#c08040", "size": [60, 40], "pos": [-50, -20], "name": "box"},
+  {"color": "#40a0c0", "size": [50, 50], "pos": [-10, 10]},
+  {"color": "#ffffff", "size": [4, 4], "pos": [80, 50]}]})";
+
+class PreviewWindowTest : public ExampleTest {
+ protected:
+  static void SetUpTestSuite() {
+    static int argc = 1;
+    static char name[] = "preview_window_test";
+    static char* argv[] = {name, nullptr};
+    static auto* const application = new QApplication(argc, argv);  // To the end of the process.
+    preview::SetLook(application);
+    studio::ShowLog(studio::LogShown::kNothing);
+  }
+
+  void SetUp() override { Open(kScene); }
+
+  void Open(const std::string& json) {
+    window_.reset();
+    session_.reset();
+    std::ofstream(Path("scene.json")) << json;
+    preview::Options options;
+    options.scene = options.save = Path("scene.json");
+    studio::ReadSceneFile(options.scene, &options.description);
+    session_ = std::make_unique<preview::Session>(std::move(options));
+    window_ = std::make_unique<preview::MainWindow>(session_.get());
+    window_->show();
+    window_->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window_.get(), 60000));
+    window_->Refresh();
+  }
+
+  ~PreviewWindowTest() override {
+    window_.reset();
+    session_.reset();
+  }
+
+  Editor& editor() { return *session_->editor(); }
+  const studio::Layer& LayerAt(std::size_t index) { return editor().entries().at(index).layer; }
+  preview::LayerList& list() { return *window_->layers(); }
+  QTreeWidgetItem* Row(int row) { return list().topLevelItem(row); }
+  QPoint RowPoint(int row, int column) {
+    const QRect rect = list().visualRect(list().model()->index(row, column));
+    return column == 2 ? rect.center() : QPoint(rect.left() + 10, rect.center().y());
+  }
+  std::vector<std::string> Names() {
+    window_->Refresh();
+    std::vector<std::string> names;
+    for (int i = 0; i < list().topLevelItemCount(); ++i) names.push_back(Row(i)->text(2).toStdString());
+    return names;
+  }
+  void Click(int row, Qt::KeyboardModifiers modifiers = {}) {
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, modifiers, RowPoint(row, 2));
+    window_->Refresh();
+  }
+  void Key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+    QTest::keyClick(window_->canvas(), key, modifiers);
+    window_->Refresh();
+  }
+
+  std::unique_ptr<preview::Session> session_;
+  std::unique_ptr<preview::MainWindow> window_;
+};
+
+TEST_F(PreviewWindowTest, TheListHasTheTopmostLayerFirst) {
+  EXPECT_EQ(Names(), (std::vector<std::string>{"color", "color", "box"}));
+  Click(2);
+  EXPECT_EQ(editor().selection(), std::vector<int>{1});
+  Click(0, Qt::ControlModifier);
+  EXPECT_EQ(editor().selection(), (std::vector<int>{1, 3}));
+  EXPECT_EQ(editor().selected(), 3);
+  // What is selected on the canvas is in the list, too.
+  editor().Select(2, false);
+  window_->Refresh();
+  EXPECT_FALSE(Row(0)->isSelected());
+  EXPECT_TRUE(Row(1)->isSelected());
+  EXPECT_FALSE(Row(2)->isSelected());
+}
+
+TEST_F(PreviewWindowTest, TheListHidesAndLocks) {
+  QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, RowPoint(2, 0));
+  EXPECT_FALSE(LayerAt(0).visible);
+  QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, RowPoint(2, 1));
+  EXPECT_TRUE(LayerAt(0).locked);
+  window_->Refresh();
+  EXPECT_EQ(Row(2)->checkState(0), Qt::Unchecked);
+  EXPECT_EQ(Row(2)->checkState(1), Qt::Checked);
+  editor().Undo();
+  window_->Refresh();
+  EXPECT_EQ(Row(2)->checkState(1), Qt::Unchecked);
+}
+
+TEST_F(PreviewWindowTest, TheListRenames) {
+  Click(2);
+  window_->Do(Command::kRename);
+  auto* const line = list().findChild<QLineEdit*>();
+  ASSERT_NE(line, nullptr);
+  window_->Refresh();  // Which leaves what is being written alone.
+  QTest::keyClicks(line, "backdrop");
+  QTest::keyClick(line, Qt::Key_Return);
+  QApplication::processEvents();
+  EXPECT_EQ(LayerAt(0).name, "backdrop");
+  EXPECT_EQ(Names().back(), "backdrop");
+}
+
+TEST_F(PreviewWindowTest, TheListReorders) {
+  Click(2);
+  list().MoveRow(2, 0);
+  EXPECT_EQ(Names(), (std::vector<std::string>{"box", "color", "color"}));
+  EXPECT_EQ(LayerAt(2).name, "box");
+  EXPECT_TRUE(Row(0)->isSelected());
+  list().MoveRow(0, 2);
+  EXPECT_EQ(Names(), (std::vector<std::string>{"color", "box", "color"}));
+  list().MoveRow(1, 3);
+  EXPECT_EQ(Names().back(), "box");
+  list().MoveRow(2, 3);  // Where it is already.
+  window_->Do(Command::kUndo);
+  EXPECT_EQ(Names(), (std::vector<std::string>{"color", "box", "color"}));
+}
+
+TEST_F(PreviewWindowTest, NumbersChangeTheLayerInOneStepEach) {
+  EXPECT_FALSE(window_->numbers()->isEnabled());
+  Click(2);
+  const auto box = [this](NumbersPanel::Number number) { return window_->numbers()->box(number); };
+  EXPECT_EQ(box(NumbersPanel::kX)->value(), -50);
+  EXPECT_EQ(box(NumbersPanel::kHeight)->value(), 40);
+  EXPECT_EQ(box(NumbersPanel::kOpacity)->value(), 100);
+  // A key that is held down, then another press.
+  QDoubleSpinBox* const x = box(NumbersPanel::kX);
+  QTest::keyPress(x, Qt::Key_Up);
+  x->stepUp();
+  x->stepUp();
+  QTest::keyRelease(x, Qt::Key_Up);
+  EXPECT_EQ(LayerAt(0).pos.x, -47);
+  QTest::keyClick(x, Qt::Key_Up);
+  EXPECT_EQ(LayerAt(0).pos.x, -46);
+  editor().Undo();
+  EXPECT_EQ(LayerAt(0).pos.x, -47);
+  editor().Undo();
+  window_->Refresh();
+  EXPECT_EQ(LayerAt(0).pos.x, -50);
+  EXPECT_EQ(x->value(), -50);
+  // What is written counts when it is whole.
+  QDoubleSpinBox* const width = box(NumbersPanel::kWidth);
+  width->setFocus();
+  width->selectAll();
+  QTest::keyClicks(width, "80");
+  window_->Refresh();
+  EXPECT_EQ(editor().SelectedEntry()->layer.size->width, 60);
+  QTest::keyClick(width, Qt::Key_Return);
+  EXPECT_EQ(editor().SelectedEntry()->layer.size->width, 80);
+  box(NumbersPanel::kOpacity)->setValue(50);
+  EXPECT_FLOAT_EQ(LayerAt(0).opacity, 0.5f);
+  box(NumbersPanel::kRotation)->setValue(30);
+  EXPECT_FLOAT_EQ(LayerAt(0).rotation_deg, 30);
+}
+
+TEST_F(PreviewWindowTest, KeysAreTakenExactly) {
+  window_->canvas()->setFocus();
+  Key(Qt::Key_A, Qt::ControlModifier);
+  EXPECT_EQ(editor().selection().size(), 3u);
+  Key(Qt::Key_Escape);
+  EXPECT_TRUE(editor().selection().empty());
+  Key(Qt::Key_Tab);
+  EXPECT_EQ(editor().selected(), 1);
+  Key(Qt::Key_Tab);
+  EXPECT_EQ(editor().selected(), 2);
+  Key(Qt::Key_Backtab, Qt::ShiftModifier);
+  EXPECT_EQ(editor().selected(), 1);
+  Key(Qt::Key_Right);
+  Key(Qt::Key_Right, Qt::ShiftModifier);
+  EXPECT_EQ(LayerAt(0).pos.x, -39);
+  Key(Qt::Key_Z, Qt::ControlModifier);
+  EXPECT_EQ(LayerAt(0).pos.x, -49);  // Two presses are two steps.
+  Key(Qt::Key_Z, Qt::ControlModifier);
+  EXPECT_EQ(LayerAt(0).pos.x, -50);
+  Key(Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+  EXPECT_EQ(LayerAt(0).pos.x, -49);
+  Key(Qt::Key_Y, Qt::ControlModifier);
+  EXPECT_EQ(LayerAt(0).pos.x, -39);
+  Key(Qt::Key_Comma);
+  Key(Qt::Key_Less, Qt::ShiftModifier);
+  EXPECT_EQ(LayerAt(0).rotation_deg, -16);
+  EXPECT_TRUE(editor().changed());
+  Key(Qt::Key_S, Qt::ControlModifier | Qt::AltModifier);
+  EXPECT_TRUE(editor().changed());
+  EXPECT_EQ(window_->windowTitle(), "scene.json* - quarn-preview");
+  Key(Qt::Key_S);
+  EXPECT_FALSE(editor().changed());
+  EXPECT_EQ(window_->windowTitle(), "scene.json - quarn-preview");
+  EXPECT_EQ(window_->message().toStdString(), "saved " + Path("scene.json"));
+  Key(Qt::Key_Delete);
+  EXPECT_EQ(editor().entries().size(), 2u);
+}
+
+// A line of text keeps the keys that it needs.
+TEST_F(PreviewWindowTest, NumbersTakeNoShortcuts) {
+  Click(2);
+  QDoubleSpinBox* const x = window_->numbers()->box(NumbersPanel::kX);
+  x->setFocus();
+  for (const Qt::Key key : {Qt::Key_Delete, Qt::Key_H, Qt::Key_R, Qt::Key_Home, Qt::Key_Left}) QTest::keyClick(x, key);
+  EXPECT_EQ(editor().entries().size(), 3u);
+  EXPECT_TRUE(LayerAt(0).visible);
+  EXPECT_EQ(session_->recording(), nullptr);
+  EXPECT_EQ(LayerAt(0).pos.x, -50);
+}
+
+TEST_F(PreviewWindowTest, TheClipboardHasLayersAsText) {
+  Click(2);
+  window_->Do(Command::kCopy);
+  EXPECT_NE(QGuiApplication::clipboard()->text().toStdString().find("#c08040"), std::string::npos);
+  window_->Do(Command::kPaste);
+  ASSERT_EQ(editor().entries().size(), 4u);
+  EXPECT_EQ(LayerAt(3).name, "box");
+  window_->Do(Command::kCut);
+  EXPECT_EQ(editor().entries().size(), 3u);
+  window_->Do(Command::kUndo);
+  EXPECT_EQ(editor().entries().size(), 4u);
+  QGuiApplication::clipboard()->setText("words");
+  window_->Do(Command::kPaste);
+  EXPECT_EQ(editor().entries().size(), 4u);
+  EXPECT_FALSE(window_->message().isEmpty());
+  window_->Do(Command::kDuplicate);
+  EXPECT_EQ(editor().entries().size(), 5u);
+}
+
+TEST_F(PreviewWindowTest, TheBarPlaysAndSeeks) {
+  EXPECT_EQ(preview::TimeText(0), "0:00.0");
+  EXPECT_EQ(preview::TimeText(62.55), "1:02.5");
+  preview::TransportBar& bar = *window_->transport();
+  QTest::mouseClick(bar.play(), Qt::LeftButton);
+  EXPECT_TRUE(session_->playing());
+  QTest::mouseClick(bar.play(), Qt::LeftButton);
+  EXPECT_FALSE(session_->playing());
+  EXPECT_EQ(bar.slider()->maximum(), 2000);
+  bar.slider()->setValue(1250);
+  window_->Refresh();
+  EXPECT_NEAR(session_->seconds(), 12.5, 0.05);
+  EXPECT_EQ(bar.time(), "0:12.5");
+  bar.slider()->setSliderDown(true);
+  bar.slider()->setSliderPosition(300);
+  EXPECT_NEAR(session_->seconds(), 3, 0.05);
+  bar.slider()->setSliderDown(false);
+  EXPECT_NEAR(session_->seconds(), 3, 0.05);
+  window_->Do(Command::kRewind);
+  EXPECT_EQ(bar.time(), "0:00.0");
+  EXPECT_EQ(bar.slider()->value(), 0);
+}
+
+TEST_F(PreviewWindowTest, PanelsGoAndComeBack) {
+  EXPECT_TRUE(window_->panels_shown());
+  window_->canvas()->setFocus();
+  Key(Qt::Key_F6);
+  EXPECT_EQ(QApplication::focusWidget(), &list());
+  Key(Qt::Key_F9);
+  EXPECT_FALSE(list().isVisible());
+  Key(Qt::Key_A, Qt::ControlModifier);  // Keys work without the menu that they stand in.
+  EXPECT_EQ(editor().selection().size(), 3u);
+  Key(Qt::Key_F9);
+  EXPECT_TRUE(list().isVisible());
+  Key(Qt::Key_F11);
+  EXPECT_TRUE(window_->isFullScreen());
+  EXPECT_FALSE(list().isVisible());
+  Key(Qt::Key_Escape);  // The selection first.
+  EXPECT_TRUE(window_->isFullScreen());
+  Key(Qt::Key_Escape);
+  EXPECT_FALSE(window_->isFullScreen());
+  EXPECT_TRUE(list().isVisible());
+}
+
+TEST_F(PreviewWindowTest, ClosingAsksBeforeChangesAreLost) {
+  EXPECT_TRUE(window_->close());
+  window_->show();
+  editor().SetVisible(1, false);
+  const auto close_with = [this](QMessageBox::StandardButton answer) {
+    bool asked = false;
+    QTimer::singleShot(0, window_.get(), [answer, &asked] {
+      auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+      asked = box != nullptr;
+      if (asked) box->button(answer)->click();
+    });
+    const bool closed = window_->close();
+    EXPECT_TRUE(asked);
+    return closed;
+  };
+  EXPECT_FALSE(close_with(QMessageBox::Cancel));
+  EXPECT_TRUE(editor().changed());
+  EXPECT_TRUE(close_with(QMessageBox::Discard));
+  EXPECT_EQ(ReadFile(Path("scene.json")), kScene);
+  window_->show();
+  EXPECT_TRUE(close_with(QMessageBox::Save));
+  EXPECT_NE(ReadFile(Path("scene.json")).find("\"visible\": false"), std::string::npos);
+}
+
+TEST_F(PreviewWindowTest, OpensAnotherSceneAndKeepsTheOldOneWhereItCannot) {
+  std::ofstream(Path("other.json")) << R"({"canvas": [64, 64], "layers": [{"color": "#ffffff", "name": "white"}]})";
+  session_->Open(Path("other.json"));
+  EXPECT_EQ(Names(), std::vector<std::string>{"white"});
+  EXPECT_EQ(window_->windowTitle(), "other.json - quarn-preview");
+  session_->Open(Path("none.json"));
+  EXPECT_EQ(Names(), std::vector<std::string>{"white"});
+  EXPECT_EQ(window_->message().toStdString(), "cannot read scene " + Path("none.json"));
+  window_->Do(Command::kNew);
+  EXPECT_TRUE(Names().empty());
+  EXPECT_EQ(window_->windowTitle(), "new scene - quarn-preview");
+  EXPECT_TRUE(session_->SaveAs(Path("third.json")));
+  window_->Refresh();
+  EXPECT_EQ(window_->windowTitle(), "third.json - quarn-preview");
+}
+
+// Every command stands in a menu, and no key has two meanings.
+TEST_F(PreviewWindowTest, KeysAreUnique) {
+  std::vector<std::string> seen;
+  for (const preview::Binding& binding : preview::Bindings()) {
+    if (binding.command == Command::kNone) continue;
+    QAction* const action = window_->actions().Of(binding.command);
+    for (const QKeySequence& keys : action->shortcuts()) {
+      const std::string name = keys.toString(QKeySequence::PortableText).toStdString();
+      EXPECT_FALSE(name.empty()) << binding.text;
+      EXPECT_EQ(std::count(seen.begin(), seen.end(), name), 0) << name;
+      seen.push_back(name);
+    }
+  }
+  EXPECT_GT(seen.size(), 40u);
+}
+
+}  // namespace
