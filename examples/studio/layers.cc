@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <optional>
 #include <utility>
 
 #include <quarn/gs_context.h>
 
+#include "studio/blending.h"
 #include "studio/device.h"
 #include "studio/error.h"
 #include "studio/placement.h"
@@ -80,13 +83,25 @@ void LayerItem::PlaceAt(std::int64_t film_ns) {
   if (std::exchange(shown_, constants) != constants) constants_.Update(constants.data(), sizeof(float) * 4);
 }
 
-void LayerItem::DrawWith(const LayerProgram& program, GsTexture* texture) {
+bool LayerItem::Fits(Size picture) const {
+  const gs_vec2 drawn = size(), centre = pos();
+  const auto fits = [](float side, float at, int texels, int canvas) {
+    const float first = static_cast<float>(canvas) / 2 + at - side / 2;
+    return side == static_cast<float>(texels) && first == std::floor(first);
+  };
+  return !turned_ && fits(drawn.x, centre.x, picture.width, stage_.canvas.width) &&
+         fits(drawn.y, centre.y, picture.height, stage_.canvas.height);
+}
+
+void LayerItem::DrawWith(const char* program, GsTexture* texture, bool opaque) {
   GsContext context(stage_.device);
   context.SetViewport(0, 0, static_cast<unsigned int>(stage_.canvas.width),
                       static_cast<unsigned int>(stage_.canvas.height));
-  if (!context.BindShader(turned_ ? program.turned : program.straight)) return;
+  if (!context.BindShader(program)) return;
   constants_.Bind(0);
   {
+    std::optional<Unblended> unblended;
+    if (opaque && !turned_ && shown_[3] == 1) unblended.emplace();
     const GsTextureBinder binder(texture);
     context.DrawRect(gs_transform(pos(), size(), rotation()), ToVec2(stage_.canvas));
   }
@@ -97,11 +112,14 @@ void LayerItem::DrawWith(const LayerProgram& program, GsTexture* texture) {
 ColorLayer::ColorLayer(const Layer& layer, Span span, const Stage& stage)
     : LayerItem(layer, layer.size ? DrawnSize(layer, stage.canvas) : stage.canvas, span, stage) {}
 
-void ColorLayer::Draw() { DrawWith(kColorProgram, nullptr); }
+void ColorLayer::Draw() { DrawWith(turned() ? kColorProgram.turned : kColorProgram.straight, nullptr, true); }
 
 TextureLayer::TextureLayer(const Layer& layer, Size size, Span span, const Picture& picture,
                            std::unique_ptr<GsTexture> texture, const Stage& stage)
-    : LayerItem(layer, size, span, stage), texture_(std::move(texture)) {
+    : LayerItem(layer, size, span, stage),
+      texture_(std::move(texture)),
+      picture_size_(picture.size),
+      opaque_(picture.opaque) {
   const auto add = [&](Size target, const char* program, const float(&constants)[4], GsTexture* input) {
     filters_.push_back(std::make_unique<ShaderFilter>(target, program, constants, input, stage.device, stage.times));
   };
@@ -117,7 +135,15 @@ TextureLayer::TextureLayer(const Layer& layer, Size size, Span span, const Pictu
   }
 }
 
-void TextureLayer::Draw() { DrawWith(kTextureProgram, filters_.empty() ? texture_.get() : filters_.back()->texture()); }
+void TextureLayer::Draw() {
+  if (!filters_.empty()) {
+    DrawWith(turned() ? kTextureProgram.turned : kTextureProgram.straight, filters_.back()->texture(), opaque_);
+  } else if (Fits(picture_size_)) {
+    DrawWith(kTexelProgram, texture_.get(), opaque_);
+  } else {
+    DrawWith(turned() ? kTextureProgram.turned : kTextureProgram.straight, texture_.get(), opaque_);
+  }
+}
 
 PictureLayer::PictureLayer(const Layer& layer, Size size, Span span, const Picture& picture, std::uint64_t damaged,
                            const Stage& stage)
@@ -146,6 +172,7 @@ void VideoLayer::Advance(std::int64_t film_ns) {
 }
 
 void VideoLayer::Show(const Picture& picture) {
+  opaque_ = picture.opaque;
   if (!video_) {
     texture_->Update(picture.pixels.data(), ToUnsigned(picture.stride), GsTexture::kTextureRGBA,
                      ToUnsigned(picture.size.width), ToUnsigned(picture.size.height));

@@ -56,8 +56,12 @@ class LayerItem : public GsItem {
  protected:
   // Moves the content on to the film's time.
   virtual void Advance(std::int64_t /*film_ns*/) {}
-  // Draws the layer's rectangle with one of the programs.
-  void DrawWith(const LayerProgram& program, GsTexture* texture);
+  // Draws the layer's rectangle with one of the programs. What it draws without opacity or edges of its own is blended
+  // with nothing where it is `opaque`.
+  void DrawWith(const char* program, GsTexture* texture, bool opaque);
+  bool turned() const { return turned_; }
+  // Whether a picture of that size has a texel for each pixel here.
+  bool Fits(Size picture) const;
 
   const Stage stage_;
 
@@ -88,6 +92,8 @@ class TextureLayer : public LayerItem {
 
  protected:
   const std::unique_ptr<GsTexture> texture_;
+  const Size picture_size_;
+  bool opaque_;                                         // The picture that is shown. Render thread.
   std::vector<std::unique_ptr<ShaderFilter>> filters_;  // Each reads the one before.
 };
 

@@ -16,9 +16,11 @@ struct LayerProgram {
 // Each program reads one constant buffer, u_buf0, of four floats. Colours are premultiplied, where they are read and
 // where they are written: what draws with these programs blends accordingly (CanvasScene), or not at all (Unblended).
 //
-// Layers: the constants are the colour; and a texture times the constants.
+// Layers: the constants are the colour; and a texture times the constants. The last one is for straight layers that
+// have a pixel for each texel.
 constexpr LayerProgram kColorProgram = {"studio_color", "studio_color_turned"};
 constexpr LayerProgram kTextureProgram = {"studio_texture", "studio_texture_turned"};
+constexpr char kTexelProgram[] = "studio_texels";
 
 // Filters: a texture without its colours; and one blurred along an axis, the constants being the step in texture
 // coordinates.

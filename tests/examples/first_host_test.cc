@@ -20,8 +20,12 @@ TEST_F(FirstHostTest, FilmHasEveryPictureOnce) {
     const auto is_red = [&](int at) { return frames[n].At(at, 180)[0] > 128; };
     EXPECT_TRUE(is_red(left + 3));
     EXPECT_TRUE(is_red(right - 3));
-    if (left - 3 >= 0) EXPECT_FALSE(is_red(left - 3));
-    if (right + 3 < 640) EXPECT_FALSE(is_red(right + 3));
+    if (left - 3 >= 0) {
+      EXPECT_FALSE(is_red(left - 3));
+    }
+    if (right + 3 < 640) {
+      EXPECT_FALSE(is_red(right + 3));
+    }
   }
 }
 

@@ -166,7 +166,7 @@ TEST(PictureConverterTest, TransparencyIsKept) {
   const Picture picture = ToPixels(*frame);
   EXPECT_FALSE(picture.opaque);
   EXPECT_EQ(At(picture, 5, 5)[3], 77);
-  EXPECT_NEAR(At(picture, 5, 5)[0], 255, 1);
+  EXPECT_EQ(At(picture, 5, 5)[0], 77);  // White, premultiplied.
 }
 
 TEST(PictureConverterTest, PlanesKeepTheirChroma) {
@@ -191,7 +191,11 @@ TEST(PictureConverterTest, AllOrientationsAreUpright) {
   // Its red tells where each pixel was.
   TestFrame frame(AV_PIX_FMT_RGBA, 3, 2);
   for (int y = 0; y < 2; ++y) {
-    for (int x = 0; x < 3; ++x) frame->data[0][y * frame->linesize[0] + x * 4] = static_cast<std::uint8_t>(10 * x + y);
+    for (int x = 0; x < 3; ++x) {
+      std::uint8_t* const pixel = frame->data[0] + y * frame->linesize[0] + x * 4;
+      pixel[0] = static_cast<std::uint8_t>(10 * x + y);
+      pixel[3] = 255;
+    }
   }
   for (const bool transposed : {false, true}) {
     for (const bool mirrored : {false, true}) {
