@@ -119,6 +119,7 @@ void SetLook(QApplication* application) {
       "QDockWidget::title { padding: 5px; background: #2e3037; }"
       "QStatusBar::item { border: none; }"
       "QToolBar { border: none; spacing: 4px; padding: 3px; }"
+      "QTreeView::indicator:unchecked { border: 1px solid #5a606c; border-radius: 2px; }"
       "QMainWindow::separator { width: 4px; height: 4px; background: #1e2024; }");
 }
 

@@ -1,6 +1,5 @@
 #include "preview/main_window.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <utility>
@@ -27,6 +26,7 @@ namespace {
 
 constexpr int kRefreshMs = 15;  // Between two looks at what changes by itself.
 constexpr double kShareOfScreen = 0.92;
+constexpr int kRightMargin = 8;
 constexpr int kPanelWidth = 230;
 
 }  // namespace
@@ -106,6 +106,7 @@ void MainWindow::FillStatusBar() {
   message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);  // A long one widens no window.
   film_ = new QLabel(this);
   zoom_ = new QLabel(this);
+  zoom_->setContentsMargins(0, 0, kRightMargin, 0);
   statusBar()->setSizeGripEnabled(false);
   statusBar()->addWidget(message_, 1);
   statusBar()->addPermanentWidget(film_);
@@ -146,8 +147,8 @@ void MainWindow::Refresh() {
   if (zoom_text != zoom_->text()) zoom_->setText(zoom_text);
   QString film;
   if (Recording* const recording = session_->recording()) {
-    film = QString::fromStdString("recording " + recording->name() + " " + TimeText(recording->seconds()) + ", " +
-                                  std::to_string(recording->counts().dropped) + " dropped");
+    film = QString::fromStdString("recording " + TimeText(recording->seconds()) + ", " +
+                                  std::to_string(recording->counts().dropped) + " frames dropped");
   }
   if (film != film_->text()) film_->setText(film);
 }
@@ -236,8 +237,9 @@ void MainWindow::ShowHelp() {
     auto* const column = new QVBoxLayout(dialog);
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(text);
-    dialog->resize(text->fontMetrics().horizontalAdvance(QString(104, '0')),
-                   text->fontMetrics().lineSpacing() * std::min(36, text->blockCount() + 1));
+    const QFontMetrics metrics = text->fontMetrics();
+    const QSize whole = metrics.size(0, text->toPlainText()) + QSize(40, 2 * metrics.lineSpacing());
+    dialog->resize(whole.boundedTo(QGuiApplication::primaryScreen()->availableSize() * kShareOfScreen));
     help_ = dialog;
   }
   help_->show();

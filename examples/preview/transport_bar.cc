@@ -27,6 +27,7 @@ std::string TimeText(double seconds) {
 TransportBar::TransportBar(Session* session, const Actions& actions, QWidget* parent)
     : QToolBar("Film", parent), session_(session) {
   setMovable(false);
+  setContentsMargins(0, 0, 8, 0);
   setIconSize(QSize(20, 20));
   actions.Of(Command::kRewind)->setIcon(IconOf(Symbol::kToStart));
   actions.Of(Command::kPlay)->setIcon(IconOf(Symbol::kPlay));
@@ -47,7 +48,7 @@ TransportBar::TransportBar(Session* session, const Actions& actions, QWidget* pa
   slider_->setMinimumWidth(60);
   addWidget(slider_);
   record_ = AddButton(actions.Of(Command::kRecord));
-  recorded_ = add_label("Recorded", 0);
+  recorded_ = add_label("Recorded", 8);  // Nothing moves when there is something to tell.
   level_ = new LevelMeter(this);
   addWidget(level_);
   QObject::connect(slider_, &QSlider::sliderMoved, this, [this](int position) { Seek(position, true); });
