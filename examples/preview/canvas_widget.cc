@@ -126,7 +126,7 @@ CanvasSight CanvasWidget::Sight() const {
 
 // Along the line on which a handle moves, as it lies on the screen.
 Qt::CursorShape CanvasWidget::PointerShape() const {
-  if (panning_) return Qt::ClosedHandCursor;
+  if (panning()) return Qt::ClosedHandCursor;
   if (space_) return Qt::OpenHandCursor;
   const Editor& editor = *session_->editor();
   switch (editor.active_grip()) {
@@ -206,13 +206,22 @@ void CanvasWidget::resizeEvent(QResizeEvent* /*event*/) {
   Refresh();
 }
 
+void CanvasWidget::LetGo(Qt::MouseButtons pressed) {
+  if (panning() && !pressed.testFlag(pan_button_)) pan_button_ = Qt::NoButton;
+  Editor* const editor = session_->editor();
+  if (editor->holding() && !pressed.testFlag(Qt::LeftButton)) editor->Release();
+}
+
+// One thing at a time: while a button holds a layer or the view, another one does nothing.
 void CanvasWidget::mousePressEvent(QMouseEvent* event) {
   const Vec pixels = ToPixels(event->position());
+  LetGo(event->buttons() & ~Qt::MouseButtons(event->button()));
+  if (panning() || session_->editor()->holding()) return;
   if (event->button() == Qt::MiddleButton || (event->button() == Qt::LeftButton && space_)) {
-    panning_ = true;
+    pan_button_ = event->button();
     space_used_ = true;
     pointer_ = pixels;
-  } else if (event->button() == Qt::LeftButton && !panning_) {
+  } else if (event->button() == Qt::LeftButton) {
     MovePointer(pixels, event->modifiers());
     session_->editor()->Press(viewport_->ToCanvas(pixels), ToModifiers(event->modifiers()));
   }
@@ -220,7 +229,8 @@ void CanvasWidget::mousePressEvent(QMouseEvent* event) {
 
 void CanvasWidget::mouseMoveEvent(QMouseEvent* event) {
   const Vec pixels = ToPixels(event->position());
-  if (panning_) {
+  LetGo(event->buttons());
+  if (panning()) {
     viewport_->Pan({pixels.x - pointer_.x, pixels.y - pointer_.y});
     pointer_ = pixels;
   } else {
@@ -230,9 +240,9 @@ void CanvasWidget::mouseMoveEvent(QMouseEvent* event) {
 
 void CanvasWidget::mouseReleaseEvent(QMouseEvent* event) {
   const Vec pixels = ToPixels(event->position());
-  if (panning_ && (event->button() == Qt::MiddleButton || event->button() == Qt::LeftButton)) {
-    panning_ = false;
-  } else if (event->button() == Qt::LeftButton) {
+  if (event->button() == pan_button_) {
+    pan_button_ = Qt::NoButton;
+  } else if (event->button() == Qt::LeftButton && !panning()) {
     MovePointer(pixels, event->modifiers());
     session_->editor()->Release();
     if (!rect().contains(event->position().toPoint())) session_->editor()->PointerLeft();
@@ -285,6 +295,8 @@ void CanvasWidget::keyReleaseEvent(QKeyEvent* event) {
 
 void CanvasWidget::focusOutEvent(QFocusEvent* event) {
   space_ = false;
+  // Another window takes the releases, such as a dialog that a key has opened.
+  if (event->reason() == Qt::ActiveWindowFocusReason) LetGo(Qt::NoButton);
   session_->editor()->EndGesture();
   QWidget::focusOutEvent(event);
 }

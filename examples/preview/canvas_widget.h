@@ -58,6 +58,9 @@ class CanvasWidget : public QWidget {
  private:
   studio::Vec ToPixels(QPointF pos) const;
   studio::Size PixelSize() const;
+  bool panning() const { return pan_button_ != Qt::NoButton; }
+  // Lets go of what is held with buttons that are not pressed, whose releases went elsewhere.
+  void LetGo(Qt::MouseButtons pressed);
   void MovePointer(studio::Vec pixels, Qt::KeyboardModifiers modifiers);
   void ShowHint();
   CanvasSight Sight() const;
@@ -67,9 +70,9 @@ class CanvasWidget : public QWidget {
   const std::function<void(Command, bool)> run_;
   std::unique_ptr<Viewport> viewport_;
   std::unique_ptr<CanvasView> view_;
-  studio::Vec pointer_;   // In pixels.
-  bool panning_ = false;  // The view is being moved by the pointer.
-  bool space_ = false;    // Held: a drag moves the view.
+  studio::Vec pointer_;                        // In pixels.
+  Qt::MouseButton pan_button_ = Qt::NoButton;  // The one with which the view is being moved.
+  bool space_ = false;                         // Held: a drag moves the view.
   bool space_used_ = false;
 };
 

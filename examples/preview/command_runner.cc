@@ -54,8 +54,7 @@ bool CommandRunner::RunOnLayers(Command command, bool repeated) {
     case Command::kUndo: editor.Undo(); return true;
     case Command::kRedo: editor.Redo(); return true;
     case Command::kCut:
-      Copy();
-      editor.Delete();
+      if (Copy()) editor.Delete();
       return true;
     case Command::kCopy: Copy(); return true;
     case Command::kPaste: Paste(); return true;
@@ -69,7 +68,7 @@ bool CommandRunner::RunOnLayers(Command command, bool repeated) {
     case Command::kLower: editor.Lower(false); return true;
     case Command::kLowerToBottom: editor.Lower(true); return true;
     case Command::kToggleVisible: editor.ToggleVisible(); return true;
-    case Command::kToggleLocked: ToggleLocked(); return true;
+    case Command::kToggleLocked: editor.ToggleLocked(); return true;
     case Command::kNudgeLeft: editor.Nudge(-kNudgePx, 0, repeated); return true;
     case Command::kNudgeRight: editor.Nudge(kNudgePx, 0, repeated); return true;
     case Command::kNudgeUp: editor.Nudge(0, -kNudgePx, repeated); return true;
@@ -97,31 +96,30 @@ bool CommandRunner::RunOnView(Command command, CanvasWidget* canvas) {
   }
 }
 
-// As the one that was selected last is not.
-void CommandRunner::ToggleLocked() {
-  Editor& editor = *session_->editor();
-  const Entry* const last = editor.SelectedEntry();
-  if (!last) return;
-  const bool locked = !last->layer.locked;
-  const std::vector<int> selection = editor.selection();
-  for (const int id : selection) editor.SetLocked(id, locked);
-}
-
-void CommandRunner::Copy() {
+bool CommandRunner::Copy() {
   const std::string text = session_->CopyText();
   if (!text.empty()) QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+  return !text.empty();
 }
 
 void CommandRunner::Paste() {
   const QMimeData* const data = QGuiApplication::clipboard()->mimeData();
   if (data && data->hasUrls()) {
-    for (const QUrl& url : data->urls()) {
-      if (url.isLocalFile()) session_->AddFile(url.toLocalFile().toStdString(), studio::Vec());
-    }
+    AddUrls(data->urls(), studio::Vec());
   } else if (data && data->hasText() && !data->text().isEmpty()) {
     session_->Paste(data->text().toStdString());
   } else {
     session_->TellError("nothing to paste");
+  }
+}
+
+void CommandRunner::AddUrls(const QList<QUrl>& urls, studio::Vec pos) {
+  for (const QUrl& url : urls) {
+    if (url.isLocalFile()) {
+      session_->AddFile(url.toLocalFile().toStdString(), pos);
+    } else {
+      session_->TellError("cannot add " + url.toDisplayString().toStdString() + ": it is no file of this machine");
+    }
   }
 }
 

@@ -2,6 +2,8 @@
 #ifndef QUARN_EXAMPLES_PREVIEW_COMMAND_RUNNER_H_
 #define QUARN_EXAMPLES_PREVIEW_COMMAND_RUNNER_H_
 
+#include <QList>
+#include <QUrl>
 #include <QWidget>
 
 #include "preview/canvas_widget.h"
@@ -19,13 +21,15 @@ class CommandRunner {
   bool Run(Command command, bool repeated, CanvasWidget* canvas);
   // Asks what becomes of changes that are not saved. Returns whether the scene may go.
   bool MayLeaveScene();
+  // Adds the files that were pasted or dropped, and tells which of the URLs are none.
+  void AddUrls(const QList<QUrl>& urls, studio::Vec pos);
 
  private:
   bool RunOnFile(Command command);
   bool RunOnLayers(Command command, bool repeated);
   bool RunOnView(Command command, CanvasWidget* canvas);
-  void ToggleLocked();
-  void Copy();
+  // Returns whether something was copied.
+  bool Copy();
   void Paste();
   void AskForScene();
   void AskForName();

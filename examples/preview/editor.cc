@@ -145,16 +145,12 @@ void Editor::MoveInOrder(int step, bool all_the_way) {
   Reorder(std::move(order));
 }
 
-void Editor::MoveTo(int id, std::size_t index) {
-  if (drag_ || !Find(id)) return;
-  std::vector<Entry> order = entries();
-  const auto from = order.begin() + (Find(id) - entries().data());
-  const auto to = order.begin() + static_cast<std::ptrdiff_t>(std::min(index, order.size() - 1));
-  if (from < to) {
-    std::rotate(from, from + 1, to + 1);
-  } else {
-    std::rotate(to, from, from + 1);
-  }
+void Editor::MoveTo(const std::vector<int>& ids, std::size_t index) {
+  if (drag_) return;
+  std::vector<Entry> moved, order;
+  for (const Entry& entry : entries()) (Has(ids, entry.id) ? moved : order).push_back(entry);
+  if (moved.empty()) return;
+  order.insert(order.begin() + static_cast<std::ptrdiff_t>(std::min(index, order.size())), moved.begin(), moved.end());
   Reorder(std::move(order));
 }
 
@@ -169,6 +165,13 @@ void Editor::ToggleVisible() {
   const Entry* const last = SelectedEntry();
   const bool visible = last && !last->layer.visible;
   for (Entry* const entry : ChangeSelected()) entry->layer.visible = visible;
+  EndGesture();
+}
+
+void Editor::ToggleLocked() {
+  const Entry* const last = SelectedEntry();
+  const bool locked = last && !last->layer.locked;
+  for (Entry* const entry : ChangeSelected()) entry->layer.locked = locked;
   EndGesture();
 }
 
@@ -245,19 +248,21 @@ int Editor::Add(Layer layer, Size natural) {
   return selected();
 }
 
-void Editor::AddAll(std::vector<Entry> added) {
+std::vector<int> Editor::AddAll(std::vector<Entry> added) {
   Drop();
-  if (added.empty()) return;
+  std::vector<int> ids;
+  if (added.empty()) return ids;
+  for (Entry& entry : added) ids.push_back(entry.id = ++last_id_);
   EditState* const state = Change();
   state->selection.clear();
   added = Sorted(std::move(added));
   for (Entry& entry : added) {
-    entry.id = ++last_id_;
     if (!state->entries.empty()) entry.layer.z = std::max(entry.layer.z, state->entries.back().layer.z);
     state->selection.push_back(entry.id);
     state->entries.push_back(std::move(entry));
   }
   history_.End();
+  return ids;
 }
 
 std::vector<Layer> Editor::CopyLayers() const {

@@ -53,6 +53,8 @@ class Editor {
   const Entry* SelectedEntry() const { return Find(selected()); }
   // The layer that a press would take, or that is in hand; 0 for none.
   int hovered() const;
+  // A press holds something: layers, a handle or a corner of a rubber band.
+  bool holding() const { return drag_.has_value(); }
   // Layers are being changed by the pointer.
   bool dragging() const { return drag_ && drag_->moved && drag_->grip != Grip::kNone; }
   // The rectangle that is drawn over what is to be selected.
@@ -97,6 +99,8 @@ class Editor {
   void Lower(bool all_the_way);
   // Hides them if the last is visible, else shows them.
   void ToggleVisible();
+  // Locks them if the last is not, else unlocks them.
+  void ToggleLocked();
   void Delete();
   // Puts copies on top, a little aside, and selects them instead.
   void Duplicate();
@@ -105,8 +109,10 @@ class Editor {
   void SetVisible(int id, bool visible);
   void SetLocked(int id, bool locked);
   void Rename(int id, const std::string& name);
-  // To a place in entries(); one past the end is the last.
-  void MoveTo(int id, std::size_t index);
+
+  // Puts layers one over the other, in the order that they have, and the first to a place in entries(); where there are
+  // too few above, all of them on top.
+  void MoveTo(const std::vector<int>& ids, std::size_t index);
 
   // These change the layer that was selected last. What `continues` is undone with what came before, until EndGesture
   // or another change. Values are brought into their range; what is no number changes nothing.
@@ -119,8 +125,8 @@ class Editor {
 
   // Puts a layer on top and selects it. Returns its id. What is in hand is let go.
   int Add(studio::Layer layer, studio::Size natural);
-  // The same with several, in one step. They get ids of their own, which are selection() then.
-  void AddAll(std::vector<Entry> entries);
+  // The same with several, in one step. Returns their ids, in the order in which they were given.
+  std::vector<int> AddAll(std::vector<Entry> entries);
   // The selected layers, in the order in which they are drawn.
   std::vector<studio::Layer> CopyLayers() const;
 

@@ -158,20 +158,23 @@ void LayerList::Rename() {
   }
 }
 
-// The editor puts the layer in its place, and Refresh shows it.
+// The editor puts the layers in their place, and Refresh shows it.
 void LayerList::dropEvent(QDropEvent* event) {
-  event->setDropAction(Qt::IgnoreAction);  // Else the row that was dragged would be taken away.
+  event->setDropAction(Qt::IgnoreAction);  // Else the rows that were dragged would be taken away.
   event->accept();
   const QModelIndex onto = indexAt(event->position().toPoint());
   int before = onto.isValid() ? onto.row() : static_cast<int>(rows_.size());
   if (onto.isValid() && event->position().y() > visualRect(onto).center().y()) ++before;
-  MoveRow(currentIndex().row(), before);
+  MoveSelected(before);
 }
 
-void LayerList::MoveRow(int row, int before) {
-  const int to = before > row ? before - 1 : before;  // The places after it move up.
-  if (row < 0 || row >= static_cast<int>(rows_.size()) || to == row) return;
-  editor_()->MoveTo(rows_[static_cast<std::size_t>(row)].id, IndexOf(to));
+// Rows count from the top, entries from the bottom: below the layers come those that stay from `before` on.
+void LayerList::MoveSelected(int before) {
+  std::size_t below = 0;
+  for (auto row = static_cast<std::size_t>(std::max(before, 0)); row < rows_.size(); ++row) {
+    if (!editor_()->IsSelected(rows_[row].id)) ++below;
+  }
+  editor_()->MoveTo(editor_()->selection(), below);
 }
 
 }  // namespace preview

@@ -21,8 +21,8 @@ class LayerList : public QTreeWidget {
   void Refresh();
   // Has the user write the name of the layer that was selected last.
   void Rename();
-  // Puts a layer over that of another row, or under all for the row after the last.
-  void MoveRow(int row, int before);
+  // Puts the selected layers over that of a row, or under all for the row after the last.
+  void MoveSelected(int before);
 
  protected:
   void dropEvent(QDropEvent* event) override;
@@ -44,8 +44,6 @@ class LayerList : public QTreeWidget {
   void ShowSelection();
   void TakeSelection();
   void TakeChange(QTreeWidgetItem* item, int column);
-  // Rows count from the top, entries from the bottom.
-  std::size_t IndexOf(int row) const { return rows_.size() - 1 - static_cast<std::size_t>(row); }
 
   const std::function<Editor*()> editor_;
   std::vector<Row> rows_;  // As they are shown.

@@ -16,7 +16,6 @@
 #include <QScreen>
 #include <QStatusBar>
 #include <QToolButton>
-#include <QUrl>
 #include <QVBoxLayout>
 
 #include "preview/look.h"
@@ -179,7 +178,7 @@ void MainWindow::Do(Command command, bool repeated) {
 
 void MainWindow::Escape() {
   Editor& editor = *session_->editor();
-  const bool leave = isFullScreen() && !editor.dragging() && editor.selection().empty();
+  const bool leave = isFullScreen() && !editor.holding() && editor.selection().empty();
   editor.Escape();
   if (leave) ToggleFullScreen();
 }
@@ -278,9 +277,7 @@ void MainWindow::dropEvent(QDropEvent* event) {
   const QPointF pos = canvas_->mapFrom(this, event->position().toPoint());
   const studio::Vec point = canvas_->CanvasPoint(pos).value_or(studio::Vec());
   message_->clear();
-  for (const QUrl& url : event->mimeData()->urls()) {
-    if (url.isLocalFile()) session_->AddFile(url.toLocalFile().toStdString(), point);
-  }
+  runner_.AddUrls(event->mimeData()->urls(), point);
   event->acceptProposedAction();
   Refresh();
 }

@@ -18,6 +18,7 @@ using studio::Size;
 using studio::Vec;
 
 constexpr double kFarthest = 100000;
+constexpr int kWheelRestMs = 500;  // After as long without a turn of the wheel the next is another step.
 
 }  // namespace
 
@@ -37,6 +38,9 @@ NumbersPanel::NumbersPanel(std::function<Editor*()> editor, QWidget* parent)
     grid->addWidget(boxes_[i], i / 2 * 2 + 1, i % 2);
   }
   grid->setRowStretch(kNumberCount, 1);
+  wheel_rests_.setSingleShot(true);
+  wheel_rests_.setInterval(kWheelRestMs);
+  QObject::connect(&wheel_rests_, &QTimer::timeout, this, [this] { End(); });
   for (int i = 0; i < kNumberCount; ++i) {
     const auto number = static_cast<Number>(i);
     QObject::connect(boxes_[i], &QDoubleSpinBox::valueChanged, this, [this, number] { Take(number); });
@@ -114,6 +118,7 @@ bool NumbersPanel::eventFilter(QObject* watched, QEvent* event) {
   switch (event->type()) {
     case QEvent::MouseButtonRelease:
     case QEvent::FocusOut: End(); break;
+    case QEvent::Wheel: wheel_rests_.start(); break;
     case QEvent::KeyRelease:
       if (!static_cast<QKeyEvent*>(event)->isAutoRepeat()) End();
       break;

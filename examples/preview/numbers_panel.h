@@ -5,13 +5,15 @@
 #include <functional>
 
 #include <QDoubleSpinBox>
+#include <QTimer>
 #include <QWidget>
 
 #include "preview/editor.h"
 
 namespace preview {
 
-// A box that is turned by its arrows, the keys or the wheel makes one step for an undo until it is let go.
+// A box that is turned by its arrows, the keys or the wheel makes one step for an undo until it is let go; the wheel
+// until it rests.
 class NumbersPanel : public QWidget {
  public:
   enum Number { kX, kY, kWidth, kHeight, kRotation, kOpacity, kNumberCount };
@@ -33,6 +35,7 @@ class NumbersPanel : public QWidget {
 
   const std::function<Editor*()> editor_;
   QDoubleSpinBox* boxes_[kNumberCount];
+  QTimer wheel_rests_;
   bool continues_ = false;  // The next change belongs to the same step.
 };
 

@@ -82,7 +82,9 @@ std::string FreeName(const std::string& stem, const std::string& suffix, int fir
   for (int number = first;; ++number) {
     std::string name = stem + "-" + std::to_string(number) + suffix;
     std::error_code ignored;
-    if (!std::filesystem::exists(name, ignored)) return name;
+    // Pictures that are numbered begin with the first.
+    const std::string first_picture = studio::NumberedFile(name, 1);
+    if (!std::filesystem::exists(name, ignored) && !std::filesystem::exists(first_picture, ignored)) return name;
   }
 }
 

@@ -60,7 +60,8 @@ class Recording {
       sound_;  // Null for a kind of film that has none. The last: its thread uses others.
 };
 
-// The first of `stem`-`first``suffix`, `stem`-(`first` + 1)`suffix`, ... that is not there yet.
+// The first of `stem`-`first``suffix`, `stem`-(`first` + 1)`suffix`, ... that is not there yet, nor, where it is a
+// pattern, its first picture.
 std::string FreeName(const std::string& stem, const std::string& suffix, int first);
 
 }  // namespace preview

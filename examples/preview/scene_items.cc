@@ -94,13 +94,14 @@ bool SceneItems::IsStale(const Entry& entry, Size size, const Item& item) const 
   return item.opened_for != seeks_;
 }
 
-// A file that cannot be opened any more is kept as it is.
+// From the time on that is shown; the film's end stays. A file that cannot be opened any more is kept as it is.
 void SceneItems::Reopen(const Entry& entry, Size size, Item* item) {
   item->opened_at = size;
   item->opened_for = seeks_;
   try {
     studio::Description description = description_;
     description.start_s = sought_s_;
+    description.duration_s = description_.EndSeconds() - sought_s_;
     Make(entry.id, entry.layer, studio::LayerSource(entry.layer, description), false);
   } catch (const studio::Error&) {
   }

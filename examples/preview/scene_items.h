@@ -23,7 +23,7 @@ namespace preview {
 // Used on the host's thread.
 class SceneItems {
  public:
-  // Of the description only the canvas and the rate matter. Throws Error.
+  // Of the description only the canvas, the rate and the film's end matter. Throws Error.
   SceneItems(const studio::Description& description, GsDevice* device);
   SceneItems(const SceneItems&) = delete;
   SceneItems& operator=(const SceneItems&) = delete;

@@ -8,6 +8,7 @@
 #include "preview/import.h"
 #include "studio/error.h"
 #include "studio/log.h"
+#include "studio/media_length.h"
 #include "studio/scene_file.h"
 
 namespace preview {
@@ -20,6 +21,19 @@ using studio::LayerKind;
 using studio::LayerSource;
 using studio::Size;
 using studio::Vec;
+
+// A scene that is to be as long as its media gets their length, or that of a new scene where none has one. It stays
+// such a scene: it is saved as one.
+void MeasureLength(Description* description) {
+  if (!description->duration_auto) return;
+  const double end_s = studio::MediaEndSeconds(*description);
+  description->duration_s = end_s > 0 ? std::min(end_s, studio::kMaxFilmSeconds) : Description().duration_s;
+}
+
+Options Measured(Options options) {
+  MeasureLength(&options.description);
+  return options;
+}
 
 std::vector<LayerSource> OpenLayers(const std::vector<Layer>& layers, const Description& description) {
   std::vector<LayerSource> sources;
@@ -45,7 +59,7 @@ std::string Clock(double seconds) {
 }  // namespace
 
 Session::Session(Options options)
-    : options_(std::move(options)),
+    : options_(Measured(std::move(options))),
       sources_(OpenLayers(options_.description.layers, options_.description)),
       device_(options_.description.fps, true) {
   // Not before the device is made: it calls its success an error.
@@ -123,13 +137,15 @@ void Session::New() {
 
 void Session::Open(const std::string& file) {
   try {
-    FinishRecording();
     Description description;
     description.verbose = options_.description.verbose;
     studio::ReadSceneFile(file, &description);
     studio::ValidateScene(description);
     description.output = options_.description.output;
+    if (!description.output_size) description.output_size = options_.description.output_size;
+    MeasureLength(&description);
     sources_ = OpenLayers(description.layers, description);
+    FinishRecording();
     Show(std::move(description));
     options_.save = file;
     Tell("opened " + file);
@@ -211,12 +227,9 @@ void Session::Paste(const std::string& text) {
   try {
     const std::vector<Layer> layers = studio::ParseLayersText(text);
     std::vector<LayerSource> sources = OpenLayers(layers, options_.description);
-    editor_->AddAll(EntriesOf(layers, sources));
-    std::size_t next = 0;
-    for (const int id : editor_->selection()) {
-      if (next == sources.size()) break;
-      const Entry* const entry = editor_->Find(id);
-      items_->Make(id, entry->layer, std::move(sources[next++]), true);
+    const std::vector<int> ids = editor_->AddAll(EntriesOf(layers, sources));
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+      items_->Make(ids[i], editor_->Find(ids[i])->layer, std::move(sources[i]), true);
     }
   } catch (const Error& error) {
     TellError(error.what());

@@ -260,6 +260,23 @@ TEST_F(PreviewItemsTest, CopiesAreOpenedWhenTheyAreShown) {
   EXPECT_EQ(FrameColor(&items, 10, 10), "Rgb");
 }
 
+// What is opened anew after another time was gone to still fades out towards the film's end.
+TEST_F(PreviewItemsTest, TheFilmsEndStaysWhereItIs) {
+  description_.duration_s = 4;
+  Layer layer = Red(30);
+  layer.fade_out_s = 4;
+  Editor editor = EditorOf({layer});
+  SceneItems items(description_, device_.get());
+  items.Show(editor);
+  EXPECT_EQ(FrameColor(&items, 32, 32), "Rgb");
+  items.Seek(3900000000);
+  editor.Select(1, false);
+  editor.SetSize({36, 36});
+  items.Show(editor);
+  FrameColor(&items, 0, 0);
+  EXPECT_EQ(FrameColor(&items, 32, 32), "rgb");
+}
+
 TEST_F(PreviewItemsTest, AnExchangeThatIsUnderWayEndsWithTheScene) {
   Editor editor = EditorOf({Red(20)});
   {

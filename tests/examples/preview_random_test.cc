@@ -99,7 +99,7 @@ class Somebody {
       case 7: editor->SetVisible(AnyId(*editor), Whole(0, 3) != 0); break;
       case 8: editor->SetLocked(AnyId(*editor), Whole(0, 3) == 0); break;
       case 9: editor->Rename(AnyId(*editor), std::to_string(Whole(0, 9))); break;
-      case 10: editor->MoveTo(AnyId(*editor), static_cast<std::size_t>(Whole(0, 9))); break;
+      case 10: editor->MoveTo({AnyId(*editor), AnyId(*editor)}, static_cast<std::size_t>(Whole(0, 9))); break;
       case 11: editor->SetPos(Point(), Perhaps()); break;
       case 12: editor->SetSize({Whole(-5, 500), Whole(1, 500)}, Perhaps()); break;
       case 13: editor->SetOpacity(Any(-1, 2), Perhaps()); break;

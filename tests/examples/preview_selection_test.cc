@@ -209,9 +209,9 @@ TEST(SelectionTest, TheListNamesAndMoves) {
   Editor editor = MakeEditor({MakeLayer(0, 0, 9, 9, 1), MakeLayer(0, 0, 9, 9, 2), MakeLayer(0, 0, 9, 9, 3)});
   editor.Rename(2, "Logo");
   EXPECT_EQ(LayerOf(editor, 2).name, "Logo");
-  editor.MoveTo(2, 0);
+  editor.MoveTo({2}, 0);
   EXPECT_EQ(Order(editor), (Ids{2, 1, 3}));
-  editor.MoveTo(2, 99);
+  editor.MoveTo({2}, 99);
   EXPECT_EQ(Order(editor), (Ids{1, 3, 2}));
   EXPECT_EQ(Zs(editor), (Ids{1, 2, 3}));
   editor.Undo();
@@ -223,8 +223,8 @@ TEST(SelectionTest, TheListNamesAndMoves) {
   editor.Rename(2, "");
   editor.SetVisible(1, true);
   editor.SetLocked(1, false);
-  editor.MoveTo(3, 2);
-  editor.MoveTo(55, 0);
+  editor.MoveTo({3}, 2);
+  editor.MoveTo({55}, 0);
   editor.Rename(55, "x");
   EXPECT_FALSE(editor.changed());
 }
@@ -255,6 +255,46 @@ TEST(SelectionTest, CopiesLieAsideAndOnTop) {
   editor.Duplicate();
   editor.AddAll({});
   EXPECT_EQ(Order(editor), (Ids{1, 2, 3}));
+}
+
+TEST(SelectionTest, SeveralGoToAPlaceInTheirOrder) {
+  Editor editor = MakeEditor({MakeLayer(0, 0, 9, 9, 0), MakeLayer(0, 0, 9, 9, 1), MakeLayer(0, 0, 9, 9, 2),
+                              MakeLayer(0, 0, 9, 9, 3), MakeLayer(0, 0, 9, 9, 4)});
+  editor.MoveTo({4, 1, 77}, 1);
+  EXPECT_EQ(Order(editor), (Ids{2, 1, 4, 3, 5}));
+  EXPECT_EQ(Zs(editor), (Ids{0, 1, 2, 3, 4}));
+  editor.MoveTo({2, 3}, 99);
+  EXPECT_EQ(Order(editor), (Ids{1, 4, 5, 2, 3}));
+  editor.MoveTo({77}, 0);
+  editor.Undo();
+  editor.Undo();
+  EXPECT_EQ(Order(editor), (Ids{1, 2, 3, 4, 5}));
+}
+
+TEST(SelectionTest, SeveralAreLockedInOneStep) {
+  Editor editor = ThreeInARow();
+  editor.SetLocked(1, true);
+  editor.Select(1, false);
+  editor.Select(2, true);
+  editor.Select(3, true);
+  editor.ToggleLocked();
+  EXPECT_TRUE(LayerOf(editor, 2).locked && LayerOf(editor, 3).locked);
+  editor.Undo();
+  EXPECT_FALSE(LayerOf(editor, 2).locked || LayerOf(editor, 3).locked);
+  EXPECT_TRUE(LayerOf(editor, 1).locked);
+  editor.Redo();
+  editor.ToggleLocked();
+  EXPECT_FALSE(LayerOf(editor, 1).locked || LayerOf(editor, 2).locked || LayerOf(editor, 3).locked);
+}
+
+// Each of those that come together is known by its place among them, wherever its z puts it.
+TEST(SelectionTest, WhatIsAddedIsAnsweredInTheOrderInWhichItWasGiven) {
+  Editor editor = ThreeInARow();
+  const Ids ids = editor.AddAll({Entry{0, MakeLayer(0, 0, 11, 11, 5), {}}, Entry{0, MakeLayer(0, 0, 22, 22, 3), {}}});
+  ASSERT_EQ(ids.size(), 2u);
+  EXPECT_EQ(LayerOf(editor, ids[0]).size->width, 11);
+  EXPECT_EQ(LayerOf(editor, ids[1]).size->width, 22);
+  EXPECT_EQ(editor.selection(), (Ids{ids[1], ids[0]}));
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 // The window of quarn-preview with its panels, on no screen: what lists, numbers, buttons, menus and keys make of the
 // scene, and what they show of it. What the canvas shows is preview_test's.
+#include "tests/examples/preview_window.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,84 +17,10 @@
 #include <QTest>
 #include <QTimer>
 
-#include "preview/look.h"
-#include "preview/main_window.h"
-#include "preview/session.h"
-#include "studio/error.h"
-#include "studio/log.h"
-#include "studio/scene_file.h"
-#include "tests/examples/example_program.h"
-
 namespace {
 
 using preview::Command;
-using preview::Editor;
 using preview::NumbersPanel;
-
-constexpr char kScene[] = R"({"canvas": [200, 120], "duration": 20, "layers": [
-  {"color": "#c08040", "size": [60, 40], "pos": [-50, -20], "name": "box"},
-  {"color": "#40a0c0", "size": [50, 50], "pos": [-10, 10]},
-  {"color": "#ffffff", "size": [4, 4], "pos": [80, 50]}]})";
-
-class PreviewWindowTest : public ExampleTest {
- protected:
-  static void SetUpTestSuite() {
-    static int argc = 1;
-    static char name[] = "preview_window_test";
-    static char* argv[] = {name, nullptr};
-    static auto* const application = new QApplication(argc, argv);  // To the end of the process.
-    preview::SetLook(application);
-    studio::ShowLog(studio::LogShown::kNothing);
-  }
-
-  void SetUp() override { Open(kScene); }
-
-  void Open(const std::string& json) {
-    window_.reset();
-    session_.reset();
-    std::ofstream(Path("scene.json")) << json;
-    preview::Options options;
-    options.scene = options.save = Path("scene.json");
-    studio::ReadSceneFile(options.scene, &options.description);
-    session_ = std::make_unique<preview::Session>(std::move(options));
-    window_ = std::make_unique<preview::MainWindow>(session_.get());
-    window_->show();
-    window_->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window_.get(), 60000));
-    window_->Refresh();
-  }
-
-  ~PreviewWindowTest() override {
-    window_.reset();
-    session_.reset();
-  }
-
-  Editor& editor() { return *session_->editor(); }
-  const studio::Layer& LayerAt(std::size_t index) { return editor().entries().at(index).layer; }
-  preview::LayerList& list() { return *window_->layers(); }
-  QTreeWidgetItem* Row(int row) { return list().topLevelItem(row); }
-  QPoint RowPoint(int row, int column) {
-    const QRect rect = list().visualRect(list().model()->index(row, column));
-    return column == 2 ? rect.center() : QPoint(rect.left() + 10, rect.center().y());
-  }
-  std::vector<std::string> Names() {
-    window_->Refresh();
-    std::vector<std::string> names;
-    for (int i = 0; i < list().topLevelItemCount(); ++i) names.push_back(Row(i)->text(2).toStdString());
-    return names;
-  }
-  void Click(int row, Qt::KeyboardModifiers modifiers = {}) {
-    QTest::mouseClick(list().viewport(), Qt::LeftButton, modifiers, RowPoint(row, 2));
-    window_->Refresh();
-  }
-  void Key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
-    QTest::keyClick(window_->canvas(), key, modifiers);
-    window_->Refresh();
-  }
-
-  std::unique_ptr<preview::Session> session_;
-  std::unique_ptr<preview::MainWindow> window_;
-};
 
 TEST_F(PreviewWindowTest, TheListHasTheTopmostLayerFirst) {
   EXPECT_EQ(Names(), (std::vector<std::string>{"color", "color", "box"}));
@@ -138,15 +65,15 @@ TEST_F(PreviewWindowTest, TheListRenames) {
 
 TEST_F(PreviewWindowTest, TheListReorders) {
   Click(2);
-  list().MoveRow(2, 0);
+  list().MoveSelected(0);
   EXPECT_EQ(Names(), (std::vector<std::string>{"box", "color", "color"}));
   EXPECT_EQ(LayerAt(2).name, "box");
   EXPECT_TRUE(Row(0)->isSelected());
-  list().MoveRow(0, 2);
+  list().MoveSelected(2);
   EXPECT_EQ(Names(), (std::vector<std::string>{"color", "box", "color"}));
-  list().MoveRow(1, 3);
+  list().MoveSelected(3);
   EXPECT_EQ(Names().back(), "box");
-  list().MoveRow(2, 3);  // Where it is already.
+  list().MoveSelected(3);  // Where it is already.
   window_->Do(Command::kUndo);
   EXPECT_EQ(Names(), (std::vector<std::string>{"color", "box", "color"}));
 }
@@ -319,7 +246,7 @@ TEST_F(PreviewWindowTest, ClosingAsksBeforeChangesAreLost) {
   EXPECT_FALSE(close_with(QMessageBox::Cancel));
   EXPECT_TRUE(editor().changed());
   EXPECT_TRUE(close_with(QMessageBox::Discard));
-  EXPECT_EQ(ReadFile(Path("scene.json")), kScene);
+  EXPECT_EQ(ReadFile(Path("scene.json")), kPreviewScene);
   window_->show();
   EXPECT_TRUE(close_with(QMessageBox::Save));
   EXPECT_NE(ReadFile(Path("scene.json")).find("\"visible\": false"), std::string::npos);
