@@ -203,7 +203,11 @@ Summary Record(const Description& description, const Progress& progress, StageTi
   if (scene->width() == 0 || (description.Format() == PixelLayout::kBgra && !AddBgraProgram(device.get()))) {
     throw Error(kNoGraphics);
   }
-  const Stage stage{device.get(), description.canvas, &clock, times};
+  FilmOutput* shown = nullptr;  // Once there is one.
+  const auto goes_on = [&] {
+    return progress({shown ? shown->counts() : FilmCounts(), 0, std::nullopt}) && !encoder.failed();
+  };
+  const Stage stage{device.get(), description.canvas, &clock, times, goes_on};
   std::vector<scoped_refptr<LayerItem>> items;
   for (LayerSource& source : sources) {
     items.push_back(source.MakeItem(stage));
@@ -215,14 +219,13 @@ Summary Record(const Description& description, const Progress& progress, StageTi
   {
     const FilmPicture picture(scene, description, device.get(), times);
     FilmOutput output(picture.scene(), description, &encoder, device.get(), times);
+    shown = &output;
     FilmSound sound(&output, &encoder);
     std::unique_ptr<SoundMix> mix;
     std::unique_ptr<OfflineSound> offline_sound;
     if (writer.has_sound() && !description.offline) mix = std::make_unique<SoundMix>(&sound, std::move(sounds));
     if (writer.has_sound() && description.offline) {
-      offline_sound = std::make_unique<OfflineSound>(&encoder, std::move(sounds), [&] {
-        return progress({output.counts(), 0, std::nullopt}) && !encoder.failed();
-      });
+      offline_sound = std::make_unique<OfflineSound>(&encoder, std::move(sounds), goes_on);
     }
     std::uint64_t frame_ns = 0;
     if (!description.offline) frame_ns = Rehearsal(picture.scene(), description, device.get()).timestamp_ns();

@@ -48,7 +48,7 @@ struct Status {
 // Called now and then; returns false to end the film early.
 using Progress = std::function<bool(const Status& status)>;
 
-// Makes the film. Throws Error; then no film is left behind.
+// Makes the film. Throws Error; what there is of the film is kept.
 Summary Record(const Description& description, const Progress& progress, StageTimes* times);
 
 }  // namespace studio

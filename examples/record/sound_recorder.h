@@ -7,7 +7,8 @@
 
 namespace studio {
 
-// As Record, for a description without pictures. Throws Error; then no film is left behind.
+// As Record, for a description without pictures. Throws Error; what there is of the film
+// is kept.
 Summary RecordSound(const Description& description, const Progress& progress, StageTimes* times);
 
 }  // namespace studio

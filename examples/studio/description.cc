@@ -80,13 +80,15 @@ void ValidateOutput(const Description& description, const FilmKind& kind) {
                      " needs a plain file: take --container matroska, mpegts, nut, y4m, gif or wav");
   }
   if (!description.overwrite && !IsPipe(output)) {
-    const std::uint64_t files = kind.is_sequence ? description.FrameCount() : 1;
-    for (std::uint64_t number = 1; number <= files; ++number) {
-      const std::string file = kind.is_sequence ? NumberedFile(output, number) : output;
+    const auto refuse = [](const std::string& file) {
       std::error_code ignored;
-      if (!std::filesystem::exists(file, ignored)) continue;
+      if (!std::filesystem::exists(file, ignored)) return;
       throw UsageError(file + " is there already: leave out --no-overwrite, or take another name");
-    }
+    };
+    if (!kind.is_sequence) refuse(FileName(output));
+    const std::uint64_t first = kind.is_sequence ? 1 : 0;  // Of pictures, or segments.
+    const std::uint64_t files = kind.pattern.empty() ? 0 : description.FrameCount();
+    for (std::uint64_t n = 0; n < files; ++n) refuse(NumberedFile(kind.pattern, first + n));
   }
   const Encoding& encoding = description.encoding;
   if (encoding.quality && (*encoding.quality < 0 || *encoding.quality > 100)) {
@@ -124,6 +126,7 @@ void Validate(const Description& description) {
   RefuseInputs(description);
   ValidateScene(description);
   const FilmKind kind = KindOf(description);
+  if (!kind.pattern.empty()) RefuseNumberedInputs(description, kind.pattern);
   ValidateOutput(description, kind);
   if (kind.has_picture) ValidatePictures(description, kind);
   if (!description.duration_auto && !(description.duration_s > 0 && description.duration_s <= kMaxFilmSeconds)) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <random>
 
 #include "studio/error.h"
@@ -33,9 +34,20 @@ int Create(const fs::path& path) {
   return 0;
 }
 
+// Gives a file a name that nothing has, though something may get it meanwhile: that is an error.
+std::error_code RenameToFree(const fs::path& from, const fs::path& to) {
+  int result = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+  if (result != 0 && (errno == EINVAL || errno == ENOSYS)) {
+    // Not every file system can. Of two names of one file, the new one is the one to keep.
+    result = link(from.c_str(), to.c_str());
+    if (result == 0) unlink(from.c_str());
+  }
+  return result == 0 ? std::error_code() : std::error_code(errno, std::generic_category());
+}
+
 }  // namespace
 
-FilmFile::FilmFile(const std::string& film) : film_(film), target_(film) {
+FilmFile::FilmFile(const std::string& film, bool overwrite) : film_(film), overwrite_(overwrite), target_(film) {
   std::error_code error;
   if (fs::exists(target_, error) && !fs::is_regular_file(target_, error)) {
     throw Error("cannot write " + film + ": it is not a plain file");
@@ -55,16 +67,21 @@ FilmFile::~FilmFile() {
   if (!path_.empty()) fs::remove(path_, ignored);
 }
 
-std::error_code FilmFile::Publish() {
+std::error_code FilmFile::Publish() { return Rename(overwrite_); }
+
+std::error_code FilmFile::Rename(bool overwrite) {
   std::error_code error;
-  fs::rename(path_, target_, error);
+  if (overwrite) {
+    fs::rename(path_, target_, error);
+  } else {
+    error = RenameToFree(path_, target_);
+  }
   if (!error) path_.clear();
   return error;
 }
 
 std::string FilmFile::Keep() {
-  std::error_code error;
-  if (!fs::exists(target_, error) && !Publish()) return film_;
+  if (!Rename(false)) return film_;
   std::string name = path();
   path_.clear();
   return name;

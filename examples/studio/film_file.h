@@ -14,7 +14,7 @@ namespace studio {
 class FilmFile {
  public:
   // Makes the file, empty. Throws Error.
-  explicit FilmFile(const std::string& film);
+  explicit FilmFile(const std::string& film, bool overwrite = true);
   // Removes it, unless it was kept.
   ~FilmFile();
   FilmFile(const FilmFile&) = delete;
@@ -22,14 +22,18 @@ class FilmFile {
 
   std::string path() const { return path_.string(); }
 
-  // Gives it the film's name, at once and in place of what has that name.
+  // Gives it the film's name, at once and in place of what has that name; unless it is not to overwrite that, which is
+  // the error std::errc::file_exists then.
   std::error_code Publish();
   // Keeps it as a film that broke off: under the film's name where that is free, for an older film may be worth more,
   // else under its own. Returns the name.
   std::string Keep();
 
  private:
+  std::error_code Rename(bool overwrite);
+
   const std::string film_;
+  const bool overwrite_;
   std::filesystem::path target_;
   std::filesystem::path path_;  // Empty once it is kept.
 };

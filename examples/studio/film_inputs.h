@@ -15,6 +15,8 @@ bool IsSameFile(const std::string& name, const std::string& other);
 void RefuseMedia(const Description& description, const std::string& output);
 // So too when the film's output is the scene file.
 void RefuseInputs(const Description& description);
+// So too when one of them is a file of the film's pattern, whatever its number.
+void RefuseNumberedInputs(const Description& description, const std::string& pattern);
 
 }  // namespace studio
 

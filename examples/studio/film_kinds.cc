@@ -116,8 +116,16 @@ void KeepAlpha(const Description& description, FilmKind* kind) {
                    " has no alpha: take .mov (ProRes), .webm, .mkv, .gif, .apng, .png, or frame-%04d.png");
 }
 
+// The pattern of a playlist's segments, which lie beside it.
+std::string SegmentPattern(const std::string& output) {
+  std::string segments = FileName(output);
+  if (!SuffixOf(segments).empty()) segments.resize(segments.rfind('.'));
+  for (std::size_t at = 0; (at = segments.find('%', at)) != std::string::npos; at += 2) segments.insert(at, "%");
+  return segments + "-%05d.ts";
+}
+
 // How FFmpeg's containers are to be written.
-void SetOptions(const Description& description, FilmKind* kind) {
+void SetOptions(FilmKind* kind) {
   const std::string& name = kind->container;
   const bool is_mov = IsOneOf(name, {"mp4", "mov", "ipod", "3gp", "3g2", "psp", "f4v"});
   kind->needs_file = is_mov || IsOneOf(name, {"avi", "apng", "webp", "image2", "hls", "aiff", "w64", "caf"});
@@ -127,11 +135,9 @@ void SetOptions(const Description& description, FilmKind* kind) {
   // No picture is ever seen in part.
   if (kind->is_sequence) kind->options.push_back({"atomic_writing", "1"});
   if (name == "hls") {
-    std::string segments = description.output.substr(0, description.output.rfind('.')) + "-";
-    for (std::size_t at = 0; (at = segments.find('%', at)) != std::string::npos; at += 2) segments.insert(at, "%");
     kind->options.insert(kind->options.end(), {{"hls_playlist_type", "event"},
                                                {"hls_flags", "temp_file+independent_segments"},
-                                               {"hls_segment_filename", LocalPath(segments + "%05d.ts")}});
+                                               {"hls_segment_filename", LocalPath(kind->pattern)}});
   }
 }
 
@@ -178,7 +184,9 @@ FilmKind KindOf(const Description& description) {
   }
   if (description.transparent && !kind.has_picture) throw UsageError("--transparent: " + output + " has sound alone");
   if (description.transparent) KeepAlpha(description, &kind);
-  SetOptions(description, &kind);
+  if (kind.is_sequence) kind.pattern = FileName(output);
+  if (kind.container == "hls") kind.pattern = SegmentPattern(output);
+  SetOptions(&kind);
   return kind;
 }
 
@@ -192,6 +200,8 @@ AVPixelFormat EncodedFormat(const AVCodec* codec, PixelLayout layout, bool trans
     case AV_CODEC_ID_GIF: return AV_PIX_FMT_PAL8;
     case AV_CODEC_ID_WEBP: return AV_PIX_FMT_BGRA;
     case AV_CODEC_ID_MJPEG: return AV_PIX_FMT_YUVJ444P;
+    // Its files do not say which YUV theirs is.
+    case AV_CODEC_ID_JPEG2000: return transparent ? AV_PIX_FMT_RGBA : AV_PIX_FMT_RGB24;
     case AV_CODEC_ID_PRORES: return transparent ? AV_PIX_FMT_YUVA444P10 : AV_PIX_FMT_YUV422P10;
     default: break;
   }

@@ -16,6 +16,7 @@ struct FilmKind {
   bool is_still = false;
   bool is_sequence = false;  // A file for each picture.
   bool has_picture = true;   // Else it is sound alone.
+  std::string pattern;       // Of a sequence's files, or of a playlist's segments; else empty.
   // It has no times: a frame that is missing is shown by the next.
   bool fills_gaps = false;
   // FFmpeg goes back to what it has written: pipes do not do.

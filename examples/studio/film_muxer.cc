@@ -35,6 +35,7 @@ FilmMuxer::FilmMuxer(const Description& description, const FilmKind& kind)
     : target_(description.output),
       is_stream_(IsUrl(target_)),
       is_pipe_(IsPipe(target_)),
+      overwrite_(description.overwrite),
       descriptor_(description.output_descriptor),
       index_in_front_(description.encoding.faststart),
       options_(kind.options) {
@@ -65,7 +66,7 @@ int FilmMuxer::AddStream(const AVCodecContext* codec) {
 
 void FilmMuxer::Open() {
   if (!(format_->oformat->flags & AVFMT_NOFILE)) {
-    if (!is_stream_ && !is_pipe_) file_.emplace(FileName(target_));
+    if (!is_stream_ && !is_pipe_) file_.emplace(FileName(target_), overwrite_);
     OpenOutput();
   } else if (!is_stream_ && !fs::is_directory(fs::path(format_->url).parent_path())) {
     throw Error("cannot write " + target_ + ": " + Text(AVERROR(ENOENT)));
@@ -80,7 +81,7 @@ void FilmMuxer::OpenOutput() {
   const std::string url = is_stream_              ? target_
                           : file_                 ? AvUrl(file_->path())
                           : DescriptorOf(target_) ? "pipe:" + std::to_string(descriptor_)
-                                                  : AvUrl(target_);
+                                                  : AvUrl(FileName(target_));
   AVIOContext* output = nullptr;
   const int opened = avio_open2(&output, url.c_str(), AVIO_FLAG_WRITE, &format_->interrupt_callback, &options);
   av_dict_free(&options);
@@ -166,7 +167,14 @@ void FilmMuxer::Finish() {
   }
   if (result < 0) Fail(Text(result));
   if (!file_) return;
-  if (const std::error_code error = Publish()) Fail(error.message());
+  if (const std::error_code error = Publish()) {
+    if (error == std::errc::file_exists) {
+      const std::string name = file_->Keep();
+      file_.reset();
+      throw Error("cannot write " + target_ + ": it is there by now; the film is in " + name);
+    }
+    Fail(error.message());
+  }
   file_.reset();
 }
 
@@ -223,7 +231,7 @@ std::error_code FilmMuxer::Publish() {
   const bool has_room = !error && fs::space(path, error).available >= wanted && !error;
   if (NeedsFragments(format_->oformat->name) && has_room) {
     try {
-      FilmFile copy(FileName(target_));
+      FilmFile copy(FileName(target_), overwrite_);
       if (CopyFilm(path, copy.path(), format_->oformat->name, index_in_front_) == 0) return copy.Publish();
     } catch (const Error&) {
       // It stays as it is, which can be read as well.

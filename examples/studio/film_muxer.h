@@ -69,6 +69,7 @@ class FilmMuxer {
   const std::string target_;  // The film's name or URL.
   const bool is_stream_;
   const bool is_pipe_;
+  const bool overwrite_;
   const int descriptor_;  // Of a pipe that is open already.
   const bool index_in_front_;
   const std::vector<std::pair<std::string, std::string>> options_;  // Of the container.

@@ -162,6 +162,7 @@ VideoLayer::VideoLayer(const Layer& layer, Size size, Span span, const Picture& 
       player_(std::move(player)),
       begin_ns_(begin_ns) {
   player_->SetForm(video_ ? PictureForm::kPlanes : PictureForm::kPixels);
+  player_->SetGoesOn(stage.goes_on);
   if (video_) Show(picture);
 }
 

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -30,6 +31,7 @@ struct Stage {
   Size canvas;
   const FilmClock* clock = nullptr;
   StageTimes* times = nullptr;
+  std::function<bool()> goes_on = nullptr;  // Asked by what waits for a film that is made offline.
 };
 
 // When a layer is there, in seconds of the film.

@@ -16,6 +16,23 @@ constexpr std::int64_t kNoEnd = std::numeric_limits<std::int64_t>::max();
 
 std::int64_t Nanoseconds(double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); }
 
+// Gives a frame of pixels that share bytes, which FFmpeg does not crop, a whole number of bytes for each.
+void Unpack(AVFrame* frame) {
+  const auto format = static_cast<AVPixelFormat>(frame->format);
+  if (!(av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_BITSTREAM)) return;
+  AvFrame whole(av_frame_alloc());
+  if (!whole || av_frame_copy_props(whole.get(), frame) < 0) return;
+  whole->format = AV_PIX_FMT_RGB24;
+  whole->width = frame->width;
+  whole->height = frame->height;
+  const AvScaler scaler(sws_getContext(frame->width, frame->height, format, frame->width, frame->height,
+                                       AV_PIX_FMT_RGB24, SWS_POINT, nullptr, nullptr, nullptr));
+  if (!scaler || av_frame_get_buffer(whole.get(), 0) < 0) return;
+  sws_scale(scaler.get(), frame->data, frame->linesize, 0, frame->height, whole->data, whole->linesize);
+  av_frame_unref(frame);
+  av_frame_move_ref(frame, whole.get());
+}
+
 Layer LayerOf(const std::string& file) {
   Layer layer;
   layer.file = file;
@@ -105,6 +122,7 @@ void MediaReader::CropFrame(AVFrame* frame) const {
     return static_cast<std::size_t>((std::int64_t{pixels} * frame_side + side / 2) / side);
   };
   const int width = frame->width, height = frame->height;
+  Unpack(frame);
   frame->crop_left = scaled(lying.left, width, of.width);
   frame->crop_top = scaled(lying.top, height, of.height);
   frame->crop_right = scaled(lying.right, width, of.width);

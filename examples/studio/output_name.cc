@@ -23,13 +23,15 @@ std::string FileName(const std::string& output) {
 }
 
 std::optional<int> DescriptorOf(const std::string& output) {
-  if (output == "-" || output == "/dev/stdout") return 1;
-  if (output == "/dev/stderr") return 2;
+  if (output == "-") return 1;
+  const std::string name = FileName(output);
+  if (name == "/dev/stdout") return 1;
+  if (name == "/dev/stderr") return 2;
   for (const std::string folder : {"/dev/fd/", "/proc/self/fd/"}) {
-    if (output.rfind(folder, 0) != 0) continue;
+    if (name.rfind(folder, 0) != 0) continue;
     int descriptor = -1;
-    const char* const end = output.data() + output.size();
-    const auto [rest, error] = std::from_chars(output.data() + folder.size(), end, descriptor);
+    const char* const end = name.data() + name.size();
+    const auto [rest, error] = std::from_chars(name.data() + folder.size(), end, descriptor);
     if (error == std::errc() && rest == end && descriptor >= 0) return descriptor;
   }
   return std::nullopt;
@@ -39,7 +41,8 @@ bool IsPipe(const std::string& output) {
   if (DescriptorOf(output)) return true;
   if (IsUrl(output)) return false;
   std::error_code ignored;
-  return std::filesystem::is_fifo(output, ignored) || std::filesystem::is_character_file(output, ignored);
+  const std::string name = FileName(output);
+  return std::filesystem::is_fifo(name, ignored) || std::filesystem::is_character_file(name, ignored);
 }
 
 bool IsPattern(const std::string& output) { return !IsUrl(output) && av_filename_number_test(output.c_str()) != 0; }

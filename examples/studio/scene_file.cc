@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "studio/error.h"
+#include "studio/film_file.h"
 #include "studio/film_inputs.h"
 #include "studio/layer_text.h"
 #include "studio/media_file.h"
@@ -266,11 +267,8 @@ std::vector<Layer> ParseLayersText(const std::string& text) {
 
 void WriteSceneFile(const std::string& path, const Description& description) {
   namespace fs = std::filesystem;
-  const auto fail = [&path](const std::string& why) { throw Error("cannot write scene " + path + ": " + why); };
-  std::error_code error;
-  if (fs::exists(path, error) && !fs::is_regular_file(path, error)) fail("it is not a plain file");
+  const auto fail = [&path](const std::string& why) { throw Error("cannot write " + path + ": " + why); };
   RefuseMedia(description, path);
-  const fs::path target = fs::is_symlink(path, error) ? fs::canonical(path, error) : fs::path(path);
   std::string text;
   try {
     text = SceneText(description, fs::absolute(path).parent_path());
@@ -280,21 +278,13 @@ void WriteSceneFile(const std::string& path, const Description& description) {
     fail(failure.code().message());
   }
 
-  const fs::path part = target.string() + ".part";
+  FilmFile scene(path);
   errno = 0;
-  std::ofstream file(part, std::ios::binary);
+  std::ofstream file(scene.path(), std::ios::binary);
   file << text;
   file.close();
-  if (file) {
-    fs::rename(part, target, error);
-  } else {
-    error = std::error_code(errno != 0 ? errno : EIO, std::generic_category());
-  }
-  if (error) {
-    std::error_code ignored;
-    fs::remove(part, ignored);
-    fail(error.message());
-  }
+  if (!file) fail(std::generic_category().message(errno != 0 ? errno : EIO));
+  if (const std::error_code error = scene.Publish()) fail(error.message());
 }
 
 }  // namespace studio

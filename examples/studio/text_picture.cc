@@ -12,8 +12,9 @@
 namespace studio {
 namespace {
 
-constexpr int kMaxSide = 8192;       // What hardware of the OpenGL 3.2 class takes as a texture.
-constexpr double kMaxLetter = 2000;  // Larger ones are enlarged.
+// What is larger is enlarged.
+constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class takes as a texture.
+constexpr double kMaxLetter = 2000;
 
 struct Deleter {
   void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
@@ -102,10 +103,10 @@ Picture TextPicture(const Layer& layer, Size natural, Size drawn) {
   // where the proportions are not kept.
   Layer scaled = layer;
   const double wanted = static_cast<double>(layer.letter_px) * std::max(across, down);
-  scaled.letter_px = static_cast<float>(std::min(wanted, kMaxLetter));
-  const auto side = [&](int of) {
-    return std::max(1, static_cast<int>(std::lround(of * static_cast<double>(scaled.letter_px) / wanted)));
-  };
+  const double longer = std::max(drawn.width, drawn.height);
+  const double share = std::min({1.0, kMaxLetter / wanted, kMaxSide / longer});
+  scaled.letter_px = static_cast<float>(wanted * share);
+  const auto side = [&](int of) { return std::max(1, static_cast<int>(std::lround(of * share))); };
   const Size size{side(drawn.width), side(drawn.height)};
   const Canvas canvas(scaled, size);
   cairo_t* const cairo = canvas.cairo.get();

@@ -1,6 +1,7 @@
 #include "studio/video_player.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 #include <utility>
 
@@ -11,6 +12,7 @@ constexpr std::size_t kPicturesAhead = 4;
 constexpr std::int64_t kRoundingNs = 1000000;     // Containers round times to milliseconds.
 constexpr std::int64_t kBehindNs = 100000000;     // From here on pictures are left out that no other one needs,
 constexpr std::int64_t kFarBehindNs = 250000000;  // and from here on all until one that needs no other one.
+constexpr std::chrono::milliseconds kAskPeriod(100);
 
 }  // namespace
 
@@ -48,7 +50,10 @@ const Picture* VideoPlayer::Take(std::int64_t film_ns) {
   due_ns_ = film_ns;
   if (offline_) {
     wanted_.notify_one();
-    changed_.wait(lock, [&] { return ended_ || (!entries_.empty() && entries_.back()->decoded.time_ns > film_ns); });
+    const auto decoded = [&] { return ended_ || (!entries_.empty() && entries_.back()->decoded.time_ns > film_ns); };
+    while (!changed_.wait_for(lock, kAskPeriod, decoded)) {
+      if (goes_on_ && !goes_on_()) return nullptr;
+    }
   }
   const auto chosen = Choose();
   if (chosen == entries_.end()) return nullptr;
@@ -59,7 +64,7 @@ const Picture* VideoPlayer::Take(std::int64_t film_ns) {
   changed_.wait(lock, [&] { return entry->stage == Stage::kConverted; });
   if (!entry->good) return nullptr;
   std::swap(current_, entry->picture);
-  if (free_.size() < kPicturesAhead) free_.push_back(std::move(entry->picture));
+  GiveBack(std::move(entry->picture));
   return &current_;
 }
 
@@ -73,17 +78,24 @@ VideoPlayer::Entries::iterator VideoPlayer::Choose() {
   return offline_ || ready == entries_.end() ? newest : ready;
 }
 
-// Of the pictures that are due, all but the newest have been late already; those that are converted stay, for they can
-// be shown at once.
+// Of the pictures that are due, all but the newest have been late already. In real time those that are converted stay,
+// for they can be shown at once; offline nothing but the newest is shown.
 void VideoPlayer::DropPassed() {
   for (std::size_t i = 0; i + 1 < entries_.size();) {
-    const bool passed = entries_[i + 1]->decoded.time_ns <= due_ns_ && entries_[i]->stage == Stage::kDecoded;
+    const bool passed =
+        entries_[i + 1]->decoded.time_ns <= due_ns_ && (offline_ || entries_[i]->stage == Stage::kDecoded);
     if (passed) {
+      if (entries_[i]->stage == Stage::kConverted) GiveBack(std::move(entries_[i]->picture));
       entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(i));
     } else {
       ++i;
     }
   }
+}
+
+// Keeps the memory of a picture for another one.
+void VideoPlayer::GiveBack(Picture picture) {
+  if (free_.size() < kPicturesAhead) free_.push_back(std::move(picture));
 }
 
 // Whether something between the two times will be asked for, if it goes on as before.

@@ -6,9 +6,11 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "studio/media_reader.h"
@@ -34,6 +36,9 @@ class VideoPlayer {
   // thread.
   void SetForm(PictureForm form) { form_ = form; }
 
+  // Offline, Take asks this now and then while it waits, and waits no longer when it says no. On Take's thread.
+  void SetGoesOn(std::function<bool()> goes_on) { goes_on_ = std::move(goes_on); }
+
   // The newest picture due at `film_ns`; null when there is none that was not taken before. Valid until the next call.
   const Picture* Take(std::int64_t film_ns);
 
@@ -54,6 +59,7 @@ class VideoPlayer {
   bool Decode(DecodedPicture* decoded, std::int64_t due_ns);
   void Hurry(std::int64_t behind_ns, std::int64_t due_ns);
   void DropPassed();
+  void GiveBack(Picture picture);
   std::shared_ptr<Entry> NextToConvert();
   bool WillBeTaken(std::int64_t begin_ns, std::int64_t end_ns) const;
   void Convert(const std::shared_ptr<Entry>& entry, PictureConverter* converter, std::unique_lock<std::mutex>* lock);
@@ -66,6 +72,7 @@ class VideoPlayer {
   PictureConverter ahead_;    // The thread's.
   PictureConverter in_time_;  // Take's.
   Picture current_;
+  std::function<bool()> goes_on_;
 
   std::mutex mutex_;
   std::condition_variable wanted_;   // For the thread.

@@ -66,6 +66,26 @@ TEST_F(MediaReaderTest, PassesThatAreOverAreLeftOut) {
   EXPECT_EQ(Times(&reader), (std::vector<int>{75, 76, 77, 78, 79}));
 }
 
+// FFmpeg crops no pictures whose pixels share bytes.
+TEST_F(MediaReaderTest, PicturesOfOneBitAreCropped) {
+  Ffmpeg(
+      "-f lavfi -i nullsrc=s=32x16,format=gray,geq=lum=255*gte(X\\,13)*gte(Y\\,5) -frames:v 1 -pix_fmt monob bits.png");
+  Layer layer;
+  layer.file = Path("bits.png");
+  layer.crop.left = 13;
+  layer.crop.top = 5;
+  MediaReader reader(layer);
+  Picture picture;
+  ASSERT_TRUE(reader.Next(&picture));
+  ASSERT_EQ(picture.size.width, 19);
+  ASSERT_EQ(picture.size.height, 11);
+  for (int y = 0; y < 11; ++y) {
+    for (int x = 0; x < 19; ++x) {
+      ASSERT_EQ(picture.pixels[static_cast<std::size_t>(y * picture.stride + x * 4)], 255) << x << "," << y;
+    }
+  }
+}
+
 TEST_F(MediaReaderTest, TrimsWhereContainersCannotSeek) {
   for (const std::string name : {"clip.mp4", "clip.mkv", "clip.ts", "clip.avi", "clip.nut"}) {
     SCOPED_TRACE(name);

@@ -785,7 +785,7 @@ TEST_F(PreviewTest, SaysWhyItCannotSave) {
   Click(-50, -20);
   user_->Key(XK_Left);
   user_->Key(XK_s);
-  const std::string line = "cannot write scene none/scene.json: No such file or directory";
+  const std::string line = "cannot write none/scene.json: No such file or directory";
   EXPECT_TRUE(Complains(line));
   EXPECT_TRUE(Titled("scene.json*"));
   kill(program_, SIGINT);

@@ -1,6 +1,7 @@
 // Kinds of films that quarn-record makes, the pipes that it writes into, and what it says meanwhile.
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -55,12 +56,12 @@ TEST_F(RecordFormatsTest, EveryKindShowsTheScene) {
     EXPECT_EQ(frames.size(), 3u);
     for (const RgbFrame& frame : frames) ExpectNear(frame, reference, 1);
   }
-  for (const std::string still : {"still.jpg", "still.tiff", "still.webp", "still.bmp"}) {
+  for (const std::string still : {"still.jpg", "still.tiff", "still.webp", "still.bmp", "still.jp2"}) {
     SCOPED_TRACE(still);
     Record(kScene + Arguments{"-o", still});
     const std::vector<RgbFrame> frames = DecodeTagged(still);
     ASSERT_EQ(frames.size(), 1u);
-    ExpectNear(frames[0], reference, still == "still.jpg" || still == "still.webp" ? 6 : 1);
+    ExpectNear(frames[0], reference, still == "still.jpg" || still == "still.webp" || still == "still.jp2" ? 6 : 1);
   }
 }
 
@@ -94,6 +95,10 @@ TEST_F(RecordFormatsTest, PlaylistNamesItsSegments) {
   const std::vector<RgbFrame> frames = DecodeTagged("a film.m3u8");
   ASSERT_EQ(frames.size(), 50u);
   ExpectNear(frames.back(), SceneReference(), 12);
+
+  std::filesystem::create_directories(Path("a.b"));
+  Record(kOffline + Arguments{"--container", "hls", "-o", "a.b/film"});
+  EXPECT_TRUE(std::filesystem::exists(Path("a.b/film-00000.ts")));
 }
 
 TEST_F(RecordFormatsTest, PipesGetTheFilmAndNothingElse) {
@@ -119,6 +124,10 @@ TEST_F(RecordFormatsTest, FifosAndDescriptorsAreWrittenInPlace) {
       Shell(kOffline, "mkfifo fifo.y4m; cat fifo.y4m > got & record -o fifo.y4m; wait; test -p fifo.y4m");
   EXPECT_EQ(fifo.exit_code, 0) << fifo.err;
   EXPECT_EQ(fifo.out.rfind("fifo.y4m: 96x64", 0), 0u) << fifo.out;
+  EXPECT_TRUE(ReadFile(Path("got")) == ReadFile(Path("film.y4m")));
+  const std::string url = "file://" + Path("fifo.y4m");
+  const Ended named = Shell(kOffline, "cat fifo.y4m > got & record -o " + url + "; wait; test -p fifo.y4m");
+  EXPECT_EQ(named.exit_code, 0) << named.err;
   EXPECT_TRUE(ReadFile(Path("got")) == ReadFile(Path("film.y4m")));
   for (const std::string name : {"/dev/stdout", "/dev/fd/5"}) {
     SCOPED_TRACE(name);
@@ -223,6 +232,13 @@ TEST_F(RecordFormatsTest, NothingIsReplacedWhereThatIsForbidden) {
     EXPECT_EQ(ended.err,
               "quarn-record: " + there + " is there already: leave out --no-overwrite, or take another name\n");
     EXPECT_EQ(ReadFile(Path(there)), "older");
+  }
+  std::ofstream(Path("list-00000.ts")) << "older";
+  for (const std::string& name : {"file://" + Path("film.y4m"), std::string("list.m3u8")}) {
+    SCOPED_TRACE(name);
+    const Ended ended = Run("quarn-record", kOffline + Arguments{"--no-overwrite", "-o", name});
+    EXPECT_EQ(ended.exit_code, 2);
+    EXPECT_NE(ended.err.find(" is there already: "), std::string::npos) << ended.err;
   }
   Record(kOffline + Arguments{"-o", "film.y4m"});
   EXPECT_NE(ReadFile(Path("film.y4m")), "older");

@@ -169,6 +169,7 @@ TEST_F(RecordLayersTest, TextsAreLettersOfTheHeightAskedFor) {
 TEST_F(RecordLayersTest, AnEnormousTextIsEnlarged) {
   const RgbaPicture still = Still(40, 40, {"--canvas", "40x40", "--text", "\xe2\x96\x88,height=10,size=0x3000"});
   for (const Rgba& pixel : still.pixels) ASSERT_EQ(pixel, (Rgba{255, 255, 255, 255}));
+  Record({"--text", std::string(32, 'A') + ",size=0x2000", "-o", "wide.png"});
 }
 
 TEST_F(RecordLayersTest, TextsHaveTheirColorAndNoDarkEdges) {

@@ -1,6 +1,9 @@
 // That quarn-record loses nothing: neither what was there before, nor what it has recorded when things go wrong.
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -84,6 +87,39 @@ TEST_F(RecordSafetyTest, NoFilmIsWrittenOverWhatItIsMadeOf) {
   ExpectRefused({"--scene", "scene.mp4", "-o", "scene.mp4"}, "cannot write scene.mp4: the scene reads it");
   ExpectRefused({"--scene", "scene.mp4", "-o", "soft.mkv"}, "cannot write soft.mkv: the scene reads it");
   EXPECT_TRUE(ReadFile(Path("clip.mkv")) == clip);
+}
+
+TEST_F(RecordSafetyTest, NoFileOfAFilmIsWrittenOverWhatItIsMadeOf) {
+  Ffmpeg("-f lavfi -i testsrc2=s=32x32:r=10:d=0.3 clip-00000.ts");
+  Ffmpeg("-f lavfi -i testsrc2=s=32x32 -frames:v 1 frame10002.png");
+  fs::create_symlink(".", Path("here"));
+  fs::create_symlink("clip-00000.ts", Path("soft.ts"));
+  ExpectRefused({"--picture", "frame10002.png", "-o", "frame1%04d.png"},
+                "cannot write frame10002.png: the scene reads it");
+  ExpectRefused({"--picture", "here/frame10002.png", "-o", "frame%d.png"},
+                "cannot write frame10002.png: the scene reads it");
+  ExpectRefused({"--video", "here/clip-00000.ts", "-o", "clip.m3u8"}, "cannot write clip-00000.ts: the scene reads it");
+  ExpectRefused({"--video", "soft.ts", "--container", "hls", "-o", "clip"},
+                "cannot write clip-00000.ts: the scene reads it");
+  Record({"--canvas", "32x32", "--picture", "frame10002.png", "--duration", "0.1", "--offline", "-o", "frame%04d.png"});
+}
+
+TEST_F(RecordSafetyTest, WhatAppearsMeanwhileIsNotReplaced) {
+  for (const std::string film : {"film.mp4", "film.ts"}) {
+    SCOPED_TRACE(film);
+    const pid_t pid =
+        Start("quarn-record", Noise() + Arguments{"--duration", "600", "--offline", "--no-overwrite", "-o", film});
+    const std::string part = WaitForPart(100000);
+    std::ofstream(Path(film)) << "theirs";
+    kill(pid, SIGINT);
+    const Ended ended = Wait(pid);
+    EXPECT_EQ(ended.exit_code, 1);
+    EXPECT_EQ(ended.err, "quarn-record: cannot write " + film + ": it is there by now; the film is in " + part + "\n");
+    EXPECT_EQ(ReadFile(Path(film)), "theirs");
+    EXPECT_EQ(Parts(), std::vector<std::string>{part});
+    EXPECT_GE(Frames(part), 1);
+    fs::remove(Path(part));
+  }
 }
 
 TEST_F(RecordSafetyTest, FilmsOfOneNameDoNotMeet) {
@@ -190,6 +226,24 @@ TEST_F(RecordSafetyTest, EachSignalEndsTheFilm) {
     EXPECT_GE(Frames("film.ts"), 1);
     fs::remove(Path("film.ts"));
   }
+}
+
+// So too while the film waits for a sender that says nothing.
+TEST_F(RecordSafetyTest, SignalEndsAFilmThatWaits) {
+  Ffmpeg("-f lavfi -i testsrc2=s=32x32:r=10:d=6.4 -c:v mpeg2video -g 1 clip.nut");
+  const std::string clip = ReadFile(Path("clip.nut"));
+  ASSERT_EQ(mkfifo(Path("fifo").c_str(), 0600), 0);
+  const int writer = open(Path("fifo").c_str(), O_RDWR | O_CLOEXEC);  // Never the last writer: it stays open.
+  ASSERT_GE(writer, 0);
+  std::thread sender([&] { EXPECT_GT(write(writer, clip.data(), clip.size() * 15 / 16), 0); });
+  const pid_t pid = Start("quarn-record", {"--canvas", "32x32", "--fps", "10", "--video", "fifo", "--duration", "600",
+                                           "--offline", "-o", "film.ts"});
+  WaitForPart(1000);
+  sender.join();
+  kill(pid, SIGTERM);
+  EXPECT_EQ(Wait(pid).exit_code, 0);
+  close(writer);
+  EXPECT_GE(Frames("film.ts"), 1);
 }
 
 TEST_F(RecordSafetyTest, SecondSignalEndsTheProgram) {

@@ -64,6 +64,22 @@ TEST_F(VideoPlayerTest, OfflineAnyTimesGiveTheirPictures) {
   }
 }
 
+// Nothing tells at first that the second step is so wide that all that was converted ahead is passed.
+TEST_F(VideoPlayerTest, OfflineAWideFirstStepIsTaken) {
+  const auto player = Play(MakeSteps("clip.mp4", 40, "libx264 -g 10 -qp 1"), false, true);
+  for (int i = 0; i < 2; ++i) {
+    const Picture* const picture = player->Take(0);
+    ASSERT_EQ(picture != nullptr, i == 0);
+    if (picture) EXPECT_EQ(Step(*picture), 0);
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  for (const int tenth : {10, 20, 30}) {
+    const Picture* const picture = player->Take(tenth * kTenth);
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(Step(*picture), tenth);
+  }
+}
+
 // A film that is far ahead of its video shows what is due all the same.
 TEST_F(VideoPlayerTest, InRealTimeALateVideoCatchesUp) {
   const std::string clip = MakeSteps("clip.mp4", 50, "libx264 -g 10 -qp 1");
