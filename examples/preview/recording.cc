@@ -45,8 +45,9 @@ Recording::Recording(GsScene* scene, const Description& description, std::vector
   if (encoder_.writer().has_sound()) {
     // From before the first picture on, which may show the frame in hand.
     const std::int64_t begin_ns = static_cast<std::int64_t>(qn_os_gettime_ns()) - kLeadNs;
-    sound_ = std::make_unique<studio::LiveSound>(&film_sound_, &clock.timeline(), description_.sounds,
-                                                 std::move(layers), begin_ns);
+    sound_ =
+        std::make_unique<studio::LiveSound>(&film_sound_, &clock.timeline(), description_.sounds, std::move(layers),
+                                            begin_ns, static_cast<std::int64_t>(description.EndSeconds() * 1e9));
   }
   output_.Start();
 }

@@ -74,10 +74,16 @@ void PrintSound(const studio::Summary::Sound& sound) {
   }
 }
 
+void PrintLost(const studio::Summary& summary) {
+  if (summary.lost_packets == 0) return;
+  std::printf("  packets that no receiver took: %llu\n", static_cast<unsigned long long>(summary.lost_packets));
+}
+
 void PrintSummary(const studio::Description& description, const studio::Summary& summary,
                   const studio::StageTimes& times) {
   if (!description.HasPicture()) {
     std::printf("%s: %.2f s%s\n", description.output.c_str(), summary.seconds, g_signals ? ", ended early" : "");
+    PrintLost(summary);
     if (summary.sound) PrintSound(*summary.sound);
     return;
   }
@@ -88,9 +94,7 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
               description.fps.Text().c_str(), summary.encoder.c_str(), g_signals > 0 ? ", ended early" : "");
   std::printf("  frames: %llu delivered, %llu repeated, %llu dropped by the host\n", number(counts.delivered),
               number(counts.repeated), number(counts.dropped));
-  if (summary.lost_packets > 0) {
-    std::printf("  packets that no receiver took: %llu\n", number(summary.lost_packets));
-  }
+  PrintLost(summary);
   for (const studio::Summary::Damage& damage : summary.damage) {
     std::printf("  damaged: %s: %llu packets could not be decoded\n", damage.file.c_str(), number(damage.packets));
   }

@@ -46,8 +46,9 @@ void ProgressDisplay::Show(const Status& status) {
   if (shown_ == ProgressShown::kNone) return;
   if (status.level) level_ = std::max(level_, *status.level);
   const double period_s = shown_ == ProgressShown::kBar ? kBarPeriodSeconds : kLinePeriodSeconds;
-  if (status.seconds <= 0 || (last_s_ >= 0 && status.seconds - last_s_ < period_s)) return;
-  last_s_ = status.seconds;
+  const auto now = std::chrono::steady_clock::now();
+  if (status.seconds <= 0 || (last_ && now - *last_ < std::chrono::duration<double>(period_s))) return;
+  last_ = now;
   shown_ == ProgressShown::kBar ? ShowBar(status) : ShowLine(status);
   level_ = 0;
 }

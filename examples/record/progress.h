@@ -2,7 +2,9 @@
 #ifndef QUARN_EXAMPLES_RECORD_PROGRESS_H_
 #define QUARN_EXAMPLES_RECORD_PROGRESS_H_
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "record/recorder.h"
@@ -32,8 +34,8 @@ class ProgressDisplay {
   const ProgressShown shown_;
   const std::uint64_t frames_;  // Of the whole film; 0 for sound alone.
   const double duration_s_;
-  double last_s_ = -1;
-  float level_ = 0;  // Since it was shown last.
+  std::optional<std::chrono::steady_clock::time_point> last_;  // When it was shown last.
+  float level_ = 0;                                            // Since then.
 };
 
 }  // namespace studio

@@ -77,12 +77,13 @@ Summary RecordLive(const Description& description, std::vector<std::unique_ptr<S
 // The same film every time, as fast as it can be made.
 Summary RecordOffline(const Description& description, std::vector<std::unique_ptr<SoundReader>> sounds,
                       const Progress& progress, Encoder* encoder) {
-  const std::uint64_t start_ns = qn_os_gettime_ns();
-  const auto goes_on = [&] { return progress({{}, SecondsSince(start_ns), std::nullopt}) && !encoder->failed(); };
-  OfflineSound sound(encoder, std::move(sounds), goes_on);
-  const std::int64_t length = std::llround(description.duration_s * kSoundRate);
   std::int64_t mixed = 0;
-  while (mixed < length && progress({{}, SecondsSince(start_ns), sound.TakeLevel()}) && !encoder->failed()) {
+  const auto report = [&](float level) {
+    return progress({{}, static_cast<double>(mixed) / kSoundRate, level}) && !encoder->failed();
+  };
+  OfflineSound sound(encoder, std::move(sounds), [&] { return report(0); });
+  const std::int64_t length = std::llround(description.duration_s * kSoundRate);
+  while (mixed < length && report(sound.TakeLevel())) {
     mixed = std::min(mixed + kSoundBlock, length);
     sound.MixUntil(mixed);
   }
@@ -90,8 +91,8 @@ Summary RecordOffline(const Description& description, std::vector<std::unique_pt
   Summary summary;
   summary.seconds = static_cast<double>(mixed) / kSoundRate;
   if (!encoder->failed()) {
-    MixReport report = sound.Finish(mixed);
-    summary.sound = Summary::Sound{encoder->writer().sound_encoder_name(), std::move(report), 0};
+    MixReport how = sound.Finish(mixed);
+    summary.sound = Summary::Sound{encoder->writer().sound_encoder_name(), std::move(how), 0};
   }
   return summary;
 }

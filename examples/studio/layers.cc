@@ -11,6 +11,7 @@
 #include "studio/blending.h"
 #include "studio/device.h"
 #include "studio/error.h"
+#include "studio/media_span.h"
 #include "studio/placement.h"
 #include "studio/text_picture.h"
 
@@ -205,8 +206,10 @@ LayerSource::LayerSource(const Layer& layer, const Description& description)
     return;
   }
   const auto start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
-  const std::optional<std::int64_t> length_ns = reader->duration_ns();
-  if (length_ns && !layer_.loop) length_s_ = static_cast<double>(*length_ns) * 1e-9;
+  if (layer_.fade_out_s > 0 && !layer_.loop) {
+    const std::int64_t length_ns = VideoLengthNs(layer_);
+    if (length_ns > 0) length_s_ = static_cast<double>(length_ns) * 1e-9;
+  }
   player_ = std::make_unique<VideoPlayer>(std::move(reader), layer_.loop, description.offline, start_ns);
   if (const Picture* first = player_->Take(start_ns)) picture_ = *first;
   if (picture_.pixels.empty()) throw Error("cannot decode " + layer_.file + ": no picture in it");

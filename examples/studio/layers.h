@@ -150,7 +150,7 @@ class LayerSource {
   Size natural_size_;
   Size size_;
   double film_end_s_ = 0;
-  std::optional<double> length_s_;  // Of a video that ends by itself.
+  std::optional<double> length_s_;  // Of a video that fades out at its own end.
   Picture picture_;                 // The first picture of the media.
   std::uint64_t damaged_ = 0;       // Of a picture.
   std::unique_ptr<VideoPlayer> player_;

@@ -12,6 +12,8 @@ namespace studio {
 namespace {
 
 constexpr std::int64_t kBlockNs = 50000000;
+// While somebody draws the time to and fro, nothing is opened that is over at once.
+constexpr std::int64_t kShortestNs = 100000000;
 constexpr std::int64_t kRounding = 2;  // Frames by which times may be off that were rounded twice.
 // A file is there sooner or later, and a mix that is late loses nothing.
 constexpr std::chrono::milliseconds kPatience(30000), kStreamPatience(100);
@@ -33,8 +35,8 @@ bool SameSound(const LiveLayer& a, const LiveLayer& b) {
 }
 
 LiveMix::LiveMix(SoundMix::Receiver* receiver, const Timeline* timeline, std::vector<Sound> sounds,
-                 std::int64_t begin_ns)
-    : receiver_(receiver), timeline_(timeline), clock_ns_(begin_ns) {
+                 std::int64_t begin_ns, std::int64_t scene_end_ns)
+    : receiver_(receiver), timeline_(timeline), scene_end_ns_(scene_end_ns), clock_ns_(begin_ns) {
   int id = 0;
   for (Sound& sound : sounds) {
     Voice& voice = voices_[--id];
@@ -96,7 +98,9 @@ void LiveMix::MixBlock(int frames) {
       const std::int64_t until_ns = std::min(span.until_ns, end_ns);
       const std::int64_t first = SoundFrames(at_ns - clock_ns_), count = SoundFrames(until_ns - clock_ns_) - first;
       float* const planes[kSoundChannels] = {&samples[0][0] + first, &samples[1][0] + first};
-      if (span.runs && count > 0) Play(&voice, span.film_ns, planes, static_cast<int>(count));
+      if (span.runs && count > 0) {
+        Play(&voice, span.film_ns, span.until_ns - at_ns, planes, static_cast<int>(count));
+      }
       at_ns = until_ns;
     }
     const float* const planes[kSoundChannels] = {samples[0].data(), samples[1].data()};
@@ -113,12 +117,13 @@ void LiveMix::MixBlock(int frames) {
   }
 }
 
-// Takes what is heard from the scene's time `film_ns` on. Streams go on where they are.
-void LiveMix::Play(Voice* voice, std::int64_t film_ns, float* const* planes, int frames) {
+// Takes what is heard from the scene's time `film_ns` on, which passes for `lasts_ns`. Streams go on where they are.
+void LiveMix::Play(Voice* voice, std::int64_t film_ns, std::int64_t lasts_ns, float* const* planes, int frames) {
   const std::int64_t own_ns = film_ns - (voice->is_video ? voice->video.begin_ns : 0);
   const std::int64_t wanted = SoundFrames(own_ns);
   const bool stays = !voice->is_video && IsStream(voice->sound.file);
   if (!voice->feed || (!stays && std::abs(wanted - voice->position) > kRounding)) {
+    if (!stays && lasts_ns < kShortestNs) return;
     voice->feed = std::make_unique<SoundFeed>(Opening(*voice, own_ns));
     voice->position = wanted;
   }
@@ -128,14 +133,15 @@ void LiveMix::Play(Voice* voice, std::int64_t film_ns, float* const* planes, int
   if (!error.empty()) errors_.push_back(std::move(error));
 }
 
-SoundFeed::Open LiveMix::Opening(const Voice& voice, std::int64_t start_ns) {
-  if (voice.is_video) {
-    Layer layer = voice.video.layer;
-    layer.volume = 1;  // The input's gain has it.
-    return [layer, start_ns](const SoundFeed::GoesOn&) { return SoundReader::OfVideo(layer, start_ns); };
-  }
-  return [sound = voice.sound, start_ns](const SoundFeed::GoesOn& goes_on) {
-    return std::make_unique<SoundReader>(sound, start_ns, kNoFilmEnd, goes_on);
+SoundFeed::Open LiveMix::Opening(const Voice& voice, std::int64_t start_ns) const {
+  const std::int64_t end_ns = scene_end_ns_ - (voice.is_video ? voice.video.begin_ns : 0);
+  Layer layer = voice.video.layer;
+  layer.volume = 1;  // The input's gain has it.
+  return [is_video = voice.is_video, layer, sound = voice.sound, start_ns, end_ns](const SoundFeed::GoesOn& goes_on) {
+    std::unique_ptr<SoundReader> reader = is_video ? SoundReader::OfVideo(layer, start_ns, end_ns, goes_on)
+                                                   : std::make_unique<SoundReader>(sound, start_ns, end_ns, goes_on);
+    if (reader) reader->SeekNearStart();
+    return reader;
   };
 }
 

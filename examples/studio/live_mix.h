@@ -32,8 +32,9 @@ bool SameSound(const LiveLayer& a, const LiveLayer& b);
 // Has no clock of its own: mixes what was heard while the timeline showed it, as far as it is asked to. One thread.
 class LiveMix {
  public:
-  // Mixes from `begin_ns` of the clock on.
-  LiveMix(SoundMix::Receiver* receiver, const Timeline* timeline, std::vector<Sound> sounds, std::int64_t begin_ns);
+  // Mixes from `begin_ns` of the clock on. What has no end of its own fades out at the scene's, `scene_end_ns`.
+  LiveMix(SoundMix::Receiver* receiver, const Timeline* timeline, std::vector<Sound> sounds, std::int64_t begin_ns,
+          std::int64_t scene_end_ns);
   LiveMix(const LiveMix&) = delete;
   LiveMix& operator=(const LiveMix&) = delete;
 
@@ -72,11 +73,12 @@ class LiveMix {
 
   void Apply(const std::vector<LiveLayer>& layers);
   void MixBlock(int frames);
-  void Play(Voice* voice, std::int64_t film_ns, float* const* planes, int frames);
-  static SoundFeed::Open Opening(const Voice& voice, std::int64_t start_ns);
+  void Play(Voice* voice, std::int64_t film_ns, std::int64_t lasts_ns, float* const* planes, int frames);
+  SoundFeed::Open Opening(const Voice& voice, std::int64_t start_ns) const;
 
   SoundMix::Receiver* const receiver_;
   const Timeline* const timeline_;
+  const std::int64_t scene_end_ns_;
   DrivenMix mix_;
   std::map<int, Voice> voices_;  // Videos by their layer's id, sounds below 0.
   std::deque<Edit> edits_;       // That are still to come.

@@ -17,8 +17,8 @@ constexpr std::chrono::milliseconds kPeriod(25);
 }  // namespace
 
 LiveSound::LiveSound(SoundMix::Receiver* receiver, const Timeline* timeline, std::vector<Sound> sounds,
-                     std::vector<LiveLayer> layers, std::int64_t begin_ns)
-    : layers_(std::move(layers)), mix_(receiver, timeline, std::move(sounds), begin_ns) {
+                     std::vector<LiveLayer> layers, std::int64_t begin_ns, std::int64_t scene_end_ns)
+    : layers_(std::move(layers)), mix_(receiver, timeline, std::move(sounds), begin_ns, scene_end_ns) {
   mix_.SetLayers(layers_, begin_ns);
   thread_ = std::thread(&LiveSound::Run, this);
 }

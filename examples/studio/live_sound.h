@@ -17,9 +17,9 @@ namespace studio {
 // of a busy machine are there. A film does not hear of that: each block has its time.
 class LiveSound {
  public:
-  // Mixes from `begin_ns` of the monotonic clock on. Throws Error.
+  // Mixes from `begin_ns` of the monotonic clock on; as LiveMix has it. Throws Error.
   LiveSound(SoundMix::Receiver* receiver, const Timeline* timeline, std::vector<Sound> sounds,
-            std::vector<LiveLayer> layers, std::int64_t begin_ns);
+            std::vector<LiveLayer> layers, std::int64_t begin_ns, std::int64_t scene_end_ns);
   ~LiveSound();
   LiveSound(const LiveSound&) = delete;
   LiveSound& operator=(const LiveSound&) = delete;

@@ -122,6 +122,17 @@ AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream
   return codec;
 }
 
+int FindSound(AVFormatContext* format, const std::string& file, std::optional<int> track) {
+  if (!track) return av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+  int tracks = 0;
+  for (unsigned int i = 0; i < format->nb_streams; ++i) {
+    if (format->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    if (tracks++ == *track) return static_cast<int>(i);
+  }
+  throw Error("cannot decode " + file + ": no sound track " + std::to_string(*track) + ": " +
+              (tracks == 0 ? "it has none" : "the last one is " + std::to_string(tracks - 1)));
+}
+
 bool DecodeFrame(AVFormatContext* format, AVCodecContext* codec, int stream, AVPacket* packet, AVFrame* frame,
                  bool* draining) {
   std::uint64_t damaged = 0;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "studio/av.h"
@@ -31,6 +32,10 @@ Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt = {nullptr, n
 // The decoder of a stream of `format`: the one that has its transparency, where it says that it is transparent. Throws
 // Error.
 AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream);
+
+// The stream of sound number `track`, or FFmpeg's choice; negative where there is no sound to choose. Throws Error
+// where there are fewer.
+int FindSound(AVFormatContext* format, const std::string& file, std::optional<int> track);
 
 // Decodes the next frame of a stream, skipping damaged data. Returns false at the end: *draining says that the media
 // has ended, and is the caller's to keep and, for another pass, to clear.

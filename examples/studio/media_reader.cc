@@ -130,18 +130,6 @@ void MediaReader::CropFrame(AVFrame* frame) const {
   av_frame_apply_cropping(frame, AV_FRAME_CROP_UNALIGNED);
 }
 
-std::optional<std::int64_t> MediaReader::duration_ns() const {
-  const AVStream* const stream = format_->streams[stream_];
-  std::optional<std::int64_t> whole;
-  if (stream->duration > 0) {
-    whole = av_rescale_q(stream->duration, stream->time_base, kNanoseconds);
-  } else if (format_->duration > 0) {
-    whole = av_rescale_q(format_->duration, AVRational{1, AV_TIME_BASE}, kNanoseconds);
-  }
-  if (whole) return std::min(*whole - trim_start_ns_, length_ns_);
-  return length_ns_ == kNoEnd ? std::nullopt : std::optional(length_ns_);
-}
-
 // Opening the file again works with every container; seeking does not, and is tried where much is to be left out.
 bool MediaReader::BeginPass() {
   Open();

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
-#include <optional>
 #include <string>
 
 #include "studio/av.h"
@@ -39,8 +38,6 @@ class MediaReader {
   // Pictures come out no larger than this, or than hardware takes; a layer drawn small looks better for it. Call it
   // before anything is read.
   void ShrinkTo(Size size);
-  // How long one pass lasts, where the media tells.
-  std::optional<std::int64_t> duration_ns() const;
   // What a converter needs to know.
   const PictureShape& shape() const { return shape_; }
 

@@ -17,7 +17,10 @@ constexpr std::chrono::seconds kMixTimeout(60);  // A block that takes longer ne
 
 std::vector<std::unique_ptr<SoundReader>> OpenSounds(const Description& description) {
   const auto start_ns = static_cast<std::int64_t>(description.start_s * 1e9);
-  const std::int64_t end_ns = start_ns + description.fps.TimeNs(static_cast<std::int64_t>(description.FrameCount()));
+  const std::int64_t length_ns = description.HasPicture()
+                                     ? description.fps.TimeNs(static_cast<std::int64_t>(description.FrameCount()))
+                                     : static_cast<std::int64_t>(description.duration_s * 1e9);
+  const std::int64_t end_ns = start_ns + length_ns;
   std::vector<std::unique_ptr<SoundReader>> readers;
   for (const Layer& layer : description.layers) {
     if (layer.kind != LayerKind::kVideo || !layer.visible) continue;

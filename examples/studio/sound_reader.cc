@@ -12,53 +12,11 @@ namespace {
 
 // Containers round times to milliseconds, or worse: what is less off than this goes on where the last frame ended.
 constexpr std::int64_t kTolerance = kSoundRate / 50;
+constexpr std::int64_t kPrerollNs = 1000000000;  // What decoders get of what comes before.
 
 std::int64_t FromSeconds(double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); }
 
-// The stream of sound number `track`. Throws Error where there are fewer.
-int FindTrack(const AVFormatContext* format, const std::string& file, int track) {
-  int tracks = 0;
-  for (unsigned int i = 0; i < format->nb_streams; ++i) {
-    if (format->streams[i]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
-    if (tracks++ == track) return static_cast<int>(i);
-  }
-  throw Error("cannot decode " + file + ": no sound track " + std::to_string(track) + ": " +
-              (tracks == 0 ? "it has none" : "the last one is " + std::to_string(tracks - 1)));
-}
-
-// 0 when it is not known.
-std::int64_t SoundLengthNs(const AVFormatContext* format, int stream) {
-  const AVStream* const of = format->streams[stream];
-  if (of->duration > 0) return av_rescale_q(of->duration, of->time_base, kNanoseconds);
-  return format->duration > 0 ? av_rescale_q(format->duration, AV_TIME_BASE_Q, kNanoseconds) : 0;
-}
-
 }  // namespace
-
-PictureSpan MeasurePictures(const std::string& file, bool length) {
-  PictureSpan span;
-  const Media format = OpenMedia(file);
-  const int stream = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-  if (stream < 0) return span;
-  for (unsigned int i = 0; i < format->nb_streams; ++i) {
-    if (static_cast<int>(i) != stream) format->streams[i]->discard = AVDISCARD_ALL;
-  }
-  const AvPacket packet(av_packet_alloc());
-  std::int64_t first = AV_NOPTS_VALUE, last = AV_NOPTS_VALUE;
-  while ((length || first == AV_NOPTS_VALUE) && av_read_frame(format.get(), packet.get()) >= 0) {
-    const std::int64_t pts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
-    const bool seen = packet->stream_index == stream && pts != AV_NOPTS_VALUE && !(packet->flags & AV_PKT_FLAG_DISCARD);
-    if (seen && first == AV_NOPTS_VALUE && (packet->flags & AV_PKT_FLAG_KEY)) first = pts;
-    if (seen && first != AV_NOPTS_VALUE) last = std::max(last, pts);
-    av_packet_unref(packet.get());
-  }
-  if (first == AV_NOPTS_VALUE) return span;
-  const AVRational time_base = format->streams[stream]->time_base;
-  span.begin_ns = av_rescale_q(first, time_base, kNanoseconds);
-  if (length) span.length_ns = av_rescale_q(last - first, time_base, kNanoseconds);
-  if (length) span.length_ns += PictureDurationNs(format.get(), stream);
-  return span;
-}
 
 SoundReader::SoundReader(const std::string& file, float gain, std::optional<int> track, std::int64_t begin_ns,
                          std::int64_t start_ns)
@@ -76,48 +34,70 @@ SoundReader::SoundReader(const Sound& sound, std::int64_t start_ns, std::int64_t
   goes_on_ = std::move(goes_on);
   if (!Open() || !Begin()) throw Error("cannot decode " + file_ + ": no sound in it");
   trim_ns_ = FromSeconds(sound.trim_start_s);
-  length_ns_ = SoundLengthNs(format_.get(), stream_);
-  if (length_ns_ > 0 && trim_ns_ >= length_ns_) throw Error("cannot trim " + file_ + ": it ends before that");
-  if (sound.trim_end_s) {
-    const std::int64_t trim_end_ns = FromSeconds(*sound.trim_end_s);
-    pass_length_ns_ = trim_end_ns - trim_ns_;
-    length_ns_ = length_ns_ > 0 ? std::min(length_ns_, trim_end_ns) : trim_end_ns;
-  }
-  length_ns_ = std::max<std::int64_t>(length_ns_ - trim_ns_, 0);
-  const std::int64_t end_ns = length_ns_ > 0 ? std::min(pass_begin_ns_ + length_ns_, film_end_ns) : film_end_ns;
+  if (sound.trim_end_s) pass_length_ns_ = FromSeconds(*sound.trim_end_s) - trim_ns_;
+  const std::int64_t length_ns = trim_ns_ > 0 || sound.fade_out_s > 0 ? LengthNs(sound) : 0;
+  const std::int64_t end_ns = length_ns > 0 ? std::min(pass_begin_ns_ + length_ns, film_end_ns) : film_end_ns;
   SetFade(static_cast<float>(sound.fade_in_s), static_cast<float>(sound.fade_out_s), pass_begin_ns_, end_ns);
 }
 
-std::unique_ptr<SoundReader> SoundReader::OfVideo(const Layer& layer, std::int64_t start_ns, std::int64_t film_end_ns) {
+std::unique_ptr<SoundReader> SoundReader::OfVideo(const Layer& layer, std::int64_t start_ns, std::int64_t film_end_ns,
+                                                  std::function<bool()> goes_on) {
   if (layer.volume == 0 || IsStream(layer.file)) return nullptr;
   std::unique_ptr<SoundReader> reader(new SoundReader(layer.file, layer.volume, layer.track, 0, start_ns));
+  reader->goes_on_ = std::move(goes_on);
   if (!reader->Open() || !reader->Begin()) return nullptr;
-  const PictureSpan pictures = MeasurePictures(layer.file, layer.loop || layer.fade_out_s > 0);
+  const MediaSpan pictures = MeasurePictures(layer.file, layer.loop || layer.fade_out_s > 0, reader->goes_on_);
   // The media begins with its first picture or sound, and is trimmed from there, as MediaReader has it.
-  const std::int64_t trim_start_ns = FromSeconds(layer.trim_start_s);
-  const std::int64_t sound_ns = reader->FrameNs();
-  const bool sound_first =
-      pictures.begin_ns == AV_NOPTS_VALUE || (sound_ns != AV_NOPTS_VALUE && sound_ns < pictures.begin_ns);
-  const std::int64_t begin_ns = sound_first ? sound_ns : pictures.begin_ns;
-  if (begin_ns != AV_NOPTS_VALUE) reader->first_ns_ = begin_ns + trim_start_ns;
-  // How long a pass lasts: to the end of the pictures, where that is known, or of the trim.
-  std::int64_t length_ns = 0;
-  if (pictures.length_ns > 0) {
-    length_ns = std::max(pictures.length_ns + pictures.begin_ns - begin_ns - trim_start_ns, std::int64_t{1});
-  }
-  if (layer.trim_end_s) {
-    const std::int64_t trimmed_ns = FromSeconds(*layer.trim_end_s) - trim_start_ns;
-    length_ns = length_ns > 0 ? std::min(length_ns, trimmed_ns) : trimmed_ns;
-  }
-  const bool fades_out = layer.loop ? film_end_ns != kNoFilmEnd : length_ns > 0;
-  reader->SetFade(layer.fade_in_s, layer.fade_out_s, 0,
-                  fades_out ? (layer.loop ? film_end_ns : std::min(length_ns, film_end_ns)) : kNoFilmEnd);
+  const std::int64_t sound_ns = layer.track ? FirstSoundNs(layer.file) : reader->FrameNs();
+  const std::int64_t begin_ns = VideoOriginNs(pictures.begin_ns, sound_ns);
+  if (begin_ns != AV_NOPTS_VALUE) reader->first_ns_ = begin_ns + FromSeconds(layer.trim_start_s);
+  const std::int64_t length_ns = VideoLengthNs(layer, pictures, begin_ns);
+  const bool ends_itself = !layer.loop && length_ns > 0;
+  reader->SetFade(layer.fade_in_s, layer.fade_out_s, 0, ends_itself ? std::min(length_ns, film_end_ns) : film_end_ns);
   reader->loops_ = layer.loop;
   // What of a video's sound lies behind its last picture is heard, but where there is another pass or a trim.
   if (layer.loop || layer.trim_end_s) reader->pass_length_ns_ = length_ns;
   // The passes before the film's start need not be read.
   if (layer.loop && length_ns > 0) reader->pass_begin_ns_ = start_ns / length_ns * length_ns;
   return reader;
+}
+
+std::int64_t SoundReader::LengthNs(const Sound& sound) const {
+  const AVStream* const of = format_->streams[stream_];
+  std::int64_t whole_ns = 0;
+  if (format_->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+    // Guessed from the beginning, and wrong where the rest has other rates.
+    if (!IsStream(file_)) whole_ns = MeasureSound(file_, track_, goes_on_).length_ns;
+  } else if (of->duration > 0) {
+    whole_ns = av_rescale_q(of->duration, of->time_base, kNanoseconds);
+  } else if (format_->duration > 0) {
+    whole_ns = av_rescale_q(format_->duration, AV_TIME_BASE_Q, kNanoseconds);
+  }
+  const std::int64_t trim_ns = FromSeconds(sound.trim_start_s);
+  if (whole_ns > 0 && trim_ns >= whole_ns) throw Error("cannot trim " + file_ + ": it ends before that");
+  std::int64_t end_ns = whole_ns;
+  if (sound.trim_end_s) {
+    const std::int64_t trim_end_ns = FromSeconds(*sound.trim_end_s);
+    end_ns = whole_ns > 0 ? std::min(whole_ns, trim_end_ns) : trim_end_ns;
+  }
+  return std::max<std::int64_t>(end_ns - trim_ns, 0);
+}
+
+void SoundReader::SeekNearStart() {
+  if (!frame_waits_ || IsStream(file_)) return;
+  if (first_ns_ == AV_NOPTS_VALUE) first_ns_ = FrameNs();
+  if (first_ns_ == AV_NOPTS_VALUE) return;
+  const std::int64_t wanted_ns = first_ns_ + trim_ns_ + start_ns_ - pass_begin_ns_;
+  const std::int64_t target_ns = wanted_ns - kPrerollNs;
+  if (target_ns <= FrameNs()) return;
+  const std::int64_t target = av_rescale_q(target_ns, kNanoseconds, format_->streams[stream_]->time_base);
+  if (avformat_seek_file(format_.get(), stream_, std::numeric_limits<std::int64_t>::min(), target, target, 0) >= 0) {
+    avcodec_flush_buffers(codec_.get());
+    frame_waits_ = DecodeFrame();
+    if (frame_waits_ && FrameNs() != AV_NOPTS_VALUE && FrameNs() <= wanted_ns - kPrerollNs / 2) return;
+  }
+  frame_waits_ = false;
+  if (Open()) frame_waits_ = DecodeFrame();
 }
 
 int SoundReader::Interrupted(void* reader) {
@@ -137,8 +117,7 @@ void SoundReader::SetFade(float in_s, float out_s, std::int64_t begin_ns, std::i
 // Returns false when there is no sound.
 bool SoundReader::Open() {
   format_ = OpenMedia(file_, {&SoundReader::Interrupted, this});
-  stream_ = track_ ? FindTrack(format_.get(), file_, *track_)
-                   : av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+  stream_ = FindSound(format_.get(), file_, track_);
   if (stream_ < 0) return false;
   codec_ = OpenDecoder(file_, format_.get(), stream_);
   for (unsigned int i = 0; i < format_->nb_streams; ++i) {

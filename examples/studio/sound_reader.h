@@ -16,18 +16,11 @@
 #include "studio/av.h"
 #include "studio/description.h"
 #include "studio/media_file.h"
+#include "studio/media_span.h"
 #include "studio/sound_fade.h"
 #include "studio/sound_format.h"
 
 namespace studio {
-
-// When a video's pictures begin, and how long they last, as MediaReader has it.
-struct PictureSpan {
-  std::int64_t begin_ns = AV_NOPTS_VALUE;
-  std::int64_t length_ns = 0;
-};
-// The length is found only at the end of the file. Throws Error.
-PictureSpan MeasurePictures(const std::string& file, bool length);
 
 constexpr std::int64_t kNoFilmEnd = std::numeric_limits<std::int64_t>::max();
 
@@ -43,7 +36,8 @@ class SoundReader {
   // fades as they do and, where the layer starts again, ends after the last one. Null when there is none to hear. A
   // video that is a stream is silent: it cannot be opened once more.
   static std::unique_ptr<SoundReader> OfVideo(const Layer& layer, std::int64_t start_ns,
-                                              std::int64_t film_end_ns = kNoFilmEnd);
+                                              std::int64_t film_end_ns = kNoFilmEnd,
+                                              std::function<bool()> goes_on = nullptr);
   SoundReader(const SoundReader&) = delete;
   SoundReader& operator=(const SoundReader&) = delete;
 
@@ -59,8 +53,12 @@ class SoundReader {
   // Has a Read that waits ask now and then whether it shall go on; if not, that is the same as an Interrupt.
   void SetGoesOn(std::function<bool()> goes_on) { goes_on_ = std::move(goes_on); }
 
-  // How long the sound is that is heard, in nanoseconds; 0 where that cannot be known.
-  std::int64_t length_ns() const { return length_ns_; }
+  // How long a sound is heard that this reads, in nanoseconds; 0 where that cannot be known. Throws Error where its
+  // trim leaves nothing.
+  std::int64_t LengthNs(const Sound& sound) const;
+  // Does not decode all that comes before the start, where the file can be sought in. Behind that, the times of some
+  // containers are off by a few milliseconds. Call it before anything is read.
+  void SeekNearStart();
 
  private:
   SoundReader(const std::string& file, float gain, std::optional<int> track, std::int64_t begin_ns,
@@ -105,7 +103,6 @@ class SoundReader {
   std::int64_t pass_begin_ns_;              // The film time of that; a video that starts again has several passes.
   std::int64_t pass_length_ns_ = 0;         // 0: it ends with the media.
   std::int64_t trim_ns_ = 0;                // What is left out of its beginning.
-  std::int64_t length_ns_ = 0;
   bool loops_ = false;
   bool pass_decodes_ = false;  // It has had a frame.
   bool pass_heard_ = false;    // Some of it is read.

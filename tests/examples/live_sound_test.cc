@@ -70,7 +70,7 @@ TEST_F(LiveSoundTest, FollowsPlayPauseAndJumps) {
   timeline.Jump(kBegin + 510 * kMs, 2000 * kMs);
   timeline.Jump(kBegin + 640 * kMs, 0);
   Keeper keeper;
-  LiveMix mix(&keeper, &timeline, {Sound{MakeClip("a.mov", false), 0.5f, 0}}, kBegin);
+  LiveMix mix(&keeper, &timeline, {Sound{MakeClip("a.mov", false), 0.5f, 0}}, kBegin, kNoFilmEnd);
   mix.SetLayers({Video(1, MakeClip("b.mov", true))}, kBegin);
   mix.MixUntil(kBegin + 290 * kMs);
   EXPECT_EQ(keeper.left.size(), 250u * 48);  // Whole blocks.
@@ -91,7 +91,7 @@ TEST_F(LiveSoundTest, LayersComeAndGo) {
   timeline.SetRuns(kBegin, true);
   const std::string clip = MakeClip("a.mov", true);
   Keeper keeper;
-  LiveMix mix(&keeper, &timeline, {}, kBegin);
+  LiveMix mix(&keeper, &timeline, {}, kBegin, kNoFilmEnd);
   // Added while the scene is played, it begins then; hidden, shown again, softer, deleted, and back by an undo.
   LiveLayer layer = Video(7, clip, 100 * kMs);
   LiveLayer hidden = layer, softer = layer;
@@ -126,7 +126,7 @@ TEST_F(LiveSoundTest, LayersFadeAsTheirPicturesDo) {
   layer.layer.fade_in_s = 0.5f;
   layer.layer.fade_out_s = 1;  // It lasts four seconds.
   Keeper keeper;
-  LiveMix mix(&keeper, &timeline, {}, kBegin);
+  LiveMix mix(&keeper, &timeline, {}, kBegin, kNoFilmEnd);
   mix.SetLayers({layer}, kBegin);
   mix.Finish(kBegin + 4200 * kMs);
   for (int i = 0; i < 4000 * 48; i += 7) {
@@ -136,11 +136,47 @@ TEST_F(LiveSoundTest, LayersFadeAsTheirPicturesDo) {
   ExpectSilence(keeper.left, 4000, 4200);
 }
 
+// What has no end of its own goes with the scene's.
+TEST_F(LiveSoundTest, LoopsAndSoundsFadeOutAtTheEndOfTheScene) {
+  Timeline timeline(0);
+  timeline.SetRuns(kBegin, true);
+  LiveLayer layer = Video(1, MakeClip("a.mov", true), 200 * kMs);
+  layer.layer.loop = true;
+  layer.layer.fade_out_s = 0.5f;
+  Sound sound{MakeClip("b.mov", false)};
+  sound.fade_out_s = 0.5;
+  for (const bool of_video : {false, true}) {
+    Keeper keeper;
+    LiveMix mix(&keeper, &timeline, of_video ? std::vector<Sound>() : std::vector<Sound>{sound}, kBegin, 1000 * kMs);
+    if (of_video) mix.SetLayers({layer}, kBegin);
+    mix.Finish(kBegin + 1200 * kMs);
+    const int begin = of_video ? 200 * 48 : 0;
+    for (int i = begin; i < 1000 * 48; i += 7) {
+      ASSERT_NEAR(keeper.left[i], Line(i - begin) * std::min(1.0, (48000 - i) / 24000.0), 1e-6) << i;
+    }
+    ExpectSilence(keeper.left, 1000, 1200);
+  }
+}
+
+// Each jump opens the file anew, so those that are over at once are silent.
+TEST_F(LiveSoundTest, NothingIsOpenedWhileTheTimeIsDrawnToAndFro) {
+  Timeline timeline(0);
+  timeline.SetRuns(kBegin, true);
+  for (int i = 0; i < 10; ++i) timeline.Jump(kBegin + (200 + 20 * i) * kMs, (500 + 100 * i) * kMs);
+  Keeper keeper;
+  LiveMix mix(&keeper, &timeline, {Sound{MakeClip("a.mov", false)}}, kBegin, kNoFilmEnd);
+  mix.Finish(kBegin + 600 * kMs);
+  ExpectLine(keeper.left, 0, 200, 0);
+  ExpectSilence(keeper.left, 200, 380);
+  ExpectLine(keeper.left, 380, 600, 1400);
+}
+
 TEST_F(LiveSoundTest, WhatCannotBeReadIsToldOnceAndSilent) {
   Timeline timeline(0);
   timeline.SetRuns(kBegin, true);
   Keeper keeper;
-  LiveMix mix(&keeper, &timeline, {Sound{Path("none.wav"), 1, 0}, Sound{MakeClip("a.mov", false), 1, 0}}, kBegin);
+  LiveMix mix(&keeper, &timeline, {Sound{Path("none.wav"), 1, 0}, Sound{MakeClip("a.mov", false), 1, 0}}, kBegin,
+              kNoFilmEnd);
   mix.Finish(kBegin + 200 * kMs);
   EXPECT_EQ(mix.TakeErrors(),
             std::vector<std::string>{"cannot open " + Path("none.wav") + ": No such file or directory"});
@@ -154,7 +190,7 @@ TEST_F(LiveSoundTest, TheThreadMixesToTheEndOfTheFilm) {
   timeline.SetRuns(begin_ns, true);
   const LiveLayer layer = Video(1, MakeClip("a.mov", true));
   Keeper keeper;
-  LiveSound sound(&keeper, &timeline, {}, {layer}, begin_ns);
+  LiveSound sound(&keeper, &timeline, {}, {layer}, begin_ns, kNoFilmEnd);
   sound.SetLayers({layer});
   const MixReport report = sound.Finish(begin_ns + 1010 * kMs);
   ASSERT_EQ(keeper.left.size(), 1010u * 48);

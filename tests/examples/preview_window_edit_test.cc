@@ -174,6 +174,7 @@ TEST_F(PreviewWindowEditTest, ASceneThatCannotBeOpenedEndsNoFilm) {
   preview::Options options = session_->options();
   options.description.output = Path("film.mp4");
   window_.reset();
+  session_.reset();  // There is one default device.
   session_ = std::make_unique<preview::Session>(std::move(options));
   session_->ToggleRecording();
   ASSERT_NE(session_->recording(), nullptr);

@@ -111,6 +111,35 @@ TEST_F(RecordHeardTest, SoundThatBeginsBehindItsPicturesDoesSoInTheFilm) {
   EXPECT_NEAR(sound.FirstLoud(0, 0.2) - DecodeLight("film.mp4").FirstBright(0), 0.3, 0.04);
 }
 
+// Whatever the container tells of lengths, and whichever begins first.
+TEST_F(RecordHeardTest, VideosFadeOutWithTheirLastPicture) {
+  const std::string sound = "-f lavfi -i aevalsrc=0.5*sin(2*PI*t*440):s=48000:d=", white = "-f lavfi -i color=white:";
+  Ffmpeg(sound + "3 -itsoffset 1 " + white + "s=64x64:r=10:d=2 -c:v libx264 -bf 0 -c:a aac late.mp4");
+  Ffmpeg(sound + "3 -itsoffset 1 " + white + "s=64x64:r=10:d=2 -c:v libx264 -bf 0 -c:a mp2 late.ts");
+  Ffmpeg(sound + "4 " + white + "s=64x64:r=10:d=3 -c:v libx264 -bf 0 -c:a flac longer.mkv");
+  for (const std::string clip : {"late.mp4", "late.ts", "longer.mkv"}) {
+    SCOPED_TRACE(clip);
+    Film("film.mkv", "3.4", {"--fps", "10", "--video", clip + ",size=64x64,fade=0:1"});
+    const FilmLight light = DecodeLight("film.mkv");
+    const FilmSound heard = DecodeSound("film.mkv");
+    const auto light_at = [&](double time_s) { return light.levels[static_cast<std::size_t>(time_s * 10 + 0.5)]; };
+    EXPECT_NEAR(light_at(1.9), 1, 0.05);
+    EXPECT_NEAR(light_at(2.5), 0.5, 0.1);
+    EXPECT_NEAR(light_at(3.1), 0, 0.05);
+    EXPECT_NEAR(heard.Tone(0, 440, 1.7, 1.9), 0.5, 0.03);
+    EXPECT_NEAR(heard.Tone(0, 440, 2.4, 2.6), 0.25, 0.03);
+    EXPECT_LT(heard.Peak(0, 3.1, 3.3), 0.02);
+  }
+}
+
+// Pictures have an end that is a whole number of them; a film of sound alone has its own.
+TEST_F(RecordHeardTest, FilmsOfSoundAloneFadeOutAtTheirEnd) {
+  MakeTone("tone.wav", 440, 0.5);
+  Record({"--offline", "--duration", "1.4", "--fps", "1", "--audio", "tone.wav,fade=0:0.4", "-o", "film.wav"});
+  EXPECT_NEAR(DecodeSound("film.wav").Tone(0, 440, 0.8, 0.98), 0.5, 0.02);
+  EXPECT_NEAR(DecodeSound("film.wav").Tone(0, 440, 1.15, 1.25), 0.25, 0.02);
+}
+
 TEST_F(RecordHeardTest, StartTakesPicturesAndSoundFromThere) {
   MakeFlashes("clip.mp4", 4, 0.5, 1);
   MakeTone("tone.wav", 440, 0.5);

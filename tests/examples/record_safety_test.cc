@@ -101,7 +101,8 @@ TEST_F(RecordSafetyTest, NoFileOfAFilmIsWrittenOverWhatItIsMadeOf) {
   ExpectRefused({"--video", "here/clip-00000.ts", "-o", "clip.m3u8"}, "cannot write clip-00000.ts: the scene reads it");
   ExpectRefused({"--video", "soft.ts", "--container", "hls", "-o", "clip"},
                 "cannot write clip-00000.ts: the scene reads it");
-  Record({"--canvas", "32x32", "--picture", "frame10002.png", "--duration", "0.1", "--offline", "-o", "frame%04d.png"});
+  Record(
+      {"--canvas", "32x32", "--picture", "frame10002.png", "--duration", "0.1", "--offline", "-o", "frame-%04d.png"});
 }
 
 TEST_F(RecordSafetyTest, WhatAppearsMeanwhileIsNotReplaced) {

@@ -70,7 +70,9 @@ TEST_F(VideoPlayerTest, OfflineAWideFirstStepIsTaken) {
   for (int i = 0; i < 2; ++i) {
     const Picture* const picture = player->Take(0);
     ASSERT_EQ(picture != nullptr, i == 0);
-    if (picture) EXPECT_EQ(Step(*picture), 0);
+    if (picture) {
+      EXPECT_EQ(Step(*picture), 0);
+    }
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   for (const int tenth : {10, 20, 30}) {

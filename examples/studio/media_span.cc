@@ -1,0 +1,94 @@
+#include "studio/media_span.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "studio/media_file.h"
+
+extern "C" {
+#include <libavutil/intreadwrite.h>
+}
+
+namespace studio {
+namespace {
+
+using GoesOn = std::function<bool()>;
+
+std::int64_t FromSeconds(double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); }
+
+AVIOInterruptCB InterruptOf(const GoesOn& goes_on) {
+  const auto interrupted = [](void* asked) { return (*static_cast<const GoesOn*>(asked))() ? 0 : 1; };
+  if (!goes_on) return {nullptr, nullptr};
+  return {interrupted, const_cast<GoesOn*>(&goes_on)};
+}
+
+// How much of a packet's end is no part of the sound, for encoders fill their last packet.
+std::int64_t Padding(const AVPacket* packet, const AVStream* stream) {
+  std::size_t size = 0;
+  const std::uint8_t* const skip = av_packet_get_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, &size);
+  if (!skip || size < 8 || stream->codecpar->sample_rate <= 0) return 0;
+  return av_rescale_q(AV_RL32(skip + 4), AVRational{1, stream->codecpar->sample_rate}, stream->time_base);
+}
+
+MediaSpan Measure(AVFormatContext* format, int stream, bool length, const GoesOn& goes_on) {
+  MediaSpan span;
+  for (unsigned int i = 0; i < format->nb_streams; ++i) {
+    if (static_cast<int>(i) != stream) format->streams[i]->discard = AVDISCARD_ALL;
+  }
+  const AVStream* const of = format->streams[stream];
+  const bool is_sound = of->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+  const AvPacket packet(av_packet_alloc());
+  std::int64_t first = AV_NOPTS_VALUE, end = AV_NOPTS_VALUE;
+  while ((length || first == AV_NOPTS_VALUE) && (!goes_on || goes_on()) && av_read_frame(format, packet.get()) >= 0) {
+    const std::int64_t pts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+    const bool seen = packet->stream_index == stream && pts != AV_NOPTS_VALUE && !(packet->flags & AV_PKT_FLAG_DISCARD);
+    if (seen && first == AV_NOPTS_VALUE && (packet->flags & AV_PKT_FLAG_KEY)) first = pts;
+    if (seen && first != AV_NOPTS_VALUE) {
+      end = std::max(end, is_sound ? pts + packet->duration - Padding(packet.get(), of) : pts);
+    }
+    av_packet_unref(packet.get());
+  }
+  if (first == AV_NOPTS_VALUE) return span;
+  span.begin_ns = av_rescale_q(first, of->time_base, kNanoseconds);
+  if (length) span.length_ns = av_rescale_q(end - first, of->time_base, kNanoseconds);
+  if (length && !is_sound) span.length_ns += PictureDurationNs(format, stream);
+  return span;
+}
+
+}  // namespace
+
+MediaSpan MeasurePictures(const std::string& file, bool length, const GoesOn& goes_on) {
+  const Media format = OpenMedia(file, InterruptOf(goes_on));
+  const int stream = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  return stream < 0 ? MediaSpan() : Measure(format.get(), stream, length, goes_on);
+}
+
+MediaSpan MeasureSound(const std::string& file, std::optional<int> track, const GoesOn& goes_on) {
+  const Media format = OpenMedia(file, InterruptOf(goes_on));
+  const int stream = FindSound(format.get(), file, track);
+  return stream < 0 ? MediaSpan() : Measure(format.get(), stream, true, goes_on);
+}
+
+std::int64_t VideoOriginNs(std::int64_t pictures_ns, std::int64_t sound_ns) {
+  const bool sound_first = pictures_ns == AV_NOPTS_VALUE || (sound_ns != AV_NOPTS_VALUE && sound_ns < pictures_ns);
+  return sound_first ? sound_ns : pictures_ns;
+}
+
+std::int64_t VideoLengthNs(const Layer& layer, const MediaSpan& pictures, std::int64_t origin_ns) {
+  const std::int64_t trim_start_ns = FromSeconds(layer.trim_start_s);
+  std::int64_t length_ns = 0;
+  if (pictures.length_ns > 0) {
+    length_ns = std::max(pictures.length_ns + pictures.begin_ns - origin_ns - trim_start_ns, std::int64_t{1});
+  }
+  if (!layer.trim_end_s) return length_ns;
+  const std::int64_t trimmed_ns = FromSeconds(*layer.trim_end_s) - trim_start_ns;
+  return length_ns > 0 ? std::min(length_ns, trimmed_ns) : trimmed_ns;
+}
+
+std::int64_t VideoLengthNs(const Layer& layer) {
+  if (IsStream(layer.file)) return VideoLengthNs(layer, MediaSpan(), AV_NOPTS_VALUE);  // It cannot be read twice.
+  const MediaSpan pictures = MeasurePictures(layer.file, true);
+  return VideoLengthNs(layer, pictures, VideoOriginNs(pictures.begin_ns, FirstSoundNs(layer.file)));
+}
+
+}  // namespace studio
