@@ -36,7 +36,7 @@ MainWindow::MainWindow(Session* session, std::function<void()> closed)
       runner_(session, this),
       canvas_(new CanvasWidget(
           session, [this](Command command, bool repeated) { Do(command, repeated); }, this)) {
-  const auto editor = [this] { return session_->editor(); };
+  const auto editor = [session] { return session->editor(); };  // Panels ask for it to their end.
   setCentralWidget(canvas_);
   setAcceptDrops(true);
   setContextMenuPolicy(Qt::NoContextMenu);

@@ -70,12 +70,12 @@ TEST_F(AudioMixerSystemTest, SteadyPassesTakeNoMemoryAndNoOtherLocksAndLogNothin
     Calls after;
     Event done{true};
   } watch;
-  AudioMixer mixer(8000, 2, kInternalSampleShort, &watch);
-  watch.mixer = &mixer;
-  watch.log = &log_;
   AudioMixSource first(8000, 2, kInternalSampleShort);
   AudioMixSource second(8000, 2, kInternalSampleShort);
   AudioMixSource silent(8000, 2, kInternalSampleShort);
+  AudioMixer mixer(8000, 2, kInternalSampleShort, &watch);
+  watch.mixer = &mixer;
+  watch.log = &log_;
   for (AudioMixSource* source : {&first, &second, &silent}) {
     source->Enable();
     mixer.AddSource(source);
@@ -100,8 +100,8 @@ TEST_F(AudioMixerSystemTest, SteadyPassesTakeNoMemoryAndNoOtherLocksAndLogNothin
 }
 
 TEST_F(AudioMixerSystemTest, BlocksOfAHostTakeTheirPlanesOnceAndNoOtherMemory) {
-  AudioMixer mixer(8000, 2, kInternalSampleFloat, nullptr);
   AudioMixSource source(8000, 2, kInternalSampleFloat);
+  AudioMixer mixer(8000, 2, kInternalSampleFloat, nullptr);
   mixer.AddSource(&source);
   const Calls begin = calls;
   ASSERT_TRUE(mixer.MixBlock(0));
@@ -150,8 +150,8 @@ TEST_F(AudioMixerSystemTest, TakesSixteenPlanesPerStart) {
 }
 
 TEST_F(AudioMixerSystemTest, StartAnswersFalseWhenNoThreadCame) {
-  AudioMixer mixer(48000, 1, kInternalSampleFloat, nullptr);
   AudioMixSource source(48000, 1, kInternalSampleFloat);
+  AudioMixer mixer(48000, 1, kInternalSampleFloat, nullptr);
   mixer.AddSource(&source);
   refuse_threads = true;
   EXPECT_FALSE(mixer.Start());
@@ -180,8 +180,8 @@ TEST_F(AudioMixerSystemTest, StartsOneThread) {
 }
 
 TEST_F(AudioMixerSystemTest, EndsWithAnErrorWithoutMemoryForItsPlanes) {
-  AudioMixer mixer(48000, 1, kInternalSampleFloat, nullptr);
   AudioMixSource source(48000, 1, kInternalSampleFloat);
+  AudioMixer mixer(48000, 1, kInternalSampleFloat, nullptr);
   mixer.AddSource(&source);
   refuse_callocs = true;
   ASSERT_TRUE(mixer.Start());

@@ -163,7 +163,11 @@ TEST_F(ViewDockTest, MayComeFromAWindowThatIsDestroyed) {
   view.SetWindow({third.handle()});
   second.Destroy();
   EXPECT_TRUE(Shows(third, picture()));
-  EXPECT_EQ(host::log::Complaints(), "");
+  // A frame may fall between the end of a window and the way to the next, and tell of it.
+  std::string complaints;
+  const int count = TakeComplaints(view, &complaints);
+  EXPECT_LE(count, 2) << complaints;
+  EXPECT_EQ(count > 0, complaints.find("is gone") != std::string::npos) << complaints;
 }
 
 // The end of the first window is said as ever.
