@@ -150,8 +150,8 @@ void VideoPlayer::Hurry(std::int64_t behind_ns, std::int64_t due_ns) {
 }
 
 void VideoPlayer::Run() {
-  std::int64_t decoded_ns = due_ns_;  // Where the last picture ended.
   std::unique_lock<std::mutex> lock(mutex_);
+  std::int64_t decoded_ns = due_ns_;  // Where the last picture ended.
   while (!stop_) {
     DropPassed();
     if (const std::shared_ptr<Entry> entry = NextToConvert()) {
