@@ -27,7 +27,8 @@ const char* const kEncoders[] = {"libx264",   "libx265",   "libvpx",   "libvpx-v
 // A picture with something in every place, which moves.
 void Draw(int index, AVFrame* frame) {
   for (int plane = 0; plane < 3; ++plane) {
-    for (int y = 0; y < (plane == 0 ? frame->height : frame->height / 2); ++y) {
+    const bool whole = plane == 0 || frame->format == AV_PIX_FMT_YUV422P10;
+    for (int y = 0; y < (whole ? frame->height : frame->height / 2); ++y) {
       for (int x = 0; x < frame->linesize[plane]; ++x) {
         frame->data[plane][y * frame->linesize[plane] + x] = static_cast<std::uint8_t>((x * y + 5 * index) % 219 + 16);
       }
