@@ -84,7 +84,7 @@ void SetValue(Layer* layer, const std::string& key, const std::string& value) {
   } else if (key == "volume" && layer->kind == LayerKind::kVideo) {
     layer->volume = static_cast<float>(ParseNumber(value));
   } else if (key == "trim" && layer->kind == LayerKind::kVideo) {
-    ParseTrim(value, layer);
+    ParseTrim(value, &layer->trim_start_s, &layer->trim_end_s);
   } else if (key == "deinterlace" && layer->kind == LayerKind::kVideo) {
     layer->deinterlace = ParseDeinterlace(value);
   } else if (key == "crop" && HasMedia(layer->kind)) {
@@ -185,15 +185,15 @@ bool ParseDeinterlace(const std::string& text) {
   throw UsageError("unknown deinterlacing \"" + text + "\": there are auto and off");
 }
 
-void ParseTrim(const std::string& text, Layer* layer) {
+void ParseTrim(const std::string& text, double* start_s, std::optional<double>* end_s) {
   const std::size_t colon = text.find(':');
   const std::string start = text.substr(0, colon), end = colon == std::string::npos ? "" : text.substr(colon + 1);
   if (colon == std::string::npos || (start.empty() && end.empty())) {
     throw UsageError("\"" + text + "\" is not a part such as 2:5.5, 2: or :5.5");
   }
-  layer->trim_start_s = start.empty() ? 0 : ParseNumber(start);
-  layer->trim_end_s.reset();
-  if (!end.empty()) layer->trim_end_s = ParseNumber(end);
+  *start_s = start.empty() ? 0 : ParseNumber(start);
+  end_s->reset();
+  if (!end.empty()) *end_s = ParseNumber(end);
 }
 
 std::string TrimText(const Layer& layer) {

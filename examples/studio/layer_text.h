@@ -2,6 +2,7 @@
 #ifndef QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_
 #define QUARN_EXAMPLES_STUDIO_LAYER_TEXT_H_
 
+#include <optional>
 #include <string>
 
 #include "studio/description.h"
@@ -20,9 +21,9 @@ Vec ParseFade(const std::string& text);            // "1:0.5": seconds of appear
 TextAlign ParseAlign(const std::string& text);     // "left", "center" or "right"
 PixelLayout ParseLayout(const std::string& text);  // "i420", "nv12", "rgba" or "bgra"
 
-// "2:5.5", "2:" or ":5.5": the part of a video that is played. Throws UsageError. And the text that reads back as that;
-// empty for the whole video.
-void ParseTrim(const std::string& text, Layer* layer);
+// "2:5.5", "2:" or ":5.5": the part of a video or a sound that is played. Throws UsageError. And the text that reads
+// back as that; empty for the whole video.
+void ParseTrim(const std::string& text, double* start_s, std::optional<double>* end_s);
 std::string TrimText(const Layer& layer);
 
 // "FILE[,key=value]...", with a colour in place of the file for colours, and a text for texts; "\," is a comma of a

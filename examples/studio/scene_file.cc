@@ -132,7 +132,7 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
     } else if (key == "volume") {
       layer.volume = static_cast<float>(value.Number());
     } else if (key == "trim") {
-      value.Parsed([&layer](const std::string& text) { ParseTrim(text, &layer); });
+      value.Parsed([&layer](const std::string& text) { ParseTrim(text, &layer.trim_start_s, &layer.trim_end_s); });
     } else if (key == "deinterlace") {
       layer.deinterlace = value.Parsed(ParseDeinterlace);
     } else if (key == "crop") {
@@ -189,7 +189,7 @@ Sound ReadSound(const Node& node, const std::filesystem::path& folder) {
     } else if (key == "track") {
       sound.track = value.Whole();
     } else if (key == "trim") {
-      value.Parsed([&sound](const std::string& text) { ParseTrim(text, &sound); });
+      value.Parsed([&sound](const std::string& text) { ParseTrim(text, &sound.trim_start_s, &sound.trim_end_s); });
     } else if (key == "fade") {
       value.Parsed([&sound](const std::string& text) { ParseFade(text, &sound); });
     } else {

@@ -40,7 +40,7 @@ void SetOption(Sound* sound, const std::string& option) {
   if (key == "track") {
     sound->track = ParseTrack(value);
   } else if (key == "trim") {
-    ParseTrim(value, sound);
+    ParseTrim(value, &sound->trim_start_s, &sound->trim_end_s);
   } else {
     ParseFade(value, sound);
   }
@@ -88,15 +88,6 @@ int ParseTrack(const std::string& text) {
     throw UsageError("\"" + text + "\" is not the number of a track: 0 is the first");
   }
   return static_cast<int>(number);
-}
-
-void ParseTrim(const std::string& text, Sound* sound) {
-  const std::size_t colon = text.find(':');
-  if (colon == std::string::npos || text.size() == 1) {
-    throw UsageError("\"" + text + "\" is not a part such as 2:5, 2: or :5");
-  }
-  if (colon > 0) sound->trim_start_s = ParseNumber(text.substr(0, colon));
-  if (colon + 1 < text.size()) sound->trim_end_s = ParseNumber(text.substr(colon + 1));
 }
 
 void ParseFade(const std::string& text, Sound* sound) {

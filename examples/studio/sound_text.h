@@ -16,8 +16,6 @@ Sound ParseSound(const std::string& text);
 
 // Which sound of a file: 0 is the first. Throws UsageError.
 int ParseTrack(const std::string& text);
-// "2:5", "2:" or ":5": the part of a sound that is heard. Throws UsageError.
-void ParseTrim(const std::string& text, Sound* sound);
 // "1:2": how long it takes to come and to go. Throws UsageError.
 void ParseFade(const std::string& text, Sound* sound);
 

@@ -334,7 +334,7 @@ TEST_F(RecordOfflineSoundTest, BadOptionsOfSounds) {
   };
   const auto bad = [](const std::string& sound, const std::string& what) { return "audio \"" + sound + "\": " + what; };
   expect_error("a.wav,track=-1", 2, bad("a.wav,track=-1", "\"-1\" is not the number of a track: 0 is the first"));
-  expect_error("a.wav,trim=1", 2, bad("a.wav,trim=1", "\"1\" is not a part such as 2:5, 2: or :5"));
+  expect_error("a.wav,trim=1", 2, bad("a.wav,trim=1", "\"1\" is not a part such as 2:5.5, 2: or :5.5"));
   expect_error("a.wav@1,0,trim=a:2", 2, bad("a.wav@1,0,trim=a:2", "\"a\" is not a number"));
   expect_error("a.wav,fade=1", 2, bad("a.wav,fade=1", "\"1\" is not a pair of seconds such as 1:2"));
   expect_error("a.wav,trim=2:1", 2, "audio trim: must end behind its start");
