@@ -3,9 +3,13 @@
 // The first table compares a device whose view is presented with the same device and a view of the same size that draws
 // its picture and has no window for it. The two take turns in short rounds, so that what else the machine does falls on
 // both; it prints the medians of the rounds, and of the ratios of neighbouring ones. The second table stops the X
-// server again and again, and counts. The X server is the benchmark's own.
+// server again and again, and counts. The third table has views under X11 and under Wayland beside each other. Servers
+// and compositor are the benchmark's own.
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -16,6 +20,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <functional>
 #include <future>
 #include <memory>
 #include <optional>
@@ -25,6 +31,7 @@
 
 #include <quarn/quarn.h>
 
+#include "benchmarks/wayland_screen.h"
 #include "tests/support/x_server.h"
 
 namespace {
@@ -114,10 +121,15 @@ class Window {
 // The default device with a scene of moving items.
 class Host {
  public:
-  Host(Size scene, unsigned int fps) {
-    GsDevice::CreateDefaultDevice(true);
+  // A rate of 0: the frames are the caller's to make, on this thread.
+  Host(Size scene, unsigned int fps) : is_driven_(fps == 0) {
+    GsDevice::CreateDefaultDevice(!is_driven_);
     device_ = GsDevice::DefaultDevice();
-    device_->SetFps(fps);
+    if (is_driven_) {
+      device_->InitThreadContext();
+    } else {
+      device_->SetFps(fps);
+    }
     scene_ = MakeRef<RefCounted<GsScene>>(scene.width, scene.height, device_);
     for (int i = 0; i < 8; ++i) {
       scoped_refptr<Item> item = MakeRef<RefCounted<Item>>(scene, i, device_);
@@ -128,7 +140,16 @@ class Host {
   ~Host() {
     items_.clear();
     scene_ = nullptr;
+    if (is_driven_) device_->UninitThreadContext();
     GsDevice::DestroyDefaultDevice();
+  }
+
+  void MakeFrame() {
+    device_->TickSource();
+    device_->HandleFilter();
+    device_->OutputFrame(frame_++ * 33'333'333ull, 1);
+    device_->DrawDisplay();
+    device_->DoTask();
   }
 
   GsDevice* device() const { return device_; }
@@ -148,7 +169,9 @@ class Host {
   }
 
  private:
+  const bool is_driven_;
   GsDevice* device_ = nullptr;
+  unsigned int frame_ = 0;
   scoped_refptr<GsScene> scene_;
   std::vector<scoped_refptr<Item>> items_;
 };
@@ -298,20 +321,157 @@ void CountFrames(test::XServer* server, int view_count, bool stalls, double seco
 
 void DropLog(int, const char*, va_list, void*) {}
 
-}  // namespace
+// One window system, in a process of its own: a process has one.
+class WindowSystem {
+ public:
+  struct Request {
+    Size view;
+    bool shown;  // Or drawn only.
+    bool stops;  // The server or compositor does not answer.
+    int frames;
+  };
+  struct Answer {
+    double all_ms;    // Of the process, a frame.
+    double frame_ms;  // Of the thread that makes the frame.
+    double shown;     // The share of the frames that were handed to the window system.
+  };
 
-// Usage: quarn-view-benchmark [rounds [frames a round [seconds a count]]]
-int main(int argc, char** argv) {
-  const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 15;
-  const int frames = argc > 2 ? std::max(1, std::atoi(argv[2])) : 30;
-  const double seconds = argc > 3 ? std::atof(argv[3]) : 15.0;
+  explicit WindowSystem(bool is_wayland) {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) std::abort();
+    process_ = fork();
+    if (process_ == 0) {
+      close(ends[0]);
+      Serve(ends[1], is_wayland);
+    }
+    close(ends[1]);
+    fd_ = ends[0];
+  }
+  ~WindowSystem() {
+    close(fd_);
+    waitpid(process_, nullptr, 0);
+  }
+  WindowSystem(const WindowSystem&) = delete;
+  WindowSystem& operator=(const WindowSystem&) = delete;
+
+  // Returns false when there is no such window system.
+  bool Ask(const Request& request, Answer* answer) const {
+    return send(fd_, &request, sizeof(request), MSG_NOSIGNAL) == sizeof(request) &&
+           recv(fd_, answer, sizeof(*answer), MSG_WAITALL) == sizeof(*answer);
+  }
+
+ private:
+  static constexpr Size kScreen = {1920, 1080};
+
+  [[noreturn]] static void Serve(int fd, bool is_wayland) {
+    bool right = true;
+    if (is_wayland) {
+      WaylandScreen screen(kScreen.width, kScreen.height);
+      right = screen.window() && qn_set_native_display(kQnNativeDisplayWayland, screen.display());
+      test::WaylandCompositor* const compositor = screen.compositor();
+      const auto stall = [compositor](bool stops) { stops ? compositor->Stall() : compositor->GoOn(); };
+      if (right) Answers(fd, screen.window(), stall, [&screen] { screen.Commit(); });
+    } else {
+      test::XServer server(test::XServer::kXvfb, "1920x1080x24");
+      setenv("DISPLAY", server.display().c_str(), 1);
+      right = !server.display().empty();
+      const Window window(kScreen);
+      const auto stall = [&server](bool stops) { stops ? server.Stall() : server.GoOn(); };
+      if (right) Answers(fd, window.handle(), stall, [] {});
+    }
+    std::_Exit(right ? EXIT_SUCCESS : EXIT_FAILURE);
+  }
+
+  static void Answers(int fd, void* window, const std::function<void(bool)>& stall,
+                      const std::function<void()>& commit) {
+    qn_set_log_handle(&DropLog, nullptr);
+    Host host({1280, 720}, 0);
+    Request request = {};
+    while (recv(fd, &request, sizeof(request), MSG_WAITALL) == sizeof(request)) {
+      Answer answer = {};
+      {
+        GsViewImpl view({request.shown ? window : nullptr}, request.view.width, request.view.height, host.device());
+        view.SetScene(host.scene());
+        view.Attch();
+        commit();
+        // Each frame waits until the one before is shown, so that none is left out.
+        double frame_ms = 0;
+        const auto make_frames = [&](int count, bool until_shown) {
+          frame_ms = 0;
+          for (int i = 0; i < count; ++i) {
+            const unsigned int shown = view.Counts().presented;
+            const double start = CpuSeconds(CLOCK_THREAD_CPUTIME_ID);
+            host.MakeFrame();
+            frame_ms += 1e3 * (CpuSeconds(CLOCK_THREAD_CPUTIME_ID) - start) / count;
+            if (!until_shown) usleep(5000);
+            while (until_shown && view.Counts().presented == shown) usleep(500);
+          }
+        };
+        make_frames(3, request.shown);
+        if (request.stops) {
+          stall(true);
+          make_frames(5, false);  // What there was room for.
+        }
+        const GsViewCounts before = view.Counts();
+        const double all = CpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
+        make_frames(request.frames, request.shown && !request.stops);
+        answer.frame_ms = frame_ms;
+        answer.all_ms = 1e3 * (CpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - all) / request.frames;
+        const GsViewCounts after = view.Counts();
+        answer.shown = 1.0 * (after.presented - before.presented) / std::max(1u, after.drawn - before.drawn);
+        if (request.stops) stall(false);
+        view.Detach();
+        view.SetScene(nullptr);
+      }
+      if (write(fd, &answer, sizeof(answer)) != sizeof(answer)) return;
+    }
+  }
+
+  pid_t process_ = -1;
+  int fd_ = -1;
+};
+
+// Both window systems in turn, in the same rounds, with a view that is shown and one that is drawn only. Returns false
+// when there is no such window system.
+bool CompareWindowSystems(const WindowSystem systems[2], Size view, bool stops, int rounds, int frames) {
+  std::vector<double> all[2][2], frame[2][2], shown[2], ratio;
+  for (int i = 0; i < rounds; ++i) {
+    WindowSystem::Answer answers[2][2] = {};
+    for (int n = 0; n < 4; ++n) {
+      const int k = i % 2 == 0 ? n : 3 - n;
+      if (!systems[k / 2].Ask({view, k % 2 == 0, stops, frames}, &answers[k / 2][k % 2])) {
+        std::fprintf(stderr, "%s did not start\n", k / 2 == 0 ? "Xvfb" : "weston");
+        return false;
+      }
+    }
+    for (const int system : {0, 1}) {
+      for (const int way : {0, 1}) {
+        all[system][way].push_back(answers[system][way].all_ms);
+        frame[system][way].push_back(answers[system][way].frame_ms);
+      }
+      shown[system].push_back(100 * answers[system][0].shown);
+    }
+    ratio.push_back(answers[1][0].all_ms / answers[0][0].all_ms);
+  }
+  for (const int system : {0, 1}) {
+    std::printf("| %4ux%-4u | %-7s | %-7s | %6.2f | %6.2f | %6.2f | %6.2f | %6.1f |", view.width, view.height,
+                stops ? "stopped" : "runs", system == 0 ? "X11" : "Wayland", Median(all[system][0]),
+                Median(all[system][1]), Median(frame[system][0]), Median(frame[system][1]), Median(shown[system]));
+    if (system == 0) std::printf("       |\n");
+    if (system == 1) std::printf(" %5.3f |\n", Median(ratio));
+  }
+  std::fflush(stdout);
+  return true;
+}
+
+// The first two tables. Returns false when there is no X server.
+bool CompareUnderX11(int rounds, int frames, double seconds) {
   test::XServer server(test::XServer::kXvfb, "1920x1080x24");
   if (server.display().empty()) {
     std::fprintf(stderr, "Xvfb did not start\n");
-    return EXIT_FAILURE;
+    return false;
   }
   setenv("DISPLAY", server.display().c_str(), 1);
-  qn_set_log_handle(&DropLog, nullptr);
   std::printf(
       "| view      | rate | server  | cpu ms |   bare | ratio | wall   |   bare | ratio | all ms |   bare | fps   |  "
       "bare | "
@@ -328,6 +488,30 @@ int main(int argc, char** argv) {
   std::printf("\n| views | server  | frames/s | presented/s |\n|-------|---------|----------|-------------|\n");
   for (const bool stalls : {false, true}) {
     for (const int views : {0, 1, 4}) CountFrames(&server, views, stalls, seconds);
+  }
+  std::printf("\n");
+  return true;
+}
+
+}  // namespace
+
+// Usage: quarn-view-benchmark [rounds [frames a round [seconds a count]]]
+// With 0 seconds a count there is the third table only.
+int main(int argc, char** argv) {
+  const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 15;
+  const int frames = argc > 2 ? std::max(1, std::atoi(argv[2])) : 30;
+  const double seconds = argc > 3 ? std::atof(argv[3]) : 15.0;
+  // Their processes begin before there is any other thread.
+  const WindowSystem systems[] = {WindowSystem(false), WindowSystem(true)};
+  qn_set_log_handle(&DropLog, nullptr);
+  if (seconds > 0 && !CompareUnderX11(rounds, frames, seconds)) return EXIT_FAILURE;
+  std::printf(
+      "| view      | server  | windows | all ms |   bare | frame  |   bare | shown%% | ratio |\n"
+      "|-----------|---------|---------|--------|--------|--------|--------|--------|-------|\n");
+  for (const bool stops : {false, true}) {
+    for (const Size size : {Size{1280, 720}, Size{1920, 1080}}) {
+      if (!CompareWindowSystems(systems, size, stops, rounds, frames)) return EXIT_FAILURE;
+    }
   }
   return EXIT_SUCCESS;
 }

@@ -33,5 +33,16 @@ target_compile_options(quarn_compile_options INTERFACE
 
 if(QUARN_SANITIZE)
   add_compile_options(-fsanitize=${QUARN_SANITIZE} -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=${QUARN_SANITIZE})
+  # What whoever links the library links it with.
+  set(QUARN_SANITIZER_LINK_OPTIONS -fsanitize=${QUARN_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # It would have the library export a description of each function's type.
+    add_compile_options(-fno-sanitize=function)
+    # As GCC has it, for tests that replace malloc or operator new: a runtime that is linked into the program would meet
+    # theirs. Clang does not tell programs where it lies.
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-resource-dir
+      OUTPUT_VARIABLE resources OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    list(APPEND QUARN_SANITIZER_LINK_OPTIONS -shared-libsan -Wl,-rpath,${resources}/lib/linux)
+  endif()
+  add_link_options(${QUARN_SANITIZER_LINK_OPTIONS})
 endif()

@@ -25,7 +25,7 @@ install(FILES
 # leaves its own dependencies to the host.
 set(QUARN_PC_PRIVATE "")
 if(NOT QUARN_SHARED)
-  string(JOIN " " QUARN_PC_PRIVATE ${QUARN_XCB_MODULES})
+  string(JOIN " " QUARN_PC_PRIVATE ${QUARN_XCB_MODULES} ${QUARN_WAYLAND_MODULES})
   string(PREPEND QUARN_PC_PRIVATE "Requires.private: opengl egl ")
   string(APPEND QUARN_PC_PRIVATE "\nLibs.private: -pthread -Wl,-z,nodelete\n")
 endif()

@@ -35,7 +35,8 @@ if(QUARN_SHARED)
   if(PROJECT_IS_TOP_LEVEL AND NOT QUARN_SANITIZE)
     target_link_options(quarn PRIVATE LINKER:--no-undefined)
   endif()
-  target_link_libraries(quarn PRIVATE OpenGL::OpenGL OpenGL::EGL PkgConfig::QUARN_XCB Threads::Threads)
+  target_link_libraries(quarn PRIVATE OpenGL::OpenGL OpenGL::EGL PkgConfig::QUARN_XCB ${QUARN_WAYLAND_TARGET}
+    Threads::Threads)
 else()
   # One object, in which all that the shared library would keep in is local: a host may have a Mutex of its own.
   set(object ${CMAKE_CURRENT_BINARY_DIR}/quarn-$<CONFIG>.o)
@@ -53,11 +54,16 @@ else()
   add_library(quarn STATIC ${object})
   target_link_options(quarn INTERFACE
     $<$<IN_LIST:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY$<SEMICOLON>SHARED_LIBRARY>:${QUARN_STAYS}>)
+  # Found wholly or not at all: some of the packages may be there all the same.
+  set(wayland_files "")
+  if(QUARN_WAYLAND_TARGET)
+    set(wayland_files ${QUARN_WAYLAND_LINK_LIBRARIES})
+  endif()
   # What a host links with it. Found packages are known in this folder only, so a host's build gets the files.
   target_link_libraries(quarn INTERFACE
     $<BUILD_INTERFACE:${OPENGL_opengl_LIBRARY};${OPENGL_egl_LIBRARY}>
-    $<BUILD_INTERFACE:${QUARN_XCB_LINK_LIBRARIES};${CMAKE_THREAD_LIBS_INIT}>
-    $<INSTALL_INTERFACE:OpenGL::OpenGL;OpenGL::EGL;PkgConfig::QUARN_XCB;Threads::Threads>)
+    $<BUILD_INTERFACE:${QUARN_XCB_LINK_LIBRARIES};${wayland_files};${CMAKE_THREAD_LIBS_INIT}>
+    $<INSTALL_INTERFACE:OpenGL::OpenGL;OpenGL::EGL;PkgConfig::QUARN_XCB;${QUARN_WAYLAND_TARGET};Threads::Threads>)
 endif()
 add_library(quarn::quarn ALIAS quarn)
 set_target_properties(quarn PROPERTIES LINKER_LANGUAGE CXX)

@@ -44,6 +44,8 @@ class PresentedView {
   virtual ViewCounts counts() const = 0;
   // Puts the view that many pixels to the right of its window's upper left corner, and below. Does not wait.
   virtual void Move(int x, int y) = 0;
+  // Pixels of the view for each unit of its window, as GsView::WindowScale answers it.
+  virtual float window_scale() const = 0;
   // Presents in that window from now on, and leaves the one before. Waits for it a moment, where the caller keeps no
   // frame waiting.
   virtual void SetWindow(const InternalWindowInfo& info) = 0;

@@ -2,8 +2,8 @@
 #ifndef QUARN_EXAMPLES_MAIN_LOOP_DEMO_SCENE_H_
 #define QUARN_EXAMPLES_MAIN_LOOP_DEMO_SCENE_H_
 
+#include <algorithm>
 #include <cmath>
-#include <cstdint>
 
 #include <quarn/quarn.h>
 
@@ -13,10 +13,9 @@ struct Card : GsPictureItem {
   float phase = 0;
 };
 
-// Shows the scene in an X11 window, given by its id.
+// Shows the scene in a window.
 struct DemoView : GsViewImpl {
-  DemoView(std::uintptr_t window, unsigned int width, unsigned int height)
-      : GsViewImpl({reinterpret_cast<void*>(window)}, width, height) {
+  DemoView(const GsWindowInfo& window, unsigned int width, unsigned int height) : GsViewImpl(window, width, height) {
     const auto scene = MakeRefCounted<GsScene>(640u, 360u);
     scene->AddItem(MakeRefCounted<Card>());
     SetScene(scene);
@@ -24,6 +23,15 @@ struct DemoView : GsViewImpl {
     Attch();
   }
   ~DemoView() override { Detach(); }
+
+  // Lies where the program has room for it. `scale`: pixels for each of the units in which the rest is told.
+  void Fit(double x, double y, double width, double height, double scale) {
+    const auto pixels = [scale](double length) { return static_cast<int>(std::lround(length * scale)); };
+    const auto wide = static_cast<unsigned int>(std::max(0, pixels(width)));
+    const auto high = static_cast<unsigned int>(std::max(0, pixels(height)));
+    Move(pixels(x), pixels(y));
+    if (wide != this->width() || high != this->height()) Resize(wide, high);
+  }
 };
 
 #endif  // QUARN_EXAMPLES_MAIN_LOOP_DEMO_SCENE_H_

@@ -54,7 +54,7 @@ int main() {
     const GsDefaultDevice device;
     if (!device.valid()) return 1;
     const GLibMainQueue queue;
-    DemoView view(window, 640, 360);
+    DemoView view({reinterpret_cast<void*>(static_cast<std::uintptr_t>(window))}, 640, 360);
     Program program = {x11, g_main_loop_new(nullptr, FALSE), delete_window, &view};
     g_unix_fd_add(xcb_get_file_descriptor(x11), G_IO_IN, OnX11, &program);
     OnX11(0, G_IO_IN, &program);  // What was read while waiting for replies.

@@ -2,31 +2,41 @@
 #include <memory>
 
 #include <QGuiApplication>
-#include <QResizeEvent>
-#include <QWindow>
+#include <QPainter>
+#include <QRasterWindow>
 
 #include "demo_scene.h"
 #include "qt_main_queue.h"
+#include "qt_native_window.h"
 
-// Qt counts in pixels of its own; X11 and views in those of the screen.
-struct ViewWindow : QWindow {
+struct ViewWindow : QRasterWindow {
   ViewWindow() {
     setTitle("main-loop-qt");
     resize(640, 360);
-    create();
-    view = std::make_unique<DemoView>(winId(), Pixels(width()), Pixels(height()));
+    startTimer(100);  // A compositor tells of its scale when it likes.
   }
-  void resizeEvent(QResizeEvent* event) override {
-    if (view) view->Resize(Pixels(event->size().width()), Pixels(event->size().height()));
+  bool event(QEvent* event) override {
+    // With the window its surface goes; a window that is closed is destroyed.
+    if (event->type() == QEvent::Hide || event->type() == QEvent::Close) view.reset();
+    const bool handled = QRasterWindow::event(event);
+    if (event->type() == QEvent::Expose && isExposed() && !view) {
+      view = std::make_unique<DemoView>(QtWindowInfo(this), 0, 0);
+      update();  // What Qt shows of itself, the view shows from then on.
+    }
+    if (view) Fit();  // Another size, or another screen.
+    return handled;
   }
-  void closeEvent(QCloseEvent* /*event*/) override { view.reset(); }  // Qt destroys a window that is closed.
-  unsigned int Pixels(int length) const { return static_cast<unsigned int>(length * devicePixelRatio()); }
+  void paintEvent(QPaintEvent* /*event*/) override { QPainter(this).fillRect(0, 0, width(), height(), Qt::black); }
+  void Fit() {
+    const QPoint origin = QtContentOrigin(this);
+    view->Fit(origin.x(), origin.y(), width(), height(), QtPixelScale(*view, this));
+  }
   std::unique_ptr<DemoView> view;
 };
 
 int main(int argc, char** argv) {
-  qputenv("QT_QPA_PLATFORM", "xcb");  // Views are for X11 windows; under Wayland that is XWayland.
   QGuiApplication app(argc, argv);
+  if (!UseQtDisplay()) return qCritical("Views cannot be shown here"), 1;
   const GsDefaultDevice device;
   if (!device.valid()) return 1;
   const QtMainQueue queue;

@@ -2,16 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <utility>
 
 #include <QFontMetrics>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QRect>
 #include <QResizeEvent>
 #include <QWheelEvent>
+#include <QWindow>
 
+#include "main-loop/qt_native_window.h"
 #include "preview/actions.h"
 #include "studio/placement.h"
 
@@ -21,7 +23,8 @@ namespace {
 using studio::Size;
 using studio::Vec;
 
-constexpr int kMargin = 10;  // What is left free around the canvas, both sides together.
+constexpr QColor kBackground(31, 33, 38);  // As the view's.
+constexpr int kMargin = 10;                // What is left free around the canvas, both sides together.
 constexpr int kLeastSide = 64;
 constexpr double kWheelStep = 120, kStepsToDouble = 4;
 constexpr char kHint[] = "Nothing here yet\n\nDrop pictures and videos here, press A,\nor look into the menu Layer";
@@ -40,10 +43,7 @@ CanvasWidget::CanvasWidget(Session* session, std::function<void(Command, bool)> 
       session_(session),
       run_(std::move(run)),
       viewport_(std::make_unique<Viewport>(session->description().canvas)) {
-  setAttribute(Qt::WA_DontCreateNativeAncestors);
-  setAttribute(Qt::WA_NativeWindow);
-  setAttribute(Qt::WA_PaintOnScreen);
-  setAttribute(Qt::WA_NoSystemBackground);
+  setAttribute(Qt::WA_OpaquePaintEvent);
   setFocusPolicy(Qt::StrongFocus);
   setMouseTracking(true);
   setMinimumSize(kLeastSide, kMinSide);
@@ -54,13 +54,24 @@ CanvasWidget::~CanvasWidget() = default;
 
 QSize CanvasWidget::sizeHint() const {
   const Size canvas = session_->description().canvas;
-  return QSize(canvas.width + kMargin, canvas.height + kMargin) / devicePixelRatioF();
+  return QSize(canvas.width + kMargin, canvas.height + kMargin) / PixelRatio();
 }
 
 void CanvasWidget::OpenView() {
-  const auto window = reinterpret_cast<void*>(static_cast<std::uintptr_t>(winId()));
-  view_ = std::make_unique<CanvasView>(GsWindowInfo{window}, PixelSize(), session_->device());
-  viewport_->Resize(PixelSize());
+  open_ = true;
+  MakeView();
+}
+
+void CanvasWidget::CloseView() {
+  open_ = false;
+  view_.reset();
+}
+
+void CanvasWidget::MakeView() {
+  const GsWindowInfo info = QtWindowInfo(window()->windowHandle());
+  view_ = std::make_unique<CanvasView>(info, PixelSize(), session_->device());
+  window()->update();  // What lies in a window appears when the toolkit has painted it.
+  PlaceView();
   ShowHint();
   Refresh();
   view_->SetScene(session_->items()->scene());
@@ -75,8 +86,47 @@ void CanvasWidget::ShowScene() {
   view_->SetScene(session_->items()->scene());
 }
 
+void CanvasWidget::PlaceView() {
+  QWindow* const top = window()->windowHandle();
+  if (open_ && !view_ && top && isVisible() && QtWindowInfo(top).window) MakeView();
+  if (!view_) return;
+  const QPointF corner = QPointF(Corner() + ViewRect().topLeft()) * PixelRatio();
+  view_->Move(static_cast<int>(std::lround(corner.x())), static_cast<int>(std::lround(corner.y())));
+  const Size size = PixelSize();
+  viewport_->Resize(size);
+  const auto wide = static_cast<unsigned int>(size.width), high = static_cast<unsigned int>(size.height);
+  if (wide != view_->width() || high != view_->height()) view_->Resize(wide, high);
+}
+
+QPoint CanvasWidget::Corner() const {
+  const QWindow* const top = window()->windowHandle();
+  return mapTo(window(), QPoint()) + (top ? QtContentOrigin(top) : QPoint());
+}
+
+QRect CanvasWidget::ViewRect() const {
+  constexpr int kMostUnits = 12;  // Scales that need more leave too much of the widget free.
+  int units = 1;                  // That are a whole number of pixels.
+  const auto is_whole = [](double pixels) { return std::fabs(pixels - std::round(pixels)) < 0.001; };
+  while (units < kMostUnits && !is_whole(units * PixelRatio())) ++units;
+  if (units == kMostUnits) return rect();
+  const QPoint corner = Corner();
+  const auto begin = [units](int at) { return (units - at % units) % units; };
+  const auto end = [units](int at, int length) { return length - (at + length) % units; };
+  return QRect(QPoint(begin(corner.x()), begin(corner.y())),
+               QPoint(end(corner.x(), width()) - 1, end(corner.y(), height()) - 1));
+}
+
+// A window that is hidden is another one when it is shown again. One that is minimized stays.
+void CanvasWidget::hideEvent(QHideEvent* event) {
+  if (!event->spontaneous()) view_.reset();
+  QWidget::hideEvent(event);
+}
+
+// What is seen until the view shows something.
+void CanvasWidget::paintEvent(QPaintEvent* event) { QPainter(this).fillRect(event->rect(), kBackground); }
+
 void CanvasWidget::ShowHint() {
-  const double ratio = devicePixelRatioF();
+  const double ratio = PixelRatio();
   const QFontMetrics metrics(font());
   const QSize size = metrics.boundingRect(QRect(0, 0, 4000, 4000), Qt::AlignCenter, kHint).size() + QSize(40, 32);
   QImage image(size * ratio, QImage::Format_ARGB32_Premultiplied);
@@ -95,6 +145,7 @@ void CanvasWidget::ShowHint() {
 }
 
 void CanvasWidget::Refresh() {
+  PlaceView();
   if (view_) view_->Show(Sight(), session_->items()->clock());
   const Qt::CursorShape shape = PointerShape();
   if (shape != cursor().shape()) setCursor(shape);
@@ -106,7 +157,7 @@ CanvasSight CanvasWidget::Sight() const {
   sight.canvas = session_->description().canvas;
   sight.centre = viewport_->ToPixels(Vec());
   sight.scale = viewport_->scale();
-  sight.ratio = static_cast<float>(devicePixelRatioF());
+  sight.ratio = static_cast<float>(PixelRatio());
   for (const bool selected : {false, true}) {
     for (const Entry& entry : editor.entries()) {
       if (!entry.layer.visible || editor.IsSelected(entry.id) != selected) continue;
@@ -160,15 +211,22 @@ void CanvasWidget::ZoomToSelection() {
   if (box) viewport_->FitTo(*box);
 }
 
+double CanvasWidget::PixelRatio() const {
+  const QWindow* const top = window()->windowHandle();
+  return view_ && top ? QtPixelScale(*view_, top) : devicePixelRatioF();
+}
+
 // The middle of the pixel.
 Vec CanvasWidget::ToPixels(QPointF pos) const {
-  const double ratio = devicePixelRatioF();
-  return Vec{static_cast<float>(pos.x() * ratio + 0.5), static_cast<float>(pos.y() * ratio + 0.5)};
+  const QPointF pixels = (pos - ViewRect().topLeft()) * PixelRatio();
+  return Vec{static_cast<float>(pixels.x() + 0.5), static_cast<float>(pixels.y() + 0.5)};
 }
 
 Size CanvasWidget::PixelSize() const {
-  const double ratio = devicePixelRatioF();
-  return Size{static_cast<int>(std::lround(width() * ratio)), static_cast<int>(std::lround(height() * ratio))};
+  const double ratio = PixelRatio();
+  const QSize size = ViewRect().size();
+  return Size{std::max(0, static_cast<int>(std::lround(size.width() * ratio))),
+              std::max(0, static_cast<int>(std::lround(size.height() * ratio)))};
 }
 
 std::optional<Vec> CanvasWidget::CanvasPoint(QPointF pos) const {
@@ -188,22 +246,14 @@ bool CanvasWidget::event(QEvent* event) {
       event->accept();
       return true;
     }
-    case QEvent::WinIdChange:
-      if (view_ && internalWinId() != 0) {
-        view_->SetWindow(GsWindowInfo{reinterpret_cast<void*>(static_cast<std::uintptr_t>(internalWinId()))});
-      }
-      break;
     default: break;
   }
   return QWidget::event(event);
 }
 
 void CanvasWidget::resizeEvent(QResizeEvent* /*event*/) {
-  const Size size = PixelSize();
-  viewport_->Resize(size);
-  if (!view_) return;
-  view_->Resize(static_cast<unsigned int>(size.width), static_cast<unsigned int>(size.height));
-  Refresh();
+  viewport_->Resize(PixelSize());
+  if (view_) Refresh();
 }
 
 void CanvasWidget::LetGo(Qt::MouseButtons pressed) {
@@ -261,7 +311,7 @@ void CanvasWidget::leaveEvent(QEvent* /*event*/) { session_->editor()->PointerLe
 
 void CanvasWidget::MovePointer(Vec pixels, Qt::KeyboardModifiers modifiers) {
   pointer_ = pixels;
-  session_->editor()->SetScale(viewport_->scale() / static_cast<float>(devicePixelRatioF()));
+  session_->editor()->SetScale(ScaleToUser());
   session_->editor()->MovePointer(viewport_->ToCanvas(pixels), ToModifiers(modifiers));
 }
 

@@ -1,4 +1,4 @@
-// The canvas in the window: what the pointer and the keys that belong to it do.
+// The canvas in the window: where its view lies, and what the pointer and the keys that belong to it do.
 #ifndef QUARN_EXAMPLES_PREVIEW_CANVAS_WIDGET_H_
 #define QUARN_EXAMPLES_PREVIEW_CANVAS_WIDGET_H_
 
@@ -20,16 +20,20 @@ class CanvasWidget : public QWidget {
   CanvasWidget(Session* session, std::function<void(Command command, bool repeated)> run, QWidget* parent = nullptr);
   ~CanvasWidget() override;
 
-  // Makes the view, once the window is there.
+  // Shows the scene from now on, in a window that is there.
   void OpenView();
   // While the window is still there.
-  void CloseView() { view_.reset(); }
+  void CloseView();
   // The session has opened another scene.
   void ShowScene();
   // Shows what the editor has.
   void Refresh();
 
   Viewport* viewport() { return viewport_.get(); }
+  // Pixels of the view for each of the toolkit's units: known for sure once there is a view.
+  double PixelRatio() const;
+  // The toolkit's units for each pixel of the canvas.
+  float ScaleToUser() const { return viewport_->scale() / static_cast<float>(PixelRatio()); }
   // In the middle of the widget.
   void Zoom(float factor);
   // Pixels of the canvas are pixels of the screen.
@@ -38,11 +42,12 @@ class CanvasWidget : public QWidget {
   // What a position in this widget is on the canvas, rounded; nothing beside the canvas.
   std::optional<studio::Vec> CanvasPoint(QPointF pos) const;
 
-  QPaintEngine* paintEngine() const override { return nullptr; }  // The view draws.
   QSize sizeHint() const override;
 
  protected:
   bool event(QEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   void mousePressEvent(QMouseEvent* event) override;
   void mouseMoveEvent(QMouseEvent* event) override;
@@ -56,6 +61,13 @@ class CanvasWidget : public QWidget {
   bool focusNextPrevChild(bool /*next*/) override { return false; }  // Tab selects layers.
 
  private:
+  void MakeView();
+  // Has the view lie where the widget does, in the window that there is.
+  void PlaceView();
+  // How much of the widget that is: what begins and ends with a whole pixel.
+  QRect ViewRect() const;
+  // Where the widget's upper left corner lies in the window that the view is in.
+  QPoint Corner() const;
   studio::Vec ToPixels(QPointF pos) const;
   studio::Size PixelSize() const;
   bool panning() const { return pan_button_ != Qt::NoButton; }
@@ -70,6 +82,7 @@ class CanvasWidget : public QWidget {
   const std::function<void(Command, bool)> run_;
   std::unique_ptr<Viewport> viewport_;
   std::unique_ptr<CanvasView> view_;
+  bool open_ = false;
   studio::Vec pointer_;                        // In pixels.
   Qt::MouseButton pan_button_ = Qt::NoButton;  // The one with which the view is being moved.
   bool space_ = false;                         // Held: a drag moves the view.

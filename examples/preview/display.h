@@ -4,8 +4,9 @@
 
 namespace preview {
 
-// Makes sure that windows can be opened on the X server that DISPLAY names, and has the toolkit use it: views are for
-// X11 windows; under Wayland that is XWayland. Before the application is made. Throws Error.
+// Makes sure that windows can be opened, and says where: under Wayland or on an X server. QT_QPA_PLATFORM chooses,
+// where it has wayland or xcb; else a session of Wayland (XDG_SESSION_TYPE) has its windows there, and any other on the
+// X server if there is one. What cannot be had gives way to the other. Before the application is made. Throws Error.
 void PrepareDisplay();
 
 }  // namespace preview

@@ -18,7 +18,7 @@ namespace preview {
 // Held while the pointer presses and moves.
 //
 // Shift: a corner changes its layer's proportions, a turn goes by steps of 15 degrees, a move keeps to one axis.
-// Control: nothing snaps.
+// Control: nothing snaps, neither to lines nor a turn to right angles.
 // A press with Shift or Control adds what it hits to the selection, or takes it from there; one with Alt selects the
 // layer underneath the one that is selected, and after the last the first again.
 struct Modifiers {

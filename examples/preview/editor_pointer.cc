@@ -19,7 +19,8 @@ constexpr float kClickReachPx = 3;
 constexpr float kSnapReachPx = 8;
 
 constexpr double kTurnStepDeg = 15;
-constexpr float kGuideSlack = 1;  // Canvas pixels: sides are whole pixels, the lines need not lie on them.
+constexpr double kTurnReachDeg = 3;  // Within which a turn is pulled upright, or to lie.
+constexpr float kGuideSlack = 1;     // Canvas pixels: sides are whole pixels, the lines need not lie on them.
 
 bool IsNumber(Vec v) { return std::isfinite(v.x) && std::isfinite(v.y); }
 
@@ -294,8 +295,11 @@ void Editor::ApplyResize(Entry* entry, const Shape& pressed) {
 void Editor::ApplyRotation(Entry* entry, const Shape& pressed) const {
   const Shape now = ShapeOf(*entry);
   const float turned = DirectionTo(now, *pointer_) - DirectionTo(pressed, drag_->pressed);
-  const double step = modifiers_.shift ? kTurnStepDeg : 0.1;
-  const double seen = std::round((pressed.rotation_deg + turned) / step) * step;
+  const double free = pressed.rotation_deg + turned;
+  const double square = std::round(free / 90) * 90;
+  const bool snaps = !modifiers_.control && std::fabs(free - square) <= kTurnReachDeg;
+  const double step = modifiers_.shift ? kTurnStepDeg : snaps ? 90 : 0.1;
+  const double seen = std::round(free / step) * step;
   const double spun = entry->layer.spin_deg_s * seconds_;
   entry->layer.rotation_deg = static_cast<float>(std::remainder(seen - spun, 360.0));
 }

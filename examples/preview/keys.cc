@@ -13,7 +13,7 @@ constexpr char kPointerHelp[] =
     "  Drag            move, snapping to the canvas and to other layers, with Ctrl freely, with Shift along one axis;\n"
     "                  from nothing: select what the rectangle touches\n"
     "  Drag a handle   resize, the opposite handle stays; a corner keeps proportions, with Shift it does not\n"
-    "  Drag the grip   rotate; with Shift in steps of fifteen degrees\n"
+    "  Drag the grip   rotate, snapping to right angles, with Ctrl freely, with Shift in steps of fifteen degrees\n"
     "  Wheel           zoom at the pointer\n"
     "  Middle button   move the view; so does a drag while Space is held\n";
 

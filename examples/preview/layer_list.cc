@@ -42,6 +42,10 @@ LayerList::LayerList(std::function<Editor*()> editor, QWidget* parent)
     header()->setSectionResizeMode(column, QHeaderView::Fixed);
     header()->resizeSection(column, kBoxWidth);
   }
+  setMinimumHeight(header()->sizeHint().height() + 2 * kRowHeight + 2 * frameWidth());
+  // What is left over below the rows looks as they do.
+  setBackgroundRole(QPalette::Base);
+  setAutoFillBackground(true);
   setRootIsDecorated(false);
   setUniformRowHeights(true);
   setAlternatingRowColors(true);
@@ -156,6 +160,17 @@ void LayerList::Rename() {
     setFocus(Qt::OtherFocusReason);
     editItem(topLevelItem(static_cast<int>(i)), kName);
   }
+}
+
+// Whole rows are seen, however high the list is.
+void LayerList::updateGeometries() {
+  if (measuring_) return;
+  measuring_ = true;
+  QTreeWidget::updateGeometries();
+  QMargins margins = viewportMargins();
+  margins.setBottom(viewport()->height() % kRowHeight);
+  setViewportMargins(margins);
+  measuring_ = false;
 }
 
 // The editor puts the layers in their place, and Refresh shows it.

@@ -26,6 +26,7 @@ class LayerList : public QTreeWidget {
 
  protected:
   void dropEvent(QDropEvent* event) override;
+  void updateGeometries() override;
 
  private:
   struct Row {
@@ -49,6 +50,7 @@ class LayerList : public QTreeWidget {
   std::vector<Row> rows_;  // As they are shown.
   std::vector<int> selection_;
   bool filling_ = false;  // What changes is our own doing.
+  bool measuring_ = false;
 };
 
 }  // namespace preview

@@ -15,9 +15,9 @@
 #include <QApplication>
 
 #include "main-loop/qt_main_queue.h"
+#include "main-loop/qt_native_window.h"
 #include "preview/display.h"
 #include "preview/end_signals.h"
-#include "preview/keys.h"
 #include "preview/look.h"
 #include "preview/main_window.h"
 #include "preview/options.h"
@@ -47,14 +47,13 @@ int Run(int argc, char** argv) {
   QApplication application(own_argc, argv);
   std::setlocale(LC_NUMERIC, "C");  // The toolkit takes the user's; scene files have points.
   QApplication::setQuitOnLastWindowClosed(false);
+  if (!UseQtDisplay()) throw studio::Error("cannot show pictures under Wayland here (QT_QPA_PLATFORM=xcb uses X11)");
   preview::SetLook(&application);
   preview::Session session(std::move(*options));
   const QtMainQueue main_queue;
   preview::MainWindow window(&session, [] { QApplication::exit(0); });
   window.Open();
   const preview::EndSignals end_signals([] { QApplication::exit(0); });
-  std::fputs(preview::KeyHelp().c_str(), stdout);
-  std::fflush(stdout);
   QApplication::exec();
   session.FinishRecording();
   return EXIT_SUCCESS;

@@ -116,7 +116,9 @@ void MainWindow::Open() {
   ChooseSize();
   canvas_->setFocus();
   show();
+  const double ratio = canvas_->PixelRatio();
   canvas_->OpenView();
+  if (canvas_->PixelRatio() != ratio) ChooseSize();
   timer_.start(kRefreshMs);
 }
 
@@ -124,14 +126,14 @@ void MainWindow::Open() {
 void MainWindow::ChooseSize() {
   const QSize screen = QGuiApplication::primaryScreen()->availableSize();
   if (const auto wanted = session_->options().window) {
-    resize((QSize(wanted->width, wanted->height) / devicePixelRatioF()).boundedTo(screen));
+    resize((QSize(wanted->width, wanted->height) / canvas_->PixelRatio()).boundedTo(screen));
     return;
   }
   resize(panels_shown_ ? sizeHint().boundedTo(screen * kShareOfScreen) : canvas_->sizeHint().boundedTo(screen));
 }
 
 void MainWindow::Refresh() {
-  session_->Refresh(canvas_->viewport()->scale() / static_cast<float>(canvas_->devicePixelRatioF()));
+  session_->Refresh(canvas_->ScaleToUser());
   canvas_->Refresh();
   if (panels_shown_) {
     layers_->Refresh();

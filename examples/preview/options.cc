@@ -47,7 +47,9 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
   CLI::Option* window_option =
       app.add_option("--window", window, "The window's size in pixels (what the canvas and the panels take)")
           ->type_name("WxH");
-  app.add_flag("!--no-panels", options.panels, "Show the canvas alone; F9 brings the panels");
+  app.add_flag_callback(
+         "--no-panels", [&] { options.panels = false; }, "Show the canvas alone; F9 brings the panels")
+      ->disable_flag_override();
   app.add_flag("--play", options.play, "Start playing at once");
   app.add_flag("--verbose", options.description.verbose, "Show the messages of Quarn and FFmpeg");
 

@@ -1,23 +1,33 @@
 #include "record/film_options.h"
 
 #include <cmath>
+#include <cstdint>
+#include <string>
 
 #include "studio/error.h"
 #include "studio/layer_text.h"
 
 namespace studio {
+namespace {
 
-std::int64_t ParseBitRate(const std::string& text) {
+// "6M", "800k" or "128000" bits a second. Throws UsageError for anything else.
+std::int64_t ParseBitRate(const char* option, const std::string& text) {
   std::string number = text;
   double factor = 1;
   if (!number.empty() && (number.back() == 'k' || number.back() == 'K' || number.back() == 'M')) {
     factor = number.back() == 'M' ? 1e6 : 1e3;
     number.pop_back();
   }
-  const double rate = ParseNumber(number) * factor;
-  // What is out of range stays so.
-  return rate >= 0 && rate < 1e12 ? std::llround(rate) : 0;
+  try {
+    const double rate = ParseNumber(number) * factor;
+    // What is out of range stays so.
+    return rate >= 0 && rate < 1e12 ? std::llround(rate) : 0;
+  } catch (const UsageError&) {
+    throw UsageError(std::string(option) + " " + text + ": is no rate such as 800k or 6M");
+  }
 }
+
+}  // namespace
 
 FilmOptions::FilmOptions(CLI::App* app) {
   app->option_defaults()->group("Output");
@@ -28,9 +38,19 @@ FilmOptions::FilmOptions(CLI::App* app) {
       ->type_name("NAME");
   app->add_flag("--transparent", transparent_,
                 "What no layer covers stays transparent: .mov, .webm, .mkv, .gif, .apng, .png, ...");
-  app->add_flag("--overwrite,!--no-overwrite", overwrite_, "Replace a file of that name (the default), or do not");
-  app->add_flag("--faststart,!--no-faststart", encoding_.faststart,
-                "Put the index of an MP4 or MOV in front (the default), or not");
+  // Of the two the last one given counts. Neither takes a value.
+  const auto add_switch = [app](const std::string& name, bool* value, const std::string& on, const std::string& off) {
+    const auto add = [&](const std::string& flag, bool meaning, const std::string& help) {
+      app->add_flag_callback(
+             flag, [value, meaning] { *value = meaning; }, help)
+          ->disable_flag_override()
+          ->trigger_on_parse();
+    };
+    add("--" + name, true, on + " (the default)");
+    add("--no-" + name, false, off);
+  };
+  add_switch("overwrite", &overwrite_, "Replace a file of that name", "Leave a file of that name alone");
+  add_switch("faststart", &encoding_.faststart, "Put the index of an MP4 or MOV in front", "Leave it at the end");
 
   app->option_defaults()->group("Encoding");
   app->add_option("--codec", encoding_.codec,
@@ -53,8 +73,8 @@ void FilmOptions::ApplyTo(Description* description) const {
   description->transparent = transparent_;
   description->encoding = encoding_;
   if (*quality_option_) description->encoding.quality = quality_;
-  if (!bitrate_.empty()) description->encoding.bitrate = ParseBitRate(bitrate_);
-  if (!audio_bitrate_.empty()) description->encoding.audio_bitrate = ParseBitRate(audio_bitrate_);
+  if (!bitrate_.empty()) description->encoding.bitrate = ParseBitRate("--bitrate", bitrate_);
+  if (!audio_bitrate_.empty()) description->encoding.audio_bitrate = ParseBitRate("--audio-bitrate", audio_bitrate_);
 }
 
 }  // namespace studio

@@ -2,7 +2,6 @@
 #ifndef QUARN_EXAMPLES_RECORD_FILM_OPTIONS_H_
 #define QUARN_EXAMPLES_RECORD_FILM_OPTIONS_H_
 
-#include <cstdint>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -10,9 +9,6 @@
 #include "studio/description.h"
 
 namespace studio {
-
-// "6M", "800k" or "128000" bits a second. Throws UsageError for anything else.
-std::int64_t ParseBitRate(const std::string& text);
 
 // Adds itself to a command line, and after that was parsed, to a description.
 class FilmOptions {

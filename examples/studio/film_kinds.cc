@@ -132,11 +132,9 @@ void SetOptions(FilmKind* kind) {
   // Moving pictures go on forever.
   if (name == "apng") kind->options.push_back({"plays", "0"});
   if (name == "webp" || name == "gif") kind->options.push_back({"loop", "0"});
-  // No picture is ever seen in part.
-  if (kind->is_sequence) kind->options.push_back({"atomic_writing", "1"});
   if (name == "hls") {
     kind->options.insert(kind->options.end(), {{"hls_playlist_type", "event"},
-                                               {"hls_flags", "temp_file+independent_segments"},
+                                               {"hls_flags", "independent_segments"},
                                                {"hls_segment_filename", LocalPath(kind->pattern)}});
   }
 }

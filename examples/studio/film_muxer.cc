@@ -39,13 +39,15 @@ FilmMuxer::FilmMuxer(const Description& description, const FilmKind& kind)
       descriptor_(description.output_descriptor),
       index_in_front_(description.encoding.faststart),
       options_(kind.options) {
-  const std::string name = is_stream_ ? target_ : LocalPath(FileName(target_));
+  const std::string path = LocalPath(FileName(target_));
+  const std::string name = is_stream_ ? target_ : kind.pattern.empty() ? path : FilmFiles::UrlOf(path);
   avformat_alloc_output_context2(&format_, nullptr, kind.container.c_str(), name.c_str());
   if (!format_) throw Error("cannot write " + target_ + ": FFmpeg has no " + kind.container);
   // However far one of them is ahead: the same packets in the same order every time.
   if (description.offline) format_->max_interleave_delta = 0;
   format_->flags |= AVFMT_FLAG_BITEXACT | AVFMT_FLAG_FLUSH_PACKETS;
   format_->interrupt_callback = {&FilmMuxer::Interrupted, this};
+  if (!kind.pattern.empty() && !is_stream_) files_.emplace(format_, overwrite_);
 }
 
 FilmMuxer::~FilmMuxer() {
@@ -68,7 +70,7 @@ void FilmMuxer::Open() {
   if (!(format_->oformat->flags & AVFMT_NOFILE)) {
     if (!is_stream_ && !is_pipe_) file_.emplace(FileName(target_), overwrite_);
     OpenOutput();
-  } else if (!is_stream_ && !fs::is_directory(fs::path(format_->url).parent_path())) {
+  } else if (!is_stream_ && !fs::is_directory(fs::path(LocalPath(FileName(target_))).parent_path())) {
     throw Error("cannot write " + target_ + ": " + Text(AVERROR(ENOENT)));
   }
   WriteHeader();
@@ -126,6 +128,7 @@ void FilmMuxer::WriteHeader() {
   if (container == "flv" && is_stream_) av_dict_set(&options, "flvflags", "no_duration_filesize", 0);
   const int result = avformat_write_header(format_, &options);
   av_dict_free(&options);
+  CheckFiles();
   if (result < 0) throw Error("cannot write " + target_ + ": " + Text(result));
   taken_ = false;  // A header alone is nothing.
 }
@@ -140,11 +143,20 @@ void FilmMuxer::CheckWritten(int result) {
   AVIOContext* output = format_->pb;
   if (output && result >= 0) result = output->error;
   if (is_stream_) return CheckSent(result);
+  CheckFiles();
   if (result < 0) {
     broken_ = true;
     Fail(is_pipe_ && result == AVERROR(EPIPE) ? "its reader went away" : Text(result));
   }
   if (output) good_bytes_ = avio_tell(output);
+}
+
+// Whatever FFmpeg makes of it.
+void FilmMuxer::CheckFiles() {
+  if (!files_ || files_->error().empty()) return;
+  broken_ = true;
+  Salvage();
+  throw Error(files_->error());
 }
 
 void FilmMuxer::CheckSent(int result) {
@@ -165,6 +177,7 @@ void FilmMuxer::Finish() {
     if (!taken_) throw Error("cannot write " + target_ + ": no receiver took any of it: " + lost_why_);
     return;
   }
+  CheckFiles();
   if (result < 0) Fail(Text(result));
   if (!file_) return;
   if (const std::error_code error = Publish()) {

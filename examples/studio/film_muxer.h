@@ -13,13 +13,14 @@
 #include "studio/av.h"
 #include "studio/description.h"
 #include "studio/film_file.h"
+#include "studio/film_files.h"
 #include "studio/film_kinds.h"
 
 namespace studio {
 
 // A file is written so that it can be read to its last second at any time, whatever becomes of the program, and has a
-// name of its own until it is complete. When it breaks off, what there is of it is kept. Pipes, and films of many
-// files, are written as they are; a pipe's reader that goes away is an error. A stream outlives its receiver: what
+// name of its own until it is complete; so has each of a film that has many. When it breaks off, what there is of it is
+// kept. Pipes are written as they are; a pipe's reader that goes away is an error. A stream outlives its receiver: what
 // cannot be sent is counted and forgotten.
 //
 // One thread at a time, except GiveUp.
@@ -58,6 +59,7 @@ class FilmMuxer {
   void OpenOutput();
   void WriteHeader();
   void CheckWritten(int result);
+  void CheckFiles();
   void CheckSent(int result);
   int End();
   int Close();
@@ -73,7 +75,8 @@ class FilmMuxer {
   const int descriptor_;  // Of a pipe that is open already.
   const bool index_in_front_;
   const std::vector<std::pair<std::string, std::string>> options_;  // Of the container.
-  std::optional<FilmFile> file_;  // Unset for a pipe, a stream, and where FFmpeg opens the files.
+  std::optional<FilmFile> file_;    // Unset for a pipe, a stream, and a film of many files.
+  std::optional<FilmFiles> files_;  // Set for that.
   AVFormatContext* format_ = nullptr;
   AVIOContext* receiver_ = nullptr;  // Of a stream, but where FFmpeg opens it.
   bool open_ = false;

@@ -13,6 +13,7 @@
 #include "studio/error.h"
 #include "studio/media_span.h"
 #include "studio/placement.h"
+#include "studio/texel_copy.h"
 #include "studio/text_picture.h"
 
 namespace studio {
@@ -84,14 +85,18 @@ void LayerItem::PlaceAt(std::int64_t film_ns) {
   if (std::exchange(shown_, constants) != constants) constants_.Update(constants.data(), sizeof(float) * 4);
 }
 
-bool LayerItem::Fits(Size picture) const {
+bool LayerItem::DrawTexels(GsTexture* texture, Size picture, bool opaque) {
   const gs_vec2 drawn = size(), centre = pos();
-  const auto fits = [](float side, float at, int texels, int canvas) {
-    const float first = static_cast<float>(canvas) / 2 + at - side / 2;
-    return side == static_cast<float>(texels) && first == std::floor(first);
-  };
-  return !turned_ && fits(drawn.x, centre.x, picture.width, stage_.canvas.width) &&
-         fits(drawn.y, centre.y, picture.height, stage_.canvas.height);
+  const float left = static_cast<float>(stage_.canvas.width) / 2 + centre.x - drawn.x / 2;
+  const float top = static_cast<float>(stage_.canvas.height) / 2 + centre.y - drawn.y / 2;
+  const bool fits = !turned_ && drawn.x == static_cast<float>(picture.width) &&
+                    drawn.y == static_cast<float>(picture.height) && left == std::floor(left) && top == std::floor(top);
+  if (!fits) return false;
+  if (!opaque || !covers() ||
+      !CopyTexels(texture, picture, static_cast<int>(left), static_cast<int>(top), stage_.canvas)) {
+    DrawWith(kTexelProgram, texture, opaque);
+  }
+  return true;
 }
 
 void LayerItem::DrawWith(const char* program, GsTexture* texture, bool opaque) {
@@ -102,7 +107,7 @@ void LayerItem::DrawWith(const char* program, GsTexture* texture, bool opaque) {
   constants_.Bind(0);
   {
     std::optional<Unblended> unblended;
-    if (opaque && !turned_ && shown_[3] == 1) unblended.emplace();
+    if (opaque && covers()) unblended.emplace();
     const GsTextureBinder binder(texture);
     context.DrawRect(gs_transform(pos(), size(), rotation()), ToVec2(stage_.canvas));
   }
@@ -137,12 +142,11 @@ TextureLayer::TextureLayer(const Layer& layer, Size size, Span span, const Pictu
 }
 
 void TextureLayer::Draw() {
+  const char* const program = turned() ? kTextureProgram.turned : kTextureProgram.straight;
   if (!filters_.empty()) {
-    DrawWith(turned() ? kTextureProgram.turned : kTextureProgram.straight, filters_.back()->texture(), opaque_);
-  } else if (Fits(picture_size_)) {
-    DrawWith(kTexelProgram, texture_.get(), opaque_);
-  } else {
-    DrawWith(turned() ? kTextureProgram.turned : kTextureProgram.straight, texture_.get(), opaque_);
+    DrawWith(program, filters_.back()->texture(), opaque_);
+  } else if (!DrawTexels(texture_.get(), picture_size_, opaque_)) {
+    DrawWith(program, texture_.get(), opaque_);
   }
 }
 

@@ -61,14 +61,16 @@ class LayerItem : public GsItem {
   // Draws the layer's rectangle with one of the programs. What it draws without opacity or edges of its own is blended
   // with nothing where it is `opaque`.
   void DrawWith(const char* program, GsTexture* texture, bool opaque);
+  // Draws a picture that has a texel for each pixel here, and returns whether it has.
+  bool DrawTexels(GsTexture* texture, Size picture, bool opaque);
   bool turned() const { return turned_; }
-  // Whether a picture of that size has a texel for each pixel here.
-  bool Fits(Size picture) const;
 
   const Stage stage_;
 
  private:
   void PlaceAt(std::int64_t film_ns);
+  // Whether nothing of what is below is to be seen through something opaque, and that has its own colours.
+  bool covers() const { return !turned_ && shown_[3] == 1; }
 
   Layer layer_;  // Under mutex_.
   Size drawn_size_;

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 
@@ -184,10 +185,15 @@ std::int64_t FirstSoundNs(const std::string& file) {
         frame->best_effort_timestamp == AV_NOPTS_VALUE) {
       return AV_NOPTS_VALUE;
     }
-    return av_rescale_q(frame->best_effort_timestamp, format->streams[stream]->time_base, kNanoseconds);
+    const AVStream* const of = format->streams[stream];
+    return av_rescale_q(NotBeforeStart(frame->best_effort_timestamp, of), of->time_base, kNanoseconds);
   } catch (const Error&) {
     return AV_NOPTS_VALUE;
   }
+}
+
+std::int64_t NotBeforeStart(std::int64_t pts, const AVStream* stream) {
+  return pts != AV_NOPTS_VALUE && stream->start_time != AV_NOPTS_VALUE ? std::max(pts, stream->start_time) : pts;
 }
 
 std::int64_t PictureDurationNs(AVFormatContext* format, int stream) {

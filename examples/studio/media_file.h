@@ -49,6 +49,9 @@ bool DecodeFrame(const std::function<int(AVPacket*)>& read, AVCodecContext* code
 
 // When the first sound of a file is heard, on the file's own clock; AV_NOPTS_VALUE where there is none. Never throws.
 std::int64_t FirstSoundNs(const std::string& file);
+// A time of the stream, or that of its start where it is earlier: what lies before that is no part of it. In Ogg that
+// is how much is cut off its first packets, and may be seconds where FFmpeg takes empty packets for sound.
+std::int64_t NotBeforeStart(std::int64_t pts, const AVStream* stream);
 
 // How long a picture of a stream of pictures is seen.
 std::int64_t PictureDurationNs(AVFormatContext* format, int stream);

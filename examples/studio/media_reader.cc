@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "studio/error.h"
+#include "studio/media_span.h"
 
 namespace studio {
 namespace {
@@ -65,8 +66,9 @@ MediaReader::MediaReader(const Layer& layer)
 
   const bool has_sound = !is_stream_ && av_find_best_stream(format_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0) >= 0;
   const std::int64_t sound_ns = has_sound ? FirstSoundNs(file_) : AV_NOPTS_VALUE;
-  const bool sound_first = origin_ns_ != AV_NOPTS_VALUE && sound_ns != AV_NOPTS_VALUE && sound_ns < origin_ns_;
-  if (sound_first) origin_ns_ = sound_ns;
+  const std::int64_t begin_ns = origin_ns_ == AV_NOPTS_VALUE ? origin_ns_ : VideoOriginNs(origin_ns_, sound_ns);
+  const bool sound_first = begin_ns != origin_ns_;
+  origin_ns_ = begin_ns;
   const bool again = sound_first || (!is_stream_ && trim_start_ns_ > 0);
   if (!(again ? BeginPass() : PickFirst(std::move(first)))) {
     throw Error("cannot decode " + file_ + ": its trim begins where it has ended");

@@ -19,13 +19,14 @@ struct MediaSpan {
 };
 
 // Of a video's pictures. Their length is found only at the end of the file, which is read as long as `goes_on`, where
-// there is one, says so. Throws Error.
+// there is one, says so; and once, as long as the file stays as it is. Any thread. Throws Error.
 MediaSpan MeasurePictures(const std::string& file, bool length, const std::function<bool()>& goes_on = nullptr);
 // Of a file's sound, the chosen one or FFmpeg's choice; reads the file to its end likewise. Throws Error.
 MediaSpan MeasureSound(const std::string& file, std::optional<int> track,
                        const std::function<bool()>& goes_on = nullptr);
 
-// A video begins with the first of its pictures and its sound, which begin then; AV_NOPTS_VALUE where neither tells.
+// A video begins with the first of its pictures and its sound, which begin then; AV_NOPTS_VALUE where neither tells. A
+// sound that is less than 50 ms ahead of the pictures counts as beginning with them: its packets are no finer.
 std::int64_t VideoOriginNs(std::int64_t pictures_ns, std::int64_t sound_ns);
 
 // How long a video lasts that begins at `origin_ns`: from the start of its trim to the end of that or of its last

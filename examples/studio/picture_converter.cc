@@ -109,6 +109,11 @@ bool HasAlpha(const AVFrame& frame) {
   return !layout || (layout->flags & (AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL)) != 0;
 }
 
+bool IsYuv(const AVFrame& frame) {
+  const AVPixFmtDescriptor* layout = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  return layout && layout->nb_components == 3 && (layout->flags & AV_PIX_FMT_FLAG_RGB) == 0;
+}
+
 }  // namespace
 
 PictureShape::PictureShape(const AVFrame& frame, const Orientation& turned, Size limit) : orientation(turned) {
@@ -151,7 +156,7 @@ SwsContext* PictureConverter::ScalerFor(const AVFrame& frame, AVPixelFormat to, 
                  (shrinks ? SWS_AREA : SWS_BILINEAR) | SWS_FULL_CHR_H_INT | SWS_ACCURATE_RND | SWS_BITEXACT, 0);
   // Planes keep their chroma where it is.
   for (const char* const side : {"src", "dst"}) {
-    if (side[0] == 'd' && to == AV_PIX_FMT_RGBA) break;
+    if (side[0] == 'd' && (to == AV_PIX_FMT_RGBA || to == AV_PIX_FMT_GBRP)) break;
     if (layout->log2_chroma_w == 1) av_opt_set_int(context, (std::string(side) + "_h_chr_pos").c_str(), x, 0);
     if (layout->log2_chroma_h == 1) av_opt_set_int(context, (std::string(side) + "_v_chr_pos").c_str(), y, 0);
   }
@@ -190,14 +195,36 @@ bool PictureConverter::TakePlanes(const AVFrame& frame, Picture* picture) {
 }
 
 bool PictureConverter::ToRgba(const AVFrame& frame, const PixelRows& to) {
-  SwsContext* const scaler = ScalerFor(frame, AV_PIX_FMT_RGBA, to.size, &pixel_scaler_);
-  if (!scaler) return false;
+  // libswscale makes planes of red, green and blue in half the time, to interleave them included.
+  const bool by_planes = !HasAlpha(frame) && IsYuv(frame);
+  SwsContext* const scaler = ScalerFor(frame, by_planes ? AV_PIX_FMT_GBRP : AV_PIX_FMT_RGBA, to.size, &pixel_scaler_);
+  if (!scaler || (by_planes && !MakeColors(to.size))) return false;
   const int* table = sws_getCoefficients(Coefficients(frame));
   const bool full_range = IsFullRange(frame);
   sws_setColorspaceDetails(scaler, table, full_range, table, 1, 0, full_range ? Contrast(frame) : 1 << 16, 1 << 16);
   std::uint8_t* const rows[4] = {to.pixels};
   const int strides[4] = {to.stride};
-  sws_scale(scaler, frame.data, frame.linesize, 0, frame.height, rows, strides);
+  if (!by_planes) {
+    sws_scale(scaler, frame.data, frame.linesize, 0, frame.height, rows, strides);
+    return true;
+  }
+  sws_scale(scaler, frame.data, frame.linesize, 0, frame.height, colors_->data, colors_->linesize);
+  sws_scale(packer_.get(), colors_->data, colors_->linesize, 0, to.size.height, rows, strides);
+  return true;
+}
+
+bool PictureConverter::MakeColors(Size size) {
+  if (colors_ && colors_->width == size.width && colors_->height == size.height) return true;
+  AvFrame colors(av_frame_alloc());
+  if (!colors) return false;
+  colors->format = AV_PIX_FMT_GBRP;
+  colors->width = size.width;
+  colors->height = size.height;
+  if (av_frame_get_buffer(colors.get(), kRowAlignment) < 0) return false;
+  packer_.reset(sws_getContext(size.width, size.height, AV_PIX_FMT_GBRP, size.width, size.height, AV_PIX_FMT_RGBA,
+                               SWS_POINT, nullptr, nullptr, nullptr));
+  if (!packer_) return false;
+  colors_ = std::move(colors);
   return true;
 }
 

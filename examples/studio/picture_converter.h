@@ -70,12 +70,15 @@ class PictureConverter {
 
   SwsContext* ScalerFor(const AVFrame& frame, AVPixelFormat to, Size to_size, Scaler* scaler);
   bool ToRgba(const AVFrame& frame, const PixelRows& to);
+  bool MakeColors(Size size);
   bool TakePixels(const AVFrame& frame, Picture* picture);
   bool TakePlanes(const AVFrame& frame, Picture* picture);
 
   const PictureShape shape_;
   Scaler pixel_scaler_;
   Scaler plane_scaler_;
+  AvFrame colors_;                      // Red, green and blue as planes.
+  AvScaler packer_;                     // Interleaves them.
   std::vector<std::uint8_t> whole_;     // A picture before it is shrunk, where that takes two steps.
   std::vector<std::uint8_t> sideways_;  // One before it is turned.
 };

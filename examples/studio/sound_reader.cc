@@ -48,7 +48,7 @@ std::unique_ptr<SoundReader> SoundReader::OfVideo(const Layer& layer, std::int64
   if (!reader->Open() || !reader->Begin()) return nullptr;
   const MediaSpan pictures = MeasurePictures(layer.file, layer.loop || layer.fade_out_s > 0, reader->goes_on_);
   // The media begins with its first picture or sound, and is trimmed from there, as MediaReader has it.
-  const std::int64_t sound_ns = layer.track ? FirstSoundNs(layer.file) : reader->FrameNs();
+  const std::int64_t sound_ns = layer.track ? FirstSoundNs(layer.file) : reader->BeginNs();
   const std::int64_t begin_ns = VideoOriginNs(pictures.begin_ns, sound_ns);
   if (begin_ns != AV_NOPTS_VALUE) reader->first_ns_ = begin_ns + FromSeconds(layer.trim_start_s);
   const std::int64_t length_ns = VideoLengthNs(layer, pictures, begin_ns);
@@ -85,7 +85,7 @@ std::int64_t SoundReader::LengthNs(const Sound& sound) const {
 
 void SoundReader::SeekNearStart() {
   if (!frame_waits_ || IsStream(file_)) return;
-  if (first_ns_ == AV_NOPTS_VALUE) first_ns_ = FrameNs();
+  if (first_ns_ == AV_NOPTS_VALUE) first_ns_ = BeginNs();
   if (first_ns_ == AV_NOPTS_VALUE) return;
   const std::int64_t wanted_ns = first_ns_ + trim_ns_ + start_ns_ - pass_begin_ns_;
   const std::int64_t target_ns = wanted_ns - kPrerollNs;
@@ -131,6 +131,13 @@ bool SoundReader::Open() {
 std::int64_t SoundReader::FrameNs() const {
   const std::int64_t pts = frame_->best_effort_timestamp;
   return pts == AV_NOPTS_VALUE ? pts : av_rescale_q(pts, format_->streams[stream_]->time_base, kNanoseconds);
+}
+
+// When the sound begins, of which the first frame has been decoded.
+std::int64_t SoundReader::BeginNs() const {
+  const AVStream* const of = format_->streams[stream_];
+  const std::int64_t pts = NotBeforeStart(frame_->best_effort_timestamp, of);
+  return pts == AV_NOPTS_VALUE ? pts : av_rescale_q(pts, of->time_base, kNanoseconds);
 }
 
 // Decodes the first frame. Returns false when there is none.
@@ -199,7 +206,7 @@ bool SoundReader::NextPass() {
 // Where a time of the media is in what is read.
 std::int64_t SoundReader::PositionOf(std::int64_t pts) {
   const std::int64_t media_ns = av_rescale_q(pts, format_->streams[stream_]->time_base, kNanoseconds);
-  if (first_ns_ == AV_NOPTS_VALUE) first_ns_ = media_ns;
+  if (first_ns_ == AV_NOPTS_VALUE) first_ns_ = BeginNs();
   return SoundFrames(media_ns - first_ns_ - trim_ns_ + pass_begin_ns_ - start_ns_);
 }
 

@@ -69,6 +69,7 @@ class SoundReader {
   bool Open();
   bool Begin();
   std::int64_t FrameNs() const;
+  std::int64_t BeginNs() const;
   bool DecodeFrame();
   bool DecodeMore();
   bool NextPass();

@@ -45,11 +45,12 @@ VideoPlayer::~VideoPlayer() {
 
 const Picture* VideoPlayer::Take(std::int64_t film_ns) {
   std::unique_lock<std::mutex> lock(mutex_);
+  rests_ = false;
+  wanted_.notify_one();
   film_ns += kRoundingNs;
   if (film_ns > due_ns_) period_ns_ = film_ns - due_ns_;
   due_ns_ = film_ns;
   if (offline_) {
-    wanted_.notify_one();
     const auto decoded = [&] { return ended_ || (!entries_.empty() && entries_.back()->decoded.time_ns > film_ns); };
     while (!changed_.wait_for(lock, kAskPeriod, decoded)) {
       if (goes_on_ && !goes_on_()) return nullptr;
@@ -59,6 +60,7 @@ const Picture* VideoPlayer::Take(std::int64_t film_ns) {
   if (chosen == entries_.end()) return nullptr;
   const std::shared_ptr<Entry> entry = *chosen;
   entries_.erase(entries_.begin(), std::next(chosen));
+  rests_ = false;  // There is room again.
   wanted_.notify_one();
   if (entry->stage == Stage::kDecoded) Convert(entry, &in_time_, &lock);
   changed_.wait(lock, [&] { return entry->stage == Stage::kConverted; });
@@ -66,6 +68,11 @@ const Picture* VideoPlayer::Take(std::int64_t film_ns) {
   std::swap(current_, entry->picture);
   GiveBack(std::move(entry->picture));
   return &current_;
+}
+
+void VideoPlayer::WaitAhead() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, [this] { return rests_; });
 }
 
 // The picture that is due, or while one is left out after the other, the last one that is ready.
@@ -159,6 +166,8 @@ void VideoPlayer::Run() {
       continue;
     }
     if (ended_ || entries_.size() > kPicturesAhead) {
+      rests_ = true;
+      changed_.notify_all();
       wanted_.wait(lock);
       continue;
     }

@@ -42,6 +42,9 @@ class VideoPlayer {
   // The newest picture due at `film_ns`; null when there is none that was not taken before. Valid until the next call.
   const Picture* Take(std::int64_t film_ns);
 
+  // Waits until the thread has made ready all that it makes before the next call of Take. Take's thread.
+  void WaitAhead();
+
   // As MediaReader has it. Any thread.
   std::uint64_t damaged() const { return reader_->damaged(); }
 
@@ -76,12 +79,13 @@ class VideoPlayer {
 
   std::mutex mutex_;
   std::condition_variable wanted_;   // For the thread.
-  std::condition_variable changed_;  // For Take.
+  std::condition_variable changed_;  // For Take and WaitAhead.
   Entries entries_;                  // Not yet taken, the oldest first.
   std::vector<Picture> free_;
   std::int64_t due_ns_;
   std::int64_t period_ns_ = 0;  // Between the last two times that were asked for; 0: unknown.
   bool ended_ = false;
+  bool rests_ = false;  // The thread has nothing to do before the next call of Take.
   bool stop_ = false;
   std::thread thread_;
 };

@@ -97,6 +97,11 @@ void GsView::SetWindow(const GsWindowInfo& info) {
   view->SetWindow(internal_info);
 }
 
+float GsView::WindowScale() const {
+  const PresentedView* const view = ToPresented(impl_);
+  return view ? view->window_scale() : 1;
+}
+
 GsViewCounts GsView::Counts() const {
   const ViewCounts counts = ReadViewCounts(impl_);
   return {counts.drawn, counts.presented, counts.skipped};

@@ -27,7 +27,8 @@ class QUARN_EXPORT GsDevice {
   // Where memory or a thread is missing there is none, the log says why, and the result is false.
   //
   // Thread: create and destroy the default device on one thread, before and after any other use.
-  // Blocks: while the driver makes the drawing context.
+  // Blocks: while the driver makes the drawing context. The first device on a host's display waits for that as well,
+  // for five seconds at most: see qn_native_display.h.
   static bool CreateDefaultDevice(bool start);
   // Returns the default device, or null.
   //
@@ -57,7 +58,7 @@ class QUARN_EXPORT GsDevice {
   // Returns true when the engine exists at the end.
   //
   // Thread: any, before any other use of the device.
-  // Blocks: while the driver makes the drawing context.
+  // Blocks: as CreateDefaultDevice.
   virtual bool Init();
   // Sets the frame rate. A running loop takes it after the frame in hand; an output keeps the rate of its creation.
   //

@@ -18,28 +18,26 @@ class GsDevice;
 class GsScene;
 class GsViewOnDraw;
 
-// Where a view presents: a window of the X server and screen that DISPLAY names. The view shows in a child window of
-// its own, of the view's size, at the upper left corner or where GsView::Move puts it, which takes no input: to the
-// pointer there is the host's window only. A window may have several views; of those that overlap the later lies on
-// top.
+// Where a view presents: a window of the X server and screen that DISPLAY names, or a surface of the Wayland connection
+// that qn_set_native_display names. The view shows in a window of its own inside that, of the view's size, at the upper
+// left corner or where GsView::Move puts it, which takes no input: to the pointer there is the host's window only. A
+// window may have several views; of those that overlap the later lies on top.
 struct GsWindowInfo {
-  // The native window, for instance an X11 Window id: reinterpret_cast<void*>(static_cast<uintptr_t>(id)). It stays the
-  // host's, and may be made by any toolkit and connection. One that is not there yet, for its connection was not
-  // flushed, is looked for again while frames are drawn, for about a dozen seconds from the beginning, from each Resize
-  // and from each SetWindow; the log says so once.
+  // The native window, which stays the host's. X11: the Window id, reinterpret_cast<void*>(static_cast<uintptr_t>(id)),
+  // made by any toolkit and connection. One that is not there yet, for its connection was not flushed, is looked for
+  // again while frames are drawn, for about a dozen seconds from the beginning, from each Resize and from each
+  // SetWindow; the log says so once. Wayland: the wl_surface*; see qn_native_display.h.
   void* window = nullptr;
 };
 
-// What became of the pictures of a view since it was made. Each count begins anew at 0 after 4,294,967,295.
-//
-// A picture is drawn first, and presented or skipped later: of those drawn, the newest two may be neither yet.
+// What became of the pictures of a view since it was made. Each count begins anew at 0 after 4,294,967,295. Of the
+// pictures that were drawn the newest two may be neither presented nor skipped yet.
 struct GsViewCounts {
   // Pictures that were drawn whole: one a frame, while the view is attached, has a size, and keeps it.
   unsigned int drawn;
   // Those that were handed to the window system.
   unsigned int presented;
-  // Those that never will be: a newer one was there before the window system was ready for them, or there is no window
-  // that takes them.
+  // Those that never will be: a newer one came before the window system was ready, or there is no window for them.
   unsigned int skipped;
 };
 
@@ -67,8 +65,9 @@ struct GsHit {
 // What every view shares: a place on the screen and a scene. Hosts derive from it to draw in their own way, or take
 // GsViewImpl.
 //
-// Pictures are presented without waiting for the screen's refresh, by a thread of the library's. A frame hands its
-// picture over and goes on: it waits neither for that thread nor for the window system. Of the pictures that come
+// Pictures are presented without waiting for the screen's refresh, by a thread of the library's; under Wayland when the
+// compositor asks for one, which it does not while it does not show the window: then the newest waits. A frame hands
+// its picture over and goes on: it waits neither for that thread nor for the window system. Of the pictures that come
 // meanwhile the newest is shown, the others are skipped: Counts tells how many. A view has one image of its size for
 // that, and up to three while its window is slow. The making and the end of a view, and another window for it, wait
 // for the window system, a quarter of a second at most, and once that was in vain not again until it has caught up; in
@@ -137,7 +136,7 @@ class QUARN_EXPORT GsView {
   // views that are docked elsewhere. All else stays: scene, size, place, Counts, and whether the view is attached. In
   // the window that it is shown in already nothing changes.
   //
-  // `info`: the window. Where there is none the view shows nothing, and the log says so, as at construction.
+  // `info`: the window, of which qn_native_display.h tells more. Where there is none the log says so.
   //
   // Thread: any; also while the view is drawn, and in its Draw.
   // Blocks: as the making of a view does, for the window system; in a callback or a queued task not at all.
@@ -179,6 +178,12 @@ class QUARN_EXPORT GsView {
   //
   // Thread: any.
   void SetBackgroundColor(float r, float g, float b, float a);
+
+  // Returns how many pixels of the view lie on one unit of its window: 1 under X11 and without a window; under Wayland
+  // the scale of its screen, such as 1.5, by which what toolkits tell is multiplied; an estimate until it is shown.
+  //
+  // Thread: any; it may change at any time.
+  float WindowScale() const;
 
   // Tells how many pictures were drawn, and how many of them were presented and skipped.
   //

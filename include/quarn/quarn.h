@@ -56,13 +56,15 @@
 //   mixer          one a started mixer: OnMixSamples, OnMixPeak (of a driven one, on the host's, in MixBlock)
 //   main queue     the second stage of a view's resize: the host's main loop, or else a thread of the library's
 //   window         presents the pictures of views; runs nothing of the host's but the log handler
+//   wayland        listens to the connection of qn_set_native_display while there are views; runs nothing of the host's
 //   any of these   the log handler
 //
 // LIFETIMES:
 //
-// - Set the log's handler and the main queue first, then make the device: the default one, once for the process
-//   (GsDevice::CreateDefaultDevice), and others where they are wanted. Objects of different devices cannot be mixed: a
-//   scene's items, outputs, views, textures and constant buffers belong to its device.
+// - Set the log's handler, the main queue and, under Wayland, the native display first, then make the device: the
+//   default one, once for the process (GsDevice::CreateDefaultDevice), and others where they are wanted. Objects of
+//   different devices cannot be mixed: a scene's items, outputs, views, textures and constant buffers belong to its
+//   device.
 // - Make scenes, items and the rest on any thread, while frames run. GL work done on a host thread (creating and
 //   updating objects) leaves current on that thread what was current before: nothing, or a GL context of the host's
 //   own, made through EGL or GLX.
@@ -102,6 +104,7 @@
 #include <quarn/qn_log.h>
 #include <quarn/qn_main_queue.h>
 #include <quarn/qn_mutex.h>
+#include <quarn/qn_native_display.h>
 #include <quarn/qn_os.h>
 #include <quarn/ref_count.h>
 #include <quarn/version.h>

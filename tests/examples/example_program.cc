@@ -77,6 +77,15 @@ Ended ExampleTest::RunOnFullDisk(int blocks, const std::string& program, const s
   return Run("/bin/sh", words);
 }
 
+void ExampleTest::ExpectError(const std::vector<std::string>& arguments, int exit_code, const std::string& line) {
+  const std::vector<std::string> before = Files();
+  const Ended ended = Run("quarn-record", arguments);
+  EXPECT_EQ(ended.exit_code, exit_code) << line;
+  EXPECT_EQ(ended.out, "");
+  EXPECT_EQ(ended.err, "quarn-record: " + line + "\n");
+  EXPECT_EQ(Files(), before);
+}
+
 Ended ExampleTest::Record(const std::vector<std::string>& arguments) {
   const Ended ended = Run("quarn-record", arguments);
   EXPECT_EQ(ended.exit_code, 0);
@@ -118,8 +127,9 @@ std::vector<RgbFrame> ExampleTest::Decode(const std::string& film, int width, in
 }
 
 std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  return content.str();
 }
 
 ReferenceFrame Reference(int width, int height, const std::vector<Rect>& rects) {

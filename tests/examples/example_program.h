@@ -59,6 +59,8 @@ class ExampleTest : public testing::Test {
   // it.
   Ended RunOnFullDisk(int blocks, const std::string& program, const std::vector<std::string>& arguments);
 
+  // Runs quarn-record, and expects it to fail with one line, and to leave the folder as it is.
+  void ExpectError(const std::vector<std::string>& arguments, int exit_code, const std::string& line);
   // Runs quarn-record, and expects it to succeed silently.
   Ended Record(const std::vector<std::string>& arguments);
   // Runs ffmpeg to make media; arguments split at spaces.

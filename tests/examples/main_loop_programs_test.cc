@@ -78,7 +78,7 @@ TEST_P(MainLoopProgramTest, EndsWithoutAWindowSystem) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Programs, MainLoopProgramTest,
-                         testing::Values("main-loop-glib", "main-loop-qt", "main-loop-sdl"),
+                         testing::Values("main-loop-glib", "main-loop-gtk", "main-loop-qt", "main-loop-sdl"),
                          [](const auto& program) { return std::string(program.param).substr(10); });
 
 }  // namespace

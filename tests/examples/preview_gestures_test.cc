@@ -48,6 +48,31 @@ TEST(GesturesTest, TheGripTurnsTheLayer) {
   EXPECT_FALSE(editor.changed());
 }
 
+// Near a right angle, as it is seen.
+TEST(GesturesTest, TheGripSnapsToRightAngles) {
+  Layer layer = MakeLayer(0, 0, 100, 60);
+  layer.spin_deg_s = 10;
+  Editor editor = MakeEditor({layer});
+  editor.SetTime(2);
+  Click(&editor, {0, 0});
+  const Vec grip = *editor.RotationGrip();
+  editor.Press(grip);
+  const auto turned_to = [&](float degrees, Modifiers modifiers) {
+    editor.MovePointer(Around({0, 0}, degrees - 90, 300), modifiers);
+    return editor.ShapeOf(editor.entries()[0]).rotation_deg;
+  };
+  for (const float right : {0.0f, 90.0f, 180.0f, 270.0f, 360.0f}) {
+    SCOPED_TRACE(right);
+    for (const float off : {-5.0f, -2.9f, 0.0f, 1.3f, 2.9f, 3.4f}) {
+      const float snapped = std::fabs(off) < 3 ? right : right + off;
+      EXPECT_NEAR(std::remainder(turned_to(right + off, {}) - snapped, 360.0f), 0, std::fabs(off) < 3 ? 0.001f : 0.06f);
+      EXPECT_NEAR(std::remainder(turned_to(right + off, kControl) - right - off, 360.0f), 0, 0.06f);
+      EXPECT_NEAR(std::remainder(turned_to(right + off, kShift) - right, 360.0f), 0, 0.001f);
+    }
+  }
+  EXPECT_NEAR(turned_to(47.4f, {}), 47.4f, 0.06f);
+}
+
 TEST(GesturesTest, TheGripStaysAtItsPlaceOnTheScreenAndTurnsWithTheLayer) {
   Layer layer = MakeLayer(0, 0, 100, 60);
   layer.rotation_deg = 90;

@@ -78,6 +78,19 @@ TEST_F(PreviewWindowTest, TheListReorders) {
   EXPECT_EQ(Names(), (std::vector<std::string>{"color", "box", "color"}));
 }
 
+TEST_F(PreviewWindowTest, TheListShowsWholeRows) {
+  for (int i = 0; i < 20; ++i) session_->AddColor({});
+  window_->Refresh();
+  const int row = list().visualRect(list().model()->index(0, 2)).height();
+  for (int height = 300; height < 500; height += 29) {
+    SCOPED_TRACE(height);
+    window_->resize(700, height);
+    QApplication::processEvents();
+    EXPECT_EQ(list().viewport()->height() % row, 0);
+    EXPECT_GE(list().viewport()->height(), 2 * row);
+  }
+}
+
 TEST_F(PreviewWindowTest, NumbersChangeTheLayerInOneStepEach) {
   EXPECT_FALSE(window_->numbers()->isEnabled());
   Click(2);

@@ -1,14 +1,22 @@
 // How quarn-record draws what is transparent, and films smaller than their scene, against plain arithmetic.
 
+#include <GL/gl.h>
+#include <GL/glext.h>
+
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <optional>
 #include <random>
 
+#include <quarn/gs_item.h>
 #include <quarn/gs_scene.h>
+#include <quarn/gs_texture.h>
 
 #include "studio/device.h"
 #include "studio/film_picture.h"
 #include "studio/premultiply.h"
+#include "studio/texel_copy.h"
 #include "tests/examples/rgba_picture.h"
 
 namespace {
@@ -139,6 +147,78 @@ Levels Mean(const RgbaPicture& from, int width, int height, int x, int y) {
     }
   }
   return sum;
+}
+
+// Asks, while it is drawn, whether its texture can be copied into the picture.
+class CopiedItem : public GsItem {
+ public:
+  explicit CopiedItem(GsDevice* device)
+      : GsItem(gs_vec2(8, 8), device),
+        pixels_(8 * 8 * 4, 200),
+        texture_(pixels_.data(), 8 * 4, GsTexture::kTextureRGBA, 8, 8, device) {}
+
+  void Draw() override {
+    GLint major = 0, minor = 0;
+    glGetIntegerv(GL_MAJOR_VERSION, &major);
+    glGetIntegerv(GL_MINOR_VERSION, &minor);
+    expected = major * 10 + minor >= 43;
+    copied = studio::CopyTexels(&texture_, {8, 8}, 4, 4, {32, 32});
+  }
+
+  std::optional<bool> expected, copied;
+
+ private:
+  std::vector<unsigned char> pixels_;
+  GsTexture texture_;
+};
+
+TEST(CopyTexelsTest, CopiesWhereTheDriverCan) {
+  const studio::Device device({25, 1}, false);
+  ASSERT_TRUE(device.get()->InitThreadContext());
+  {
+    const auto scene = MakeRefCounted<GsScene>(32, 32, device.get());
+    const auto item = MakeRefCounted<CopiedItem>(device.get());
+    scene->AddItem(item);
+    const GsSceneHold hold(scene.get());
+    device.get()->RunFrame(0);
+    ASSERT_TRUE(item->copied.has_value());
+    EXPECT_EQ(item->copied, item->expected);
+  }
+  device.get()->UninitThreadContext();
+}
+
+// With a driver that copies images, and with one that is as old as it may be.
+TEST_F(RecordDrawingTest, OpaquePicturesLieTexelByTexelWhereverTheyReach) {
+  std::mt19937 random(3);
+  const RgbaPicture picture(40, 30, [&](int x, int y) {
+    const auto byte = [&random] { return static_cast<std::uint8_t>(random() & 0xff); };
+    return Rgba{byte(), byte(), static_cast<std::uint8_t>(x + 4 * y), 255};
+  });
+  Write(picture, "opaque.png");
+  struct Corner {
+    int left, top;
+  };
+  const std::vector<Corner> corners = {{-7, -11}, {75, -5}, {-39, 45}, {70, 50}, {30, 25}, {-40, 20}, {100, 80}};
+  Arguments arguments = {"--canvas", "100x80"};
+  for (const Corner& corner : corners) {
+    arguments.insert(arguments.end(), {"--picture", "opaque.png,pos=" + std::to_string(corner.left + 20 - 50) + ":" +
+                                                        std::to_string(corner.top + 15 - 40)});
+  }
+  const auto expected = [&](int x, int y) {
+    Levels levels{0, 0, 0};
+    for (const Corner& corner : corners) {
+      const int u = x - corner.left, v = y - corner.top;
+      if (u < 0 || v < 0 || u >= 40 || v >= 30) continue;
+      const Rgba& texel = picture.At(u, v);
+      levels = {static_cast<double>(texel[0]), static_cast<double>(texel[1]), static_cast<double>(texel[2])};
+    }
+    return levels;
+  };
+  EXPECT_EQ(Difference(Still(100, 80, arguments), expected), 0);
+  setenv("MESA_GL_VERSION_OVERRIDE", "3.2", 1);
+  const RgbaPicture drawn = Still(100, 80, arguments);
+  unsetenv("MESA_GL_VERSION_OVERRIDE");
+  EXPECT_EQ(Difference(drawn, expected), 0);
 }
 
 TEST_F(RecordDrawingTest, ASmallerFilmIsTheMeanOfWhatItCovers) {

@@ -5,25 +5,16 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <string>
+#include <tuple>
+#include <vector>
 
 #include "tests/examples/example_program.h"
 
 namespace {
 
-using Arguments = std::vector<std::string>;
-
 class RecordErrorsTest : public ExampleTest {
  protected:
-  // Runs, and expects a failure that leaves the folder as it is.
-  void ExpectError(const Arguments& arguments, int exit_code, const std::string& line) {
-    const std::vector<std::string> before = Files();
-    const Ended ended = Run("quarn-record", arguments);
-    EXPECT_EQ(ended.exit_code, exit_code) << line;
-    EXPECT_EQ(ended.out, "");
-    EXPECT_EQ(ended.err, "quarn-record: " + line + "\n");
-    EXPECT_EQ(Files(), before);
-  }
-
   void ExpectSceneError(const std::string& json, const std::string& line) {
     std::ofstream(Path("scene.json")) << json;
     ExpectError({"--scene", "scene.json", "-o", "film.mp4"}, 2, "scene scene.json: " + line);
@@ -87,6 +78,33 @@ TEST_F(RecordErrorsTest, BadOptions) {
   ExpectError({"--picture", ",z=1", "-o", "film.mp4"}, 2, "layer \",z=1\": no file is named");
 }
 
+TEST_F(RecordErrorsTest, BadLayers) {
+  const std::string of_file = " (a comma in a file's name is written \\,)",
+                    of_text = " (a comma in a text is written \\,)";
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
+      {"--picture", "a.png,crop=1:2:3", "\"1:2:3\" is no crop such as 10:0:10:0 (left, top, right, bottom)"},
+      {"--picture", "a.png,crop=1:2:3:-4", "\"1:2:3:-4\" is no crop such as 10:0:10:0 (left, top, right, bottom)"},
+      {"--color", "#000000,crop=1:2:3:4", "unknown layer option \"crop\"" + of_file},
+      {"--color", "#000000,fade=2", "\"2\" is no fade such as 1:0.5 (seconds of appearing, of going)"},
+      {"--color", "#000000,fade=-1:0", "layer fade: must be 0 to 86400 seconds"},
+      {"--text", "", "layer text: there is none"},
+      {"--text", " \\n ,height=20", "layer text: there is none"},
+      {"--text", "a,height=0", "layer height: letters must be 1 to 2000 pixels"},
+      {"--text", "a,height=2001", "layer height: letters must be 1 to 2000 pixels"},
+      {"--text", std::string(10001, 'a'), "layer text: must be at most 10000 bytes"},
+      {"--text", "a\xff", "layer text: is not UTF-8"},
+      {"--text", "a,align=top", "unknown alignment \"top\": there are left, center and right"},
+      {"--text", "Hello, world", "unknown layer option \" world\"" + of_text}};
+  for (const auto& [option, layer, line] : kCases) ExpectError({option, layer, "-o", "x.png"}, 2, line);
+}
+
+TEST_F(RecordErrorsTest, BadBitRates) {
+  for (const std::string option : {"--bitrate", "--audio-bitrate"}) {
+    ExpectError({option, "12Q", "-o", "film.mp4"}, 2, option + " 12Q: is no rate such as 800k or 6M");
+    ExpectError({option, "5", "-o", "film.mp4"}, 2, "bit rate: must be 1k to 1000M");
+  }
+}
+
 TEST_F(RecordErrorsTest, BadOutputs) {
   ExpectError({"-o", "film.unknown"}, 2, "cannot tell the kind of film from the name film.unknown");
   ExpectError({"-o", "none/film.mp4"}, 1, "cannot write none/film.mp4: No such file or directory");
@@ -98,6 +116,22 @@ TEST_F(RecordErrorsTest, FailureKeepsAnOlderFilm) {
   std::ofstream(Path("film.mp4")) << "older";
   ExpectError({"--picture", "none.png", "-o", "film.mp4"}, 1, "cannot open none.png: No such file or directory");
   EXPECT_EQ(ReadFile(Path("film.mp4")), "older");
+}
+
+TEST_F(RecordErrorsTest, SwitchesTakeNoValueAndTheLastOneCounts) {
+  std::ofstream(Path("still.png")) << "older";
+  for (const std::string given : {"--overwrite=false", "--overwrite=0", "--no-overwrite=false", "--faststart=false"}) {
+    const Ended ended = Run("quarn-record", {"--canvas", "32x32", given, "-o", "still.png"});
+    EXPECT_EQ(ended.exit_code, 2) << given;
+    EXPECT_NE(ended.err.find(given.substr(2, given.find('=') - 2)), std::string::npos) << ended.err;
+    EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
+    EXPECT_EQ(ReadFile(Path("still.png")), "older") << given;
+  }
+  ExpectError({"--canvas", "32x32", "--overwrite", "--no-overwrite", "-o", "still.png"}, 2,
+              "still.png is there already: leave out --no-overwrite, or take another name");
+  EXPECT_EQ(ReadFile(Path("still.png")), "older");
+  Record({"--canvas", "32x32", "--no-overwrite", "--overwrite", "-o", "still.png"});
+  EXPECT_NE(ReadFile(Path("still.png")), "older");
 }
 
 TEST_F(RecordErrorsTest, FullDiskLeavesNoFilmWithoutAPicture) {

@@ -193,9 +193,8 @@ TEST_F(RecordFormatsTest, SoundAloneIsRecorded) {
     EXPECT_NEAR(sound.Tone(0, 440, 0, 0.5), amplitude, 0.005);
     EXPECT_NEAR(static_cast<double>(sound.planes[0][27]), amplitude, 0.005);
   }
-  const Ended silent = Run("quarn-record", {"--color", "#ffffff", "-o", "none.wav"});
-  EXPECT_EQ(silent.exit_code, 2);
-  EXPECT_EQ(silent.err, "quarn-record: there is nothing to hear in none.wav: name a sound with --audio, or a video\n");
+  ExpectError({"--color", "#ffffff", "-o", "none.wav"}, 2,
+              "there is nothing to hear in none.wav: name a sound with --audio, or a video");
 }
 
 TEST_F(RecordFormatsTest, ProgressIsTold) {
@@ -216,9 +215,8 @@ TEST_F(RecordFormatsTest, ProgressIsTold) {
   while (words >> word) keys += word.substr(0, word.find('=') + 1);
   EXPECT_EQ(keys, "seconds=frames=of=fps=repeated=dropped=");
   EXPECT_NE(line.find(" of=3 "), std::string::npos) << line;
-  const Ended wrong = Run("quarn-record", kOffline + Arguments{"--progress", "loud", "-o", "film.y4m"});
-  EXPECT_EQ(wrong.exit_code, 2);
-  EXPECT_EQ(wrong.err, "quarn-record: --progress loud: must be auto, bar, lines or none\n");
+  ExpectError(kOffline + Arguments{"--progress", "loud", "-o", "film.y4m"}, 2,
+              "--progress loud: must be auto, bar, lines or none");
 }
 
 TEST_F(RecordFormatsTest, NothingIsReplacedWhereThatIsForbidden) {
@@ -226,11 +224,9 @@ TEST_F(RecordFormatsTest, NothingIsReplacedWhereThatIsForbidden) {
   std::ofstream(Path("frame-2.png")) << "older";
   for (const std::string name : {"film.y4m", "frame-%d.png"}) {
     SCOPED_TRACE(name);
-    const Ended ended = Run("quarn-record", kOffline + Arguments{"--no-overwrite", "-o", name});
-    EXPECT_EQ(ended.exit_code, 2);
     const std::string there = name == "film.y4m" ? name : "frame-2.png";
-    EXPECT_EQ(ended.err,
-              "quarn-record: " + there + " is there already: leave out --no-overwrite, or take another name\n");
+    ExpectError(kOffline + Arguments{"--no-overwrite", "-o", name}, 2,
+                there + " is there already: leave out --no-overwrite, or take another name");
     EXPECT_EQ(ReadFile(Path(there)), "older");
   }
   std::ofstream(Path("list-00000.ts")) << "older";

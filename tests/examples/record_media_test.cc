@@ -51,9 +51,8 @@ TEST_F(RecordMediaTest, TrimIsExactToThePicture) {
   EXPECT_EQ(Steps("steps.mp4,loop,trim=0.8:", "0.7"), (std::vector<int>{8, 9, 10, 8, 9, 10, 8}));
   EXPECT_EQ(Steps("steps.mp4,loop,trim=:0.2", "0.5"), (std::vector<int>{0, 1, 0, 1, 0}));
   EXPECT_EQ(Steps("steps.mp4,trim=0.45:", "0.3"), (std::vector<int>{4, 5, 6}));
-  const Ended ended = Run("quarn-record", {"--video", "steps.mp4,trim=2:", "-o", "film.mp4"});
-  EXPECT_EQ(ended.exit_code, 1);
-  EXPECT_EQ(ended.err, "quarn-record: cannot decode steps.mp4: its trim begins where it has ended\n");
+  ExpectError({"--video", "steps.mp4,trim=2:", "-o", "film.mp4"}, 1,
+              "cannot decode steps.mp4: its trim begins where it has ended");
 }
 
 TEST_F(RecordMediaTest, StartMayBeFarIntoALoop) {
@@ -231,12 +230,7 @@ TEST_F(RecordMediaTest, BadValuesAreOneLine) {
       {"a.mp4,trim=5:2", "layer trim: must be 0 to 86400 seconds, and its end behind its start"},
       {"a.mp4,trim=-1:2", "layer trim: must be 0 to 86400 seconds, and its end behind its start"},
       {"a.mp4,deinterlace=on", "unknown deinterlacing \"on\": there are auto and off"}};
-  for (const auto& [video, line] : kCases) {
-    SCOPED_TRACE(video);
-    const Ended ended = Run("quarn-record", {"--video", video, "-o", "film.mp4"});
-    EXPECT_EQ(ended.exit_code, 2);
-    EXPECT_EQ(ended.err, std::string("quarn-record: ") + line + "\n");
-  }
+  for (const auto& [video, line] : kCases) ExpectError({"--video", video, "-o", "film.mp4"}, 2, line);
 }
 
 }  // namespace

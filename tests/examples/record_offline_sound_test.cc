@@ -317,9 +317,7 @@ TEST_F(RecordOfflineSoundTest, DurationMayBeThatOfTheLongestMedium) {
 
   const auto expect_error = [this](Arguments arguments, const std::string& line) {
     arguments.insert(arguments.end(), {"--offline", "--duration", "auto", "-o", "none.mkv"});
-    const Ended ended = Run("quarn-record", arguments);
-    EXPECT_EQ(ended.exit_code, 2);
-    EXPECT_EQ(ended.err, "quarn-record: duration auto: " + line + "\n");
+    ExpectError(arguments, 2, "duration auto: " + line);
   };
   expect_error({"--video", "clip.mkv,loop", "--picture", "still.png"}, "no video or sound of the scene has a length");
   expect_error({"--video", "clip.mkv", "--start", "1"}, "everything has ended before the film's start");

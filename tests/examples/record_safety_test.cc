@@ -55,13 +55,7 @@ class RecordSafetyTest : public ExampleTest {
     return comma == std::string::npos ? 0 : std::atoi(probed.c_str() + comma + 1);
   }
 
-  void ExpectRefused(const Arguments& arguments, const std::string& line) {
-    const std::vector<std::string> before = Files();
-    const Ended ended = Run("quarn-record", arguments);
-    EXPECT_EQ(ended.exit_code, 2) << line;
-    EXPECT_EQ(ended.err, "quarn-record: " + line + "\n");
-    EXPECT_EQ(Files(), before);
-  }
+  void ExpectRefused(const Arguments& arguments, const std::string& line) { ExpectError(arguments, 2, line); }
 };
 
 Arguments operator+(Arguments left, const Arguments& right) {

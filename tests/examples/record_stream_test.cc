@@ -167,9 +167,7 @@ TEST_F(RecordStreamTest, LaggingReceiverStallsNoSound) {
 TEST_F(RecordStreamTest, ConnectionRefusedIsOneLine) {
   const std::string url = "tcp://127.0.0.1:" + std::to_string(Open(SOCK_STREAM));
   Close();
-  const Ended ended = Run("quarn-record", {"--canvas", "320x180", "-o", url});
-  EXPECT_EQ(ended.exit_code, 1);
-  EXPECT_EQ(ended.err, "quarn-record: cannot write " + url + ": Connection refused\n");
+  ExpectError({"--canvas", "320x180", "-o", url}, 1, "cannot write " + url + ": Connection refused");
 }
 
 TEST_F(RecordStreamTest, RtmpServerGetsTheFilm) {
@@ -212,9 +210,8 @@ TEST_F(RecordStreamTest, WhatNobodyTookIsNoSuccess) {
 }
 
 TEST_F(RecordStreamTest, UnknownProtocolIsOneLine) {
-  const Ended ended = Run("quarn-record", {"--canvas", "64x64", "-o", "gopher://127.0.0.1/film.ts"});
-  EXPECT_EQ(ended.exit_code, 2);
-  EXPECT_EQ(ended.err, "quarn-record: cannot write gopher://127.0.0.1/film.ts: films are not sent with \"gopher\"\n");
+  ExpectError({"--canvas", "64x64", "-o", "gopher://127.0.0.1/film.ts"}, 2,
+              "cannot write gopher://127.0.0.1/film.ts: films are not sent with \"gopher\"");
 }
 
 }  // namespace

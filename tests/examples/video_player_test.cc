@@ -74,7 +74,7 @@ TEST_F(VideoPlayerTest, OfflineAWideFirstStepIsTaken) {
       EXPECT_EQ(Step(*picture), 0);
     }
   }
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // For what is ahead; without it there is less to see.
+  player->WaitAhead();
   for (const int tenth : {10, 20, 30}) {
     const Picture* const picture = player->Take(tenth * kTenth);
     ASSERT_TRUE(picture);

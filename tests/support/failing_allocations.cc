@@ -129,6 +129,8 @@ void* global_new::Allocate(std::size_t size, std::size_t alignment, const void* 
   return alignment > 0 ? std::aligned_alloc(alignment, size) : std::malloc(size);
 }
 
+// For every library of the process.
+#pragma GCC visibility push(default)
 extern "C" {
 
 QUARN_NOT_SANITIZED void* malloc(std::size_t size) {
@@ -150,6 +152,7 @@ QUARN_NOT_SANITIZED void* realloc(void* memory, std::size_t size) {
 }
 
 }  // extern "C"
+#pragma GCC visibility pop
 
 FailingAllocations::Pause::Pause() { ++pauses; }
 

@@ -103,8 +103,10 @@ class FakeView : public GraphicsViewImpl, public PresentedView {
   void SetBackgroundColor(float r, float g, float b, float a) override;
   ViewCounts counts() const override { return pictures; }
   void Move(int x, int y) override;
+  float window_scale() const override { return scale; }
   void SetWindow(const InternalWindowInfo& info) override;
 
+  float scale = 1;      // Of its window.
   ViewCounts pictures;  // What became of them.
   void* window;         // What the host gave last.
   // The colour in force.

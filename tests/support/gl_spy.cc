@@ -284,7 +284,10 @@ using EglFunction = __eglMustCastToProperFunctionPointerType;
 EglFunction __real_eglGetProcAddress(const char* name);
 EglFunction __wrap_eglGetProcAddress(const char* name);
 EglFunction __wrap_eglGetProcAddress(const char* name) {
-  if (faults().window_surface && std::strstr(name, "WindowSurface")) return nullptr;
+  if (std::strstr(name, "WindowSurface")) {
+    if (const auto happens = std::exchange(faults().at_window_surface, nullptr)) happens();
+    if (faults().window_surface) return nullptr;
+  }
   return __real_eglGetProcAddress(name);
 }
 

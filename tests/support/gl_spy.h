@@ -6,6 +6,7 @@
 #define QUARN_TESTS_SUPPORT_GL_SPY_H_
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,21 +15,22 @@
 namespace gl_spy {
 
 struct Faults {
-  bool gen_textures = false;      // glGenTextures yields 0.
-  bool gen_framebuffers = false;  // glGenFramebuffers yields 0.
-  bool gen_buffers = false;       // glGenBuffers yields 0.
-  bool map_buffer = false;        // glMapBufferRange yields null.
-  bool make_current = false;      // eglMakeCurrent refuses every context.
-  bool window_current = false;    // eglMakeCurrent refuses every context with a window.
-  bool create_context = false;    // eglCreateContext yields none.
-  bool present = false;           // eglSwapBuffers fails.
-  bool window_surface = false;    // No surface can be made for a window.
-  GLint rectangle_limit = 0;      // What GL_MAX_RECTANGLE_TEXTURE_SIZE is; 0: what it really is.
-  bool incomplete = false;        // glCheckFramebufferStatus finds every framebuffer unsupported.
-  bool fences_pending = false;    // glClientWaitSync finds no fence passed.
-  bool empty_logs = false;        // Compiler and linker have nothing to say.
-  int failed_links = 0;           // So many of the next programs are not linked.
-  std::deque<GLenum> errors;      // What glGetError answers next, one a call, before the real errors.
+  bool gen_textures = false;                // glGenTextures yields 0.
+  bool gen_framebuffers = false;            // glGenFramebuffers yields 0.
+  bool gen_buffers = false;                 // glGenBuffers yields 0.
+  bool map_buffer = false;                  // glMapBufferRange yields null.
+  bool make_current = false;                // eglMakeCurrent refuses every context.
+  bool window_current = false;              // eglMakeCurrent refuses every context with a window.
+  bool create_context = false;              // eglCreateContext yields none.
+  bool present = false;                     // eglSwapBuffers fails.
+  bool window_surface = false;              // No surface can be made for a window.
+  std::function<void()> at_window_surface;  // Called, once, when a surface is about to be made for a window.
+  GLint rectangle_limit = 0;                // What GL_MAX_RECTANGLE_TEXTURE_SIZE is; 0: what it really is.
+  bool incomplete = false;                  // glCheckFramebufferStatus finds every framebuffer unsupported.
+  bool fences_pending = false;              // glClientWaitSync finds no fence passed.
+  bool empty_logs = false;                  // Compiler and linker have nothing to say.
+  int failed_links = 0;                     // So many of the next programs are not linked.
+  std::deque<GLenum> errors;                // What glGetError answers next, one a call, before the real errors.
 };
 Faults& faults();
 

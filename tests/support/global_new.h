@@ -30,6 +30,9 @@ inline void* OrThrow(void* memory) {
 
 }  // namespace global_new
 
+// Hidden, they would not stand in the place of others'.
+#pragma GCC visibility push(default)
+
 void* operator new(std::size_t size) {
   return global_new::OrThrow(global_new::AllocateAny(size, __builtin_return_address(0)));
 }
@@ -67,5 +70,7 @@ void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std
 void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
 void operator delete(void* memory, std::align_val_t, const std::nothrow_t&) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::align_val_t, const std::nothrow_t&) noexcept { std::free(memory); }
+
+#pragma GCC visibility pop
 
 #endif  // QUARN_TESTS_SUPPORT_GLOBAL_NEW_H_

@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <string>
 
+#include "tests/support/comes_true.h"
+
 namespace test {
 namespace {
 
@@ -129,6 +131,17 @@ Picture Picture::Channel(int channel) const {
   return result;
 }
 
+Picture Flat(int width, int height, std::uint32_t rgb) {
+  Picture picture(width, height, 4);
+  for (std::size_t i = 0; i < picture.pixels.size(); i += 4) {
+    picture.pixels[i] = static_cast<unsigned char>(rgb >> 16);
+    picture.pixels[i + 1] = static_cast<unsigned char>(rgb >> 8);
+    picture.pixels[i + 2] = static_cast<unsigned char>(rgb);
+    picture.pixels[i + 3] = 255;
+  }
+  return picture;
+}
+
 bool AreAlike(const Picture& actual, const Picture& expected, const Tolerance& tolerance) {
   return HaveOneShape(actual, expected) && Compare(actual, expected, tolerance).share <= tolerance.share;
 }
@@ -163,6 +176,16 @@ bool AreAlike(const Picture& actual, const Picture& expected, const Tolerance& t
   const bool written = WritePicture(actual, base + "-actual.png") && WritePicture(expected, base + "-expected.png") &&
                        WritePicture(Difference(actual, expected), base + "-difference.png");
   return result << (written ? "\nthe pictures are in " : "\nthe pictures could not be written to ") << base << "-*.png";
+}
+
+::testing::AssertionResult ComesToShow(const std::function<Picture()>& read, const std::function<bool()>& is_over,
+                                       const Picture& expected, const Tolerance& tolerance) {
+  Picture picture;
+  ComesTrue([&] {
+    picture = read();
+    return AreAlike(picture, expected, tolerance) || is_over();
+  });
+  return PicturesMatch(picture, expected, tolerance);
 }
 
 bool WritePicture(const Picture& picture, const std::string& path) {

@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,9 @@ struct Picture {
   }
 };
 
+// The whole of a picture in one colour, 0xrrggbb, opaque.
+Picture Flat(int width, int height, std::uint32_t rgb);
+
 struct Tolerance {
   int difference = 0;  // A pixel is over when one of its channels is off by more than this, of 255.
   double share = 0.0;  // The share of the picture's pixels that may be over, 0 to 1.
@@ -55,6 +59,10 @@ struct Tolerance {
 bool AreAlike(const Picture& actual, const Picture& expected, const Tolerance& tolerance);
 
 ::testing::AssertionResult PicturesMatch(const Picture& actual, const Picture& expected, const Tolerance& tolerance);
+
+// Reads until the picture is the expected one, the patience runs out or nothing will come any more, then judges.
+::testing::AssertionResult ComesToShow(const std::function<Picture()>& read, const std::function<bool()>& is_over,
+                                       const Picture& expected, const Tolerance& tolerance);
 
 // Writes a PNG file. Returns false when that fails.
 bool WritePicture(const Picture& picture, const std::string& path);

@@ -2,19 +2,12 @@
 
 #include <xcb/xtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <thread>
 
 namespace test {
 namespace {
-
-// Far beyond what a slow machine needs.
-constexpr std::chrono::seconds kPatience(10);
-// Between two looks: long enough to leave the processor to those that draw.
-constexpr std::chrono::milliseconds kPause(2);
 
 struct Free {
   void operator()(void* reply) const { std::free(reply); }
@@ -243,33 +236,12 @@ Picture XWindow::Read() const {
 
 ::testing::AssertionResult XWindow::ComesToShow(const Picture& expected, const Tolerance& tolerance,
                                                 const std::function<void()>& between) const {
-  Picture picture;
-  ComesTrue([&] {
+  const auto look = [&] {
     if (between) between();
-    picture = Read();
-    return AreAlike(picture, expected, tolerance) || !connection_.ok();
-  });
-  return PicturesMatch(picture, expected, tolerance);
-}
-
-bool ComesTrue(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(kPause);
-  }
-  return true;
-}
-
-Picture Flat(int width, int height, std::uint32_t rgb) {
-  Picture picture(width, height, 4);
-  for (std::size_t i = 0; i < picture.pixels.size(); i += 4) {
-    picture.pixels[i] = static_cast<unsigned char>(rgb >> 16);
-    picture.pixels[i + 1] = static_cast<unsigned char>(rgb >> 8);
-    picture.pixels[i + 2] = static_cast<unsigned char>(rgb);
-    picture.pixels[i + 3] = 255;
-  }
-  return picture;
+    return Read();
+  };
+  return test::ComesToShow(
+      look, [this] { return !connection_.ok(); }, expected, tolerance);
 }
 
 }  // namespace test

@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 
+#include "tests/support/comes_true.h"
 #include "tests/support/image_compare.h"
 
 namespace test {
@@ -100,12 +101,6 @@ class XWindow {
   // A window's own image is undefined where a child has another depth; the screen's is not.
   bool read_from_screen_ = false;
 };
-
-// Looks again and again until `condition` holds. Returns false when the patience ran out.
-bool ComesTrue(const std::function<bool()>& condition);
-
-// The whole of a picture in one colour, 0xrrggbb.
-Picture Flat(int width, int height, std::uint32_t rgb);
 
 }  // namespace test
 

@@ -103,7 +103,7 @@ TEST_F(ViewMainQueueTest, MayRunAfterTheWindowIsGone) {
     Frame();
     window.Destroy();
     EXPECT_EQ(queue.Run(), 1u);
-    Frames(20);
+    FramesUntilComplaint();
     EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   }
   EXPECT_TRUE(host::DrivenDeviceWorks(device));

@@ -12,30 +12,9 @@ namespace {
 using host::PatternScene;
 using host::View;
 using host::ViewOf;
+using host::WindowWith;
 using test::Picture;
 using test::XWindow;
-
-// A picture and where its upper left corner lies.
-struct Placed {
-  Picture picture;
-  int x;
-  int y;
-};
-
-// What a window of that size shows: its own colour, and these pictures over it, as far as they lie inside.
-Picture WindowWith(int width, int height, const std::vector<Placed>& pictures) {
-  Picture window = test::Flat(width, height, 0x00f000);
-  for (const Placed& placed : pictures) {
-    for (int y = 0; y < placed.picture.height; ++y) {
-      for (int x = 0; x < placed.picture.width; ++x) {
-        const int to_x = placed.x + x, to_y = placed.y + y;
-        if (to_x < 0 || to_y < 0 || to_x >= width || to_y >= height) continue;
-        for (int c = 0; c < 4; ++c) window.at(to_x, to_y)[c] = placed.picture.at(x, y)[c];
-      }
-    }
-  }
-  return window;
-}
 
 class ViewPlaceTest : public host::ViewTest {};
 
@@ -177,7 +156,7 @@ TEST_F(ViewDockTest, MayComeFromAWindowThatIsMissed) {
   View view(window.handle(), 120, 90, scene().scene());
   EXPECT_TRUE(Shows(window, picture()));
   window.Destroy();
-  Frames(10);
+  FramesUntilComplaint();
   std::string complaints;
   EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   view.SetWindow({other.handle()});

@@ -111,7 +111,7 @@ TEST_F(ViewWindowTest, MayBeDestroyedUnderItsView) {
     Frame();
     EXPECT_EQ(host::log::Complaints(), "");
     window.Destroy();
-    Frames(20);
+    FramesUntilComplaint();
     std::string complaints;
     EXPECT_EQ(TakeComplaints(view, &complaints), 1) << "the log says it once:\n" << complaints;
     view.Resize(50, 40);
@@ -135,7 +135,7 @@ TEST_F(ViewWindowTest, MayBeDestroyedBeforeAnyFrame) {
     XWindow window(x11, 120, 90);
     const View view(window.handle(), 120, 90, scene.scene());
     window.Destroy();
-    Frames(20);
+    FramesUntilComplaint();
     EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   }
   const XWindow window(x11, 120, 90);
@@ -152,9 +152,7 @@ TEST_F(ViewWindowTest, MayBeDestroyedTogetherWithItsHostsConnection) {
     const View view(window.handle(), 120, 90, scene.scene());
     Frame();
     hosts.Disconnect();
-    // The server notices the end of a connection in its own time.
-    for (int i = 0; i < 2000 && host::log::Complaints().empty(); ++i) Frame();
-    Frames(20);
+    FramesUntilComplaint();
     EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   }
   EXPECT_TRUE(host::DrivenDeviceWorks(device));
@@ -172,7 +170,7 @@ TEST_F(ViewWindowTest, MayBeDestroyedWithAWindowAroundIt) {
     const View view(window.handle(), 120, 90, scene.scene());
     EXPECT_TRUE(Shows(window, ViewOf(scene.picture(), 120, 90)));
     outer.Destroy();
-    Frames(20);
+    FramesUntilComplaint();
     EXPECT_EQ(TakeComplaints(view, &complaints), 1) << complaints;
   }
   EXPECT_TRUE(host::DrivenDeviceWorks(device));

@@ -186,6 +186,8 @@ void GraphicsViewCGL::Move(int x, int y) {
   if (presenter_ && !context()->of_another_process()) presenter_->HandOverPosition(x, y);
 }
 
+float GraphicsViewCGL::window_scale() const { return presenter_ ? presenter_->window_scale() : 1; }
+
 void GraphicsViewCGL::SetWindow(const InternalWindowInfo& info) {
   if (!presenter_ || context()->of_another_process()) return;
   presenter_->HandOverOtherWindow(info.window);

@@ -38,6 +38,7 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL, public Pres
   void Draw() override;
   ViewCounts counts() const override;
   void Move(int x, int y) override;
+  float window_scale() const override;
   void SetWindow(const InternalWindowInfo& info) override;
 
  private:

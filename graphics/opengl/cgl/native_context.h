@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -86,12 +87,22 @@ class QUARN_CAPABILITY("mutex") NativeContext {
   virtual void MoveWindow(int x, int y) = 0;
   // With the context current: the size of the place. Leaves both alone where there is none.
   virtual void WindowSize(unsigned int* width, unsigned int* height) = 0;
+  // How many pixels of pictures lie on a unit that the host's window is measured in. 1 without a place, and on a
+  // platform that measures in pixels.
+  virtual float WindowScale() const { return 1; }
+  // `on_scale` is called with it on the window thread whenever it changes. To be set before there is a place.
+  virtual void SetOnScale(std::function<void(float)> on_scale) = 0;
   // What the window system shows in the place where there is no picture yet, each part 0 to 1: where the place has
   // grown or was covered. Until it is told, what is below comes through. Does nothing without a place.
   virtual void SetWindowBackground(float r, float g, float b) = 0;
   // With the context current: how many refreshes of the screen lie between two pictures; with 0 presenting waits for
   // none. Does nothing without a window.
   virtual void SetSwapInterval(int interval) = 0;
+  // Whether the window system wants a picture now. It may not, for as long as it has not shown the last one, or does
+  // not show the window: what SetOnReady was given is called when it does.
+  virtual bool ReadyToPresent() = 0;
+  // `on_ready` is called on the window thread. To be set before there is a place.
+  virtual void SetOnReady(std::function<void()> on_ready) = 0;
   // With the context current: shows what the default framebuffer holds, which is undefined afterwards. Returns whether
   // the window system has taken it.
   virtual bool Present() = 0;

@@ -21,7 +21,10 @@ ViewPresenter* ViewPresenter::Create(std::unique_ptr<NativeContext> context) {
 }
 
 ViewPresenter::ViewPresenter(std::unique_ptr<NativeContext> context)
-    : context_(std::move(context)), has_window_system_(context_->HasWindowSystem()) {}
+    : context_(std::move(context)), has_window_system_(context_->HasWindowSystem()) {
+  context_->SetOnReady([this] { GoOn(); });
+  context_->SetOnScale([this](float scale) { window_scale_ = scale; });
+}
 
 void ViewPresenter::HandOverWindow(void* host_window, Size size) {
   MutexLocker<Mutex> lock(mutex_);
@@ -108,10 +111,11 @@ void ViewPresenter::DoWhatIsAsked() {
   } const unlock{context_.get()};
   if (asked.other_window) LeaveWindowFor(wanted.host_window);
   if (asked.move) context_->MoveWindow(wanted.x, wanted.y);
-  if (asked.window) AttachToWindow(wanted.host_window, wanted.size);
+  if (asked.window) AttachToWindow(wanted);
   if (asked.resize && asked.size_comes_first) ResizeWindow(asked.size);
   if (images_.waiting()) PresentPicture();
-  if (asked.resize && !asked.size_comes_first) ResizeWindow(asked.size);
+  if (asked.resize && !asked.size_comes_first) ResizeAfterPicture(asked.size);
+  window_scale_ = context_->WindowScale();
 }
 
 void ViewPresenter::LeaveWindowFor(void* host_window) {
@@ -120,13 +124,21 @@ void ViewPresenter::LeaveWindowFor(void* host_window) {
   place_ = NativeContext::Place::kNotYet;
 }
 
-void ViewPresenter::AttachToWindow(void* host_window, Size size) {
+void ViewPresenter::AttachToWindow(Wanted wanted) {
   can_present_ = false;
   // A window's pixels are the screen's, and what is shown in them is taken for sRGB: nothing has to be asked for.
   using Place = NativeContext::Place;
-  host_window_ = host_window;
-  if (place_ == Place::kNotYet) place_ = context_->AttachWindow(host_window, size.width, size.height);
-  const bool has_place = place_ == Place::kMade && context_->CanPresent();
+  if (place_ == Place::kNotYet) {
+    // Asked once more, for leaving a window takes time: a host that wants the view out of this one may destroy it now.
+    MutexLocker<Mutex> lock(mutex_);
+    wanted = wanted_;
+    asked_.window = asked_.other_window = false;
+  }
+  host_window_ = wanted.host_window;
+  if (place_ == Place::kNotYet) {
+    place_ = context_->AttachWindow(wanted.host_window, wanted.size.width, wanted.size.height);
+  }
+  const bool has_place = place_ == Place::kMade && !closed_ && context_->CanPresent();
   if ((has_place || !read_frame_buffer_) && context_->Bind()) {
     context_->SetSwapInterval(0);
     if (!read_frame_buffer_) glGenFramebuffers(1, &read_frame_buffer_);
@@ -139,13 +151,23 @@ void ViewPresenter::AttachToWindow(void* host_window, Size size) {
 }
 
 void ViewPresenter::ResizeWindow(Size size) {
+  if (closed_) return;  // What came before may have waited for longer than the host, whose window is gone by now.
   // A driver looks for the size when its context is made current, not later: the other way round the next picture would
   // be of the old size.
   if (size.width != 0) context_->ResizeWindow(size.width, size.height);
-  if (context_->CanPresent() && context_->Bind()) {
+  // While the window takes no picture, though, the driver would keep a buffer of this size, for the next picture.
+  if (context_->CanPresent() && context_->ReadyToPresent() && context_->Bind()) {
     glFlush();
     context_->Unbind();
   }
+}
+
+void ViewPresenter::ResizeAfterPicture(Size size) {
+  if (!images_.waiting()) return ResizeWindow(size);
+  // The picture could not be shown yet: the size goes on waiting with it, unless there is a newer one.
+  MutexLocker<Mutex> lock(mutex_);
+  asked_.resize = true;
+  if (asked_.size.width == 0) asked_.size = size;
 }
 
 void ViewPresenter::PresentPicture() {
@@ -154,7 +176,8 @@ void ViewPresenter::PresentPicture() {
     images_.GiveBack(nullptr);
     images_.NoteShown(false);
   }
-  if (!can_present_ || !context_->Bind()) return;
+  // A window system that shows no picture gets none: what waits is the newest, and there is no other.
+  if (!can_present_ || !context_->ReadyToPresent() || !context_->Bind()) return;
   // Only now, for a driver may have waited for the window system: the newest picture is shown, and images are free.
   if (const Picture* const picture = images_.Take()) CopyPicture(*picture);
   context_->Unbind();

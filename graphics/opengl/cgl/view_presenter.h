@@ -37,6 +37,9 @@ class ViewPresenter {
   // Whether it may come to that when HandOverWindow is called again.
   bool may_find_window() const { return may_find_window_; }
 
+  // Pixels of a picture for each unit of the host's window, as far as is known. Thread: any.
+  float window_scale() const { return window_scale_; }
+
   // Makes a place for pictures of that size in the host's window.
   void HandOverWindow(void* host_window, Size size);
   // The same once more, while that window has not been found.
@@ -65,7 +68,7 @@ class ViewPresenter {
     bool move = false;
     bool resize = false;
     Size size = {0, 0};
-    bool size_comes_first = true;  // Whether the picture that waits came after it.
+    bool size_comes_first = false;  // Whether the picture that waits came after it.
   };
 
   explicit ViewPresenter(std::unique_ptr<NativeContext> context);
@@ -86,8 +89,9 @@ class ViewPresenter {
   // On the window thread.
   void DoWhatIsAsked();
   void LeaveWindowFor(void* host_window);
-  void AttachToWindow(void* host_window, Size size);
+  void AttachToWindow(Wanted wanted);
   void ResizeWindow(Size size);
+  void ResizeAfterPicture(Size size);
   void PresentPicture();
   void CopyPicture(const Picture& picture);
   void Delete();
@@ -99,6 +103,7 @@ class ViewPresenter {
   // Written by the window thread, and where that cannot be reached; read by the view.
   std::atomic<bool> can_present_{true};
   std::atomic<bool> may_find_window_{false};
+  std::atomic<float> window_scale_{1};
 
   std::atomic<bool> closed_{false};  // Whether the view is gone.
   Mutex mutex_;

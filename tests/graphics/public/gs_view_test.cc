@@ -116,6 +116,13 @@ TEST_F(GsViewTest, ItsPlaceAndItsWindowReachTheEngine) {
   EXPECT_THAT(fake::Calls(), ElementsAre("view.Move -5 7", "view.SetWindow", "view.SetWindow"));
 }
 
+TEST_F(GsViewTest, TellsTheScaleOfItsWindow) {
+  TestView view;
+  EXPECT_EQ(view.WindowScale(), 1);
+  view.engine()->scale = 1.5f;
+  EXPECT_EQ(view.WindowScale(), 1.5f);
+}
+
 TEST_F(GsViewTest, IsDrawnWhileAttached) {
   TestView view;
   device()->DrawDisplay();
@@ -233,6 +240,7 @@ void ExpectInert(TestView& view, TestScene& scene) {
   EXPECT_EQ(view.height(), 0u);
   view.SetBackgroundColor(1, 1, 1, 1);
   view.Move(1, 2);
+  EXPECT_EQ(view.WindowScale(), 1);
   view.SetWindow({});
   view.SetScene(&scene);
   EXPECT_EQ(view.scene(), &scene);

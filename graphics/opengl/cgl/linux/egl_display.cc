@@ -122,6 +122,20 @@ class DisplayChooser {
     return context;
   }
 
+  bool ChangeWindowSystem(const std::function<void()>& change) {
+    MutexLocker<Mutex> lock(mutex_);
+    if (chosen_.display != EGL_NO_DISPLAY) return false;
+    change();
+    return true;
+  }
+
+  const WindowSystem* ChosenWindowSystem() {
+    MutexLocker<Mutex> lock(mutex_);
+    return chosen_.window_system;
+  }
+
+  bool HasClientExtension(const char* name) const { return HasExtension(client_extensions_, name); }
+
   void DestroyContext(EglContext* context) {
     MutexLocker<Mutex> lock(mutex_);
     contexts_.erase(std::remove(contexts_.begin(), contexts_.end(), context), contexts_.end());
@@ -181,16 +195,17 @@ class DisplayChooser {
 
   EGLContext TryWindowSystems(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
     for (const WindowSystemKind& kind : kWindowSystems) {
-      if (!HasExtension(client_extensions_, kind.egl_extension)) continue;
+      if (!HasClientExtension(kind.egl_extension)) continue;
       WindowSystem* const window_system = kind.open();
       if (!window_system) continue;
       if (const EGLContext context = TryDisplay(window_system->egl_platform(), window_system, error)) return context;
+      window_system->LogNoEgl();
     }
     return EGL_NO_CONTEXT;
   }
 
   EGLContext TrySurfaceless(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
-    if (!HasExtension(client_extensions_, "EGL_MESA_platform_surfaceless")) return EGL_NO_CONTEXT;
+    if (!HasClientExtension("EGL_MESA_platform_surfaceless")) return EGL_NO_CONTEXT;
     return TryDisplay({EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr}, nullptr, error);
   }
 
@@ -222,6 +237,14 @@ std::unique_ptr<EglContext> EglContext::Create(const EglContext* share, NativeCo
 }
 
 EglContext::~EglContext() { DisplayChooser::Get().DestroyContext(this); }
+
+bool ChangeWindowSystem(const std::function<void()>& change) {
+  return DisplayChooser::Get().ChangeWindowSystem(change);
+}
+
+const WindowSystem* ChosenWindowSystem() { return DisplayChooser::Get().ChosenWindowSystem(); }
+
+bool HasEglClientExtension(const char* name) { return DisplayChooser::Get().HasClientExtension(name); }
 
 EGLSurface CreateEglSurface(const EglDisplay& display, NativeWindow* window) {
   const auto create = reinterpret_cast<PFNEGLCREATEPLATFORMWINDOWSURFACEEXTPROC>(

@@ -6,6 +6,7 @@
 #include <EGL/eglext.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 
 #include "graphics/opengl/cgl/linux/window_system.h"
@@ -24,6 +25,16 @@ struct EglDisplay {
   EGLConfig window_config = EGL_NO_CONFIG_KHR;  // Of all windows' surfaces.
   EGLint window_visual = 0;                     // The EGL_NATIVE_VISUAL_ID of that configuration.
 };
+
+// Runs `change`, which changes what the window systems of kWindowSystems answer, and lets no display be chosen
+// meanwhile. Returns false, and does not run it, where the process has its display already. Thread: any.
+bool ChangeWindowSystem(const std::function<void()>& change);
+
+// The window system of the process's display; null without either. Thread: any.
+const WindowSystem* ChosenWindowSystem();
+
+// Whether EGL has an extension that belongs to no display. Thread: any.
+bool HasEglClientExtension(const char* name);
 
 // A context of the process's display.
 //

@@ -2,6 +2,7 @@
 #include "graphics/opengl/cgl/native_context.h"
 
 #include <atomic>
+#include <functional>
 #include <utility>
 
 #include "foundation/logger.h"
@@ -87,11 +88,14 @@ class NativeContextEgl : public NativeContext {
     }
     has_buffer_ = false;
     const Place place = display_.window_system->CreateWindow(
-        {window, width, height, display_.window_visual, window_missing_, x_, y_}, &window_);
+        {window, width, height, display_.window_visual, window_missing_, x_, y_, on_ready_, on_scale_}, &window_);
     if (place == Place::kNotYet) window_missing_ = true;
     if (place != Place::kMade) return place;
     surface_ = CreateEglSurface(display_, window_.get());
-    if (surface_ != EGL_NO_SURFACE) return Place::kMade;
+    if (surface_ != EGL_NO_SURFACE) {
+      window_->Enter();
+      return Place::kMade;
+    }
     Logger::default_logger()->Warn("A view cannot be shown: no surface for its window (EGL error 0x%04x)",
                                    static_cast<unsigned int>(eglGetError()));
     window_.reset();
@@ -115,6 +119,12 @@ class NativeContextEgl : public NativeContext {
     return false;
   }
 
+  bool ReadyToPresent() override { return window_ && window_->Ready(); }
+
+  void SetOnReady(std::function<void()> on_ready) override { on_ready_ = std::move(on_ready); }
+
+  void SetOnScale(std::function<void(float)> on_scale) override { on_scale_ = std::move(on_scale); }
+
   void SetSwapInterval(int interval) override {
     if (window_) eglSwapInterval(display_.display, interval);
   }
@@ -135,6 +145,7 @@ class NativeContextEgl : public NativeContext {
     if (window_ && !(has_buffer_ && IsUsed(Workaround::kSteadyWindow))) window_->Resize(width, height);
   }
 
+  float WindowScale() const override { return window_ ? window_->scale() : 1; }
   void MoveWindow(int x, int y) override {
     x_ = x;
     y_ = y;
@@ -143,7 +154,10 @@ class NativeContextEgl : public NativeContext {
 
   bool Present() override {
     if (!window_ || (IsUsed(Workaround::kLookBeforeSwap) && !window_->Alive())) return false;
-    if (!eglSwapBuffers(display_.display, surface_)) {
+    window_->BeginPresent();
+    const bool taken = eglSwapBuffers(display_.display, surface_);
+    window_->EndPresent(taken);
+    if (!taken) {
       if (std::exchange(present_failed_, true)) return false;
       Logger::default_logger()->Warn("A view's picture could not be presented (EGL error 0x%04x)",
                                      static_cast<unsigned int>(eglGetError()));
@@ -207,8 +221,10 @@ class NativeContextEgl : public NativeContext {
   // What follows belongs to the window thread.
   std::unique_ptr<NativeWindow> window_;
   EGLSurface surface_ = EGL_NO_SURFACE;  // None without a window.
-  bool window_missing_ = false;          // Whether the window system did not know the host's window at first.
-  bool present_failed_ = false;          // Whether the log has said that presenting failed.
+  std::function<void()> on_ready_;
+  std::function<void(float)> on_scale_;
+  bool window_missing_ = false;  // Whether the window system did not know the host's window at first.
+  bool present_failed_ = false;  // Whether the log has said that presenting failed.
   // Whether a driver may have a buffer for the next picture. It takes the window's size when the context is made
   // current and keeps it, so that the window must not change until that picture is presented.
   bool has_buffer_ = false;

@@ -49,6 +49,19 @@ const char* ErrorName(std::uint8_t code) {
   }
 }
 
+// The error that making a window in the host's would come to, which has the server look at it; 0 for none.
+std::uint8_t ErrorOf(xcb_connection_t* xcb, const xcb_screen_t* screen, xcb_window_t host) {
+  const xcb_get_geometry_cookie_t asked_where = xcb_get_geometry(xcb, host);
+  const xcb_get_window_attributes_cookie_t asked_what = xcb_get_window_attributes(xcb, host);
+  xcb_generic_error_t* error = nullptr;
+  const X11Reply<xcb_get_geometry_reply_t> where{xcb_get_geometry_reply(xcb, asked_where, nullptr)};
+  const X11Reply<xcb_get_window_attributes_reply_t> what{xcb_get_window_attributes_reply(xcb, asked_what, &error)};
+  const X11Reply<xcb_generic_error_t> owned{error};
+  if (error) return error->error_code;
+  const bool takes_pictures = what && what->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
+  return !where || (takes_pictures && where->root == screen->root) ? 0 : XCB_MATCH;
+}
+
 }  // namespace
 
 std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, const WindowSystem::WindowRequest& request,
@@ -66,6 +79,12 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, const Wind
     return nullptr;
   }
   xcb_connection_t* const xcb = system->xcb();
+  const auto refused = [&](std::uint8_t code) {
+    *missing = code == XCB_WINDOW;
+    if (!*missing) Logger::default_logger()->Warn("A view cannot be shown in window 0x%x: %s", host, ErrorName(code));
+    return nullptr;
+  };
+  if (const std::uint8_t code = ErrorOf(xcb, system->screen(), host)) return refused(code);
   std::uint8_t depth = 0;
   const xcb_visualtype_t* const type = FindVisual(system->screen(), visual, &depth);
   std::unique_ptr<X11Window> window(new X11Window(system, host, request));
@@ -76,22 +95,16 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, const Wind
   xcb_discard_reply(xcb, colormap.sequence);
 
   // The values stand in the order of the mask's bits. There is no background yet: the host's window comes through until
-  // there is a picture. What the window holds stays in place when its size changes, so that nothing flashes. Should the
-  // host's window be the root, a window manager is to leave this one alone. Of all events only its end is wanted.
+  // there is a picture. What the window holds stays in place when its size changes, so that nothing flashes. It begins
+  // in the root, where a window manager is to leave it alone. Of all events only its end is wanted.
   const std::uint32_t values[] = {XCB_BACK_PIXMAP_NONE, 0, XCB_GRAVITY_NORTH_WEST, 1, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
                                   window->colormap_};
   const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_OVERRIDE_REDIRECT |
                              XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
   const xcb_void_cookie_t create =
-      xcb_create_window_checked(xcb, depth, window->id_, host, window->x_, window->y_, window->width_, window->height_,
-                                0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual, mask, values);
-  if (const X11Reply<xcb_generic_error_t> error{xcb_request_check(xcb, create)}) {
-    *missing = error->error_code == XCB_WINDOW;
-    if (!*missing) {
-      Logger::default_logger()->Warn("A view cannot be shown in window 0x%x: %s", host, ErrorName(error->error_code));
-    }
-    return nullptr;
-  }
+      xcb_create_window_checked(xcb, depth, window->id_, system->screen()->root, window->x_, window->y_, window->width_,
+                                window->height_, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual, mask, values);
+  if (const X11Reply<xcb_generic_error_t> error{xcb_request_check(xcb, create)}) return refused(error->error_code);
   if (!system->Poll()) return nullptr;
   // With an input region the pointer would enter this window at each press, and the host's window be told that it has
   // gone inside: there are toolkits that let go of the pointer then, and never hear of a release outside.
@@ -100,9 +113,19 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, const Wind
         xcb, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, window->id_, 0, 0, 0, nullptr);
     xcb_discard_reply(xcb, shape.sequence);
   }
-  xcb_discard_reply(xcb, xcb_map_window_checked(xcb, window->id_).sequence);
-  xcb_flush(xcb);
   return window;
+}
+
+void X11Window::Enter() {
+  xcb_connection_t* const xcb = system_->xcb();
+  const xcb_void_cookie_t enter = xcb_reparent_window_checked(xcb, id_, host_window_, x_, y_);
+  if (const X11Reply<xcb_generic_error_t> error{xcb_request_check(xcb, enter)}) {
+    // The host's window has gone. This one is still in the root, unmapped, until its end, and counts as gone.
+    destroyed_ = true;
+    return;
+  }
+  xcb_discard_reply(xcb, xcb_map_window_checked(xcb, id_).sequence);
+  xcb_flush(xcb);
 }
 
 X11Window::X11Window(X11WindowSystem* system, xcb_window_t host_window, const WindowSystem::WindowRequest& request)

@@ -34,6 +34,7 @@ class X11Window : public NativeWindow {
                                            bool* missing);
   ~X11Window() override;
 
+  void Enter() override;
   bool Alive() const override;
   void LogGone() const override;
   unsigned int width() const override { return width_; }

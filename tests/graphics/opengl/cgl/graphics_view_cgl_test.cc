@@ -38,7 +38,8 @@ using ::testing::StartsWith;
 
 // Where an error was noticed, as a regular expression.
 constexpr char kPlace[] = " \\| graphics/opengl/cgl/graphics_view_cgl\\.cc \\([0-9]+\\)";
-constexpr char kNoDisplay[] = "W: A view cannot be shown: there is no X11 display";
+constexpr char kNoDisplay[] =
+    "W: A view cannot be shown: there is no X11 display, and no Wayland display of the host's";
 
 struct Size {
   GLint width = 0;

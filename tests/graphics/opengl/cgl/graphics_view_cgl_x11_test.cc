@@ -21,12 +21,14 @@
 #include "graphics/internal_types.h"
 #include "graphics/opengl/cgl/main_queue.h"
 #include "tests/graphics/opengl/cgl/engine_view_test.h"
+#include "tests/graphics/opengl/cgl/painter.h"
 #include "tests/support/host_loop.h"
 #include "tests/support/stalled_window_thread.h"
 
 namespace {
 
 using test::HostLoop;
+using test::Painter;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -35,32 +37,6 @@ using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::SizeIs;
-
-// Fills the view with a picture, pixel for pixel.
-class Painter : public GraphicsView::DrawCallback {
- public:
-  Painter(GraphicsContextCGL* context, const test::Picture& picture)
-      : context_(context),
-        size_(static_cast<float>(picture.width), static_cast<float>(picture.height)),
-        texture_(test::MakeTexture(context, picture)) {}
-
-  void Draw() override {
-    ++draws;
-    context_->SetViewPort(0, 0, texture_->width(), texture_->height());
-    EXPECT_TRUE(context_->BindShader("rgba"));
-    EXPECT_TRUE(texture_->BindShaderResource(0));
-    context_->DrawRect(internal_transform(size_), size_);
-    texture_->ReleaseShaderResource();
-    context_->UnbindShader();
-  }
-
-  int draws = 0;
-
- private:
-  GraphicsContextCGL* const context_;
-  const internal_vec2 size_;
-  const std::unique_ptr<GraphicsTextureGL> texture_;
-};
 
 class GraphicsViewX11Test : public EngineViewTest {
  protected:
@@ -354,6 +330,28 @@ TEST_F(GraphicsViewX11Test, WindowThatGoesAwayBeforeTheFirstFrameHarmsNothing) {
   window.reset();
   for (int i = 0; i < 3; ++i) Draw(view.get());
   EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
+}
+
+TEST_F(GraphicsViewX11Test, WindowThatGoesAwayWhileItsSurfaceIsMadeHarmsNothing) {
+  auto window = std::make_unique<test::XWindow>(x11(), 120, 90);
+  gl_spy::faults().at_window_surface = [&] { window.reset(); };
+  const auto view = MakeView(window->handle(), 120, 90);
+  for (int i = 0; i < 3; ++i) Draw(view.get());
+  EXPECT_FALSE(window);
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
+}
+
+TEST_F(GraphicsViewX11Test, HostThatDestroysWhatIsInItsWindowMeanwhileHarmsNothing) {
+  const test::XWindow window(x11(), 120, 90);
+  gl_spy::faults().at_window_surface = [&] {
+    xcb_destroy_subwindows(x11().get(), window.id());
+    x11().Sync();
+  };
+  const auto view = MakeView(window.handle(), 120, 90);
+  for (int i = 0; i < 3; ++i) Draw(view.get());
+  EXPECT_FALSE(gl_spy::faults().at_window_surface);
+  EXPECT_EQ(window.ChildCount(), 1);
+  EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(GraphicsViewX11Test, WindowThatIsGoneAtTheViewsEndHarmsNothing) {

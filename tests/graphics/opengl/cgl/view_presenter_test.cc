@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -47,6 +49,9 @@ class WindowSystemScript {
   Place place = Place::kMade;
   bool can_present = true;
   bool takes_pictures = true;
+  bool ready = true;  // Whether a picture is wanted.
+  std::function<void()> on_ready;
+  std::function<void()> on_present;
   bool lacks_memory = false;  // To take a place.
 
  private:
@@ -75,6 +80,9 @@ class ScriptedContext : public NativeContext {
   }
   void DetachWindow() override { script_->Note("detach"); }
   bool CanPresent() override { return script_->can_present; }
+  bool ReadyToPresent() override { return script_->ready; }
+  void SetOnReady(std::function<void()> on_ready) override { script_->on_ready = std::move(on_ready); }
+  void SetOnScale(std::function<void(float)>) override {}
   void ResizeWindow(unsigned int width, unsigned int height) override {
     script_->Note("resize " + std::to_string(width) + "x" + std::to_string(height));
   }
@@ -84,6 +92,7 @@ class ScriptedContext : public NativeContext {
   void SetSwapInterval(int) override {}
   bool Present() override {
     script_->Note("present");
+    if (script_->on_present) script_->on_present();
     return script_->takes_pictures;
   }
 
@@ -102,6 +111,14 @@ class ViewPresenterTest : public GlTest {
   static void Settle() {
     while (!WindowThread::Get().HandOver([] {})) {
     }
+  }
+  // The window system wants a picture, from now on.
+  void BecomeReady() {
+    WindowThread::Get().HandOver([this] {
+      script_.ready = true;
+      script_.on_ready();
+    });
+    Settle();
   }
   // GL has no window to copy a picture to, only the script has.
   void TakeLogOfCopies() { EXPECT_THAT(TakeLog(), Each(HasSubstr("W: INVALID_FRAMEBUFFER_OPERATION | "))); }
@@ -365,6 +382,60 @@ TEST_F(ViewPresenterTest, AsksNothingOfAWindowSystemThatIsMissing) {
 }
 
 // The window thread has other views to serve.
+TEST_F(ViewPresenterTest, KeepsTheNewestPictureUntilTheWindowSystemWantsOne) {
+  script_.ready = false;
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(nullptr, {8, 6});
+  Settle();
+  for (int i = 0; i < 3; ++i) {
+    HandOverPicture(presenter);
+    Settle();
+  }
+  EXPECT_THAT(Counts(presenter), ElementsAre(3, 0, 2));
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6"));
+  EXPECT_TRUE(presenter->can_present()) << "it only waits";
+  BecomeReady();
+  EXPECT_THAT(Counts(presenter), ElementsAre(3, 1, 2));
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("present"));
+  WindowThread::Get().HandOver([&] { script_.on_ready(); });
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), IsEmpty()) << "nothing waits any more";
+  End(presenter);
+}
+
+TEST_F(ViewPresenterTest, OnlyTheLastSizeComesAfterAPictureThatWaits) {
+  script_.ready = false;
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(nullptr, {8, 6});
+  HandOverPicture(presenter);
+  Settle();
+  script_.TakeCalls();
+  presenter->HandOverSize({4, 3});
+  Settle();
+  presenter->HandOverSize({5, 4});
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), IsEmpty()) << "the picture is of the size before";
+  BecomeReady();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("present", "resize 5x4"));
+  End(presenter);
+}
+
+TEST_F(ViewPresenterTest, ASizeComesBeforeThePictureThatIsDrawnAfterIt) {
+  script_.ready = false;
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(nullptr, {8, 6});
+  HandOverPicture(presenter);
+  presenter->HandOverSize({4, 3});
+  Settle();
+  script_.TakeCalls();
+  HandOverPicture(presenter);
+  Settle();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("resize 4x3"));
+  BecomeReady();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("present"));
+  End(presenter);
+}
+
 TEST_F(ViewPresenterTest, WaitsForNobodyWhoHasTheViewsContext) {
   ViewPresenter* const presenter = Create();
   presenter->HandOverWindow(nullptr, {8, 6});
@@ -398,6 +469,29 @@ TEST_F(ViewPresenterTest, DoesNothingButEndOnceTheViewIsGone) {
   }
   Settle();
   EXPECT_THAT(script_.TakeCalls(), ElementsAre("detach", "end"));
+}
+
+// The window system keeps a picture waiting for longer than the host waits for its view's end.
+TEST_F(ViewPresenterTest, LeavesTheWindowAloneOnceTheViewIsGone) {
+  std::promise<void> presents, ended;
+  script_.on_present = [&] {
+    presents.set_value();
+    ended.get_future().wait();
+  };
+  ViewPresenter* const presenter = Create();
+  presenter->HandOverWindow(nullptr, {8, 6});
+  {
+    const StalledWindowThread stalled;
+    HandOverPicture(presenter);
+    presenter->HandOverSize({4, 3});
+  }
+  presents.get_future().wait();
+  CloseImages(presenter);
+  presenter->HandOverEnd();
+  ended.set_value();
+  Settle();
+  TakeLogOfCopies();
+  EXPECT_THAT(script_.TakeCalls(), ElementsAre("attach 8x6", "present", "detach", "end"));
 }
 
 // Whoever draws the view takes the lock of its context in each frame.

@@ -42,7 +42,9 @@ class X11WindowSystemTest : public ::testing::Test {
   WindowSystem* system() { return system_; }
   Place Create(void* host_window, bool looked_for_before, std::unique_ptr<NativeWindow>* window) {
     const auto visual = static_cast<EGLint>(host().screen()->root_visual);
-    return system_->CreateWindow({host_window, 40, 30, visual, looked_for_before}, window);
+    const Place place = system_->CreateWindow({host_window, 40, 30, visual, looked_for_before}, window);
+    if (place == Place::kMade) (*window)->Enter();
+    return place;
   }
   std::vector<std::string> TakeLog() {
     std::vector<std::string> texts;
@@ -126,6 +128,7 @@ TEST_F(X11WindowSystemTest, LiesWhereItIsPut) {
   std::unique_ptr<NativeWindow> window;
   const auto visual = static_cast<EGLint>(host().screen()->root_visual);
   ASSERT_EQ(system()->CreateWindow({host_window.handle(), 40, 30, visual, false, 7, -9}, &window), Place::kMade);
+  window->Enter();
   const auto lies_at = [&](int x, int y) {
     xcb_connection_t* const xcb = host().get();
     const xcb_window_t id = static_cast<X11Window*>(window.get())->id();
@@ -171,6 +174,19 @@ TEST_F(X11WindowSystemTest, GoesWithTheHostsWindow) {
   EXPECT_THAT(TakeLog(), IsEmpty());
   window->LogGone();
   EXPECT_THAT(TakeLog(), ElementsAre("A view shows nothing any more: its window " + name + " is gone"));
+}
+
+TEST_F(X11WindowSystemTest, HasGoneWhereItsHostsWindowWentBeforeItEntered) {
+  auto host_window = std::make_unique<test::XWindow>(host(), 100, 80);
+  const auto visual = static_cast<EGLint>(host().screen()->root_visual);
+  std::unique_ptr<NativeWindow> window;
+  ASSERT_EQ(system()->CreateWindow({host_window->handle(), 40, 30, visual, false}, &window), Place::kMade);
+  EXPECT_EQ(host_window->ChildCount(), 0) << "it begins in the root";
+  EXPECT_TRUE(window->Alive());
+  host_window.reset();
+  window->Enter();
+  EXPECT_FALSE(window->Alive());
+  EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(X11WindowSystemTest, WindowThatTheServerDoesNotKnowMayStillCome) {
