@@ -21,8 +21,13 @@ if(PROJECT_IS_TOP_LEVEL)
   endif()
 endif()
 
-# __FILE__ in a log line is the path from the root.
+# __FILE__ in a log line is the path from the root, also where a compiler cache names sources from the build folder.
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+file(RELATIVE_PATH source_dir_from_build ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+if(source_dir_from_build)
+  string(REGEX REPLACE "/$" "" source_dir_from_build ${source_dir_from_build})
+  add_compile_options(-ffile-prefix-map=${source_dir_from_build}/=)
+endif()
 
 # The library throws, catches and asks for types, in itself: a host that builds without may add it to its build.
 add_library(quarn_compile_options INTERFACE)

@@ -2,6 +2,9 @@
 #include "foundation/thread.h"
 
 #include <pthread.h>
+#include <sched.h>
+
+#include <cerrno>
 
 #include "foundation/fork_count.h"
 
@@ -40,3 +43,10 @@ class ThreadPosix : public Thread {
 Thread* Thread::Create() { return new ThreadPosix; }
 
 void NameThisThread(const char* name) { pthread_setname_np(pthread_self(), name); }
+
+int SetThisThreadRealtime(bool realtime) {
+  sched_param param{};
+  if (!realtime) return sched_setscheduler(0, SCHED_OTHER, &param) == 0 ? 0 : errno;
+  param.sched_priority = sched_get_priority_min(SCHED_RR);
+  return sched_setscheduler(0, SCHED_RR | SCHED_RESET_ON_FORK, &param) == 0 ? 0 : errno;
+}

@@ -28,4 +28,8 @@ class Thread {
 // taken.
 void NameThisThread(const char* name);
 
+// Has the system run the calling thread before all ordinary ones, or among them again; threads that it starts are
+// ordinary. Returns 0, or the error (errno) where the system refuses: the thread stays what it was then.
+int SetThisThreadRealtime(bool realtime);
+
 #endif  // QUARN_FOUNDATION_THREAD_H_

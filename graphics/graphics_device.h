@@ -76,4 +76,8 @@ GsDeviceStats ReadDeviceStats(const GraphicsDevice* device);
 // The rate and the time of the device's frames; null for null. Thread: any.
 FrameClock* ClockOf(const GraphicsDevice* device);
 
+// Whether the device's render thread is to be a real-time one, and whether it is. Thread: any.
+void SetRealtime(GraphicsDevice* device, bool realtime);
+bool IsRealtime(const GraphicsDevice* device);
+
 #endif  // QUARN_GRAPHICS_GRAPHICS_DEVICE_H_

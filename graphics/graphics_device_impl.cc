@@ -221,6 +221,7 @@ void GraphicsDeviceImpl::RunFrames() {
     Logger::default_logger()->Error("InitThreadContext failed");
     return;
   }
+  realtime_.Fulfil();
   BeginGrid();
   RunMeasuredFrames();
   // The driver may be gone by the time that a loop wakes up which slept when the process began to end.
@@ -244,7 +245,9 @@ void GraphicsDeviceImpl::RunMeasuredFrames() {
     }
     // The next frame waits for the tasks, so they are a part of its time.
     MeasuredStage(FramePart::kTasks, [this] { DoTask(); });
+    realtime_.Fulfil();
   }
+  realtime_.End();
 }
 
 template <class Function>
@@ -319,29 +322,4 @@ void GraphicsDeviceImpl::SleepToNextFrame() {
   last_grid_start_ = grid_.start();
   late_frames_.Note(frame_times_.End(periods), grid_.interval());
   frame_times_.Begin(frame_time_);
-}
-
-unsigned int ReadFrameTimes(const GraphicsDevice* device, GsFrameTime* times, unsigned int capacity) {
-  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
-  return impl ? impl->frame_times().Read(times, capacity) : 0;
-}
-
-GsDeviceStats ReadDeviceStats(const GraphicsDevice* device) {
-  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
-  return impl ? impl->frame_times().Totals() : GsDeviceStats();
-}
-
-FrameClock* ClockOf(const GraphicsDevice* device) {
-  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
-  return impl ? &impl->clock() : nullptr;
-}
-
-bool IsOnRenderThreadOf(const GraphicsDevice* device) {
-  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
-  return impl && impl->OnOwnRenderThread();
-}
-
-bool IsOfAnotherProcess(const GraphicsDevice* device) {
-  const auto* const impl = dynamic_cast<const GraphicsDeviceImpl*>(device);
-  return impl && impl->IsOfAnotherProcess();
 }

@@ -21,6 +21,7 @@
 #include "graphics/frame_times.h"
 #include "graphics/graphics_device.h"
 #include "graphics/late_frame_report.h"
+#include "graphics/realtime_wish.h"
 
 class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
  public:
@@ -99,6 +100,10 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   // The rate and the time of the frames. Thread: any.
   FrameClock& clock() const { return *clock_; }
 
+  // Whether the render thread is a real-time one. Thread: any.
+  RealtimeWish& realtime() { return realtime_; }
+  const RealtimeWish& realtime() const { return realtime_; }
+
  protected:
   // Says that the device measures these parts of a frame, beside those that every loop does: all but scenes, outputs
   // and waits. For constructors.
@@ -141,6 +146,7 @@ class GraphicsDeviceImpl : public GraphicsDevice, public Runable {
   std::uint64_t last_grid_start_ = 0;  // Where the grid of that frame began.
   FrameTimes frame_times_;
   LateFrameReport late_frames_;
+  RealtimeWish realtime_;
   std::vector<GsTask> tasks_ QUARN_GUARDED_BY(task_lock_);
   Mutex task_lock_;
   const unsigned int fork_count_;

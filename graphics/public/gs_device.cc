@@ -91,6 +91,10 @@ bool GsDevice::SetFrameRate(unsigned int numerator, unsigned int denominator) {
   return clock && clock->SetFrameRate(numerator, denominator);
 }
 
+void GsDevice::SetRealtime(bool realtime) { ::SetRealtime(impl_, realtime); }
+
+bool GsDevice::realtime() const { return IsRealtime(impl_); }
+
 unsigned long long GsDevice::frame_time() const {
   const FrameClock* const clock = ClockOf(impl_);
   return clock ? clock->stamp() : 0;

@@ -93,6 +93,20 @@ class QUARN_EXPORT GsDevice {
   // frames per second. A running loop takes a new rate after the frame in hand.
   unsigned long long frame_interval() const;
 
+  // Has the system run the render thread before all ordinary threads (SCHED_RR, its lowest priority), so that frames
+  // begin on time while the machine computes with every core; or among them again, which is how it begins. A running
+  // loop takes it after the frame in hand, and so does each later Start. Threads that the render thread starts, the
+  // driver's for instance, stay ordinary. A callback that computes keeps other threads waiting then.
+  //
+  // Where the system refuses, as Linux does for a user without RLIMIT_RTPRIO, the log has a warning, and the frames go
+  // on as before. Without an engine it does nothing.
+  //
+  // Thread: any.
+  // Blocks: no.
+  void SetRealtime(bool realtime);
+  // Returns whether the render thread is a real-time one now; false on a device that is not started.
+  bool realtime() const;
+
   // Starts the render thread. So a host may set the rate, and make its objects, before the first frame:
   //
   //   GsDevice::CreateDefaultDevice(false);

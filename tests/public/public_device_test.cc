@@ -1,5 +1,6 @@
 // Frames as a device makes them: on its own render thread, and driven by the host.
 #include <EGL/egl.h>
+#include <sched.h>
 
 #include <atomic>
 #include <filesystem>
@@ -9,6 +10,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/public/host.h"
@@ -49,6 +51,61 @@ TEST(GsDeviceTest, UnstartedDefaultDeviceIsDrivenByTheHost) {
   EXPECT_TRUE(host::DrivenDeviceWorks(GsDevice::DefaultDevice()));
   GsDevice::DefaultDevice()->UninitThreadContext();
   GsDevice::DestroyDefaultDevice();
+}
+
+// What the system answers a thread that asks to be a real-time one.
+bool SystemHasRealtimeThreads() {
+  bool granted = false;
+  std::thread([&granted] {
+    sched_param param{};
+    param.sched_priority = sched_get_priority_min(SCHED_RR);
+    granted = sched_setscheduler(0, SCHED_RR | SCHED_RESET_ON_FORK, &param) == 0;
+  }).join();
+  return granted;
+}
+
+// The scheduling class of a device's render thread, and what the device says of it, once it has taken what was asked
+// for: tasks that are queued one behind the other have a frame between them.
+std::pair<int, bool> RealtimeOf(GsDevice* device) {
+  int policy = -1;
+  for (int frame = 0; frame < 2; ++frame) {
+    struct Asked {
+      int policy = -1;
+      host::Flag done;
+    } asked;
+    device->QueueTask(
+        [](void* param) {
+          static_cast<Asked*>(param)->policy = sched_getscheduler(0);
+          static_cast<Asked*>(param)->done.Set();
+        },
+        &asked);
+    EXPECT_TRUE(asked.done.Wait());
+    policy = asked.policy;
+  }
+  return {policy, device->realtime()};
+}
+
+TEST(GsDeviceTest, TheRenderThreadIsRealTimeWhereTheSystemLetsIt) {
+  constexpr int kRealtime = SCHED_RR | SCHED_RESET_ON_FORK;
+  const bool granted = SystemHasRealtimeThreads();
+  host::log::Clear();
+  GsDevice device;
+  device.SetRealtime(true);  // Without an engine.
+  ASSERT_TRUE(device.Init());
+  device.SetFps(100);
+  ASSERT_TRUE(device.Start());
+  EXPECT_EQ(RealtimeOf(&device), std::make_pair(SCHED_OTHER, false));
+  device.SetRealtime(true);
+  EXPECT_EQ(RealtimeOf(&device), std::make_pair(granted ? kRealtime : SCHED_OTHER, granted));
+  device.SetRealtime(false);
+  EXPECT_EQ(RealtimeOf(&device), std::make_pair(SCHED_OTHER, false));
+  device.SetRealtime(true);
+  device.Stop();
+  EXPECT_FALSE(device.realtime());
+  ASSERT_TRUE(device.Start());
+  EXPECT_EQ(RealtimeOf(&device), std::make_pair(granted ? kRealtime : SCHED_OTHER, granted));
+  device.Stop();
+  EXPECT_EQ(host::log::CountContaining(kQnLogWarning, "The render thread does not become real-time: ") > 0, !granted);
 }
 
 TEST(GsDeviceTest, TwoDevicesRenderSideBySide) {
