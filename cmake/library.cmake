@@ -30,7 +30,8 @@ if(QUARN_SHARED)
     VERSION ${PROJECT_VERSION}
     SOVERSION ${QUARN_ABI_VERSION}
     LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/quarn.map)
-  target_link_options(quarn PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/quarn.map ${QUARN_STAYS})
+  target_link_options(quarn PRIVATE LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/quarn.map ${QUARN_STAYS}
+    ${QUARN_HARDENING_LINK_OPTIONS})
   # Sanitizers leave names open for the program; a host's build may use one.
   if(PROJECT_IS_TOP_LEVEL AND NOT QUARN_SANITIZE)
     target_link_options(quarn PRIVATE LINKER:--no-undefined)
