@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/public/host.h"
+#include "tests/support/gl_watch.h"
 #include "tests/support/run_in_fork.h"
 #include "tests/support/threads_left_behind.h"
 
@@ -112,6 +113,8 @@ void DestroyAndExpect(const std::string& objects) {
 
 class LifetimeTest : public ::testing::Test {
  protected:
+  const test::WrongOnPurpose wrong_;  // What outlives its device loses what GL has of it with the context.
+
   void SetUp() override { ASSERT_TRUE(GsDevice::CreateDefaultDevice(true)); }
   void TearDown() override { GsDevice::DestroyDefaultDevice(); }
 };
@@ -207,6 +210,7 @@ TEST(LifetimeDeathTest, StaticObjectsMayOutliveTheDevice) {
     std::exit(7);
   };
   const test::ThreadsLeftBehind left_behind;  // The render thread of a device that is never destroyed.
+  const test::WrongOnPurpose wrong;
   EXPECT_EXIT(host_program(true), ::testing::ExitedWithCode(7), "");
   EXPECT_EXIT(host_program(false), ::testing::ExitedWithCode(7), "");
 }

@@ -1,11 +1,41 @@
 // The graphics classes with each of their allocations failing: nothing is thrown, what cannot be had answers neutrally,
 // the log has an error, and the device works afterwards.
+#include <EGL/egl.h>
+#include <dlfcn.h>
+
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "tests/public/host.h"
 #include "tests/support/failing_allocations.h"
+
+namespace {
+
+// EGL contexts of the process that nobody has destroyed yet.
+std::atomic<int> contexts{0};
+
+template <class Function>
+Function Next(Function, const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// They stand before EGL's own for the library as well.
+extern "C" EGLContext eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext share,
+                                       const EGLint* attributes) {
+  const EGLContext context = Next(&eglCreateContext, "eglCreateContext")(display, config, share, attributes);
+  if (context != EGL_NO_CONTEXT) ++contexts;
+  return context;
+}
+
+extern "C" EGLBoolean eglDestroyContext(EGLDisplay display, EGLContext context) {
+  const EGLBoolean destroyed = Next(&eglDestroyContext, "eglDestroyContext")(display, context);
+  if (destroyed) --contexts;
+  return destroyed;
+}
 
 namespace {
 
@@ -47,6 +77,7 @@ TEST(NoMemoryDeviceTest, DeviceIsMadeOrNot) {
     {
       const FailingAllocations::Pause pause;
       host::log::Clear();
+      EXPECT_EQ(contexts, 0) << "of the device before";
     }
     GsDevice device;
     const bool made = device.Init();
@@ -57,6 +88,7 @@ TEST(NoMemoryDeviceTest, DeviceIsMadeOrNot) {
     EXPECT_EQ(host::log::Count(kQnLogError, "device create failed"), made ? 0 : 1);
   });
   EXPECT_GT(failures, 8);
+  EXPECT_EQ(contexts, 0);
   GsDevice device;
   ASSERT_TRUE(device.Init());
   EXPECT_TRUE(host::DrivenDeviceWorks(&device));

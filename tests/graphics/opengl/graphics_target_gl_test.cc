@@ -12,6 +12,7 @@
 #include "graphics/opengl/graphics_filter_gl.h"
 #include "graphics/opengl/graphics_scene_gl.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/gl_watch.h"
 #include "tests/support/host_context.h"
 
 namespace {
@@ -145,6 +146,7 @@ TYPED_TEST(GraphicsTargetGLTest, HostsContextThatACallbackLeavesIsNotDrawnWith) 
   typename TestFixture::Callback callback;
   callback.draw = [&] {
     host.MakeCurrent();
+    const test::WrongOnPurpose wrong;
     glEnable(0xFFFF);
   };
   this->target_->Attach(&callback);

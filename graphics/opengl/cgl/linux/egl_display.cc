@@ -117,7 +117,12 @@ class DisplayChooser {
     for (EglContext* const earlier : contexts_) {
       if (earlier->handle() == handle) earlier->SetLost();
     }
+    // Until somebody owns it: memory may be missing.
+    const auto destroy = [display = chosen_.display](EGLContext unowned) { eglDestroyContext(display, unowned); };
+    std::unique_ptr<void, decltype(destroy)> made(handle, destroy);
+    contexts_.reserve(contexts_.size() + 1);
     auto context = std::make_unique<EglContext>(chosen_, handle);
+    made.release();
     contexts_.push_back(context.get());
     return context;
   }

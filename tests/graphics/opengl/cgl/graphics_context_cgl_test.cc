@@ -10,6 +10,7 @@
 #include "graphics/internal_types.h"
 #include "graphics/opengl/graphics_constant_buffer_gl.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/gl_watch.h"
 #include "tests/support/host_context.h"
 
 namespace {
@@ -252,6 +253,7 @@ class HostObjects {
 };
 
 TEST_F(GraphicsContextCGLTest, EndWithoutBeingCurrentDeletesNothingOfTheHosts) {
+  const test::WrongOnPurpose wrong;  // Objects go with their contexts, the host's and the other's.
   const int objects = gl_spy::LiveObjects();
   {
     const HostContext host;
@@ -299,6 +301,7 @@ TEST_F(GraphicsContextCGLTest, DrawingOutOfTimeLeavesTheHostsContextAlone) {
   const int drawn = gl_spy::Draws();
   const int alive = gl_spy::LiveObjects();
   {
+    const test::WrongOnPurpose wrong;  // The host's objects go with its context.
     HostContext host;
     const HostObjects host_objects;
     EXPECT_FALSE(draw());

@@ -18,6 +18,7 @@
 
 #include "graphics/internal_types.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/gl_watch.h"
 #include "tests/support/host_context.h"
 #include "tests/support/host_loop.h"
 
@@ -255,6 +256,7 @@ TEST_F(GraphicsViewCGLTest, EveryStepOfAFrameIsChecked) {
 }
 
 TEST_F(GraphicsViewCGLTest, HostsErrorsAreLeftToTheHost) {
+  const test::WrongOnPurpose wrong;  // And what cannot be deleted goes with its context.
   const int objects = gl_spy::LiveObjects();
   HostLoop loop;
   const test::HostContext host;
@@ -267,18 +269,20 @@ TEST_F(GraphicsViewCGLTest, HostsErrorsAreLeftToTheHost) {
   // The same where the library's context cannot be made current, throughout.
   gl_spy::faults().make_current = true;
   host_error();
-  const std::unique_ptr<GraphicsView> another(device()->CreateView(InternalWindowInfo{}, 4, 4));
+  std::unique_ptr<GraphicsView> another(device()->CreateView(InternalWindowInfo{}, 4, 4));
   view->Resize(64, 48);
   view->Draw();
   gl_spy::StartTrace();
   loop.Run();
   EXPECT_THAT(gl_spy::TakeTrace(), Not(Contains("flush")));
   view.reset();
+  another.reset();
   gl_spy::faults().make_current = false;
   EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_ENUM));
   EXPECT_TRUE(host.IsCurrent());
   EXPECT_THAT(TakeLog(), Each(AnyOf(kNoDisplay, "E: Failed to make the context current (EGL error 0x3000)")));
   gl_spy::SetLiveObjects(objects);
+  DestroyDevice();
 }
 
 TEST_F(GraphicsViewCGLTest, HostsContextThatACallbackLeavesIsNotDrawnWith) {
@@ -288,6 +292,7 @@ TEST_F(GraphicsViewCGLTest, HostsContextThatACallbackLeavesIsNotDrawnWith) {
   glEnable(GL_BLEND);
   probe.look = [&] {
     host.MakeCurrent();
+    const test::WrongOnPurpose wrong;
     glEnable(0xFFFF);
   };
   view->Attach(&probe);

@@ -16,6 +16,7 @@
 
 #include "graphics/opengl/cgl/window_thread.h"
 #include "tests/support/gl_fixture.h"
+#include "tests/support/gl_watch.h"
 #include "tests/support/stalled_window_thread.h"
 
 namespace {
@@ -103,6 +104,8 @@ class ScriptedContext : public NativeContext {
 
 class ViewPresenterTest : public GlTest {
  protected:
+  const test::WrongOnPurpose wrong_;  // Pictures are presented without a surface, which is nothing to draw into.
+
   ViewPresenter* Create() {
     return ViewPresenter::Create(
         std::make_unique<ScriptedContext>(GraphicsContextCGL::CreateContext(context()->native()), &script_));
