@@ -327,6 +327,7 @@ INSTANTIATE_TEST_SUITE_P(
                       SizeCase{"NarrowToWide", 128, 96, 128, 72}, SizeCase{"ReducedToOddHeight", 128, 72, 80, 60},
                       SizeCase{"ReducedToOddWidth", 54, 72, 80, 60}, SizeCase{"Enlarged", 64, 36, 160, 90},
                       SizeCase{"OddSameSize", 641, 359, 641, 359}, SizeCase{"OddFitted", 320, 180, 641, 359},
+                      SizeCase{"SameHeight", 64, 48, 40, 48}, SizeCase{"SameWidth", 64, 48, 64, 36},
                       SizeCase{"ThreeByThree", 3, 3, 3, 3}, SizeCase{"TwoByTwo", 2, 2, 2, 2},
                       SizeCase{"ThreeByTwo", 64, 64, 3, 2}),
     [](const ::testing::TestParamInfo<SizeCase>& param_info) { return std::string(param_info.param.name); });
