@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
@@ -1102,6 +1103,37 @@ TEST_F(GraphicsOutputImplTest, AReceiverMayDetachFromItsCall) {
   }
   output.StopThread();
   EXPECT_EQ(receiver.calls, 1);
+}
+
+// Each would take the thread a moment, and all of them minutes.
+TEST_F(GraphicsOutputImplTest, DeliveriesThatNobodyHearsAreCountedAtOnce) {
+  TestOutput output;
+  class LeavingReceiver : public GraphicsOutput::OutputCallback {
+   public:
+    explicit LeavingReceiver(TestOutput* output) : OutputCallback(GraphicsOutput::kOutputRGBA), output_(output) {}
+    void OnOutputRawData(const GraphicsFrame&, unsigned long long) override {
+      while (!queued) std::this_thread::yield();
+      output_->Detach();
+    }
+    std::atomic<bool> queued{false};
+
+   private:
+    TestOutput* output_;
+  } receiver(&output);
+  ASSERT_TRUE(output.Init());
+  output.Attach(&receiver);
+  for (std::uint32_t i = 1; i <= 6; ++i) ASSERT_TRUE(output.Produce(i, i, 2));
+  EXPECT_FALSE(output.Produce(7, 7, kIntMax));
+  receiver.queued = true;
+  constexpr std::uint32_t kAll = 5 * 2 + static_cast<std::uint32_t>(kIntMax);
+  const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (output.output_count_ != kAll && std::chrono::steady_clock::now() < patience) std::this_thread::yield();
+  EXPECT_EQ(output.output_count_, kAll);
+  output.StopThread();
+  EXPECT_EQ(output.repeat_count_, static_cast<std::uint32_t>(kIntMax) - 1);
+  EXPECT_EQ(output.free_count(), 6u);
+  EXPECT_EQ(output.stats().delivered, 1u);
+  EXPECT_EQ(output.stats().dropped, 6u);
 }
 
 TEST_F(GraphicsOutputImplTest, ThreadDeliversNothingThatAnAttachDiscarded) {
