@@ -36,6 +36,18 @@ target_compile_options(quarn_compile_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-gnu-zero-variadic-macro-arguments>)
 
+if(QUARN_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "Fuzz targets are built with Clang")
+  endif()
+  # Everything counts its branches; only the targets have the fuzzer's main. Its runtime and the sanitizers' are linked
+  # into each program.
+  set(QUARN_FUZZ_SANITIZERS address,undefined)
+  add_compile_options(-fsanitize=fuzzer-no-link,${QUARN_FUZZ_SANITIZERS} -fno-sanitize=function
+    -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${QUARN_FUZZ_SANITIZERS})
+endif()
+
 if(QUARN_SANITIZE)
   add_compile_options(-fsanitize=${QUARN_SANITIZE} -fno-omit-frame-pointer)
   # What whoever links the library links it with.

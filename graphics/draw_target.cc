@@ -3,9 +3,21 @@
 
 #include "graphics/graphics_context_impl.h"
 
+namespace {
+
+// Null outside of a Draw.
+const DrawTarget* TargetOf(const GraphicsContext* context) {
+  const GraphicsContextImpl* const impl = GraphicsContextImpl::From(context);
+  // Whoever holds the lock is the render thread, or keeps it from drawing.
+  return impl && impl->HeldByCaller() ? impl->draw_target() : nullptr;
+}
+
+}  // namespace
+
 DrawTarget::DrawTarget(GraphicsContext* context, unsigned int width, unsigned int height)
     : context_(GraphicsContextImpl::From(context)),
-      size_(static_cast<float>(width), static_cast<float>(height)),
+      width_(width),
+      height_(height),
       before_(context_ ? context_->draw_target() : nullptr) {
   if (context_) context_->SetDrawTarget(this);
   if (context) context->SetViewPort(0, 0, width, height);
@@ -16,10 +28,14 @@ DrawTarget::~DrawTarget() {
 }
 
 internal_vec2 DrawTargetSize(const GraphicsContext* context) {
-  const GraphicsContextImpl* const impl = GraphicsContextImpl::From(context);
-  // Whoever holds the lock is the render thread, or keeps it from drawing.
-  const DrawTarget* const target = impl && impl->HeldByCaller() ? impl->draw_target() : nullptr;
+  const DrawTarget* const target = TargetOf(context);
   return target ? target->size() : internal_vec2(0.0f, 0.0f);
+}
+
+void SetWholeViewport(GraphicsContext* context) {
+  if (const DrawTarget* const target = TargetOf(context)) {
+    context->SetViewPort(0, 0, target->width(), target->height());
+  }
 }
 
 void ReportNoDrawTarget(GraphicsContext* context) {

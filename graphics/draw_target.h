@@ -20,16 +20,22 @@ class DrawTarget {
   DrawTarget(const DrawTarget&) = delete;
   DrawTarget& operator=(const DrawTarget&) = delete;
 
-  const internal_vec2& size() const { return size_; }
+  internal_vec2 size() const { return internal_vec2(static_cast<float>(width_), static_cast<float>(height_)); }
+  unsigned int width() const { return width_; }
+  unsigned int height() const { return height_; }
 
  private:
   GraphicsContextImpl* const context_;
-  const internal_vec2 size_;
+  const unsigned int width_;
+  const unsigned int height_;
   const DrawTarget* const before_;
 };
 
 // The size of what the calling thread draws into at this moment; (0, 0) outside of a Draw, and for null.
 internal_vec2 DrawTargetSize(const GraphicsContext* context);
+// Makes the whole of it the viewport: to the pixel, where a float has no such number any more. Nothing outside of a
+// Draw.
+void SetWholeViewport(GraphicsContext* context);
 // For a rectangle that wants that size outside of a Draw: the log says so of the first.
 void ReportNoDrawTarget(GraphicsContext* context);
 

@@ -2,6 +2,7 @@
 // and detaches: the header says which lock covers what.
 #include "graphics/output/graphics_output_impl.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -189,7 +190,7 @@ void GraphicsOutputImpl::Run() {
     bool finished = false;
     while (!finished && !stop_) {
       finished = OutputCurrentFrame();
-      if (!finished) ++output_count_;
+      if (!finished) output_count_ += 1 + PassOverUnheard();
     }
     ++output_count_;
   }
@@ -202,6 +203,21 @@ bool GraphicsOutputImpl::OutputCurrentFrame() {
   const bool finished = FinishDelivery(*delivery);
   if (finished) slots_freed_.Wake();
   return finished;
+}
+
+std::uint32_t GraphicsOutputImpl::PassOverUnheard() {
+  MutexLocker<Mutex> lock(cache_mutex_);
+  // Whoever attaches a receiver discards what is queued.
+  if (attached_format_.load(std::memory_order_acquire) != kNotAttached || !pooled_ || free_count_ == capacity_)
+    return 0;
+  CachedFrameInfo& slot = cache_[read_index_];
+  const std::int32_t passed = std::max(slot.repeat, 1) - 1;
+  const std::int32_t overflow = std::clamp(slot.overflow, 0, passed);
+  slot.timestamp = slot.grid.After(slot.timestamp, static_cast<std::uint32_t>(passed));
+  slot.repeat -= passed;
+  slot.overflow -= overflow;
+  repeat_count_ += static_cast<std::uint32_t>(overflow);
+  return static_cast<std::uint32_t>(passed);
 }
 
 std::optional<GraphicsOutputImpl::Delivery> GraphicsOutputImpl::NextDelivery() {

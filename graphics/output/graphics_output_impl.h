@@ -161,6 +161,10 @@ class GraphicsOutputImpl : public GraphicsOutput, public Runable {
   // frame has been discarded.
   bool FinishDelivery(const Delivery& delivery);
 
+  // Without a receiver, makes the deliveries that are still due of the oldest slot all at once, but for the last: a
+  // picture may stand for very many, and nobody hears of them. Returns how many.
+  std::uint32_t PassOverUnheard();
+
   std::uint64_t NextIndex(std::uint64_t index) const QUARN_REQUIRES(cache_mutex_);
 
   const GraphicsFrame* delivering_ QUARN_GUARDED_BY(callback_mutex_) = nullptr;  // The frame of the running call.

@@ -191,7 +191,7 @@ const char* GsShownPicture::Draw(const internal_transform& place) {
   GraphicsTexture* const shown = now.picture();
   if (!shown) return nullptr;
   // An item before may have left another.
-  context->SetViewPort(0, 0, static_cast<unsigned int>(target.x), static_cast<unsigned int>(target.y));
+  SetWholeViewport(context);
   if (const char* const problem = BindProgram(now)) return problem;
   const bool plain = !now.program && now.plain();
   GraphicsTextureArray texture(shown);

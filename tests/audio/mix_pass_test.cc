@@ -14,196 +14,16 @@
 
 #include "audio/audio_mixer.h"
 #include "audio/mix_samples.h"
+#include "tests/audio/mix_model.h"
 #include "tests/support/log_capture.h"
 
 namespace {
 
+using mix_model::Pass;
+using mix_model::Planes;
+using mix_model::Source;
+
 using Random = std::mt19937;
-
-// A ring in one piece of memory, by its read and write indices.
-class ModelRing {
- public:
-  ModelRing(std::size_t capacity, std::size_t sample_bytes) : capacity_(capacity), bytes_(sample_bytes) {
-    data_.resize(capacity * sample_bytes);
-  }
-
-  void Push(const unsigned char* src, std::size_t count) {
-    if (!src) return;
-    if (count > capacity_) {
-      src += (count - capacity_) * bytes_;
-      count = capacity_;
-    }
-    const bool wraps = read_ > write_ || (read_ == write_ && size_ > 0);
-    if (wraps) {
-      if (write_ + count < read_) {
-        Write(src, count);
-        size_ += count;
-      } else if (read_ + count < capacity_) {
-        read_ += count;
-        Write(src, count);
-      } else {
-        size_ -= capacity_ - read_;
-        read_ = 0;
-        Push(src, count);
-      }
-      return;
-    }
-    if (write_ + count < capacity_) {
-      Write(src, count);
-      size_ += count;
-      return;
-    }
-    const std::size_t head = capacity_ - write_;
-    Write(src, head);
-    write_ = 0;
-    size_ += head;
-    const std::size_t reserve = capacity_ / 100;
-    if (read_ < reserve) {
-      size_ -= reserve - read_;
-      read_ = reserve;
-    }
-    Push(src + head * bytes_, count - head);
-  }
-
-  std::size_t Pop(unsigned char* dst, std::size_t count) {
-    count = std::min(count, size_);
-    for (std::size_t i = 0; i < count; ++i) {
-      if (dst) std::memcpy(dst + i * bytes_, &data_[read_ * bytes_], bytes_);
-      read_ = read_ + 1 == capacity_ ? 0 : read_ + 1;
-      --size_;
-    }
-    return count;
-  }
-
-  void Clear() { read_ = write_ = size_ = 0; }
-  std::size_t size() const { return size_; }
-
- private:
-  void Write(const unsigned char* src, std::size_t count) {
-    if (count > 0) std::memcpy(&data_[write_ * bytes_], src, count * bytes_);
-    write_ += count;
-  }
-
-  const std::size_t capacity_;
-  const std::size_t bytes_;
-  std::vector<unsigned char> data_;
-  std::size_t read_ = 0;
-  std::size_t write_ = 0;
-  std::size_t size_ = 0;
-};
-
-class ModelSource {
- public:
-  ModelSource(unsigned int rate, unsigned int channels, InternalSampleType type)
-      : limit_(rate / 10),
-        type_(type),
-        rings_(channels, ModelRing(rate * std::size_t{10}, type == kInternalSampleShort ? 2 : 4)) {}
-
-  void Push(const void** planes, unsigned int frames, std::uint64_t sequence) {
-    if (sequence != sequence_) {
-      ready_ = false;
-      for (ModelRing& ring : rings_) ring.Clear();
-      sequence_ = sequence;
-    }
-    if (!planes) return;
-    for (std::size_t c = 0; c < rings_.size(); ++c) {
-      rings_[c].Push(static_cast<const unsigned char*>(planes[c]), frames);
-      if (!enabled && rings_[c].size() > limit_) rings_[c].Pop(nullptr, frames);
-    }
-    if (!rings_.empty() && rings_[0].size() + frames >= limit_) ready_ = true;
-  }
-
-  // How many samples came of each channel.
-  std::vector<std::size_t> Pop(unsigned char* const* planes, unsigned int frames) {
-    std::vector<std::size_t> popped;
-    for (std::size_t c = 0; c < rings_.size(); ++c) popped.push_back(ready_ ? rings_[c].Pop(planes[c], frames) : 0);
-    const bool heard = std::any_of(popped.begin(), popped.end(), [](std::size_t count) { return count > 0; });
-    const float from = heard_ ? last_ : gain;
-    heard_ = heard;
-    last_ = gain;
-    const auto count = static_cast<float>(frames);
-    gain_is_one = from == 1 && gain == 1;
-    for (std::size_t c = 0; c < popped.size() && !gain_is_one; ++c) {
-      for (std::size_t i = 0; i < popped[c]; ++i) {
-        const float at = gain + (from - gain) / count * static_cast<float>(frames - 1 - i);
-        if (type_ == kInternalSampleFloat) ScaleAt<float>(planes[c], i, at);
-        if (type_ == kInternalSampleShort) ScaleAt<short>(planes[c], i, at);
-      }
-    }
-    return popped;
-  }
-
-  void Disable() {
-    enabled = false;
-    heard_ = false;
-  }
-
-  bool enabled = true;
-  float gain = 1;  // 0 while muted.
-  bool gain_is_one = true;
-
- private:
-  template <class T>
-  static void ScaleAt(unsigned char* plane, std::size_t i, float gain) {
-    T sample;
-    std::memcpy(&sample, plane + i * sizeof(T), sizeof(T));
-    sample = Scale<T>(sample, gain);
-    std::memcpy(plane + i * sizeof(T), &sample, sizeof(T));
-  }
-
-  const std::size_t limit_;
-  const InternalSampleType type_;
-  bool heard_ = false;
-  float last_ = 1;
-  std::vector<ModelRing> rings_;
-  bool ready_ = false;
-  std::uint64_t sequence_ = ~std::uint64_t{0};
-};
-
-// Eight planes of so many floats.
-class Planes {
- public:
-  explicit Planes(unsigned int frames) : samples_(kMaxMixChannels, std::vector<unsigned char>(frames * sizeof(float))) {
-    for (std::size_t c = 0; c < samples_.size(); ++c) pointers_[c] = samples_[c].data();
-  }
-  unsigned char* const* data() const { return pointers_.data(); }
-  void Clear(unsigned int channels) {
-    for (unsigned int c = 0; c < channels; ++c) std::fill(samples_[c].begin(), samples_[c].end(), 0);
-  }
-  const std::vector<unsigned char>& operator[](std::size_t c) const { return samples_[c]; }
-
- private:
-  std::vector<std::vector<unsigned char>> samples_;
-  std::array<unsigned char*, kMaxMixChannels> pointers_{};
-};
-
-template <class T>
-void AddPlane(unsigned char* mix, const unsigned char* scratch, unsigned int frames) {
-  for (unsigned int i = 0; i < frames; ++i) {
-    T a;
-    T b;
-    std::memcpy(&a, mix + i * sizeof(T), sizeof(T));
-    std::memcpy(&b, scratch + i * sizeof(T), sizeof(T));
-    a = AddAndNormaliz<T>(a, b);
-    std::memcpy(mix + i * sizeof(T), &a, sizeof(T));
-  }
-}
-
-void ModelPass(const std::vector<std::unique_ptr<ModelSource>>& sources, InternalSampleType type, unsigned int channels,
-               const Planes& mix, const Planes& scratch, unsigned int frames) {
-  for (const auto& source : sources) {
-    if (!source->enabled) continue;
-    std::memset(scratch.data()[0], 0, frames * (type == kInternalSampleShort ? sizeof(short) : sizeof(float)));
-    std::vector<std::size_t> popped = source->Pop(scratch.data(), frames);
-    if (popped.empty() || popped.back() == 0) continue;
-    popped.resize(kMaxMixChannels);
-    for (unsigned int c = 0; c < channels; ++c) {
-      const auto added = static_cast<unsigned int>(source->gain_is_one ? frames : popped[c]);
-      if (type == kInternalSampleFloat) AddPlane<float>(mix.data()[c], scratch.data()[c], added);
-      if (type == kInternalSampleShort) AddPlane<short>(mix.data()[c], scratch.data()[c], added);
-    }
-  }
-}
 
 class MixPassTest : public testing::TestWithParam<const MixSampleVariant*> {
  protected:
@@ -245,7 +65,7 @@ TEST_P(MixPassTest, MixesAsTheModelToTheBit) {
         random() % 2 ? AnyBytes(random, noise_bytes) : QuietFloats(random, noise_bytes);
     const bool with_gains = random() % 3 != 0;
     std::vector<std::unique_ptr<AudioMixSource>> sources;
-    std::vector<std::unique_ptr<ModelSource>> models;
+    std::vector<std::unique_ptr<Source>> models;
     const std::size_t count = random() % 24;
     std::vector<unsigned int> widths;
     for (std::size_t i = 0; i < count; ++i) {
@@ -254,7 +74,7 @@ TEST_P(MixPassTest, MixesAsTheModelToTheBit) {
       const InternalSampleType its_type = odd ? static_cast<InternalSampleType>(random() % 2) : type;
       widths.push_back(odd ? random() % 9 : std::min(8u, channels + static_cast<unsigned int>(random() % 3)));
       sources.push_back(std::make_unique<AudioMixSource>(rate, widths[i], its_type));
-      models.push_back(std::make_unique<ModelSource>(rate, widths[i], its_type));
+      models.push_back(std::make_unique<Source>(rate, widths[i], its_type));
       sources[i]->Enable();
     }
     Planes mix(frames);
@@ -305,7 +125,7 @@ TEST_P(MixPassTest, MixesAsTheModelToTheBit) {
         if (source->enabled()) pass.Add(source.get());
       }
       pass.Finish();
-      ModelPass(models, type, channels, model_mix, model_scratch, frames);
+      Pass(models, type, channels, model_mix, model_scratch, frames);
       for (unsigned int c = 0; c < channels; ++c) {
         ASSERT_TRUE(mix[c] == model_mix[c]) << "channel " << c << " of pass " << pass_number;
         ASSERT_TRUE(scratch[c] == model_scratch[c]) << "scratch plane " << c << " of pass " << pass_number;

@@ -15,6 +15,7 @@
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 class ViewportContext : public GraphicsContextImpl {
  public:
@@ -56,6 +57,17 @@ TEST_F(DrawTargetTest, MakesTheWholeOfItTheViewport) {
   EXPECT_THAT(context_.viewports, ElementsAre(ElementsAre(0u, 0u, 640u, 360u)));
 }
 
+// No float has these numbers: the nearest to the second does not fit into an unsigned number.
+TEST_F(DrawTargetTest, TheWholeOfItIsTheViewportAgainToThePixel) {
+  const ContextLock lock(&context_);
+  SetWholeViewport(&context_);
+  EXPECT_THAT(context_.viewports, IsEmpty());
+  const DrawTarget target(&context_, 16777217, 4294967295);
+  context_.viewports.clear();
+  SetWholeViewport(&context_);
+  EXPECT_THAT(context_.viewports, ElementsAre(ElementsAre(0u, 0u, 16777217u, 4294967295u)));
+}
+
 TEST_F(DrawTargetTest, IsUnknownToOtherThreads) {
   const ContextLock lock(&context_);
   const DrawTarget target(&context_, 640, 360);
@@ -67,6 +79,7 @@ TEST_F(DrawTargetTest, IsUnknownToOtherThreads) {
 TEST_F(DrawTargetTest, OfNoContextItDoesNothing) {
   const DrawTarget target(nullptr, 640, 360);
   EXPECT_EQ(DrawTargetSize(nullptr).x, 0.0f);
+  SetWholeViewport(nullptr);
   ReportNoDrawTarget(nullptr);
 }
 

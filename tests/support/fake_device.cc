@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/mutex.h"
+#include "graphics/context_lock.h"
 #include "graphics/internal_types.h"
 
 namespace fake {
@@ -210,10 +211,12 @@ FakeOutput::FakeOutput(GraphicsContextImpl* context, GraphicsScene* scene, unsig
                        unsigned int fps)
     : GraphicsOutputImpl(scene, width, height, fps),
       context_(context),
+      context_use_(AcquireContext(context)),
       texture_(std::make_unique<FakeTexture>(width, height)) {}
 
 FakeOutput::~FakeOutput() {
   StopThread();
+  ReleaseContext(context_use_);
   fake::Record("output.~");
 }
 
@@ -330,6 +333,8 @@ GraphicsDuplicator* FakeDevice::CreateDuplicator(const char* name) {
 GraphicsOutput* FakeDevice::CreateOutput(GraphicsScene* scene, unsigned int width, unsigned int height) {
   fake::Record(WithSize("device.CreateOutput", width, height));
   if (!fake::options().objects || !scene || width == 0 || height == 0) return nullptr;
+  const auto* const of_ours = dynamic_cast<const FakeScene*>(scene);
+  if (of_ours && of_ours->context() != context.get()) return nullptr;
   auto output = std::make_unique<FakeOutput>(context.get(), scene, width, height, fps());
   output->FollowClock(shared_clock());
   return output->Init() ? output.release() : nullptr;

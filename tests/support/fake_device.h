@@ -72,6 +72,7 @@ class FakeScene : public GraphicsSceneImpl {
   void AddRef() override;
   void ReleaseRef() override;
   GraphicsTexture* texture() override;
+  const GraphicsContextImpl* context() const { return context_; }
 
  private:
   GraphicsContextImpl* context_;
@@ -145,7 +146,7 @@ class FakeConstantBuffer : public GraphicsConstantBufferImpl {
   void Unbind() override;
 };
 
-// The base's pool and thread; Output queues no pictures by itself.
+// The base's pool and thread; Output queues no pictures by itself. It may outlive its device, as a platform's.
 class FakeOutput : public GraphicsOutputImpl {
  public:
   FakeOutput(GraphicsContextImpl* context, GraphicsScene* scene, unsigned int width, unsigned int height,
@@ -158,6 +159,7 @@ class FakeOutput : public GraphicsOutputImpl {
 
  private:
   GraphicsContextImpl* context_;
+  GraphicsContext* context_use_;  // The same, with a reference.
   std::unique_ptr<FakeTexture> texture_;
 };
 

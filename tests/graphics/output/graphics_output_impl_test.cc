@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
-#include <deque>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "graphics/frame_clock.h"
+#include "tests/graphics/output/pool_model.h"
 #include "tests/support/allocation_counter.h"
 #include "tests/support/log_capture.h"
 
@@ -31,9 +32,10 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+using Delivery = PoolModel::Delivery;
 using OutputFormat = GraphicsOutput::OutputFormat;
 
-constexpr std::uint64_t kInterval = 33333333;
+constexpr std::uint64_t kInterval = PoolModel::kInterval;
 constexpr int kIntMax = std::numeric_limits<int>::max();
 constexpr int kIntMin = std::numeric_limits<int>::min();
 constexpr unsigned int kForeverMs = std::numeric_limits<unsigned int>::max();
@@ -46,15 +48,6 @@ std::uint32_t IdOf(const unsigned char* pixels) {
   std::memcpy(&id, pixels, sizeof(id));
   return id;
 }
-
-struct Delivery {
-  std::uint32_t id;
-  std::uint64_t timestamp;
-
-  bool operator==(const Delivery& other) const { return id == other.id && timestamp == other.timestamp; }
-};
-
-void PrintTo(const Delivery& delivery, std::ostream* out) { *out << delivery.id << " at " << delivery.timestamp; }
 
 // Keeps what it gets.
 class Receiver : public GraphicsOutput::OutputCallback {
@@ -575,67 +568,6 @@ TEST_F(GraphicsOutputImplTest, InitCacheDoesNothing) {
   output.InitCache();
   EXPECT_EQ(output.free_count(), 0u);
 }
-
-// What the pool does, said plainly: a queue of at most six, each due a number of deliveries.
-class PoolModel {
- public:
-  static constexpr std::size_t kCapacity = 6;
-  enum class Receiving { kNobody, kRaw, kOther };
-  struct Entry {
-    std::uint32_t id;
-    std::uint64_t timestamp;
-    std::int64_t repeat;
-    std::int64_t overflow;
-  };
-
-  void Attach(Receiving receiving) {
-    receiving_ = receiving;
-    pooled_ = receiving == Receiving::kRaw;
-    queue_.clear();
-  }
-  void Detach() { receiving_ = Receiving::kNobody; }
-  // Whether there is room; if not, the newest frame takes the periods over.
-  bool Lock(int count) {
-    if (!pooled_) return false;
-    if (queue_.size() < kCapacity) return true;
-    Entry& newest = queue_.back();
-    newest.repeat = Clamp(newest.repeat + count);
-    newest.overflow = Clamp(newest.overflow + count);
-    return false;
-  }
-  void Commit(std::uint32_t id, std::uint64_t timestamp, int count) { queue_.push_back({id, timestamp, count, 0}); }
-  // Whether the frame is finished.
-  bool Deliver(std::vector<Delivery>* deliveries) {
-    if (queue_.empty()) return true;
-    Entry& oldest = queue_.front();
-    if (receiving_ == Receiving::kRaw) deliveries->push_back({oldest.id, oldest.timestamp});
-    oldest.timestamp += kInterval;
-    oldest.repeat = Clamp(oldest.repeat - 1);
-    if (oldest.repeat <= 0) {
-      queue_.pop_front();
-      return true;
-    }
-    if (oldest.overflow >= 1) {
-      --oldest.overflow;
-      ++repeat_count_;
-    }
-    return false;
-  }
-  std::uint64_t free_count() const { return pooled_ ? kCapacity - queue_.size() : 0; }
-  std::size_t queued() const { return queue_.size(); }
-  std::uint32_t repeat_count() const { return repeat_count_; }
-
- private:
-  static std::int64_t Clamp(std::int64_t value) {
-    return std::clamp<std::int64_t>(value, std::numeric_limits<std::int32_t>::min(),
-                                    std::numeric_limits<std::int32_t>::max());
-  }
-
-  std::deque<Entry> queue_;
-  Receiving receiving_ = Receiving::kNobody;
-  bool pooled_ = false;
-  std::uint32_t repeat_count_ = 0;
-};
 
 class GraphicsOutputImplModelTest : public testing::TestWithParam<unsigned int> {};
 
@@ -1171,6 +1103,37 @@ TEST_F(GraphicsOutputImplTest, AReceiverMayDetachFromItsCall) {
   }
   output.StopThread();
   EXPECT_EQ(receiver.calls, 1);
+}
+
+// Each would take the thread a moment, and all of them minutes.
+TEST_F(GraphicsOutputImplTest, DeliveriesThatNobodyHearsAreCountedAtOnce) {
+  TestOutput output;
+  class LeavingReceiver : public GraphicsOutput::OutputCallback {
+   public:
+    explicit LeavingReceiver(TestOutput* output) : OutputCallback(GraphicsOutput::kOutputRGBA), output_(output) {}
+    void OnOutputRawData(const GraphicsFrame&, unsigned long long) override {
+      while (!queued) std::this_thread::yield();
+      output_->Detach();
+    }
+    std::atomic<bool> queued{false};
+
+   private:
+    TestOutput* output_;
+  } receiver(&output);
+  ASSERT_TRUE(output.Init());
+  output.Attach(&receiver);
+  for (std::uint32_t i = 1; i <= 6; ++i) ASSERT_TRUE(output.Produce(i, i, 2));
+  EXPECT_FALSE(output.Produce(7, 7, kIntMax));
+  receiver.queued = true;
+  constexpr std::uint32_t kAll = 5 * 2 + static_cast<std::uint32_t>(kIntMax);
+  const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (output.output_count_ != kAll && std::chrono::steady_clock::now() < patience) std::this_thread::yield();
+  EXPECT_EQ(output.output_count_, kAll);
+  output.StopThread();
+  EXPECT_EQ(output.repeat_count_, static_cast<std::uint32_t>(kIntMax) - 1);
+  EXPECT_EQ(output.free_count(), 6u);
+  EXPECT_EQ(output.stats().delivered, 1u);
+  EXPECT_EQ(output.stats().dropped, 6u);
 }
 
 TEST_F(GraphicsOutputImplTest, ThreadDeliversNothingThatAnAttachDiscarded) {
