@@ -33,12 +33,12 @@ using Function = __eglMustCastToProperFunctionPointerType;
 
 // A function that is asked for by name: its import stands for what was found, once it was.
 template <class Tag, class R, class... A>
-Function Found(const char* name, R (*type)(A...), Function found, R answer) {
+Function Found(const char* name, bool (*before)(const char*), R (*type)(A...), Function found, R answer) {
   (void)type;
   static R failed;
   failed = answer;
-  const Import import = MakeImport<Tag>(name, kEgl, MayLoseConnection, reinterpret_cast<R (*)(A...)>(found),
-                                        [](A...) { return Bad(failed); });
+  const Import import =
+      MakeImport<Tag>(name, kEgl, before, reinterpret_cast<R (*)(A...)>(found), [](A...) { return Bad(failed); });
   return reinterpret_cast<Function>(import.stub);
 }
 
@@ -50,14 +50,17 @@ Function GetProcAddress(const char* name) {
   struct Devices {};
   struct Surface {};
   if (is("eglGetPlatformDisplayEXT")) {
-    return Found<Display>("eglGetPlatformDisplayEXT", PFNEGLGETPLATFORMDISPLAYEXTPROC(), found, EGL_NO_DISPLAY);
+    return Found<Display>("eglGetPlatformDisplayEXT", MayLoseConnection, PFNEGLGETPLATFORMDISPLAYEXTPROC(), found,
+                          EGL_NO_DISPLAY);
   }
   if (is("eglQueryDevicesEXT")) {
-    return Found<Devices>("eglQueryDevicesEXT", PFNEGLQUERYDEVICESEXTPROC(), found, EGLBoolean{EGL_FALSE});
+    return Found<Devices>("eglQueryDevicesEXT", MayLoseConnection, PFNEGLQUERYDEVICESEXTPROC(), found,
+                          EGLBoolean{EGL_FALSE});
   }
   if (is("eglCreatePlatformWindowSurfaceEXT")) {
-    return Found<Surface>("eglCreatePlatformWindowSurfaceEXT", PFNEGLCREATEPLATFORMWINDOWSURFACEEXTPROC(), found,
-                          EGL_NO_SURFACE);
+    // A driver crashes where the connection is lost in the middle of this; the library looks just before.
+    return Found<Surface>("eglCreatePlatformWindowSurfaceEXT", nullptr, PFNEGLCREATEPLATFORMWINDOWSURFACEEXTPROC(),
+                          found, EGL_NO_SURFACE);
   }
   return found;
 }

@@ -45,7 +45,8 @@ void NoNames(GLsizei count, GLuint* names) {
 // What fails in a way of its own, and what a lack of memory makes of it.
 #define NO_NAMES(function) QUARN_FAULT(function, kGl, StoresNothing, NoNames)
 #define ANSWER(function, answer) QUARN_FAULT_ANSWER(function, kGl, StoresNothing, answer)
-#define SKIPPED(function) QUARN_FAULT(function, kGl, StoresNothing, [](auto...) {})
+#define RUNS_OUT(function) \
+  QUARN_FAULT(function, kGl, StoresNothing, [](auto...) { out_of_memory = eglGetCurrentContext(); })
 #define STORES(function) QUARN_FAULT(function, kGl, StoresNothing, nullptr)
 #define DONE(function) QUARN_FAULT(function, kGl, IsDone, nullptr)
 
@@ -63,8 +64,8 @@ std::vector<Import> GlImports() {
       ANSWER(glCreateShader, GLuint{0}),
       ANSWER(glFenceSync, GLsync{nullptr}),
       ANSWER(glMapBufferRange, static_cast<void*>(nullptr)),
-      SKIPPED(glCompileShader),
-      SKIPPED(glLinkProgram),
+      RUNS_OUT(glCompileShader),
+      RUNS_OUT(glLinkProgram),
       STORES(glBufferData),
       STORES(glBufferStorage),
       STORES(glTexImage2D),

@@ -60,6 +60,8 @@ bool MayLoseConnection(const char* name) {
 
 #define REQUEST(function) QUARN_FAULT_ANSWER(function, kX11, MayLoseConnection, BadRequest())
 #define ANSWER(function, answer) QUARN_FAULT_ANSWER(function, kX11, MayLoseConnection, answer)
+// Of functions that ask nothing of the server: to them a loss is none yet.
+#define LOCAL(function, answer) QUARN_FAULT_ANSWER(function, kX11, nullptr, answer)
 #define REPLY(function) \
   QUARN_FAULT(function, kX11, MayLoseConnection, [](auto... arguments) { return Lost(function(arguments...)); })
 
@@ -81,9 +83,9 @@ std::vector<Import> X11Imports() {
       REQUEST(xcb_map_window_checked),
       REQUEST(xcb_reparent_window_checked),
       REQUEST(xcb_shape_rectangles_checked),
-      ANSWER(xcb_connection_has_error, int{XCB_CONN_ERROR}),
+      LOCAL(xcb_connection_has_error, int{XCB_CONN_ERROR}),
       ANSWER(xcb_flush, 0),
-      ANSWER(xcb_generate_id, ~std::uint32_t{0}),
+      LOCAL(xcb_generate_id, ~std::uint32_t{0}),
       ANSWER(xcb_get_extension_data, static_cast<const xcb_query_extension_reply_t*>(nullptr)),
       ANSWER(xcb_get_geometry, xcb_get_geometry(connection, kNoWindow)),
       ANSWER(xcb_get_window_attributes, xcb_get_window_attributes(connection, kNoWindow)),

@@ -30,6 +30,9 @@ class Host {
   virtual bool WorksWithoutWindows() { return false; }
 };
 
+// Whether the log has said that the process shows no windows any more.
+bool WindowsAreGone();
+
 struct Scenario {
   std::string group;  // Which of the tests it belongs to.
   std::string name;

@@ -12,8 +12,9 @@ namespace {
 constexpr int kWidth = 64;
 constexpr int kHeight = 48;
 constexpr unsigned int kFrames = 8;
-constexpr unsigned int kLookMs = 2;  // From one look at the window to the next.
-constexpr int kSmaller = 8;          // By how much the view is, every other time.
+constexpr unsigned int kFrameMs = 100;  // The patience with each of them.
+constexpr unsigned int kLookMs = 2;     // From one look at the window to the next.
+constexpr int kSmaller = 8;             // By how much the view is, every other time.
 
 class View : public Host {
  public:
@@ -50,9 +51,9 @@ class View : public Host {
     view_->SetBackgroundColor(1, 0, 0, 1);
     view_->Resize(Unsigned(smaller ? kWidth - kSmaller : kWidth), Unsigned(kHeight));
     // A few frames, each with some patience: a resize takes two, and the window is shown by a thread of its own.
-    for (unsigned int frame = 0; frame < kFrames; ++frame) {
+    for (unsigned int frame = 0; frame < kFrames && !WindowsAreGone(); ++frame) {
       device->RunFrame(time_ += 40000000);
-      for (unsigned int look = 0; look < kPatienceMs / kFrames / kLookMs; ++look) {
+      for (unsigned int look = 0; look < kFrameMs / kLookMs; ++look) {
         if (Shows(colour, smaller)) return DigestOf("shown", 5);
         std::this_thread::sleep_for(std::chrono::milliseconds(kLookMs));
       }
