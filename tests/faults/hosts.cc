@@ -32,7 +32,8 @@ void Receiver::OnFrame(const GsFrame& frame) {
 }
 
 Digest Receiver::Take() {
-  Flush(kPatienceMs);
+  // Where nothing came once, nothing may be there that delivers.
+  patience_ms_ = Flush(patience_ms_) ? kPatienceMs : kPatienceMs / 10;
   std::lock_guard<std::mutex> lock(mutex_);
   return std::exchange(digest_, kNothing);
 }

@@ -16,7 +16,7 @@
 namespace faults {
 
 // How long is waited for what does not come: far beyond what it takes.
-inline constexpr unsigned int kPatienceMs = 2000;
+inline constexpr unsigned int kPatienceMs = 1000;
 
 // A device whose frames the host drives.
 class DrivenHost : public Host {
@@ -48,6 +48,7 @@ class Receiver : public GsOutputRaw {
   const GsFormat format_;
   std::mutex mutex_;
   Digest digest_ = kNothing;
+  unsigned int patience_ms_ = kPatienceMs;
 };
 
 // Draws by whatever is given.

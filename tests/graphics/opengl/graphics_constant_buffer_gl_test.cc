@@ -64,6 +64,7 @@ TEST_F(GraphicsConstantBufferGLTest, BytesForWhichThereWasNoMemoryAreSentAgain) 
   buffer.Update(news.data(), 32);
   buffer.Update(news.data(), 32);
   EXPECT_EQ(gl_spy::Uploads().size(), uploads + 3);
+  EXPECT_EQ(TakeLog().size(), 1u);
 }
 
 TEST_F(GraphicsConstantBufferGLTest, SizeOnlyBufferHoldsZeros) {

@@ -716,6 +716,7 @@ TEST_F(GraphicsViewCGLTest, ImageThatCouldNotBeMadeForAnotherSizeIsTriedAgain) {
   gl_spy::faults().gen_textures = true;
   loop.Run();
   gl_spy::faults().gen_textures = false;
+  EXPECT_THAT(TakeLog(), ElementsAre("E: GraphicsTextureGL create texture failed"));
   device()->DrawDisplay();
   EXPECT_EQ(probe.target, (Size{8, 8}));
   view->Detach();
