@@ -63,6 +63,9 @@ class Mix : public Host, public QnAudioMixer::Callback {
   }
   void Clear() {
     if (mixer_) mixer_->Stop();
+    for (const auto& input : inputs_) {
+      if (mixer_) mixer_->RemoveInput(input);
+    }
     mixer_.reset();
     inputs_.clear();
     digest_ = kNothing;
