@@ -11,6 +11,8 @@
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
 
+#include <quarn/glsl_src.h>
+
 #include "foundation/logger.h"
 #include "graphics/internal_types.h"
 #include "graphics/opengl/gl_error.h"
@@ -101,6 +103,7 @@ void GraphicsContextGL::CompileBuiltIn(const std::string& name) {
   const auto place = FindUntried(name);
   if (place == untried_rows_.end()) return;
   const int row = *place;
+  static_assert(sizeof(tries_) / sizeof(*tries_) == kGsGlslSrcCount / 3);
   TryAgain& tries = tries_[row / 3];
   if (!tries.IsDue()) return;
   untried_rows_.erase(place);  // Before it, for a log handler may ask for it in the middle.

@@ -11,8 +11,6 @@
 #include <string>
 #include <vector>
 
-#include <quarn/glsl_src.h>
-
 #include "graphics/graphics_context_impl.h"
 #include "graphics/opengl/draw_bindings.h"
 #include "graphics/opengl/gl.h"
@@ -121,7 +119,7 @@ class GraphicsContextGL : public GraphicsContextImpl {
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
   std::string lookup_name_;                 // What BindShader looks up; keeps its memory too.
   std::vector<int> untried_rows_;           // Rows of glsl_src that nobody has asked for, or that are tried again.
-  TryAgain tries_[kGsGlslSrcCount / 3];     // When they are.
+  TryAgain tries_[6];                       // When they are, for each program of glsl_src.
   std::atomic<bool> reported_not_current_{false};
   unsigned int max_texture_size_ = 0;
   unsigned int max_rectangle_size_ = 0;
