@@ -10,7 +10,7 @@
 
 class EventImpl {
  public:
-  explicit EventImpl(bool manual_reset) : manual_reset_(manual_reset) { Make(); }
+  explicit EventImpl(bool manual_reset) : manual_reset_(manual_reset) {}
   ~EventImpl() {
     Renew();  // A condition is destroyed once nobody waits any more, and a fork has none of those who did.
     pthread_cond_destroy(&condition_);
@@ -71,12 +71,11 @@ class EventImpl {
   }
 
  private:
-  void Make() {
-    pthread_mutex_init(&mutex_, nullptr);
-    pthread_cond_init(&condition_, nullptr);
-  }
   void Renew() {
-    renewal_.Check([this] { Make(); });
+    renewal_.Check([this] {
+      mutex_ = pthread_mutex_t PTHREAD_MUTEX_INITIALIZER;
+      condition_ = pthread_cond_t PTHREAD_COND_INITIALIZER;
+    });
   }
   void Lock() {
     Renew();
@@ -90,8 +89,9 @@ class EventImpl {
     return found;
   }
 
-  pthread_mutex_t mutex_;
-  pthread_cond_t condition_;
+  // Made by these values, for the functions that make them may fail.
+  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+  pthread_cond_t condition_ = PTHREAD_COND_INITIALIZER;
   ForkRenewal renewal_;
   bool signalled_ = false;
   const bool manual_reset_;

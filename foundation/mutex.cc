@@ -1,16 +1,6 @@
 // The recursive mutex on POSIX. Any thread enters.
 #include "foundation/mutex.h"
 
-Mutex::Mutex() { Make(); }
-
-void Mutex::Make() {
-  pthread_mutexattr_t attributes;
-  pthread_mutexattr_init(&attributes);
-  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutex_init(&mutex_, &attributes);
-  pthread_mutexattr_destroy(&attributes);
-}
-
 Mutex::~Mutex() { pthread_mutex_destroy(&mutex_); }
 
 void Mutex::Lock() {

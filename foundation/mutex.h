@@ -11,7 +11,7 @@
 // mutex needs no memory for it. In a fork of the process, where its holder may be gone, it is free.
 class QUARN_CAPABILITY("mutex") Mutex {
  public:
-  Mutex();
+  Mutex() = default;
   ~Mutex();
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
@@ -22,13 +22,15 @@ class QUARN_CAPABILITY("mutex") Mutex {
   bool TryLock() QUARN_TRY_ACQUIRE(false);
 
  private:
-  void Make();
+  // Made by a value, for the functions that make one may fail.
+  static constexpr pthread_mutex_t kFree = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+
   // Returns whether this process had not used it yet: nobody holds it then.
   bool Renew() {
-    return renewal_.Check([this] { Make(); });
+    return renewal_.Check([this] { mutex_ = kFree; });
   }
 
-  pthread_mutex_t mutex_;
+  pthread_mutex_t mutex_ = kFree;
   ForkRenewal renewal_;
 };
 

@@ -1,8 +1,6 @@
 // The reader-writer lock on POSIX. Any thread enters.
 #include "foundation/rw_mutex.h"
 
-RWMutex::RWMutex() { pthread_rwlock_init(&lock_, nullptr); }
-
 RWMutex::~RWMutex() { pthread_rwlock_destroy(&lock_); }
 
 void RWMutex::ReadLock() {

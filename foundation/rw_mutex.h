@@ -11,7 +11,7 @@
 // gives back at most one of the locks that its thread held.
 class QUARN_CAPABILITY("mutex") RWMutex {
  public:
-  RWMutex();
+  RWMutex() = default;
   ~RWMutex();
   RWMutex(const RWMutex&) = delete;
   RWMutex& operator=(const RWMutex&) = delete;
@@ -26,12 +26,15 @@ class QUARN_CAPABILITY("mutex") RWMutex {
   bool TryWriteLock() QUARN_TRY_ACQUIRE(false);
 
  private:
+  // Made by a value, for the function that makes one may fail.
+  static constexpr pthread_rwlock_t kFree = PTHREAD_RWLOCK_INITIALIZER;
+
   // Returns whether this process had not used it yet: nobody holds it then.
   bool Renew() {
-    return renewal_.Check([this] { pthread_rwlock_init(&lock_, nullptr); });
+    return renewal_.Check([this] { lock_ = kFree; });
   }
 
-  pthread_rwlock_t lock_;
+  pthread_rwlock_t lock_ = kFree;
   ForkRenewal renewal_;
 };
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/scoped_binding.h"
 
 GraphicsConstantBufferGL::GraphicsConstantBufferGL(GraphicsContextGL* context, const void* data, unsigned int size)
@@ -33,14 +34,19 @@ bool GraphicsConstantBufferGL::Init() {
 bool GraphicsConstantBufferGL::Create() {
   Delete();
   glGenBuffers(1, &buffer_);
-  uploaded_ = buffer_ != 0;
-  if (uploaded_) Upload();
-  return uploaded_;
+  if (buffer_) Upload();
+  return buffer_ != 0;
 }
 
 void GraphicsConstantBufferGL::Upload() {
   ScopedBuffer bound(GL_UNIFORM_BUFFER, GL_UNIFORM_BUFFER_BINDING, buffer_);
   glBufferData(GL_UNIFORM_BUFFER, size_, shadow_.get(), GL_DYNAMIC_DRAW);
+  uploaded_ = CheckGLError(__FILE__, __LINE__) != GL_OUT_OF_MEMORY;
+  if (uploaded_) {
+    tries_.NoteSuccess();
+  } else {
+    tries_.NoteFailure();
+  }
 }
 
 void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
@@ -50,12 +56,13 @@ void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
   const std::size_t changed = std::min(size, size_);
   if (uploaded_ && std::memcmp(shadow_.get(), data, changed) == 0) return;
   std::memcpy(shadow_.get(), data, changed);
-  uploaded_ = gl.ok() && buffer_;
-  if (uploaded_) Upload();
+  uploaded_ = false;
+  if (gl.ok() && buffer_) Upload();
 }
 
 bool GraphicsConstantBufferGL::Bind(int slot) {
   if (!context() || !buffer_ || !context()->CanDraw("Binding a constant buffer")) return false;
+  if (!uploaded_ && tries_.IsDue()) Upload();
   // The sum is unsigned, because for the highest slot a signed one would overflow. GL refuses a point that it does not
   // have, and the next check logs that.
   const GLuint point = static_cast<GLuint>(slot) + 1;

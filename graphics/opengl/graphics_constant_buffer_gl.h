@@ -6,6 +6,7 @@
 
 #include "graphics/graphics_constant_buffer_impl.h"
 #include "graphics/opengl/gl_object.h"
+#include "graphics/opengl/try_again.h"
 
 // Update and the destructor may run on any thread: they take the context's lock. Bind and Unbind belong to a draw;
 // Bind does nothing on a thread that has not the context current.
@@ -34,7 +35,8 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
   std::unique_ptr<unsigned char[]> shadow_;  // The bytes, of which the GL buffer has a copy.
   unsigned int size_;
   GLuint buffer_ = 0;
-  bool uploaded_ = false;  // Whether the GL buffer has the shadow's bytes.
+  bool uploaded_ = false;  // Whether the GL buffer has the shadow's bytes. If not, they are sent when it is bound.
+  TryAgain tries_;
   int binding_ = -1;
 };
 

@@ -103,9 +103,15 @@ void GraphicsContextGL::CompileBuiltIn(const std::string& name) {
   const auto place = FindUntried(name);
   if (place == untried_rows_.end()) return;
   const int row = *place;
+  static_assert(sizeof(tries_) / sizeof(*tries_) == kGsGlslSrcCount / 3);
+  TryAgain& tries = tries_[row / 3];
+  if (!tries.IsDue()) return;
   untried_rows_.erase(place);  // Before it, for a log handler may ask for it in the middle.
   try {
-    CompileProgram(name, glsl_src[row + 1], glsl_src[row + 2]);
+    bool lacked_memory = false;
+    if (CompileProgram(name, glsl_src[row + 1], glsl_src[row + 2], &lacked_memory) || !lacked_memory) return;
+    untried_rows_.push_back(row);
+    tries.NoteFailure();
   } catch (const std::bad_alloc&) {
     untried_rows_.push_back(row);  // There is room for it. It is tried again.
     throw;
@@ -114,14 +120,16 @@ void GraphicsContextGL::CompileBuiltIn(const std::string& name) {
 
 bool GraphicsContextGL::CompileShader(const std::string& name, const char* vertex_source, const char* fragment_source) {
   CompileBuiltIn(name);  // It is the earlier one, if it can be built.
-  return CompileProgram(name, vertex_source, fragment_source);
+  bool lacked_memory = false;
+  return CompileProgram(name, vertex_source, fragment_source, &lacked_memory);
 }
 
-bool GraphicsContextGL::CompileProgram(const std::string& name, const char* vertex_source,
-                                       const char* fragment_source) {
+bool GraphicsContextGL::CompileProgram(const std::string& name, const char* vertex_source, const char* fragment_source,
+                                       bool* lacked_memory) {
   const std::string prefix = kShaderPrefix;
   auto shader = std::make_unique<GraphicsShaderGL>(name);
   if (!shader->Init((prefix + vertex_source).c_str(), (prefix + fragment_source).c_str())) {
+    *lacked_memory = shader->lacked_memory();
     Logger::default_logger()->Error("The program \"%s\" could not be built", name.c_str());
     return false;
   }

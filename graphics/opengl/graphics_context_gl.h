@@ -14,6 +14,7 @@
 #include "graphics/graphics_context_impl.h"
 #include "graphics/opengl/draw_bindings.h"
 #include "graphics/opengl/gl.h"
+#include "graphics/opengl/try_again.h"
 #include "graphics/opengl/uniform_ring.h"
 
 class GraphicsShaderGL;
@@ -98,10 +99,11 @@ class GraphicsContextGL : public GraphicsContextImpl {
   void BindConstants();
   // Whether the rectangle shows each texel of the program's texture in one pixel.
   bool ShowsTexelsAsPixels(const internal_transform& transform, const internal_vec2& target_size) const;
-  // CompileShader for a name that no built-in program may still take.
-  bool CompileProgram(const std::string& name, const char* vertex_source, const char* fragment_source);
+  // CompileShader for a name that no built-in program may still take. Says whether GL lacked memory where it fails.
+  bool CompileProgram(const std::string& name, const char* vertex_source, const char* fragment_source,
+                      bool* lacked_memory);
   std::vector<int>::const_iterator FindUntried(const std::string& name) const;
-  // Compiles the built-in program of that name, if there is one that has not been tried.
+  // Compiles the built-in program of that name, if there is one that has not been tried, or for which GL lacked memory.
   void CompileBuiltIn(const std::string& name);
 
   GLuint vertex_buffer_ = 0;
@@ -116,7 +118,8 @@ class GraphicsContextGL : public GraphicsContextImpl {
   GraphicsShaderGL* current_shader_ = nullptr;  // Owned by the program registry.
   std::vector<int> bound_uniform_indices_;  // Sorted, each once; keeps its memory, so that a draw allocates nothing.
   std::string lookup_name_;                 // What BindShader looks up; keeps its memory too.
-  std::vector<int> untried_rows_;           // Rows of glsl_src that nobody has asked for.
+  std::vector<int> untried_rows_;           // Rows of glsl_src that nobody has asked for, or that are tried again.
+  TryAgain tries_[6];                       // When they are, for each program of glsl_src.
   std::atomic<bool> reported_not_current_{false};
   unsigned int max_texture_size_ = 0;
   unsigned int max_rectangle_size_ = 0;

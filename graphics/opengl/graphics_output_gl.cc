@@ -295,6 +295,7 @@ void GraphicsOutputGL::OutputRawPixel(OutputFormat format, unsigned long long ti
   if (!HasResources(planes)) return;
   GraphicsFrame* frame = nullptr;
   if (!LockFrame(&frame, timestamp, count)) return;
+  bool whole = true;
   for (int i = 0; frame && frame->data[i] && i < planes.count; ++i) {
     const Plane& plane = planes.plane[i];
     const std::size_t row_size = static_cast<std::size_t>(plane.width) * plane.shape.pixel_size;
@@ -306,9 +307,20 @@ void GraphicsOutputGL::OutputRawPixel(OutputFormat format, unsigned long long ti
       for (std::uint32_t y = 0; y < plane.height; ++y) {
         std::memcpy(frame->data[i] + pitch * y, pixels + row_size * (plane.height - 1 - y), row_size);
       }
-      pack_buffers_[i]->Unmap();
     }
+    whole = pixels && pack_buffers_[i]->Unmap() && whole;
     pack_buffers_[i]->Unbind();
   }
+  if (frame) NoteReadback(whole);
   UnlockFrame();
+}
+
+void GraphicsOutputGL::NoteReadback(bool whole) {
+  if (readback_failed_ == !whole) return;
+  readback_failed_ = !whole;
+  if (whole) {
+    Logger::default_logger()->Info("Pictures of an output can be read back again");
+  } else {
+    Logger::default_logger()->Warn("A picture of an output could not be read back: it may show anything");
+  }
 }

@@ -77,6 +77,8 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
   // Leaves the viewport that a pass for each plane leaves.
   void LeaveViewport(const Planes& planes);
   Readback ReadbackOf(const Planes& planes, int index);
+  // Says in the log where pictures begin and cease to be read back badly.
+  void NoteReadback(bool whole);
   void DeliverTexture(GraphicsTexture* texture, unsigned long long timestamp);
 
   std::unique_ptr<GraphicsTextureGL> textures_[kSlots];
@@ -85,6 +87,7 @@ class GraphicsOutputGL : public GraphicsOutputImpl, public GLObject {
   // Where ConvertFormat has left the planes, if not in their targets.
   GraphicsTextureGL* direct_source_ = nullptr;  // The source is read itself, as direct_format_.
   GLenum direct_format_ = 0;
+  bool readback_failed_ = false;                 // Whether the last picture was not read back whole.
   std::unique_ptr<PackedPlanes> packed_planes_;  // Made by the first frame that can be packed.
   bool packed_ = false;                          // Whether they lie in packed_planes_.
   bool packing_failed_ = false;                  // Whether that could not be made for this layout.

@@ -43,4 +43,4 @@ const unsigned char* GraphicsPackBufferGL::Map() {
   return static_cast<const unsigned char*>(glMapBufferRange(GL_PIXEL_PACK_BUFFER, 0, size_, GL_MAP_READ_BIT));
 }
 
-void GraphicsPackBufferGL::Unmap() { glUnmapBuffer(GL_PIXEL_PACK_BUFFER); }
+bool GraphicsPackBufferGL::Unmap() { return glUnmapBuffer(GL_PIXEL_PACK_BUFFER) == GL_TRUE; }

@@ -17,7 +17,8 @@ class GraphicsPackBufferGL : public GLObject {
   void Unbind();
   // The bound buffer's bytes, to be read until Unmap; null on failure.
   const unsigned char* Map();
-  void Unmap();
+  // Returns false where the bytes were lost while they were read.
+  bool Unmap();
 
   // Whether there is a buffer to read into. There may be none after an Init that succeeded: GL gives no name when it
   // runs out of them.

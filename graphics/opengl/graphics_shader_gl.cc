@@ -2,6 +2,7 @@
 #include "graphics/opengl/graphics_shader_gl.h"
 
 #include "foundation/logger.h"
+#include "graphics/opengl/gl_error.h"
 
 namespace {
 
@@ -59,6 +60,7 @@ void GraphicsShaderGL::Delete() {
 
 bool GraphicsShaderGL::Init(const char* vertex_source, const char* fragment_source) {
   Delete();
+  lacked_memory_ = false;
   if (!vertex_source || !fragment_source) return false;
   const GLuint vertex = glCreateShader(GL_VERTEX_SHADER);
   const GLuint fragment = glCreateShader(GL_FRAGMENT_SHADER);
@@ -72,7 +74,11 @@ bool GraphicsShaderGL::Init(const char* vertex_source, const char* fragment_sour
   }
   glDeleteShader(vertex);
   glDeleteShader(fragment);
-  if (program_) LookUpBindings();
+  if (program_) {
+    LookUpBindings();
+  } else {
+    lacked_memory_ = !vertex || !fragment || CheckGLError(__FILE__, __LINE__) == GL_OUT_OF_MEMORY;
+  }
   return program_ != 0;
 }
 

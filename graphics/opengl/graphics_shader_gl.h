@@ -35,6 +35,8 @@ class GraphicsShaderGL : public GraphicsShader {
   // Compiles and links; what an earlier Init has made goes first. Returns false, with the compiler's messages in the
   // log, when that fails. Samplers and blocks that drawing will not find are logged.
   bool Init(const char* vertex_source, const char* fragment_source);
+  // Whether the last Init failed because GL ran out of memory: another may succeed.
+  bool lacked_memory() const { return lacked_memory_; }
   bool Bind() override;
 
   // -1 without a program or a uniform of that name.
@@ -58,6 +60,7 @@ class GraphicsShaderGL : public GraphicsShader {
 
   std::string name_;
   GLuint program_ = 0;
+  bool lacked_memory_ = false;
   Bindings bindings_;
   int built_in_row_ = -1;
 };

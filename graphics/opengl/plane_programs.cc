@@ -84,11 +84,14 @@ void main() { Draw(texture(u_tex1, ChromaAt()).rg); }
 }  // namespace
 
 PlanePrograms::Program* PlanePrograms::Get(Kind kind) {
-  if (programs_[kind] || failed_[kind]) return programs_[kind].get();
+  if (programs_[kind] || failed_[kind] || !tries_[kind].IsDue()) return programs_[kind].get();
   const Source& source = kSources[kind];
   auto program = std::make_unique<Program>(source.name);
-  failed_[kind] = !program->shader.Init(kVertexSource, (std::string(source.common) + source.source).c_str());
-  if (failed_[kind]) return nullptr;
+  if (!program->shader.Init(kVertexSource, (std::string(source.common) + source.source).c_str())) {
+    failed_[kind] = !program->shader.lacked_memory();
+    tries_[kind].NoteFailure();
+    return nullptr;
+  }
   program->rows = program->shader.GetUniformLocation("rows");
   program->origin = program->shader.GetUniformLocation("origin");
   program->size = program->shader.GetUniformLocation("size");
@@ -99,6 +102,7 @@ PlanePrograms::Program* PlanePrograms::Get(Kind kind) {
 void PlanePrograms::Release() {
   for (auto& program : programs_) program.reset();
   for (bool& failed : failed_) failed = false;
+  for (TryAgain& tries : tries_) tries.NoteSuccess();
 }
 
 void PlanePrograms::Forget() {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "graphics/opengl/graphics_shader_gl.h"
+#include "graphics/opengl/try_again.h"
 
 // One of each, which all objects of a context share. Each covers the viewport (GraphicsContextGL::DrawViewPort). Used
 // with the GL context current.
@@ -30,7 +31,7 @@ class PlanePrograms {
   };
 
   // The program, which is built when it is first asked for; null, with the compiler's message in the log, where it
-  // cannot be.
+  // cannot be. One for which GL had no memory is tried again.
   Program* Get(Kind kind);
   // Deletes them.
   void Release();
@@ -39,7 +40,8 @@ class PlanePrograms {
 
  private:
   std::unique_ptr<Program> programs_[kKinds];
-  bool failed_[kKinds] = {};
+  bool failed_[kKinds] = {};  // For good.
+  TryAgain tries_[kKinds];
 };
 
 #endif  // QUARN_GRAPHICS_OPENGL_PLANE_PROGRAMS_H_

@@ -126,7 +126,7 @@ GraphicsViewCGL::Size GraphicsViewCGL::ImageSize(Size requested) const {
   return FitsTexture(requested) ? requested : Size{1, 1};
 }
 
-void GraphicsViewCGL::MakeImage(Size requested) {
+bool GraphicsViewCGL::MakeImage(Size requested) {
   const bool empty = requested.width == 0 || requested.height == 0;
   if (!empty && !FitsTexture(requested)) {
     Logger::default_logger()->Warn("A view of %ux%u cannot be drawn: a side is longer than %u", requested.width,
@@ -135,6 +135,16 @@ void GraphicsViewCGL::MakeImage(Size requested) {
   image_untried_ = true;
   const bool made = presenter_->images().Make(context(), ImageSize(requested));
   image_untried_ = !made && !context()->IsCurrent();
+  return made;
+}
+
+void GraphicsViewCGL::MakeImageForSize(Size requested) {
+  if (MakeImage(requested)) {
+    image_tries_.NoteSuccess();
+    return;
+  }
+  image_untried_ = true;
+  image_tries_.NoteFailure();
 }
 
 void GraphicsViewCGL::Draw() {
@@ -153,7 +163,7 @@ void GraphicsViewCGL::Draw() {
   {
     ScopedBind bind(context());
     if (bind.ok()) {
-      if (image_untried_) MakeImage(size);
+      if (image_untried_ && image_tries_.IsDue()) MakeImageForSize(size);
       DrawFrame(size);
       images.End();
     }
@@ -251,7 +261,7 @@ void GraphicsViewCGL::FinishResize() {
     ScopedBind bind(context());
     if (!bind.nested()) {
       presenter_->images().Drop(bind.ok());
-      MakeImage(requested);
+      MakeImageForSize(requested);
       if (bind.ok()) glFlush();
     }
   }

@@ -12,6 +12,7 @@
 #include "graphics/opengl/cgl/gs_object_cgl.h"
 #include "graphics/opengl/cgl/search_schedule.h"
 #include "graphics/opengl/cgl/view_presenter.h"
+#include "graphics/opengl/try_again.h"
 
 struct InternalWindowInfo;
 
@@ -58,7 +59,9 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL, public Pres
   // context's lock.
   void FinishResize();
   // Makes the first image, in the place of those that there are.
-  void MakeImage(Size requested);
+  bool MakeImage(Size requested);
+  // The same for another size: where that fails, frames try again.
+  void MakeImageForSize(Size requested);
   // Draws a frame of that size into an off-screen image, with the device's context current.
   void DrawFrame(Size size);
   // Has the window thread look for the window again, if it is time for that.
@@ -78,7 +81,9 @@ class GraphicsViewCGL : public GraphicsViewImpl, public GsObjectCGL, public Pres
 
   // Null when view_context_ is. It ends itself, once the destructor has asked it to.
   ViewPresenter* presenter_ = nullptr;
-  bool image_untried_ = false;  // Whether images are missing because it could not even be tried to make one.
+  // Whether images are missing because it could not even be tried to make one, or because a change of size has failed.
+  bool image_untried_ = false;
+  TryAgain image_tries_;
   bool target_failed_ = false;  // Whether the last frame could not be drawn into its image.
   SearchSchedule search_;       // When to look again for a window that was not there.
   std::atomic<bool> search_again_{

@@ -42,6 +42,31 @@ TEST_F(GraphicsConstantBufferGLTest, InitUploadsTheBytes) {
   EXPECT_EQ(upload.bytes, bytes);
 }
 
+TEST_F(GraphicsConstantBufferGLTest, BytesForWhichThereWasNoMemoryAreSentAgain) {
+  const std::vector<unsigned char> bytes = Ramp(32, 1);
+  GraphicsConstantBufferGL buffer(context(), bytes.data(), 32);
+  gl_spy::faults().errors = {GL_OUT_OF_MEMORY};
+  ASSERT_TRUE(buffer.Init());
+  EXPECT_EQ(TakeLog().size(), 1u);
+  const std::size_t uploads = gl_spy::Uploads().size();
+  const test::CurrentContext current(context());
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(buffer.Bind(0));
+    buffer.Unbind();
+    ASSERT_EQ(gl_spy::Uploads().size(), uploads + 1);
+  }
+  EXPECT_EQ(gl_spy::Uploads().back().bytes, bytes);
+
+  // The same bytes once more are no change, unless they have not come through.
+  gl_spy::faults().errors = {GL_OUT_OF_MEMORY};
+  const std::vector<unsigned char> news = Ramp(32, 50);
+  buffer.Update(news.data(), 32);
+  buffer.Update(news.data(), 32);
+  buffer.Update(news.data(), 32);
+  EXPECT_EQ(gl_spy::Uploads().size(), uploads + 3);
+  EXPECT_EQ(TakeLog().size(), 1u);
+}
+
 TEST_F(GraphicsConstantBufferGLTest, SizeOnlyBufferHoldsZeros) {
   GraphicsConstantBufferGL buffer(context(), 48);
   ASSERT_TRUE(buffer.Init());

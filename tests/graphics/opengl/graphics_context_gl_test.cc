@@ -596,6 +596,15 @@ TEST_F(GraphicsContextGLTest, ABuiltInProgramThatFailsSaysSoOnceAndLeavesItsName
   EXPECT_TRUE(context()->BindShader("to_v"));
 }
 
+TEST_F(GraphicsContextGLTest, ABuiltInProgramForWhichThereWasNoMemoryIsTriedAgain) {
+  gl_spy::faults().failed_links = 1;
+  gl_spy::faults().errors = {GL_OUT_OF_MEMORY};
+  EXPECT_FALSE(context()->BindShader("to_bgra"));
+  EXPECT_EQ(TakeLog().size(), 3u);
+  EXPECT_TRUE(context()->BindShader("to_bgra"));
+  EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
 TEST_F(GraphicsContextGLTest, BuildingTheProgramsAgainKeepsTheFirstOnes) {
   ASSERT_TRUE(context()->BindShader("rgba"));
   GLint before = 0;

@@ -25,6 +25,7 @@
 namespace {
 
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -700,8 +701,16 @@ TEST_F(GraphicsOutputGLTest, FrameIsCommittedEvenWhenItsPixelsCannotBeMapped) {
   output->Attach(&receiver);
   gl_spy::faults().map_buffer = true;
   context()->DoOutput(1000, 1);
+  context()->DoOutput(2000, 1);
   gl_spy::faults().map_buffer = false;
   EXPECT_EQ(receiver.WaitFor(1)[0].timestamp, 1000u);
+  const std::string line = "W: A picture of an output could not be read back: it may show anything";
+  EXPECT_THAT(TakeLog(), Contains(line).Times(1));
+  context()->DoOutput(3000, 1);
+  gl_spy::faults().map_buffer = true;
+  context()->DoOutput(4000, 1);
+  gl_spy::faults().map_buffer = false;
+  EXPECT_THAT(TakeLog(), Contains(line).Times(1)) << "one was read back meanwhile";
   output->Detach();
 }
 

@@ -39,7 +39,9 @@ TEST_F(GraphicsPackBufferGLTest, BindsAndMaps) {
   EXPECT_TRUE(buffer.Bind());
   EXPECT_NE(BoundPackBuffer(), 0u);
   EXPECT_NE(buffer.Map(), nullptr);
-  buffer.Unmap();
+  EXPECT_TRUE(buffer.Unmap());
+  EXPECT_FALSE(buffer.Unmap()) << "it is not mapped";
+  glGetError();
   buffer.Unbind();
   EXPECT_EQ(BoundPackBuffer(), 0u);
 }

@@ -39,4 +39,15 @@ TEST_F(PlaneProgramsTest, OneThatFailsIsNotTriedAgainUntilAllAreReleased) {
   programs.Release();
 }
 
+TEST_F(PlaneProgramsTest, OneForWhichThereWasNoMemoryIsTriedAgain) {
+  const test::CurrentContext current(context());
+  PlanePrograms programs;
+  gl_spy::faults().failed_links = 1;
+  gl_spy::faults().errors = {GL_OUT_OF_MEMORY};
+  EXPECT_EQ(programs.Get(PlanePrograms::kFromTwoPlanes), nullptr);
+  EXPECT_FALSE(TakeLog().empty());
+  EXPECT_NE(programs.Get(PlanePrograms::kFromTwoPlanes), nullptr);
+  programs.Release();
+}
+
 }  // namespace

@@ -139,7 +139,10 @@ class DisplayChooser {
     return chosen_.window_system;
   }
 
-  bool HasClientExtension(const char* name) const { return HasExtension(client_extensions_, name); }
+  // Asked anew each time: where there was no memory to answer, there may be later.
+  static bool HasClientExtension(const char* name) {
+    return HasExtension(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS), name);
+  }
 
   void DestroyContext(EglContext* context) {
     MutexLocker<Mutex> lock(mutex_);
@@ -150,11 +153,7 @@ class DisplayChooser {
  private:
   friend class NeverDestroyed<DisplayChooser>;
 
-  DisplayChooser()
-      : client_extensions_(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS)),
-        get_platform_display_(
-            reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"))),
-        query_devices_(reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"))) {}
+  DisplayChooser() = default;
 
   EGLContext CreateShared(const EglContext& share, NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
     *error = NativeContext::Error::kNoContext;
@@ -171,6 +170,8 @@ class DisplayChooser {
       chosen_ = EglDisplay();
     }
     *error = NativeContext::Error::kNoPixelFormat;
+    // Without an answer it is not known what there is, and the choice would be one for the process.
+    if (!eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS)) return EGL_NO_CONTEXT;
     // The first display on which a context can really be made is the process's from then on.
     if (const EGLContext context = TryWindowSystems(error)) return context;
     if (const EGLContext context = TrySurfaceless(error)) return context;
@@ -191,8 +192,10 @@ class DisplayChooser {
   // `window_system` is null for a display without windows.
   EGLContext TryDisplay(const WindowSystem::EglPlatform& platform, WindowSystem* window_system,
                         NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
-    if (!get_platform_display_) return EGL_NO_CONTEXT;
-    const EGLDisplay found = get_platform_display_(platform.platform, platform.native_display, platform.attributes);
+    const auto get_platform_display =
+        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    if (!get_platform_display) return EGL_NO_CONTEXT;
+    const EGLDisplay found = get_platform_display(platform.platform, platform.native_display, platform.attributes);
     EglDisplay display;
     if (!OpenDisplay(found, window_system, &display)) return EGL_NO_CONTEXT;
     return Try(display, EGL_NO_CONTEXT, error);
@@ -218,7 +221,8 @@ class DisplayChooser {
     constexpr EGLint kMaxDevices = 16;
     EGLDeviceEXT devices[kMaxDevices];
     EGLint count = 0;
-    if (!query_devices_ || !query_devices_(kMaxDevices, devices, &count)) return EGL_NO_CONTEXT;
+    const auto query_devices = reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
+    if (!query_devices || !query_devices(kMaxDevices, devices, &count)) return EGL_NO_CONTEXT;
     for (EGLint i = 0; i < count; ++i) {
       if (const EGLContext context = TryDisplay({EGL_PLATFORM_DEVICE_EXT, devices[i], nullptr}, nullptr, error)) {
         return context;
@@ -227,9 +231,6 @@ class DisplayChooser {
     return EGL_NO_CONTEXT;
   }
 
-  const char* const client_extensions_;
-  const PFNEGLGETPLATFORMDISPLAYEXTPROC get_platform_display_;
-  const PFNEGLQUERYDEVICESEXTPROC query_devices_;
   Mutex mutex_;
   EglDisplay chosen_ QUARN_GUARDED_BY(mutex_);
   std::vector<EglContext*> contexts_ QUARN_GUARDED_BY(mutex_);  // All of the process that are not destroyed yet.
@@ -249,7 +250,7 @@ bool ChangeWindowSystem(const std::function<void()>& change) {
 
 const WindowSystem* ChosenWindowSystem() { return DisplayChooser::Get().ChosenWindowSystem(); }
 
-bool HasEglClientExtension(const char* name) { return DisplayChooser::Get().HasClientExtension(name); }
+bool HasEglClientExtension(const char* name) { return DisplayChooser::HasClientExtension(name); }
 
 EGLSurface CreateEglSurface(const EglDisplay& display, NativeWindow* window) {
   const auto create = reinterpret_cast<PFNEGLCREATEPLATFORMWINDOWSURFACEEXTPROC>(

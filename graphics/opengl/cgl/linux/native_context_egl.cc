@@ -24,6 +24,11 @@ const void* DebugParameter() {
   return parameter;
 }
 
+// What a context is left with must not stay: a driver that lacked memory for a moment gets a second chance.
+bool SurelyMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context) {
+  return eglMakeCurrent(display, draw, read, context) || eglMakeCurrent(display, draw, read, context);
+}
+
 EGLSurface Surface(std::uintptr_t handle) { return reinterpret_cast<EGLSurface>(handle); }
 
 class NativeContextEgl : public NativeContext {
@@ -247,7 +252,7 @@ void NativeContext::ReleaseThread() { eglReleaseThread(); }
 
 void NativeContext::ClearCurrent() {
   const EGLDisplay display = eglGetCurrentDisplay();
-  if (display != EGL_NO_DISPLAY) eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+  if (display != EGL_NO_DISPLAY) SurelyMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
 }
 
 void NativeContext::Restore(const Current& previous) {
@@ -258,7 +263,7 @@ void NativeContext::Restore(const Current& previous) {
     const HostGlx* const glx = HostGlx::Loaded();
     restored = glx && glx->Restore(previous);
   } else if (previous.context) {
-    restored = eglMakeCurrent(previous.display, Surface(previous.draw), Surface(previous.read), previous.context);
+    restored = SurelyMakeCurrent(previous.display, Surface(previous.draw), Surface(previous.read), previous.context);
   }
   if (restored) return;
   ClearCurrent();

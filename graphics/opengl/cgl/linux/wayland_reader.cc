@@ -41,7 +41,16 @@ WaylandReader::~WaylandReader() {
 
 void WaylandReader::Start() {
   listens_ = true;
-  worker_.Post([this] { Listen(); });
+  Begin();
+}
+
+void WaylandReader::Begin() {
+  begun_ = worker_.Post([this] { Listen(); }) != 0;
+  if (begun_) {
+    tries_.NoteSuccess();
+  } else {
+    tries_.NoteFailure();
+  }
 }
 
 void WaylandReader::Stop() {
@@ -51,6 +60,7 @@ void WaylandReader::Stop() {
 }
 
 void WaylandReader::NoteTaken() {
+  if (listens_ && !begun_ && tries_.IsDue()) Begin();
   if (told_.exchange(false)) Wake();
 }
 

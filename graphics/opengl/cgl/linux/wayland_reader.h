@@ -9,6 +9,7 @@
 
 #include "foundation/mutex.h"
 #include "foundation/worker.h"
+#include "graphics/opengl/try_again.h"
 
 // Reads what the compositor sends and says when there is something for the library's queue; the window thread takes it
 // out. The host reads the same connection, on threads of its own, and whoever prepares to read keeps all the others
@@ -35,12 +36,13 @@ class WaylandReader {
   //
   // Blocks: while a thread of the host's that has prepared to read neither reads nor cancels.
   void Stop();
-  // What was in the queue is taken out.
+  // What was in the queue is taken out. Where the thread could not be made, this tries again.
   void NoteTaken();
   // For the end of the process: ends the thread, and leaves one that the host keeps waiting.
   void End();
 
  private:
+  void Begin();
   void Listen();
   // Reads what the compositor has sent.
   void Read();
@@ -56,6 +58,8 @@ class WaylandReader {
   std::atomic<bool> listens_{false};
   std::atomic<bool> told_{false};  // From `arrived` to NoteTaken.
   Mutex listening_;                // Held by the thread while it listens.
+  bool begun_ = false;  // Whether the thread has been told to listen; the window thread's, as is when to try again.
+  TryAgain tries_;
   Worker worker_;
 };
 

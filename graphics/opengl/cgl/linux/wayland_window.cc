@@ -77,11 +77,13 @@ bool WaylandWindow::MakeSubsurface(wl_surface* parent, wl_surface** surface, wl_
   if (!*surface) return false;
   *subsurface = wl_subcompositor_get_subsurface(system_->subcompositor(), *surface, parent);
   wl_region* const no_input = wl_compositor_create_region(system_->compositor());
-  if (!*subsurface || !no_input) return false;
-  wl_subsurface_set_desync(*subsurface);
-  wl_surface_set_input_region(*surface, no_input);
-  wl_region_destroy(no_input);
-  return true;
+  const bool made = *subsurface && no_input;
+  if (made) {
+    wl_subsurface_set_desync(*subsurface);
+    wl_surface_set_input_region(*surface, no_input);
+  }
+  if (no_input) wl_region_destroy(no_input);
+  return made;
 }
 
 WaylandWindow::~WaylandWindow() {

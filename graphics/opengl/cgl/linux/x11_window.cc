@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 #include "foundation/logger.h"
 #include "graphics/opengl/cgl/linux/x11_window_system.h"
@@ -105,7 +106,6 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, const Wind
       xcb_create_window_checked(xcb, depth, window->id_, system->screen()->root, window->x_, window->y_, window->width_,
                                 window->height_, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual, mask, values);
   if (const X11Reply<xcb_generic_error_t> error{xcb_request_check(xcb, create)}) return refused(error->error_code);
-  if (!system->Poll()) return nullptr;
   // With an input region the pointer would enter this window at each press, and the host's window be told that it has
   // gone inside: there are toolkits that let go of the pointer then, and never hear of a release outside.
   if (system->has_shapes()) {
@@ -113,7 +113,8 @@ std::unique_ptr<X11Window> X11Window::Create(X11WindowSystem* system, const Wind
         xcb, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, window->id_, 0, 0, 0, nullptr);
     xcb_discard_reply(xcb, shape.sequence);
   }
-  return window;
+  // As late as can be: a driver that makes a surface without the server may crash.
+  return system->Poll() ? std::move(window) : nullptr;
 }
 
 void X11Window::Enter() {

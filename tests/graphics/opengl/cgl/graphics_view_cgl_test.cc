@@ -711,6 +711,22 @@ TEST_F(GraphicsViewCGLTest, LockThatADrawKeptComesBackWithTheNextImage) {
   view->Detach();
 }
 
+TEST_F(GraphicsViewCGLTest, ImageThatCouldNotBeMadeForAnotherSizeIsTriedAgain) {
+  const auto view = MakeView(4, 4);
+  Probe probe;
+  view->Attach(&probe);
+  HostLoop loop;
+  view->Resize(8, 8);
+  device()->DrawDisplay();
+  gl_spy::faults().gen_textures = true;
+  loop.Run();
+  gl_spy::faults().gen_textures = false;
+  EXPECT_THAT(TakeLog(), ElementsAre("E: GraphicsTextureGL create texture failed"));
+  device()->DrawDisplay();
+  EXPECT_EQ(probe.target, (Size{8, 8}));
+  view->Detach();
+}
+
 TEST_F(GraphicsViewCGLTest, ImageThatCannotBeDrawnToIsTriedAgainInTheNextFrame) {
   const auto view = MakeView(4, 4);
   Probe probe;
