@@ -48,7 +48,7 @@ class DefaultDevice : public Host {
     for (int i = 0; i < 2; ++i) device->QueueTask(&DefaultDevice::Ran, this);
     std::unique_lock<std::mutex> lock(mutex_);
     const bool ran =
-        changed_.wait_for(lock, std::chrono::milliseconds(kPatienceMs), [&] { return count_ == before + 2; });
+        changed_.wait_for(lock, std::chrono::milliseconds(kPatienceMs), [&] { return count_ >= before + 2; });
     return ran ? DigestOf("ran", 3) : kNothing;
   }
 

@@ -59,6 +59,8 @@ bool MayLoseConnection(const char* name) {
 }
 
 #define REQUEST(function) QUARN_FAULT_ANSWER(function, kX11, MayLoseConnection, BadRequest())
+// Of requests whose answer nobody waits for, since the window may go at any time: they may be lost, not refused.
+#define UNHEARD(function) QUARN_FAULT(function, kX11, MayLoseConnection, nullptr)
 #define ANSWER(function, answer) QUARN_FAULT_ANSWER(function, kX11, MayLoseConnection, answer)
 // Of functions that ask nothing of the server: to them a loss is none yet.
 #define LOCAL(function, answer) QUARN_FAULT_ANSWER(function, kX11, nullptr, answer)
@@ -74,15 +76,15 @@ std::vector<Import> X11Imports() {
   return {
       connect,
       disconnect,
-      REQUEST(xcb_change_window_attributes_checked),
-      REQUEST(xcb_configure_window_checked),
+      UNHEARD(xcb_change_window_attributes_checked),
+      UNHEARD(xcb_configure_window_checked),
       REQUEST(xcb_create_colormap_checked),
       REQUEST(xcb_create_window_checked),
-      REQUEST(xcb_destroy_window_checked),
-      REQUEST(xcb_free_colormap_checked),
-      REQUEST(xcb_map_window_checked),
+      UNHEARD(xcb_destroy_window_checked),
+      UNHEARD(xcb_free_colormap_checked),
+      UNHEARD(xcb_map_window_checked),
       REQUEST(xcb_reparent_window_checked),
-      REQUEST(xcb_shape_rectangles_checked),
+      UNHEARD(xcb_shape_rectangles_checked),
       LOCAL(xcb_connection_has_error, int{XCB_CONN_ERROR}),
       ANSWER(xcb_flush, 0),
       LOCAL(xcb_generate_id, ~std::uint32_t{0}),
