@@ -2,8 +2,6 @@
 #ifndef QUARN_GRAPHICS_OPENGL_TRY_AGAIN_H_
 #define QUARN_GRAPHICS_OPENGL_TRY_AGAIN_H_
 
-#include <algorithm>
-
 // For what is asked for again and again: after a first failure the next time, then every second, every fourth time and
 // so on. So a driver that lacked memory for a moment is not given up, and one that goes on lacking it is not asked, and
 // the log not written to, in every frame.
@@ -17,7 +15,7 @@ class TryAgain {
   }
   void NoteFailure() {
     left_out_ = next_;
-    next_ = std::min(2 * next_ + 1, kMost);
+    if (next_ < kMost) next_ = 2 * next_ + 1;
   }
   void NoteSuccess() { *this = TryAgain(); }
 
