@@ -122,7 +122,7 @@ class DisplayChooser {
     std::unique_ptr<void, decltype(destroy)> made(handle, destroy);
     contexts_.reserve(contexts_.size() + 1);
     auto context = std::make_unique<EglContext>(chosen_, handle);
-    made.release();
+    static_cast<void>(made.release());  // The context owns it.
     contexts_.push_back(context.get());
     return context;
   }

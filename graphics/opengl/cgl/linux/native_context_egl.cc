@@ -26,7 +26,8 @@ const void* DebugParameter() {
 
 // What a context is left with must not stay: a driver that lacked memory for a moment gets a second chance.
 bool SurelyMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read, EGLContext context) {
-  return eglMakeCurrent(display, draw, read, context) || eglMakeCurrent(display, draw, read, context);
+  if (eglMakeCurrent(display, draw, read, context)) return true;
+  return eglMakeCurrent(display, draw, read, context);
 }
 
 EGLSurface Surface(std::uintptr_t handle) { return reinterpret_cast<EGLSurface>(handle); }
