@@ -40,6 +40,7 @@ class FuzzScene : public RefCounted<GsScene>, private Counted {
   FuzzScene(Callbacks* callbacks, unsigned int width, unsigned int height, GsDevice* device)
       : RefCounted(width, height, device), callbacks_(callbacks) {}
   void Draw() override {
+    const scoped_refptr<FuzzScene> kept(this);  // What happens in the callback may let go of it.
     callbacks_->InDraw(this);
     GsScene::Draw();
   }
