@@ -41,20 +41,18 @@ bool GraphicsConstantBufferGL::Create() {
 void GraphicsConstantBufferGL::Upload() {
   ScopedBuffer bound(GL_UNIFORM_BUFFER, GL_UNIFORM_BUFFER_BINDING, buffer_);
   glBufferData(GL_UNIFORM_BUFFER, size_, shadow_.get(), GL_DYNAMIC_DRAW);
-  uploaded_ = CheckGLError(__FILE__, __LINE__) != GL_OUT_OF_MEMORY;
-  if (uploaded_) {
-    tries_.NoteSuccess();
-  } else {
-    tries_.NoteFailure();
-  }
+  uploaded_ = true;
+  out_of_memory_before_ = GLOutOfMemoryCount();
 }
+
+bool GraphicsConstantBufferGL::HasBytes() const { return uploaded_ && out_of_memory_before_ == GLOutOfMemoryCount(); }
 
 void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
   if (!data) return;
   // The copy stands under the lock as well, so that two updates at once do not mix.
   GLScope gl(context());
   const std::size_t changed = std::min(size, size_);
-  if (uploaded_ && std::memcmp(shadow_.get(), data, changed) == 0) return;
+  if (HasBytes() && std::memcmp(shadow_.get(), data, changed) == 0) return;
   std::memcpy(shadow_.get(), data, changed);
   uploaded_ = false;
   if (gl.ok() && buffer_) Upload();
@@ -62,7 +60,7 @@ void GraphicsConstantBufferGL::Update(const void* data, unsigned int size) {
 
 bool GraphicsConstantBufferGL::Bind(int slot) {
   if (!context() || !buffer_ || !context()->CanDraw("Binding a constant buffer")) return false;
-  if (!uploaded_ && tries_.IsDue()) Upload();
+  if (!HasBytes()) Upload();
   // The sum is unsigned, because for the highest slot a signed one would overflow. GL refuses a point that it does not
   // have, and the next check logs that.
   const GLuint point = static_cast<GLuint>(slot) + 1;

@@ -6,7 +6,6 @@
 
 #include "graphics/graphics_constant_buffer_impl.h"
 #include "graphics/opengl/gl_object.h"
-#include "graphics/opengl/try_again.h"
 
 // Update and the destructor may run on any thread: they take the context's lock. Bind and Unbind belong to a draw;
 // Bind does nothing on a thread that has not the context current.
@@ -31,12 +30,15 @@ class GraphicsConstantBufferGL : public GraphicsConstantBufferImpl, public GLObj
   bool Create();
   void Delete();
   void Upload();
+  // Whether the GL buffer has the shadow's bytes, as far as is known.
+  bool HasBytes() const;
 
   std::unique_ptr<unsigned char[]> shadow_;  // The bytes, of which the GL buffer has a copy.
   unsigned int size_;
   GLuint buffer_ = 0;
-  bool uploaded_ = false;  // Whether the GL buffer has the shadow's bytes. If not, they are sent when it is bound.
-  TryAgain tries_;
+  bool uploaded_ = false;  // Whether the shadow's bytes were sent to the GL buffer.
+  // How often GL had run out of memory when they were. Once it has again they may not be there, and are sent anew.
+  unsigned int out_of_memory_before_ = 0;
   int binding_ = -1;
 };
 

@@ -10,6 +10,7 @@
 #include <quarn/glsl_src.h>
 
 #include "graphics/internal_types.h"
+#include "graphics/opengl/gl_error.h"
 #include "tests/support/gl_fixture.h"
 
 namespace {
@@ -47,8 +48,10 @@ TEST_F(GraphicsConstantBufferGLTest, BytesForWhichThereWasNoMemoryAreSentAgain) 
   GraphicsConstantBufferGL buffer(context(), bytes.data(), 32);
   gl_spy::faults().errors = {GL_OUT_OF_MEMORY};
   ASSERT_TRUE(buffer.Init());
-  EXPECT_EQ(TakeLog().size(), 1u);
+  EXPECT_EQ(TakeLog().size(), 0u);
   const std::size_t uploads = gl_spy::Uploads().size();
+  EXPECT_EQ(CheckGLError(__FILE__, __LINE__), static_cast<unsigned int>(GL_OUT_OF_MEMORY));  // As a draw does.
+  EXPECT_EQ(TakeLog().size(), 1u);
   const test::CurrentContext current(context());
   for (int i = 0; i < 2; ++i) {
     EXPECT_TRUE(buffer.Bind(0));
@@ -61,6 +64,8 @@ TEST_F(GraphicsConstantBufferGLTest, BytesForWhichThereWasNoMemoryAreSentAgain) 
   gl_spy::faults().errors = {GL_OUT_OF_MEMORY};
   const std::vector<unsigned char> news = Ramp(32, 50);
   buffer.Update(news.data(), 32);
+  EXPECT_EQ(TakeLog().size(), 0u);
+  CheckGLError(__FILE__, __LINE__);
   buffer.Update(news.data(), 32);
   buffer.Update(news.data(), 32);
   EXPECT_EQ(gl_spy::Uploads().size(), uploads + 3);
