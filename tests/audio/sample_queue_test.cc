@@ -144,6 +144,16 @@ TEST(SampleQueueTest, GivesThePagesOfABacklogBack) {
   EXPECT_EQ(Pop(&queue, 4480), Count(static_cast<int>(kCapacity) - 4000, 4480));
 }
 
+TEST(SampleQueueTest, ShrinksAroundTheEndOfItsWindow) {
+  SampleQueue<float> queue(kCapacity);
+  PushCount(&queue, 0, 16384);
+  queue.PopFront(nullptr, 15000);
+  PushCount(&queue, 16384, 3000);  // More than a quarter of the window, at whose front most of it lies.
+  queue.PopFront(nullptr, 1000);
+  PushCount(&queue, 19384, 10);
+  EXPECT_EQ(Pop(&queue, 3394), Count(16000, 3394));
+}
+
 // Long random runs against a plain queue, with windows that grow, shrink and wrap, and samples lent now and then.
 TEST(SampleQueueTest, BehavesAsAPlainQueue) {
   for (const std::size_t capacity : {1u, 7u, 1000u, 1024u, 5000u, 70001u}) {

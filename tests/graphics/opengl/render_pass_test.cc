@@ -184,4 +184,27 @@ TEST_F(RenderPassTest, HostsContextIsLeftAloneWhereItsOwnCannotBeMadeCurrentAgai
   EXPECT_THAT(TakeLog(), ElementsAre("E: Failed to make the context current (EGL error 0x3000)"));
 }
 
+TEST_F(RenderPassTest, TellsWhatStandsBetweenAPassAndItsTarget) {
+  EXPECT_TRUE(RenderPass::DrawsWhole(*context()));
+  for (const GLenum state : {GL_BLEND, GL_COLOR_LOGIC_OP, GL_CULL_FACE, GL_RASTERIZER_DISCARD, GL_SCISSOR_TEST}) {
+    glEnable(state);
+    EXPECT_FALSE(RenderPass::DrawsWhole(*context())) << state;
+    glDisable(state);
+  }
+  glColorMask(GL_TRUE, GL_TRUE, GL_FALSE, GL_TRUE);
+  EXPECT_FALSE(RenderPass::DrawsWhole(*context()));
+  glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+  glPolygonMode(GL_FRONT_AND_BACK, GL_LINE);
+  EXPECT_FALSE(RenderPass::DrawsWhole(*context()));
+  glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
+  if (context()->has_samplers()) {
+    GLuint sampler = 0;
+    glGenSamplers(1, &sampler);
+    glBindSampler(0, sampler);
+    EXPECT_FALSE(RenderPass::DrawsWhole(*context()));
+    glDeleteSamplers(1, &sampler);
+  }
+  EXPECT_TRUE(RenderPass::DrawsWhole(*context()));
+}
+
 }  // namespace

@@ -47,6 +47,29 @@ TEST_F(ScopedDrawStateTest, APassInAPassLeavesTheOuterOnesTarget) {
   EXPECT_EQ(color[0], 0.0f);
 }
 
+TEST_F(ScopedDrawStateTest, TexturesOfTheFirstUnitsAreFoundAgain) {
+  const test::CurrentContext current(context());
+  GLuint textures[ScopedDrawState::kUnits];
+  glGenTextures(ScopedDrawState::kUnits, textures);
+  const auto bind = [](int unit, GLuint texture) {
+    glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + unit));
+    glBindTexture(GL_TEXTURE_2D, texture);
+  };
+  for (int unit = 0; unit < ScopedDrawState::kUnits; ++unit) bind(unit, textures[unit]);
+  glActiveTexture(GL_TEXTURE1);
+  {
+    const ScopedDrawState found(*context());
+    for (int unit = 0; unit < ScopedDrawState::kUnits; ++unit) bind(unit, 0);
+  }
+  EXPECT_EQ(Get(GL_ACTIVE_TEXTURE), GL_TEXTURE1);
+  for (int unit = 0; unit < ScopedDrawState::kUnits; ++unit) {
+    glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + unit));
+    EXPECT_EQ(Get(GL_TEXTURE_BINDING_2D), static_cast<GLint>(textures[unit])) << "unit " << unit;
+  }
+  glActiveTexture(GL_TEXTURE0);
+  glDeleteTextures(ScopedDrawState::kUnits, textures);
+}
+
 TEST_F(ScopedDrawStateTest, WhatStandsBetweenAPassAndItsTargetIsPutAsideAndBack) {
   const test::CurrentContext current(context());
   glEnable(GL_SCISSOR_TEST);
