@@ -174,6 +174,17 @@ TEST(RecursiveFairMutexTest, IsNotTakenAtOnceBeforeAWaiter) {
   EXPECT_EQ(order, "waiter back");
 }
 
+TEST(RecursiveFairMutexTest, IsRefusedAtOnceWhileOneWaits) {
+  RecursiveFairMutex mutex;
+  Lock(mutex);
+  {
+    const Waiter waiter([&] { const MutexLocker<RecursiveFairMutex> lock(mutex); });
+    EXPECT_FALSE(FreeForOthers(mutex));
+    Unlock(mutex);
+  }
+  EXPECT_TRUE(FreeForOthers(mutex));
+}
+
 TEST(RecursiveFairMutexTest, IsNotHeldInAForkByTheThreadThatHeldIt) {
   RecursiveFairMutex mutex;
   Lock(mutex);

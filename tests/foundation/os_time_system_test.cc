@@ -69,6 +69,12 @@ TEST_F(OsSleepTest, PreciseSleepIsSplitIntoSecondsAndNanoseconds) {
   EXPECT_THAT(requests_, ElementsAre(Pair(2, 500000007)));
 }
 
+TEST_F(OsSleepTest, PreciseSleepMayBeginWithinASecond) {
+  now_ = kNow + 300000000;
+  EXPECT_TRUE(os::SleepToNs(kNow + 2500000007));
+  EXPECT_THAT(requests_, ElementsAre(Pair(2, 200000007)));
+}
+
 TEST_F(OsSleepTest, InterruptedPreciseSleepGoesOnForWhatIsLeft) {
   interruptions_ = {{0, 3}, {1, 4}};
   EXPECT_TRUE(os::SleepToNs(kNow + 2500000007));

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -58,6 +59,17 @@ TEST(PageMemoryTest, TheLastPageIsWholeWhereTheMemoryEnds) {
   std::fill_n(Bytes(memory), 3 * kPage + 7, 5);
   memory.GiveBack(2 * kPage, 3 * kPage + 7);
   EXPECT_EQ(PagesInUse(memory, 4), 2u);
+}
+
+TEST(PageMemoryTest, GoesBackToTheSystem) {
+  const void* bytes = nullptr;
+  {
+    PageMemory memory(3 * kPage);
+    bytes = memory.data();
+  }
+  unsigned char in_use[3];
+  EXPECT_EQ(mincore(const_cast<void*>(bytes), sizeof(in_use) * kPage, in_use), -1) << "something is mapped there";
+  EXPECT_EQ(errno, ENOMEM);
 }
 
 TEST(PageMemoryTest, ThereIsNoneForNoBytesAndForTooMany) {

@@ -15,6 +15,12 @@ int __wrap_clock_gettime(clockid_t clock, timespec* now) {
   return answer && clock == CLOCK_MONOTONIC ? answer(now) : __real_clock_gettime(clock, now);
 }
 
+int __real_sched_setscheduler(pid_t process, int policy, const sched_param* parameters);
+int __wrap_sched_setscheduler(pid_t process, int policy, const sched_param* parameters) {
+  const auto& answer = system_calls().sched_setscheduler;
+  return answer ? answer(policy, parameters) : __real_sched_setscheduler(process, policy, parameters);
+}
+
 int __real_gettimeofday(timeval* now, void* zone);
 int __wrap_gettimeofday(timeval* now, void* zone) {
   const auto& answer = system_calls().gettimeofday;

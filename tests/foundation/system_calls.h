@@ -6,6 +6,7 @@
 #define QUARN_TESTS_FOUNDATION_SYSTEM_CALLS_H_
 
 #include <pthread.h>
+#include <sched.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -27,6 +28,7 @@ struct SystemCalls {
   std::function<int(pthread_t* thread, void* (*entry)(void*), void* arg)> pthread_create;
   std::function<int(pthread_t thread)> pthread_join;
   std::function<int(pthread_mutex_t* mutex)> pthread_mutex_init;
+  std::function<int(int policy, const sched_param* parameters)> sched_setscheduler;
   std::function<void*(std::size_t size)> new_nothrow;
 };
 

@@ -91,4 +91,22 @@ TEST(ThreadSystemTest, DestructorDoesNotJoin) {
   EXPECT_EQ(run.runs, 1);
 }
 
+TEST(ThreadSystemTest, RealtimeIsAskedForAndAnsweredWithTheSystemsReason) {
+  ScopedSystemCalls scope;
+  int result = 0, policy = -1;
+  system_calls().sched_setscheduler = [&](int asked, const sched_param*) {
+    policy = asked;
+    if (result != 0) errno = EPERM;
+    return result;
+  };
+  for (const bool realtime : {true, false}) {
+    errno = EINTR;  // Of another call.
+    result = 0;
+    EXPECT_EQ(SetThisThreadRealtime(realtime), 0);
+    EXPECT_EQ(policy, realtime ? SCHED_RR | SCHED_RESET_ON_FORK : SCHED_OTHER);
+    result = -1;
+    EXPECT_EQ(SetThisThreadRealtime(realtime), EPERM);
+  }
+}
+
 }  // namespace

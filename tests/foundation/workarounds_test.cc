@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdlib>
 #include <string>
 
 #include "tests/support/log_capture.h"
@@ -52,6 +54,23 @@ TEST_F(WorkaroundsTest, UnknownNamesAreToldOf) {
                 "QUARN_WORKAROUNDS names no workaround by \"" + name + "\": it takes -name,-name,..."};
   };
   EXPECT_THAT(log_.Lines(), ElementsAre(complaint("glx-aside"), complaint("-glx"), complaint("-")));
+}
+
+// In a process of its own, which has not read the variable yet.
+TEST_F(WorkaroundsTest, AreUsedAsTheEnvironmentHadItFirst) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto used = [] {
+    std::uint32_t bits = 0;
+    for (int i = 0; i < 8; ++i) bits |= IsUsed(static_cast<Workaround>(i)) ? 1u << i : 0u;
+    return bits;
+  };
+  const auto read_twice = [&] {
+    setenv("QUARN_WORKAROUNDS", "-glx-aside", 1);
+    const std::uint32_t first = used();
+    setenv("QUARN_WORKAROUNDS", "-draw-to-back", 1);
+    std::exit(first == (kAll & ~Bit(Workaround::kGlxAside)) && used() == first ? 0 : 1);
+  };
+  EXPECT_EXIT(read_twice(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -65,12 +65,16 @@ TEST_F(WorkerTest, WaitsInVainOnceAndAgainWhenEverythingIsDone) {
   EXPECT_FALSE(worker_.lags());
   EXPECT_FALSE(worker_.WaitFor(blocker.number(), 1ms));
   EXPECT_TRUE(worker_.lags());
-  bool done = false;
-  const std::uint64_t next = worker_.Post([&] { done = true; });
+  bool done = false, lagged = false;
+  const std::uint64_t next = worker_.Post([&] {
+    lagged = worker_.lags();
+    done = true;
+  });
   EXPECT_FALSE(worker_.WaitFor(next, kLong)) << "it waits although it knows better";
   blocker.Leave();
   while (worker_.lags()) std::this_thread::yield();
   EXPECT_TRUE(done) << "what was queued meanwhile is done too";
+  EXPECT_TRUE(lagged) << "what was queued meanwhile was not done yet";
   EXPECT_TRUE(worker_.WaitFor(worker_.Post([] {}), kLong));
 }
 
@@ -128,6 +132,17 @@ TEST(WorkerEndTest, CallsTheHookOnTheThreadAfterTheLastWork) {
   EXPECT_EQ(ended_before, std::thread::id());
   worker.Stop();
   EXPECT_EQ(ended_on, worked_on);
+}
+
+// Whatever the hook waits for may want the worker.
+TEST(WorkerEndTest, HooksMayCallTheWorker) {
+  static Worker* ending = nullptr;
+  static std::uint64_t posted = 1;
+  Worker worker({"quarn-test", "Test work", nullptr, [] { posted = ending->Post([] {}); }});
+  ending = &worker;
+  EXPECT_TRUE(worker.WaitFor(worker.Post([] {}), kLong));
+  worker.Stop();
+  EXPECT_EQ(posted, 0u) << "it takes no more";
 }
 
 TEST(WorkerEndTest, CallsNoHookWithoutAThread) {
