@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "foundation/logger.h"
 #include "graphics/opengl/gl_error.h"
 #include "graphics/opengl/scoped_binding.h"
 
@@ -34,7 +35,11 @@ bool GraphicsConstantBufferGL::Init() {
 bool GraphicsConstantBufferGL::Create() {
   Delete();
   glGenBuffers(1, &buffer_);
-  if (buffer_) Upload();
+  if (buffer_) {
+    Upload();
+  } else {
+    Logger::default_logger()->Error("A constant buffer of %u bytes cannot be made: GL has no buffer for it", size_);
+  }
   return buffer_ != 0;
 }
 

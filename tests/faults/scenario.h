@@ -42,8 +42,9 @@ struct Scenario {
 std::vector<Scenario> DeviceScenarios();
 std::vector<Scenario> PictureScenarios();
 std::vector<Scenario> SoundScenarios();
-// `display`: of the X server that the windows are on.
+// On the X server that DISPLAY names.
 std::vector<Scenario> ViewScenarios();
+std::vector<Scenario> WaylandScenarios();  // None in a build without.
 
 }  // namespace faults
 

@@ -140,8 +140,12 @@ bool Receive(int pipe, Verdict* verdict) {
 
 bool WindowsAreGone() {
   const std::string log = Log("");
-  return log.find("A view cannot be shown: there is no X11 display") != std::string::npos ||
-         log.find("The X server is gone: views show nothing any more") != std::string::npos;
+  for (const char* const line :
+       {"A view cannot be shown: there is no X11 display", "The X server is gone: views show nothing any more",
+        "The Wayland compositor is gone: views show nothing any more"}) {
+    if (log.find(line) != std::string::npos) return true;
+  }
+  return false;
 }
 
 Digest DigestOf(const void* data, std::size_t size, Digest before) {

@@ -18,6 +18,7 @@ std::mutex mutex;
 std::string missing;
 std::map<std::string, int> living;
 std::atomic<bool> has_threads{true};
+std::atomic<int> full{0};
 
 bool IsMissing(const wl_interface* interface) {
   const std::lock_guard<std::mutex> lock(mutex);
@@ -48,6 +49,13 @@ wl_proxy* __wrap_wl_proxy_marshal_flags(wl_proxy* proxy, std::uint32_t request, 
   return wl_proxy_marshal_array_flags(proxy, request, interface, version, flags, arguments.values);
 }
 
+int __real_wl_display_flush(wl_display* display);
+int __wrap_wl_display_flush(wl_display* display) {
+  if (full == 0 || full-- == 0) return __real_wl_display_flush(display);
+  errno = EAGAIN;
+  return -1;
+}
+
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* arg);
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* arg) {
   return has_threads ? __real_pthread_create(thread, attributes, entry, arg) : EAGAIN;
@@ -71,6 +79,10 @@ int Living(const std::string& interface) {
   const std::lock_guard<std::mutex> lock(mutex);
   return living[interface];
 }
+
+FullConnection::FullConnection(int calls) { full = calls; }
+
+FullConnection::~FullConnection() { full = 0; }
 
 NoThreads::NoThreads() { has_threads = false; }
 

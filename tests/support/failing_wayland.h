@@ -1,5 +1,5 @@
 // Lets calls fail that the library makes of libwayland-client, and the making of threads. For tests that link the
-// library's layers, with --wrap=wl_proxy_marshal_flags and --wrap=pthread_create.
+// library's layers, with --wrap for pthread_create, wl_display_flush and wl_proxy_marshal_flags.
 #ifndef QUARN_TESTS_SUPPORT_FAILING_WAYLAND_H_
 #define QUARN_TESTS_SUPPORT_FAILING_WAYLAND_H_
 
@@ -18,6 +18,15 @@ class NoneOfInterface {
 
 // How many objects of that interface there are whose end is a request.
 int Living(const std::string& interface);
+
+// While one lives, as many calls that send requests find the connection full. One at a time.
+class FullConnection {
+ public:
+  explicit FullConnection(int calls);
+  ~FullConnection();
+  FullConnection(const FullConnection&) = delete;
+  FullConnection& operator=(const FullConnection&) = delete;
+};
 
 // While one lives, no thread can be made. One at a time.
 class NoThreads {

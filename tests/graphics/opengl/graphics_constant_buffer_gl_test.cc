@@ -241,6 +241,7 @@ TEST_F(GraphicsConstantBufferGLTest, AnotherInitMakesTheBufferAnew) {
     EXPECT_EQ(gl_spy::LiveObjects(), objects + 1);
     gl_spy::faults().gen_buffers = true;
     EXPECT_FALSE(buffer.Init());
+    EXPECT_EQ(TakeLog().size(), 1u);
     gl_spy::faults().gen_buffers = false;
     const test::CurrentContext current(context());
     EXPECT_FALSE(buffer.Bind(0));
@@ -252,6 +253,7 @@ TEST_F(GraphicsConstantBufferGLTest, InitFailsWithoutAName) {
   gl_spy::faults().gen_buffers = true;
   GraphicsConstantBufferGL buffer(context(), 16);
   EXPECT_FALSE(buffer.Init());
+  EXPECT_THAT(TakeLog(), ElementsAre("E: A constant buffer of 16 bytes cannot be made: GL has no buffer for it"));
   EXPECT_FALSE(buffer.Bind(0));
 }
 

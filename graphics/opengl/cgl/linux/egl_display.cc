@@ -44,9 +44,11 @@ void ChooseWindowConfig(WindowSystem* window_system, EglDisplay* display) {
     if (fit == WindowSystem::Fit::kNone) continue;
     // The first that fits is taken, and gives way only to one that fits best.
     if (display->window_system && fit != WindowSystem::Fit::kBest) continue;
+    EGLint visual = 0;
+    if (!eglGetConfigAttrib(display->display, configs[i], EGL_NATIVE_VISUAL_ID, &visual)) continue;
     display->window_system = window_system;
     display->window_config = configs[i];
-    eglGetConfigAttrib(display->display, configs[i], EGL_NATIVE_VISUAL_ID, &display->window_visual);
+    display->window_visual = visual;
     if (fit == WindowSystem::Fit::kBest) return;
   }
 }

@@ -1,10 +1,11 @@
-// Locks whose making nobody looks at: it must not be able to fail.
+// Mutexes, and the other locks whose making nobody looks at: it must not be able to fail.
+#include "foundation/mutex.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
 
 #include "foundation/event.h"
-#include "foundation/mutex.h"
 #include "foundation/rw_mutex.h"
 #include "foundation/semaphore.h"
 #include "tests/foundation/system_calls.h"
@@ -13,7 +14,7 @@
 namespace {
 
 // Has all functions that make a lock fail, and counts them.
-class LocksSystemTest : public testing::Test {
+class MutexSystemTest : public testing::Test {
  protected:
   void LetNoLockBeMade() {
     const auto fail = [this](auto*) { return ++calls_, ENOMEM; };
@@ -27,7 +28,7 @@ class LocksSystemTest : public testing::Test {
   int calls_ = 0;
 };
 
-TEST_F(LocksSystemTest, NeedNoCallThatMayFail) {
+TEST_F(MutexSystemTest, NeedsNoCallThatMayFail) {
   LetNoLockBeMade();
   Mutex mutex;
   RWMutex rw_mutex;
@@ -43,7 +44,7 @@ TEST_F(LocksSystemTest, NeedNoCallThatMayFail) {
 }
 
 // A fork makes them anew, for who held them may not be there.
-TEST_F(LocksSystemTest, NeedNoneInAForkEither) {
+TEST_F(MutexSystemTest, NeedsNoneInAForkEither) {
   Mutex mutex;
   RWMutex rw_mutex;
   Event event(true);
