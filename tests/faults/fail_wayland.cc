@@ -6,8 +6,10 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 
 #include "tests/faults/lost_connections.h"
+#include "tests/faults/scenario.h"
 #include "tests/faults/stub.h"
 #include "tests/support/wayland_arguments.h"
 
@@ -28,6 +30,22 @@ R* NoMemory() {
   return Refuse<R*>(ENOMEM, nullptr);
 }
 
+std::atomic<int> window_objects{0};
+
+// All else is the connection's, and stays.
+bool IsForAWindow(const char* interface) {
+  for (const char* const name :
+       {"wl_surface", "wl_subsurface", "wl_region", "wl_callback", "wp_viewport", "wp_fractional_scale_v1"}) {
+    if (std::strcmp(interface, name) == 0) return true;
+  }
+  return false;
+}
+
+void Destroy(wl_proxy* proxy) {
+  if (IsForAWindow(wl_proxy_get_class(proxy))) --window_objects;
+  wl_proxy_destroy(proxy);
+}
+
 // With it the library begins to use a connection.
 wl_event_queue* CreateQueue(wl_display* display) {
   connection = display;
@@ -43,10 +61,14 @@ wl_proxy* Marshal(wl_proxy* proxy, std::uint32_t request, const wl_interface* in
   va_start(list, flags);
   test::WaylandArguments arguments = test::TakeWaylandArguments(proxy, request, list);
   va_end(list);
+  if (interface && IsForAWindow(interface->name)) ++window_objects;
+  if ((flags & WL_MARSHAL_FLAG_DESTROY) && IsForAWindow(wl_proxy_get_class(proxy))) --window_objects;
   return wl_proxy_marshal_array_flags(proxy, request, interface, version, flags, arguments.values);
 }
 
 }  // namespace
+
+int WindowObjects() { return window_objects; }
 
 bool MayLoseWayland(const char* name) {
   wl_display* const present = connection;
@@ -63,6 +85,7 @@ std::vector<Import> WaylandImports() {
   return {
       create_queue,
       {"wl_proxy_marshal_flags", reinterpret_cast<void*>(&Marshal)},
+      {"wl_proxy_destroy", reinterpret_cast<void*>(&Destroy)},
       ANSWER(wl_proxy_create_wrapper, NoMemory<void>()),
       ANSWER(wl_egl_window_create, NoMemory<wl_egl_window>()),
       ANSWER(wl_display_flush, Refuse(EAGAIN, -1)),
@@ -81,7 +104,6 @@ std::vector<Import> WaylandImports() {
       NEVER(wl_egl_window_resize),
       NEVER(wl_event_queue_destroy),
       NEVER(wl_proxy_add_listener),
-      NEVER(wl_proxy_destroy),
       NEVER(wl_proxy_get_class),
       NEVER(wl_proxy_get_version),
       NEVER(wl_proxy_set_queue),

@@ -30,6 +30,9 @@ class Host {
   virtual bool WorksWithoutWindows() { return false; }
 };
 
+// How many objects the library has at the Wayland compositor's for its windows: none without windows.
+int WindowObjects();
+
 // Whether the log has said that the process shows no windows any more.
 bool WindowsAreGone();
 

@@ -6,6 +6,7 @@
 namespace faults {
 
 bool MayLoseWayland(const char* /*name*/) { return false; }
+int WindowObjects() { return 0; }
 std::vector<Import> WaylandImports() { return {}; }
 std::vector<Scenario> WaylandScenarios() { return {}; }
 
