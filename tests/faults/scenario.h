@@ -33,6 +33,8 @@ class Host {
 // How many objects the library has at the Wayland compositor's for its windows: none without windows.
 int WindowObjects();
 
+// Whether the log has said nothing at all.
+bool NothingWasSaid();
 // Whether the log has said that the process shows no windows any more.
 bool WindowsAreGone();
 

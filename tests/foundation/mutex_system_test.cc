@@ -34,10 +34,7 @@ TEST_F(MutexSystemTest, NeedsNoCallThatMayFail) {
   RWMutex rw_mutex;
   Event event(true);
   ASSERT_EQ(calls_, 0);
-  {
-    const MutexLocker<Mutex> lock(mutex);
-    const MutexLocker<Mutex> again(mutex);
-  }
+  { const MutexLocker<Mutex> lock(mutex); }
   { const WriteLocker lock(rw_mutex); }
   event.Signal();
   EXPECT_FALSE(event.TimedWait(60000));
