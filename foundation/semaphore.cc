@@ -56,7 +56,7 @@ class SemaphoreImpl {
   void Lock() {
     // A fork has none of the threads that waited.
     renewal_.Check([this] {
-      pthread_mutex_init(&mutex_, nullptr);
+      mutex_ = pthread_mutex_t PTHREAD_MUTEX_INITIALIZER;  // The function may fail, and there is nobody to tell.
       first_ = nullptr;
       end_ = &first_;
     });

@@ -28,9 +28,14 @@ bool Compile(GLuint shader, const char* source, std::string* log) {
   return false;
 }
 
-// Returns 0 when linking fails.
-GLuint Link(GLuint vertex, GLuint fragment) {
+// Returns 0 when linking fails; *lacked_memory tells whether there was no program to link.
+GLuint Link(GLuint vertex, GLuint fragment, bool* lacked_memory) {
   const GLuint program = glCreateProgram();
+  if (!program) {
+    *lacked_memory = true;
+    Logger::default_logger()->Error("CreateProgram linked error");
+    return 0;
+  }
   glAttachShader(program, vertex);
   glAttachShader(program, fragment);
   glBindAttribLocation(program, GraphicsShaderGL::kPositionLocation, "a_pos");
@@ -70,13 +75,13 @@ bool GraphicsShaderGL::Init(const char* vertex_source, const char* fragment_sour
   } else if (!Compile(fragment, fragment_source, &log)) {
     if (!log.empty()) Logger::default_logger()->Error("Error compiling fragment shader:%s\n", log.c_str());
   } else {
-    program_ = Link(vertex, fragment);
+    program_ = Link(vertex, fragment, &lacked_memory_);
   }
   glDeleteShader(vertex);
   glDeleteShader(fragment);
   if (program_) {
     LookUpBindings();
-  } else {
+  } else if (!lacked_memory_) {
     lacked_memory_ = !vertex || !fragment || CheckGLError(__FILE__, __LINE__) == GL_OUT_OF_MEMORY;
   }
   return program_ != 0;

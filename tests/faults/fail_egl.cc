@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "tests/faults/fail_x11.h"
+#include "tests/faults/lost_connections.h"
 #include "tests/faults/stub.h"
 
 namespace faults {

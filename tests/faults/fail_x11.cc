@@ -1,6 +1,4 @@
 // How requests to an X server fail, and how it goes away.
-#include "tests/faults/fail_x11.h"
-
 #include <sys/socket.h>
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
@@ -8,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "tests/faults/lost_connections.h"
 #include "tests/faults/stub.h"
 
 namespace faults {
@@ -50,7 +49,7 @@ Reply* Lost(Reply* reply) {
 
 }  // namespace
 
-bool MayLoseConnection(const char* name) {
+bool MayLoseX11(const char* name) {
   xcb_connection_t* const present = connection;
   if (present && Decide(kX11Lost, name) == Fate::kFails) {
     shutdown(xcb_get_file_descriptor(present), SHUT_RDWR);
@@ -58,14 +57,14 @@ bool MayLoseConnection(const char* name) {
   return false;
 }
 
-#define REQUEST(function) QUARN_FAULT_ANSWER(function, kX11, MayLoseConnection, BadRequest())
+#define REQUEST(function) QUARN_FAULT_ANSWER(function, kX11, MayLoseX11, BadRequest())
 // Of requests whose answer nobody waits for, since the window may go at any time: they may be lost, not refused.
-#define UNHEARD(function) QUARN_FAULT(function, kX11, MayLoseConnection, nullptr)
-#define ANSWER(function, answer) QUARN_FAULT_ANSWER(function, kX11, MayLoseConnection, answer)
+#define UNHEARD(function) QUARN_FAULT(function, kX11, MayLoseX11, nullptr)
+#define ANSWER(function, answer) QUARN_FAULT_ANSWER(function, kX11, MayLoseX11, answer)
 // Of functions that ask nothing of the server: to them a loss is none yet.
 #define LOCAL(function, answer) QUARN_FAULT_ANSWER(function, kX11, nullptr, answer)
 #define REPLY(function) \
-  QUARN_FAULT(function, kX11, MayLoseConnection, [](auto... arguments) { return Lost(function(arguments...)); })
+  QUARN_FAULT(function, kX11, MayLoseX11, [](auto... arguments) { return Lost(function(arguments...)); })
 
 std::vector<Import> X11Imports() {
   Import connect = QUARN_FAULT(Connect, kX11, nullptr,
@@ -95,8 +94,8 @@ std::vector<Import> X11Imports() {
       ANSWER(xcb_poll_for_event, static_cast<xcb_generic_event_t*>(nullptr)),
       REPLY(xcb_get_geometry_reply),
       REPLY(xcb_get_window_attributes_reply),
-      QUARN_FAULT(xcb_request_check, kX11, MayLoseConnection, &CheckBadly),
-      QUARN_FAULT(xcb_discard_reply, kX11, MayLoseConnection, nullptr),
+      QUARN_FAULT(xcb_request_check, kX11, MayLoseX11, &CheckBadly),
+      QUARN_FAULT(xcb_discard_reply, kX11, MayLoseX11, nullptr),
   };
 }
 

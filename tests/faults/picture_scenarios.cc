@@ -178,10 +178,46 @@ class Filters : public SceneHost {
     filter_.reset();
     texture_.reset();
   }
+  Digest Work() override {
+    filter_->Resize(24, 12);
+    Frames();
+    filter_->Resize(16, 16);
+    return SceneHost::Work();
+  }
 
  private:
   std::unique_ptr<GsTexture> texture_;
   std::unique_ptr<Filter> filter_;
+};
+
+// An output of another size beside the first, as of a host whose user asks for it, and a picture that changes its own.
+class Resized : public SceneHost {
+ public:
+  Resized() : SceneHost(kGsFormatI420) {}
+  ~Resized() override { Empty(); }
+  Digest Work() override {
+    const std::vector<unsigned char> pixels = Pixels(12, 4, 4);
+    picture_->Update(pixels.data(), 48, 12, 4);
+    const Digest before = SceneHost::Work();
+    Digest smaller = kNothing;
+    {
+      Receiver receiver(scene(), kSide / 2, kSide / 4, kGsFormatI420, device());
+      receiver.Start();
+      Frames();
+      smaller = receiver.Take();
+    }
+    picture_->Update(pixels.data(), 24, 6, 4);
+    const Digest after = SceneHost::Work();
+    if (before == kNothing || smaller == kNothing || after == kNothing) return kNothing;
+    return DigestOf(&before, sizeof(before), DigestOf(&smaller, sizeof(smaller), after));
+  }
+
+ protected:
+  void Fill() override { picture_ = AddPicture(kSideF); }
+  void Empty() override { picture_ = nullptr; }
+
+ private:
+  scoped_refptr<GsPictureItem> picture_;
 };
 
 // Images of others', in memory and in files, of both layouts.
@@ -270,6 +306,7 @@ std::vector<Scenario> PictureScenarios() {
       MakeScenario<SceneHost>("picture", "i420", kGsFormatI420),
       MakeScenario<SceneHost>("picture", "nv12", kGsFormatNV12),
       MakeScenario<Textures>("picture", "texture"),
+      MakeScenario<Resized>("picture", "resized"),
   };
 }
 

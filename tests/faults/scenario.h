@@ -30,6 +30,11 @@ class Host {
   virtual bool WorksWithoutWindows() { return false; }
 };
 
+// How many objects the library has at the Wayland compositor's for its windows: none without windows.
+int WindowObjects();
+
+// Whether the log has said nothing at all.
+bool NothingWasSaid();
 // Whether the log has said that the process shows no windows any more.
 bool WindowsAreGone();
 
@@ -42,8 +47,9 @@ struct Scenario {
 std::vector<Scenario> DeviceScenarios();
 std::vector<Scenario> PictureScenarios();
 std::vector<Scenario> SoundScenarios();
-// `display`: of the X server that the windows are on.
+// On the X server that DISPLAY names.
 std::vector<Scenario> ViewScenarios();
+std::vector<Scenario> WaylandScenarios();  // None in a build without.
 
 }  // namespace faults
 

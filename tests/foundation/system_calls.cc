@@ -78,10 +78,28 @@ int __wrap_pthread_join(pthread_t thread, void** result) {
   return answer ? answer(thread) : __real_pthread_join(thread, result);
 }
 
+int __real_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes);
+int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
+  const auto& answer = system_calls().pthread_cond_init;
+  return answer ? answer(condition) : __real_pthread_cond_init(condition, attributes);
+}
+
 int __real_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes);
 int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
   const auto& answer = system_calls().pthread_mutex_init;
   return answer ? answer(mutex) : __real_pthread_mutex_init(mutex, attributes);
+}
+
+int __real_pthread_mutexattr_init(pthread_mutexattr_t* attributes);
+int __wrap_pthread_mutexattr_init(pthread_mutexattr_t* attributes) {
+  const auto& answer = system_calls().pthread_mutexattr_init;
+  return answer ? answer(attributes) : __real_pthread_mutexattr_init(attributes);
+}
+
+int __real_pthread_rwlock_init(pthread_rwlock_t* lock, const pthread_rwlockattr_t* attributes);
+int __wrap_pthread_rwlock_init(pthread_rwlock_t* lock, const pthread_rwlockattr_t* attributes) {
+  const auto& answer = system_calls().pthread_rwlock_init;
+  return answer ? answer(lock) : __real_pthread_rwlock_init(lock, attributes);
 }
 
 void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);

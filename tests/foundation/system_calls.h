@@ -27,8 +27,11 @@ struct SystemCalls {
   std::function<int(pthread_cond_t* condition, pthread_mutex_t* mutex)> pthread_cond_wait;
   std::function<int(pthread_t* thread, void* (*entry)(void*), void* arg)> pthread_create;
   std::function<int(pthread_t thread)> pthread_join;
+  std::function<int(pthread_cond_t* condition)> pthread_cond_init;
   std::function<int(pthread_mutex_t* mutex)> pthread_mutex_init;
   std::function<int(int policy, const sched_param* parameters)> sched_setscheduler;
+  std::function<int(pthread_mutexattr_t* attributes)> pthread_mutexattr_init;
+  std::function<int(pthread_rwlock_t* lock)> pthread_rwlock_init;
   std::function<void*(std::size_t size)> new_nothrow;
 };
 

@@ -168,7 +168,7 @@ void __wrap_glDeleteShader(GLuint shader) {
 GLuint __real_glCreateProgram();
 GLuint __wrap_glCreateProgram();
 GLuint __wrap_glCreateProgram() {
-  const GLuint name = __real_glCreateProgram();
+  const GLuint name = faults().create_program ? 0 : __real_glCreateProgram();
   gl_spy::AddObjects(1, &name);
   return name;
 }

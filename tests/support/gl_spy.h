@@ -18,6 +18,7 @@ struct Faults {
   bool gen_textures = false;                // glGenTextures yields 0.
   bool gen_framebuffers = false;            // glGenFramebuffers yields 0.
   bool gen_buffers = false;                 // glGenBuffers yields 0.
+  bool create_program = false;              // glCreateProgram yields 0.
   bool map_buffer = false;                  // glMapBufferRange yields null.
   bool make_current = false;                // eglMakeCurrent refuses every context.
   bool window_current = false;              // eglMakeCurrent refuses every context with a window.

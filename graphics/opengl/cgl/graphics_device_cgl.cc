@@ -110,6 +110,7 @@ GraphicsConstantBuffer* GraphicsDeviceCGL::CreateConstantBuffer(unsigned int siz
   auto buffer = data ? std::make_unique<GraphicsConstantBufferGL>(context_, data, size)
                      : std::make_unique<GraphicsConstantBufferGL>(context_, size);
   const bool ready = buffer->Init();
+  if (!ready) Logger::default_logger()->Error("A constant buffer of %u bytes could not be made", size);
   return ReadyOrNull(std::move(buffer), ready, ContextObject::Kind::kConstantBuffer);
 }
 

@@ -603,6 +603,14 @@ TEST_F(GraphicsContextGLTest, ABuiltInProgramForWhichThereWasNoMemoryIsTriedAgai
   EXPECT_EQ(TakeLog().size(), 3u);
   EXPECT_TRUE(context()->BindShader("to_bgra"));
   EXPECT_THAT(TakeLog(), IsEmpty());
+
+  // Not even for a program to link.
+  gl_spy::faults().create_program = true;
+  EXPECT_FALSE(context()->BindShader("to_y"));
+  EXPECT_THAT(TakeLog(), ElementsAre("E: CreateProgram linked error", "E: The program \"to_y\" could not be built"));
+  gl_spy::faults().create_program = false;
+  EXPECT_TRUE(context()->BindShader("to_y"));
+  EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(GraphicsContextGLTest, BuildingTheProgramsAgainKeepsTheFirstOnes) {

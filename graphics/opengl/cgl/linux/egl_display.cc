@@ -23,7 +23,8 @@ bool HasExtension(const char* extensions, const char* name) {
 }
 
 // Finds a configuration for windows, the one that suits the window system best. Without any the display has no windows.
-void ChooseWindowConfig(WindowSystem* window_system, EglDisplay* display) {
+// Returns false where EGL does not answer.
+bool ChooseWindowConfig(WindowSystem* window_system, EglDisplay* display) {
   const EGLint attributes[] = {EGL_SURFACE_TYPE,
                                EGL_WINDOW_BIT,
                                EGL_RENDERABLE_TYPE,
@@ -38,17 +39,20 @@ void ChooseWindowConfig(WindowSystem* window_system, EglDisplay* display) {
   constexpr EGLint kMaxConfigs = 256;
   EGLConfig configs[kMaxConfigs];
   EGLint count = 0;
-  if (!eglChooseConfig(display->display, attributes, configs, kMaxConfigs, &count)) return;
+  if (!eglChooseConfig(display->display, attributes, configs, kMaxConfigs, &count)) return false;
   for (EGLint i = 0; i < count; ++i) {
     const WindowSystem::Fit fit = window_system->FitOf(display->display, configs[i]);
     if (fit == WindowSystem::Fit::kNone) continue;
     // The first that fits is taken, and gives way only to one that fits best.
     if (display->window_system && fit != WindowSystem::Fit::kBest) continue;
+    EGLint visual = 0;
+    if (!eglGetConfigAttrib(display->display, configs[i], EGL_NATIVE_VISUAL_ID, &visual)) continue;
     display->window_system = window_system;
     display->window_config = configs[i];
-    eglGetConfigAttrib(display->display, configs[i], EGL_NATIVE_VISUAL_ID, &display->window_visual);
-    if (fit == WindowSystem::Fit::kBest) return;
+    display->window_visual = visual;
+    if (fit == WindowSystem::Fit::kBest) break;
   }
+  return true;
 }
 
 // Fills *result and returns true when contexts without a drawable can be made on the display.
@@ -60,7 +64,7 @@ bool OpenDisplay(EGLDisplay display, WindowSystem* window_system, EglDisplay* re
   *result = EglDisplay();
   result->display = display;
   result->flush_control = HasExtension(extensions, "EGL_KHR_context_flush_control");
-  if (window_system) ChooseWindowConfig(window_system, result);
+  if (window_system && !ChooseWindowConfig(window_system, result)) return false;
   if (HasExtension(extensions, "EGL_KHR_no_config_context")) return true;
   if (result->window_system) {
     result->config = result->window_config;
@@ -171,10 +175,11 @@ class DisplayChooser {
     }
     *error = NativeContext::Error::kNoPixelFormat;
     // Without an answer it is not known what there is, and the choice would be one for the process.
-    if (!eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS)) return EGL_NO_CONTEXT;
+    const char* const extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+    if (!extensions) return EGL_NO_CONTEXT;
     // The first display on which a context can really be made is the process's from then on.
-    if (const EGLContext context = TryWindowSystems(error)) return context;
-    if (const EGLContext context = TrySurfaceless(error)) return context;
+    if (const EGLContext context = TryWindowSystems(extensions, error)) return context;
+    if (const EGLContext context = TrySurfaceless(extensions, error)) return context;
     return TryDevices(error);
   }
 
@@ -201,19 +206,22 @@ class DisplayChooser {
     return Try(display, EGL_NO_CONTEXT, error);
   }
 
-  EGLContext TryWindowSystems(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+  EGLContext TryWindowSystems(const char* extensions, NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
     for (const WindowSystemKind& kind : kWindowSystems) {
-      if (!HasClientExtension(kind.egl_extension)) continue;
+      if (!HasExtension(extensions, kind.egl_extension)) continue;
       WindowSystem* const window_system = kind.open();
       if (!window_system) continue;
-      if (const EGLContext context = TryDisplay(window_system->egl_platform(), window_system, error)) return context;
+      // Twice: a driver that lacked memory for a moment would cost the process its windows for good.
+      for (int i = 0; i < 2; ++i) {
+        if (const EGLContext context = TryDisplay(window_system->egl_platform(), window_system, error)) return context;
+      }
       window_system->LogNoEgl();
     }
     return EGL_NO_CONTEXT;
   }
 
-  EGLContext TrySurfaceless(NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
-    if (!HasClientExtension("EGL_MESA_platform_surfaceless")) return EGL_NO_CONTEXT;
+  EGLContext TrySurfaceless(const char* extensions, NativeContext::Error* error) QUARN_REQUIRES(mutex_) {
+    if (!HasExtension(extensions, "EGL_MESA_platform_surfaceless")) return EGL_NO_CONTEXT;
     return TryDisplay({EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr}, nullptr, error);
   }
 

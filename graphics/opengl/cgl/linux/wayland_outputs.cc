@@ -3,6 +3,7 @@
 #include "graphics/opengl/cgl/linux/wayland_outputs.h"
 
 #include <algorithm>
+#include <new>
 
 #include "graphics/opengl/cgl/linux/wayland_scale.h"
 
@@ -71,7 +72,7 @@ void WaylandOutputs::Add(wl_registry* registry, std::uint32_t name, std::uint32_
   const std::uint32_t bound_version = std::min<std::uint32_t>(version, WL_OUTPUT_RELEASE_SINCE_VERSION);
   outputs_.reserve(outputs_.size() + 1);
   void* const bound = wl_registry_bind(registry, name, &wl_output_interface, bound_version);
-  if (!bound) return;
+  if (!bound) throw std::bad_alloc();
   outputs_.push_back(std::make_unique<Output>(static_cast<wl_output*>(bound), name));
   Output* const output = outputs_.back().get();
   wl_output_add_listener(output->output, &listener, output);

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "foundation/logger.h"
 #include "foundation/no_memory.h"
@@ -64,7 +65,8 @@ WaylandWindowSystem::~WaylandWindowSystem() {
 bool WaylandWindowSystem::FindGlobals() {
   static const wl_registry_listener listener = {&WaylandWindowSystem::OnGlobal, &WaylandWindowSystem::OnGlobalRemove};
   if (queue_ && display_on_queue_) registry_ = wl_display_get_registry(display_on_queue_);
-  if (registry_) wl_registry_add_listener(registry_, &listener, this);
+  if (!registry_) throw std::bad_alloc();
+  wl_registry_add_listener(registry_, &listener, this);
   if (!Roundtrip()) {
     LogNotTaken(wl_display_get_error(display_) ? "its connection is broken" : "its compositor does not answer");
     return false;
@@ -100,23 +102,23 @@ bool WaylandWindowSystem::MakeClearPixel() {
 bool WaylandWindowSystem::Roundtrip() {
   static const wl_callback_listener listener = {
       [](void* data, wl_callback*, std::uint32_t) { *static_cast<bool*>(data) = true; }};
-  if (!registry_) return false;
   wl_callback* const callback = wl_display_sync(display_on_queue_);
-  if (!callback) return false;
+  if (!callback) throw std::bad_alloc();
   bool done = false;
   wl_callback_add_listener(callback, &listener, &done);
   const std::uint64_t end_ns = os::GetTimeNs() + static_cast<std::uint64_t>(patience_ms_) * 1'000'000;
   while (!done && wl_display_get_error(display_) == 0) {
-    wl_display_flush(display_);
+    const bool full = wl_display_flush(display_) < 0 && errno == EAGAIN;
     if (wl_display_prepare_read_queue(display_, queue_) != 0) {
       wl_display_dispatch_queue_pending(display_, queue_);
       continue;
     }
     const std::uint64_t now_ns = os::GetTimeNs();
     const int left_ms = now_ns < end_ns ? static_cast<int>((end_ns - now_ns) / 1'000'000) : 0;
-    pollfd connection = {wl_display_get_fd(display_), POLLIN, 0};
+    // What it did not take is sent as soon as it takes more.
+    pollfd connection = {wl_display_get_fd(display_), static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), 0};
     const int ready = poll(&connection, 1, left_ms);
-    if (ready > 0) {
+    if (ready > 0 && connection.revents != POLLOUT) {
       wl_display_read_events(display_);
     } else {
       wl_display_cancel_read(display_);
@@ -139,7 +141,9 @@ void WaylandWindowSystem::Bind(std::uint32_t name, const char* interface, std::u
   // Each but the screens is there once, or at least one is enough.
   const auto bind = [&](auto* bound, const wl_interface& wanted, std::uint32_t highest) {
     if (bound || std::strcmp(interface, wanted.name) != 0) return bound;
-    return static_cast<decltype(bound)>(wl_registry_bind(registry_, name, &wanted, std::min(version, highest)));
+    void* const made = wl_registry_bind(registry_, name, &wanted, std::min(version, highest));
+    if (!made) throw std::bad_alloc();
+    return static_cast<decltype(bound)>(made);
   };
   compositor_ = bind(compositor_, wl_compositor_interface, kCompositorVersion);
   subcompositor_ = bind(subcompositor_, wl_subcompositor_interface, 1);

@@ -39,7 +39,7 @@ class WaylandWindowSystem : public WindowSystem {
   bool Poll() override;
   void LogNoEgl() const override;
 
-  // Whether the compositor answers now; the log says why not. Without windows; thread and blocks: as Open.
+  // Whether the compositor answers now; the log says why not. Without windows; thread, blocks and throws: as Open.
   bool Answers();
   // For the end of the process.
   void End() { reader_.End(); }
@@ -62,7 +62,7 @@ class WaylandWindowSystem : public WindowSystem {
  private:
   WaylandWindowSystem(wl_display* display, int patience_ms);
 
-  // The steps of Open; each says in the log what is missing.
+  // The steps of Open; each says in the log what is missing. Where libwayland makes no object, memory is.
   bool FindGlobals();
   bool MakeClearPixel();
   // Has the compositor answer to all that was asked, and takes the answers in.

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 
 #include "foundation/logger.h"
 #include "foundation/mutex.h"
@@ -37,13 +38,13 @@ WindowSystem* OpenX11WindowSystem() {
   MutexLocker<Mutex> lock(mutex.get());
   if (!opened) {
     int screen = 0;
-    xcb_connection_t* const connection = xcb_connect(nullptr, &screen);
-    if (xcb_connection_has_error(connection)) {
-      xcb_disconnect(connection);
-      return nullptr;
-    }
-    if (IsUsed(Workaround::kRequestLength)) xcb_get_maximum_request_length(connection);
-    opened = new X11WindowSystem(connection, screen);
+    // Until somebody owns it: memory may be missing.
+    std::unique_ptr<xcb_connection_t, void (*)(xcb_connection_t*)> connection(xcb_connect(nullptr, &screen),
+                                                                              &xcb_disconnect);
+    if (xcb_connection_has_error(connection.get())) return nullptr;
+    if (IsUsed(Workaround::kRequestLength)) xcb_get_maximum_request_length(connection.get());
+    opened = new X11WindowSystem(connection.get(), screen);
+    static_cast<void>(connection.release());  // The window system owns it.
   }
   return opened;
 }

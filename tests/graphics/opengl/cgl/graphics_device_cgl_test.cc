@@ -253,9 +253,16 @@ TEST_F(GraphicsDeviceCGLTest, FactoriesAnswerNullWhenTheirObjectsInitFails) {
   EXPECT_EQ(device()->CreateTexture(GraphicsFrame(kFormatRGBA, 4, 4)), nullptr);
   EXPECT_EQ(device()->CreateConstantBuffer(16, nullptr), nullptr);
   UnavailableContext(false);
-  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent));
+  EXPECT_THAT(TakeLog(), ElementsAre(kNotMadeCurrent, "E: A constant buffer of 16 bytes could not be made"));
   EXPECT_EQ(device()->CreateTexture(GraphicsFrame(kFormatBGRA, 4, 4)), nullptr);
   EXPECT_THAT(TakeLog(), IsEmpty()) << "a layout without a texture fails without a word";
+}
+
+TEST_F(GraphicsDeviceCGLTest, ConstantsThatCannotBeMadeAreToldOf) {
+  gl_spy::faults().gen_buffers = true;
+  EXPECT_EQ(device()->CreateConstantBuffer(16, nullptr), nullptr);
+  gl_spy::faults().gen_buffers = false;
+  EXPECT_THAT(TakeLog(), ElementsAre("E: A constant buffer of 16 bytes could not be made"));
 }
 
 TEST_F(GraphicsDeviceCGLTest, AddShaderPrefixesAndRegisters) {

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "tests/graphics/opengl/cgl/linux/wayland_test.h"
+#include "tests/support/failing_wayland.h"
 #include "tests/support/run_in_fork.h"
 
 namespace {
@@ -95,6 +96,25 @@ TEST_F(WaylandReaderTest, ListensAgainForTheNextWindow) {
   window_ = MakeWindow(40, 30, [&] { ++calls_; });
   Present(window_);
   EXPECT_FALSE(Ready(window_));
+  compositor_->SendFrames();
+  EXPECT_TRUE(compositor_->Comes([&] { return calls_ == 1; }));
+}
+
+TEST_F(WaylandReaderTest, IsTriedAgainWhereItsThreadCouldNotBeMade) {
+  Options options;
+  options.sends_frames = false;
+  Begin(options);
+  OnWindowThread([] {});  // That thread is there.
+  {
+    const test::NoThreads none;
+    window_ = MakeWindow(40, 30, [&] { ++calls_; });
+  }
+  ASSERT_NE(window_, nullptr);
+  EXPECT_EQ(TakeLog(),
+            (std::vector<std::string>{
+                "the thread that listens to the Wayland compositor could not be created: views do not change"}));
+  Present(window_);
+  EXPECT_FALSE(Ready(window_)) << "which is where it is tried again";
   compositor_->SendFrames();
   EXPECT_TRUE(compositor_->Comes([&] { return calls_ == 1; }));
 }

@@ -6,9 +6,11 @@
 #include <gmock/gmock.h>
 
 #include "tests/graphics/opengl/cgl/linux/wayland_test.h"
+#include "tests/support/failing_wayland.h"
 
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Fit = WindowSystem::Fit;
@@ -46,6 +48,34 @@ TEST_F(WaylandWindowSystemTest, RefusesAConnectionThatIsBrokenOrDoesNotAnswer) {
   EXPECT_THAT(Refusal(Options(), [&] { compositor_->Stop(); }),
               ElementsAre("The Wayland display is not taken: its compositor does not answer"));
   compositor_->GoOn();
+}
+
+TEST_F(WaylandWindowSystemTest, MissingMemoryIsNoRefusal) {
+  compositor_ = std::make_unique<test::ScriptedCompositor>();
+  host_ = std::make_unique<test::ScriptedClient>(compositor_.get());
+  for (const char* const part : {"wl_registry", "wl_callback"}) {
+    const test::NoneOfInterface none(part);
+    EXPECT_THROW(WaylandWindowSystem::Open(host_->display()), std::bad_alloc) << part;
+    EXPECT_THAT(TakeLog(), IsEmpty()) << part;
+  }
+  for (const char* const part : {"wl_compositor", "wl_output"}) {
+    const test::NoneOfInterface none(part);
+    WaylandWindowSystem::Open(host_->display());
+    EXPECT_THAT(TakeLog(), Contains("A global of the Wayland compositor comes to nothing: no memory")) << part;
+  }
+  system_ = WaylandWindowSystem::Open(host_->display());
+  ASSERT_NE(system_, nullptr);
+  const test::NoneOfInterface none("wl_callback");
+  EXPECT_THROW(system_->Answers(), std::bad_alloc);
+}
+
+TEST_F(WaylandWindowSystemTest, AConnectionThatIsFullForAMomentIsWrittenToAgain) {
+  compositor_ = std::make_unique<test::ScriptedCompositor>();
+  host_ = std::make_unique<test::ScriptedClient>(compositor_.get());
+  const test::FullConnection full(2);
+  system_ = WaylandWindowSystem::Open(host_->display());
+  EXPECT_NE(system_, nullptr);
+  EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
 TEST_F(WaylandWindowSystemTest, DoesWithoutAllElse) {

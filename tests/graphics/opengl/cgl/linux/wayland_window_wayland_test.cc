@@ -6,6 +6,7 @@
 #include <atomic>
 
 #include "tests/graphics/opengl/cgl/linux/wayland_test.h"
+#include "tests/support/failing_wayland.h"
 
 namespace {
 
@@ -295,6 +296,23 @@ TEST_F(WaylandWindowTest, SeveralShareASurface) {
     EXPECT_EQ(views[i].x, static_cast<int>(i));
     EXPECT_EQ(views[i].picture.width, static_cast<int>(10 + i));
   }
+}
+
+TEST_F(WaylandWindowTest, LeavesNothingBehindWhereMemoryIsMissingForAPart) {
+  Begin();
+  for (const char* const part : {"wl_surface", "wl_subsurface", "wl_region"}) {
+    {
+      const test::NoneOfInterface none(part);
+      EXPECT_EQ(MakeWindow(40, 30), nullptr) << part;
+    }
+    EXPECT_EQ(place_, Place::kNever) << part;
+    EXPECT_THAT(TakeLog(), ElementsAre("A view cannot be shown: no surface of its own inside its window")) << part;
+    EXPECT_EQ(test::Living("wl_surface"), 1) << "the host's, without " << part;
+    EXPECT_EQ(test::Living("wl_subsurface"), 0) << part;
+    EXPECT_EQ(test::Living("wl_region"), 0) << part;
+  }
+  EXPECT_NE(MakeWindow(40, 30), nullptr);
+  EXPECT_EQ(test::Living("wl_region"), 0);
 }
 
 }  // namespace
