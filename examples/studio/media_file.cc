@@ -175,11 +175,6 @@ AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream
   const AVCodec* const decoder = FindDecoder(of);
   const std::string type = of->codecpar->codec_type == AVMEDIA_TYPE_AUDIO ? "sound" : "pictures";
   if (!decoder) throw Error("cannot decode " + file + ": no decoder for its " + type);
-  const AVCodecParameters* const is = of->codecpar;
-  if (std::int64_t{is->width} * is->height > MaxPixels(is->codec_id)) {
-    throw Error("cannot decode " + file + ": its pictures have " + std::to_string(is->width) + "x" +
-                std::to_string(is->height) + " pixels: there may be " + std::to_string(MaxPixels(is->codec_id)));
-  }
   AvCodec codec(avcodec_alloc_context3(decoder));
   avcodec_parameters_to_context(codec.get(), of->codecpar);
   codec->pkt_timebase = of->time_base;
