@@ -8,6 +8,7 @@
 
 #include "studio/error.h"
 #include "studio/media_span.h"
+#include "studio/placement.h"
 #include "tests/examples/example_program.h"
 #include "tests/support/made_matroska.h"
 
@@ -183,6 +184,14 @@ TEST_F(MediaReaderTest, EveryPassLasts) {
     EXPECT_EQ(Times(&reader).size(), pass == 0 ? 2u : 0u);
     EXPECT_FALSE(reader.Rewind());
   }
+}
+
+TEST_F(MediaReaderTest, NoSideFollowsFurtherThanFloatsCount) {
+  Layer layer;
+  layer.size = Size{8192, 0};
+  EXPECT_EQ(DrawnSize(layer, Size{1, 1 << 20}).height, 1 << 24);
+  EXPECT_EQ(DrawnSize(layer, Size{1 << 20, 1}).height, 1);
+  EXPECT_EQ(DrawnSize(layer, Size{16, 9}).height, 4608);
 }
 
 TEST_F(MediaReaderTest, PixelsAreNotOfAnyShape) {
