@@ -62,14 +62,15 @@ class Pipe {
 };
 
 // What a stream may lead to, apart from the protocol of its own address: other addresses, and no files.
-constexpr char kStreamProtocols[] = "http,https,httpproxy,tls,tcp,udp,udplite,rtp,srtp,crypto,data,ffrtmphttp,ffrtmpcrypt";
+constexpr char kStreamProtocols[] =
+    "http,https,httpproxy,tls,tcp,udp,udplite,rtp,srtp,crypto,data,ffrtmphttp,ffrtmpcrypt";
 constexpr char kNoProtocol[] = "none";
 
 bool IsUrl(const std::string& file) { return file.find("://") != std::string::npos; }
 bool IsFileUrl(const std::string& file) { return file.rfind("file://", 0) == 0; }
 
-// What a media is read from. Its bytes may ask for other files and addresses, as playlists do: those of a file or a pipe
-// get none, for whoever named it has named that alone.
+// What a media is read from. Its bytes may ask for other files and addresses, as playlists do: those of a file or a
+// pipe get none, for whoever named it has named that alone.
 struct Source {
   std::string name;  // As FFmpeg has it.
   std::unique_ptr<Pipe> pipe;

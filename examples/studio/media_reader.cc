@@ -187,8 +187,7 @@ std::int64_t MediaReader::MediaTime(std::int64_t time_ns) const {
 
 std::int64_t MediaReader::FrameTime() {
   if (frame_->best_effort_timestamp == AV_NOPTS_VALUE) return next_ns_;
-  const std::int64_t media_ns =
-      MediaNs(frame_->best_effort_timestamp, format_->streams[stream_]->time_base);
+  const std::int64_t media_ns = MediaNs(frame_->best_effort_timestamp, format_->streams[stream_]->time_base);
   if (origin_ns_ == AV_NOPTS_VALUE) origin_ns_ = media_ns;
   return LimitedNs(pass_begin_ns_ + SinceNs(media_ns, origin_ns_) - trim_start_ns_);
 }

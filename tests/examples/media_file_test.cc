@@ -83,7 +83,8 @@ TEST_F(MediaFileTest, AFileOpensNoOther) {
   EXPECT_EQ(ErrorOf("file://" + Path("list.m3u8")), "cannot open file://" + Path("list.m3u8") + kElsewhere);
   Write("list.ffconcat", "ffconcat version 1.0\nfile clip.ts\n");
   EXPECT_EQ(ErrorOf(Path("list.ffconcat")).rfind("cannot open ", 0), 0u);
-  for (const std::string& name : {"concat:" + Path("clip.ts") + "|://", "subfile,,start,0,end,0,,:://" + Path("clip.ts")}) {
+  for (const std::string& name :
+       {"concat:" + Path("clip.ts") + "|://", "subfile,,start,0,end,0,,:://" + Path("clip.ts")}) {
     EXPECT_NE(ErrorOf(name), "opened");
   }
 }
@@ -92,8 +93,9 @@ TEST_F(MediaFileTest, AFileOpensNoAddress) {
   const Server server;
   Write("list.m3u8", Playlist("http://" + server.address() + "/clip.ts"));
   EXPECT_EQ(ErrorOf(Path("list.m3u8")), "cannot open " + Path("list.m3u8") + kElsewhere);
-  Write("call.sdp", "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=-\nc=IN IP4 127.0.0.1\nt=0 0\nm=video 9 RTP/AVP 96\n"
-                    "a=rtpmap:96 H264/90000\n");
+  Write("call.sdp",
+        "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=-\nc=IN IP4 127.0.0.1\nt=0 0\nm=video 9 RTP/AVP 96\n"
+        "a=rtpmap:96 H264/90000\n");
   EXPECT_EQ(ErrorOf(Path("call.sdp")).rfind("cannot open ", 0), 0u);
   EXPECT_FALSE(server.HasVisitor());
 }

@@ -36,7 +36,9 @@ TEST(TextPictureTest, NoTextIsTooLargeToBeRefused) {
 }
 
 TEST(TextPictureTest, WhatIsPrintedTellsNoTerminalWhatToDo) {
-  EXPECT_EQ(Printable("cannot open \x1b[31ma\rb\x7f.png: \xc3\xa4\xc2\x9b" "1m\n"), "cannot open ?[31ma?b?.png: \xc3\xa4?1m\n");
+  EXPECT_EQ(Printable("cannot open \x1b[31ma\rb\x7f.png: \xc3\xa4\xc2\x9b"
+                      "1m\n"),
+            "cannot open ?[31ma?b?.png: \xc3\xa4?1m\n");
   EXPECT_EQ(Printable("\xc2"), "\xc2");
   EXPECT_EQ(Printable(""), "");
 }

@@ -1,5 +1,5 @@
-// Media files that are damaged, or made of any numbers: they are refused with an Error, or read to an end, as a picture, a
-// video and a sound.
+// Media files that are damaged, or made of any numbers: they are refused with an Error, or read to an end, as a
+// picture, a video and a sound.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kMostPictures = 12;
 constexpr int kMostBlocks = 24;
-constexpr std::size_t kMostMemory = 256u << 20;
+constexpr std::size_t kMostMemory = 64u << 20;  // Larger pictures only take longer.
 
 // The bytes as a file with a name. FFmpeg tells by them what it is.
 class File {
