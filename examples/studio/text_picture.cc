@@ -15,8 +15,6 @@ namespace {
 // What is larger is enlarged.
 constexpr int kMaxSide = 8192;  // What hardware of the OpenGL 3.2 class takes as a texture.
 constexpr double kMaxLetter = 2000;
-constexpr float kLongText = 100000;  // Bytes by pixels of a letter.
-constexpr float kSmallLetter = 8;
 
 struct Deleter {
   void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
@@ -89,21 +87,13 @@ Size TextSize(const Layer& layer) {
   if (!g_utf8_validate(layer.text.data(), static_cast<gssize>(layer.text.size()), nullptr)) {
     throw UsageError("layer text: is not UTF-8");
   }
-  // Pango has room for two million pixels. What may need more is set with small letters.
-  Layer measured = layer;
-  const bool is_long = static_cast<float>(layer.text.size()) * layer.letter_px > kLongText;
-  if (is_long) measured.letter_px = std::min(layer.letter_px, kSmallLetter);
-  const Canvas canvas(measured, Size{1, 1});
-  const float scale = layer.letter_px / measured.letter_px;
-  const auto side = [scale](int of) { return std::max(1, static_cast<int>(static_cast<float>(of) * scale)); };
-  const Size size{side(canvas.extents.width), side(canvas.extents.height)};
+  const Canvas canvas(layer, Size{1, 1});
+  const Size size{std::max(1, canvas.extents.width), std::max(1, canvas.extents.height)};
   if (size.width > kMaxSide || size.height > kMaxSide) {
     throw UsageError("layer text \"" + Shortened(layer.text) + "\" would be " + std::to_string(size.width) + "x" +
                      std::to_string(size.height) + " pixels: each side must be at most " + std::to_string(kMaxSide));
   }
-  if (!is_long) return size;
-  const Canvas whole(layer, Size{1, 1});
-  return Size{std::max(1, whole.extents.width), std::max(1, whole.extents.height)};
+  return size;
 }
 
 Picture TextPicture(const Layer& layer, Size natural, Size drawn) {

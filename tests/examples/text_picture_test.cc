@@ -24,7 +24,7 @@ std::string SizeOf(std::size_t letters, float height, const std::string& letter)
   }
 }
 
-// Some of these would be small again where 32 bits count the 1024ths of a pixel.
+// However many, and however large: 32 bits have no room for the 1024ths of a pixel of some of these.
 TEST(TextPictureTest, NoTextIsTooLargeToBeRefused) {
   for (std::size_t letters = 100; letters <= 10000; letters += 450) {
     for (const char* const letter : {"W", "W\n", "m "}) {
