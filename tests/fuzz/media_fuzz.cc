@@ -23,6 +23,7 @@ namespace {
 
 constexpr int kMostPictures = 12;
 constexpr int kMostBlocks = 24;
+constexpr int kMostReads = 8;                   // A pass may be a millisecond, and opens the file.
 constexpr std::size_t kMostMemory = 64u << 20;  // Larger pictures only take longer.
 
 // The bytes as a file with a name. FFmpeg tells by them what it is.
@@ -62,7 +63,7 @@ void ReadSound(studio::SoundReader* reader) {
     pointers[c] = planes[c].data();
   }
   reader->SeekNearStart();
-  for (int i = 0; i < kMostBlocks && reader->Read(pointers, 2400) == 2400; ++i) {
+  for (int i = 0; i < kMostReads && reader->Read(pointers, 2400) == 2400; ++i) {
   }
 }
 
