@@ -128,6 +128,7 @@ bool CommandRunner::MayLeaveScene() {
   QMessageBox box(QMessageBox::Warning, "quarn-preview",
                   QString::fromStdString(session_->SceneName() + " has changes that are not saved."),
                   QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, window_);
+  box.setTextFormat(Qt::PlainText);
   box.setDefaultButton(QMessageBox::Save);
   box.setEscapeButton(QMessageBox::Cancel);
   switch (box.exec()) {

@@ -65,10 +65,10 @@ int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
   } catch (const studio::UsageError& error) {
-    std::fprintf(stderr, "quarn-preview: %s\n", error.what());
+    std::fprintf(stderr, "quarn-preview: %s\n", studio::Printable(error.what()).c_str());
     return 2;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "quarn-preview: %s\n", error.what());
+    std::fprintf(stderr, "quarn-preview: %s\n", studio::Printable(error.what()).c_str());
     return 1;
   }
 }

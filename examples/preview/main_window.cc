@@ -102,6 +102,7 @@ QWidget* MainWindow::LayersPanel() {
 
 void MainWindow::FillStatusBar() {
   message_ = new QLabel(this);
+  message_->setTextFormat(Qt::PlainText);  // It quotes names, which may look like markup.
   message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);  // A long one widens no window.
   film_ = new QLabel(this);
   zoom_ = new QLabel(this);
@@ -253,7 +254,7 @@ void MainWindow::Tell(const std::string& message, bool is_error) {
   if (is_error) colors.setColor(QPalette::WindowText, QColor(255, 140, 120));
   message_->setPalette(colors);
   message_->setText(QString::fromStdString(message));
-  message_->setToolTip(message_->text());
+  message_->setToolTip("<p>" + message_->text().toHtmlEscaped() + "</p>");
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

@@ -89,13 +89,13 @@ void Session::Show(Description description) {
 
 void Session::Tell(const std::string& message) {
   if (tell_) tell_(message, false);
-  std::printf("%s\n", message.c_str());
+  std::printf("%s\n", studio::Printable(message).c_str());
   std::fflush(stdout);
 }
 
 void Session::TellError(const std::string& message) {
   if (tell_) tell_(message, true);
-  std::fprintf(stderr, "quarn-preview: %s\n", message.c_str());
+  std::fprintf(stderr, "quarn-preview: %s\n", studio::Printable(message).c_str());
 }
 
 std::string Session::SceneName() const {

@@ -61,8 +61,8 @@ void PrintSound(const studio::Summary::Sound& sound) {
     return static_cast<double>(blocks) * studio::kSoundBlock / studio::kSoundRate;
   };
   for (const studio::MixReport::Underruns& underruns : sound.mix.underruns) {
-    std::printf("    %s: %llu blocks (%.2f s) came late\n", underruns.file.c_str(), number(underruns.blocks),
-                seconds(underruns.blocks));
+    std::printf("    %s: %llu blocks (%.2f s) came late\n", studio::Printable(underruns.file).c_str(),
+                number(underruns.blocks), seconds(underruns.blocks));
   }
   if (sound.mix.clipped > 0) {
     std::printf("  sound clipped: %llu samples (peak %.2f)\n", number(sound.mix.clipped),
@@ -96,7 +96,8 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
               number(counts.repeated), number(counts.dropped));
   PrintLost(summary);
   for (const studio::Summary::Damage& damage : summary.damage) {
-    std::printf("  damaged: %s: %llu packets could not be decoded\n", damage.file.c_str(), number(damage.packets));
+    std::printf("  damaged: %s: %llu packets could not be decoded\n", studio::Printable(damage.file).c_str(),
+                number(damage.packets));
   }
   if (summary.sound) PrintSound(*summary.sound);
   std::printf("  measured: %.2f fps (%llu different pictures in %.2f s)\n",
@@ -152,10 +153,10 @@ int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
   } catch (const studio::UsageError& error) {
-    std::fprintf(stderr, "quarn-record: %s\n", error.what());
+    std::fprintf(stderr, "quarn-record: %s\n", studio::Printable(error.what()).c_str());
     return 2;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "quarn-record: %s\n", error.what());
+    std::fprintf(stderr, "quarn-record: %s\n", studio::Printable(error.what()).c_str());
     return 1;
   }
 }

@@ -35,7 +35,7 @@ bool Deinterlacer::Push(AVFrame* frame) {
 
 bool Deinterlacer::Pull(AVFrame* frame) {
   if (av_buffersink_get_frame(sink_, frame) < 0) return false;
-  frame->pts = av_rescale_q(frame->pts, av_buffersink_get_time_base(sink_), kNanoseconds);
+  frame->pts = DurationNs(frame->pts, av_buffersink_get_time_base(sink_));
   return true;
 }
 

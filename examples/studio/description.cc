@@ -17,6 +17,7 @@ constexpr float kMaxGain = 100;
 constexpr std::int64_t kMaxBitRate = 1000000000;
 constexpr float kMaxLetter = 2000;
 constexpr std::size_t kMaxText = 10000;
+constexpr float kMaxPlace = 1e9f;
 
 std::string Text(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
@@ -39,6 +40,16 @@ void CheckCrop(const Crop& crop) {
 void CheckSeconds(const char* what, double seconds) {
   if (!(seconds >= 0 && seconds <= kMaxFilmSeconds))
     throw UsageError(std::string(what) + ": must be 0 to 86400 seconds");
+}
+
+// From what is further away nothing comes into sight in a film's time, nor is a float exact there.
+void CheckPlace(const Layer& layer) {
+  for (const float number :
+       {layer.pos.x, layer.pos.y, layer.drift_px_s.x, layer.drift_px_s.y, layer.rotation_deg, layer.spin_deg_s}) {
+    if (!(std::fabs(number) <= kMaxPlace)) {
+      throw UsageError("layer pos, drift, rotation and spin: must be -1000000000 to 1000000000");
+    }
+  }
 }
 
 void CheckText(const Layer& layer) {
@@ -80,15 +91,14 @@ void ValidateOutput(const Description& description, const FilmKind& kind) {
                      " needs a plain file: take --container matroska, mpegts, nut, y4m, gif or wav");
   }
   if (!description.overwrite && !IsPipe(output)) {
-    const auto refuse = [](const std::string& file) {
-      std::error_code ignored;
-      if (!std::filesystem::exists(file, ignored)) return;
-      throw UsageError(file + " is there already: leave out --no-overwrite, or take another name");
-    };
-    if (!kind.is_sequence) refuse(FileName(output));
+    std::error_code ignored;
+    const bool is_there = !kind.is_sequence && std::filesystem::exists(FileName(output), ignored);
+    std::string file = is_there ? FileName(output) : "";
     const std::uint64_t first = kind.is_sequence ? 1 : 0;  // Of pictures, or segments.
-    const std::uint64_t files = kind.pattern.empty() ? 0 : description.FrameCount();
-    for (std::uint64_t n = 0; n < files; ++n) refuse(NumberedFile(kind.pattern, first + n));
+    if (!is_there && !kind.pattern.empty()) file = FirstNumberedFile(kind.pattern, first, description.FrameCount());
+    if (!file.empty()) {
+      throw UsageError(file + " is there already: leave out --no-overwrite, or take another name");
+    }
   }
   const Encoding& encoding = description.encoding;
   if (encoding.quality && (*encoding.quality < 0 || *encoding.quality > 100)) {
@@ -139,6 +149,7 @@ void Validate(const Description& description) {
 void ValidateScene(const Description& description) {
   CheckSize("canvas", description.canvas);
   for (const Layer& layer : description.layers) {
+    CheckPlace(layer);
     if (!(layer.opacity >= 0 && layer.opacity <= 1)) throw UsageError("layer opacity: must be 0 to 1");
     CheckFactor("layer volume", layer.volume);
     const double trim_end_s = layer.trim_end_s.value_or(kMaxFilmSeconds);

@@ -1,6 +1,5 @@
 #include "studio/film_inputs.h"
 
-#include <charconv>
 #include <filesystem>
 #include <set>
 #include <system_error>
@@ -15,23 +14,10 @@ void Refuse(const std::string& output, const std::string& input) {
   if (IsSameFile(output, input)) throw UsageError("cannot write " + output + ": the scene reads it");
 }
 
-// Adds the numbers that a file may have in a pattern: the digits in its path, or some of those that stand together.
-void AddNumbers(const std::string& path, std::set<int>* numbers) {
-  const auto is_digit = [&](std::size_t at) { return at < path.size() && path[at] >= '0' && path[at] <= '9'; };
-  for (std::size_t begin = 0; begin < path.size(); ++begin) {
-    for (std::size_t end = begin; is_digit(end); ++end) {
-      int number = 0;
-      if (std::from_chars(&path[begin], &path[end] + 1, number).ec != std::errc()) break;
-      numbers->insert(number);
-    }
-  }
-}
-
 void RefuseNumbered(const std::string& pattern, const std::string& input) {
-  std::set<int> numbers;
-  AddNumbers(FileName(input), &numbers);
   std::error_code error;
-  AddNumbers(std::filesystem::canonical(FileName(input), error).string(), &numbers);
+  std::set<int> numbers = NumbersIn(FileName(input));
+  numbers.merge(NumbersIn(std::filesystem::canonical(FileName(input), error).string()));
   for (const int number : numbers) Refuse(NumberedFile(pattern, static_cast<std::uint64_t>(number)), input);
 }
 

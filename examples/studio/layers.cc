@@ -89,6 +89,9 @@ bool LayerItem::DrawTexels(GsTexture* texture, Size picture, bool opaque) {
   const gs_vec2 drawn = size(), centre = pos();
   const float left = static_cast<float>(stage_.canvas.width) / 2 + centre.x - drawn.x / 2;
   const float top = static_cast<float>(stage_.canvas.height) / 2 + centre.y - drawn.y / 2;
+  const float right = static_cast<float>(stage_.canvas.width), bottom = static_cast<float>(stage_.canvas.height);
+  // What is outside of the canvas may be anywhere.
+  if (!(left > -drawn.x && left < right && top > -drawn.y && top < bottom)) return false;
   const bool fits = !turned_ && drawn.x == static_cast<float>(picture.width) &&
                     drawn.y == static_cast<float>(picture.height) && left == std::floor(left) && top == std::floor(top);
   if (!fits) return false;

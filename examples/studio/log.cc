@@ -35,4 +35,16 @@ void ShowLog(LogShown shown) {
                     nullptr);
 }
 
+std::string Printable(std::string text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    // UTF-8 has two bytes for each of the controls behind ASCII.
+    const bool is_second = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+    if ((byte < 0x20 && byte != '\n') || byte == 0x7F) text[i] = '?';
+    if (is_second) text.replace(i, 2, "?");
+  }
+  return text;
+}
+
 }  // namespace studio

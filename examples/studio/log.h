@@ -1,6 +1,8 @@
-// The library's messages on the standard error stream.
+// The library's messages on the standard error stream, and what else is printed.
 #ifndef QUARN_EXAMPLES_STUDIO_LOG_H_
 #define QUARN_EXAMPLES_STUDIO_LOG_H_
+
+#include <string>
 
 namespace studio {
 
@@ -8,6 +10,9 @@ enum class LogShown { kNothing, kProblems, kEverything };
 
 // Which messages of Quarn are shown; problems are errors and warnings. FFmpeg's are, when everything is.
 void ShowLog(LogShown shown);
+
+// A text that may quote a scene or a file, for a terminal: what would tell that what to do becomes question marks.
+std::string Printable(std::string text);
 
 }  // namespace studio
 

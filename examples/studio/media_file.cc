@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <vector>
 
 #include "studio/error.h"
 
@@ -15,6 +16,7 @@ namespace {
 
 constexpr int kPipeBytes = 32768;
 constexpr int kPollMs = 50;
+constexpr int kMostFailures = 1000;  // Of a decoder that is to give what it still has.
 
 // A pipe, read without waiting for its writer longer than the reader wants: FFmpeg's own reads would.
 class Pipe {
@@ -59,7 +61,45 @@ class Pipe {
   AVIOContext* context_ = nullptr;
 };
 
+// What a stream may lead to, apart from the protocol of its own address: other addresses, and no files.
+constexpr char kStreamProtocols[] =
+    "http,https,httpproxy,tls,tcp,udp,udplite,rtp,srtp,crypto,data,ffrtmphttp,ffrtmpcrypt";
+constexpr char kNoProtocol[] = "none";
+
 bool IsUrl(const std::string& file) { return file.find("://") != std::string::npos; }
+bool IsFileUrl(const std::string& file) { return file.rfind("file://", 0) == 0; }
+
+// What a media is read from. Its bytes may ask for other files and addresses, as playlists do: those of a file or a
+// pipe get none, for whoever named it has named that alone.
+struct Source {
+  std::string name;  // As FFmpeg has it.
+  std::unique_ptr<Pipe> pipe;
+  bool was_refused = false;  // It asked for another.
+
+  // Makes FFmpeg ask here for what it wants to open.
+  void Guard(AVFormatContext* format) {
+    format->opaque = this;
+    format->io_open = &Source::Open;
+    av_opt_set(format, "protocol_whitelist", kNoProtocol, 0);  // For those who do not ask.
+  }
+
+ private:
+  static int Open(AVFormatContext* format, AVIOContext** io, const char* url, int flags, AVDictionary** options) {
+    auto* const self = static_cast<Source*>(format->opaque);
+    if (!self || (flags & AVIO_FLAG_WRITE)) return AVERROR(EPERM);
+    // Pictures with numbers are named by their pattern, and never by what is in them.
+    const bool is_pattern = format->iformat && std::string(format->iformat->name) == "image2";
+    if (self->pipe || (url != self->name && !is_pattern)) {
+      self->was_refused = true;
+      return AVERROR(EPERM);
+    }
+    return avio_open2(io, url, flags, &format->interrupt_callback, options);
+  }
+};
+
+std::string StreamProtocols(const std::string& url) {
+  return url.substr(0, url.find_first_of(":+,")) + "," + kStreamProtocols;
+}
 
 // VP8 and VP9 keep transparency beside their pictures, where FFmpeg's own decoders leave it.
 const AVCodec* FindDecoder(const AVStream* stream) {
@@ -75,10 +115,14 @@ const AVCodec* FindDecoder(const AVStream* stream) {
 }  // namespace
 
 void MediaCloser::operator()(AVFormatContext* format) const {
-  const bool is_pipe = (format->flags & AVFMT_FLAG_CUSTOM_IO) != 0;
-  auto* const pipe = is_pipe ? static_cast<Pipe*>(format->pb->opaque) : nullptr;
+  auto* const source = static_cast<Source*>(format->opaque);
   avformat_close_input(&format);
-  delete pipe;
+  delete source;
+}
+
+std::int64_t MaxPixels(AVCodecID codec) {
+  const AVCodecDescriptor* const descriptor = avcodec_descriptor_get(codec);
+  return descriptor && (descriptor->props & AV_CODEC_PROP_INTRA_ONLY) != 0 ? kMaxStillPixels : kMaxFilmPixels;
 }
 
 bool IsStream(const std::string& file) {
@@ -88,24 +132,42 @@ bool IsStream(const std::string& file) {
 }
 
 Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt) {
-  std::unique_ptr<Pipe> pipe;
+  auto source = std::make_unique<Source>();
+  source->name = AvUrl(file);
   std::error_code ignored;
   AVFormatContext* format = avformat_alloc_context();
   format->interrupt_callback = interrupt;
   int result = 0;
   if (!IsUrl(file) && (file == kStandardInput || std::filesystem::is_fifo(file, ignored))) {
-    pipe = std::make_unique<Pipe>(file, interrupt);
-    if (!pipe->context()) result = AVERROR(errno);
-    format->pb = pipe->context();
+    source->pipe = std::make_unique<Pipe>(file, interrupt);
+    if (!source->pipe->context()) result = AVERROR(errno);
+    format->pb = source->pipe->context();
   }
+  if (IsUrl(file) && !IsFileUrl(file)) {
+    av_opt_set(format, "protocol_whitelist", StreamProtocols(file).c_str(), 0);
+  } else {
+    source->Guard(format);
+  }
+  const Source* const from = source.get();
+  const auto check = [&](const std::string& what) {
+    if (result >= 0) return;
+    throw Error(what + file + ": " +
+                (from->was_refused ? "it names other files or addresses, which are not opened" : AvErrorText(result)));
+  };
   // A context that cannot be opened is freed, and what it reads from is not.
   if (result < 0) avformat_free_context(format);
-  if (result == 0) result = avformat_open_input(&format, AvUrl(file).c_str(), nullptr, nullptr);
-  if (result < 0) throw Error("cannot open " + file + ": " + AvErrorText(result));
-  pipe.release();
+  if (result == 0) result = avformat_open_input(&format, source->name.c_str(), nullptr, nullptr);
+  check("cannot open ");
+  format->opaque = source.release();
   Media media(format);
-  result = avformat_find_stream_info(format, nullptr);
-  if (result < 0) throw Error("cannot decode " + file + ": " + AvErrorText(result));
+  // Its first pictures are decoded to find out.
+  std::vector<AVDictionary*> options(format->nb_streams);
+  for (unsigned int i = 0; i < format->nb_streams; ++i) {
+    av_dict_set_int(&options[i], "max_pixels", MaxPixels(format->streams[i]->codecpar->codec_id), 0);
+  }
+  result = avformat_find_stream_info(format, options.empty() ? nullptr : options.data());
+  for (AVDictionary*& of : options) av_dict_free(&of);
+  check("cannot decode ");
   return media;
 }
 
@@ -117,6 +179,7 @@ AvCodec OpenDecoder(const std::string& file, AVFormatContext* format, int stream
   AvCodec codec(avcodec_alloc_context3(decoder));
   avcodec_parameters_to_context(codec.get(), of->codecpar);
   codec->pkt_timebase = of->time_base;
+  codec->max_pixels = MaxPixels(of->codecpar->codec_id);
   codec->thread_count = of->codecpar->codec_type == AVMEDIA_TYPE_AUDIO ? 1 : 2;
   const int result = avcodec_open2(codec.get(), decoder, nullptr);
   if (result < 0) throw Error("cannot decode " + file + ": " + AvErrorText(result));
@@ -147,7 +210,7 @@ bool DecodeFrame(const std::function<int(AVPacket*)>& read, AVCodecContext* code
     if (result < 0 && result != AVERROR(EAGAIN) && result != AVERROR_EOF) ++*damaged;
     return result;
   };
-  for (;;) {
+  for (int failures = 0;;) {
     const int received = note(avcodec_receive_frame(codec, frame));
     if (received == 0) {
       if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) ++*damaged;
@@ -155,7 +218,7 @@ bool DecodeFrame(const std::function<int(AVPacket*)>& read, AVCodecContext* code
     }
     // Damaged data is skipped: only the end of the media ends its frames.
     if (*draining) {
-      if (received == AVERROR_EOF || received == AVERROR(EAGAIN)) return false;
+      if (received == AVERROR_EOF || received == AVERROR(EAGAIN) || ++failures > kMostFailures) return false;
       continue;
     }
     if (read(packet) < 0) {
@@ -186,7 +249,7 @@ std::int64_t FirstSoundNs(const std::string& file) {
       return AV_NOPTS_VALUE;
     }
     const AVStream* const of = format->streams[stream];
-    return av_rescale_q(NotBeforeStart(frame->best_effort_timestamp, of), of->time_base, kNanoseconds);
+    return MediaNs(NotBeforeStart(frame->best_effort_timestamp, of), of->time_base);
   } catch (const Error&) {
     return AV_NOPTS_VALUE;
   }
@@ -198,7 +261,7 @@ std::int64_t NotBeforeStart(std::int64_t pts, const AVStream* stream) {
 
 std::int64_t PictureDurationNs(AVFormatContext* format, int stream) {
   const AVRational rate = av_guess_frame_rate(format, format->streams[stream], nullptr);
-  return rate.num > 0 && rate.den > 0 ? av_rescale_q(1, av_inv_q(rate), kNanoseconds) : 40000000;
+  return rate.num > 0 && rate.den > 0 ? std::max(DurationNs(1, av_inv_q(rate)), std::int64_t{1}) : 40000000;
 }
 
 }  // namespace studio

@@ -9,10 +9,9 @@
 #include <string>
 
 #include "studio/av.h"
+#include "studio/media_time.h"
 
 namespace studio {
-
-constexpr AVRational kNanoseconds = {1, 1000000000};
 
 // Closes what OpenMedia opened.
 struct MediaCloser {
@@ -26,7 +25,15 @@ inline constexpr char kStandardInput[] = "-";
 // Whether it can be opened once only: a URL, a pipe, a device, the standard input.
 bool IsStream(const std::string& file);
 
+// How many pixels the pictures of a codec may have, for a file of a few bytes may say any number. Codecs that make
+// pictures of others keep several.
+constexpr std::int64_t kMaxStillPixels = std::int64_t{1} << 27;  // More than cameras have.
+constexpr std::int64_t kMaxFilmPixels = std::int64_t{1} << 26;   // 8192x8192.
+std::int64_t MaxPixels(AVCodecID codec);
+
 // Finds out what is in a file or stream. Reads that wait end early once `interrupt` says so. Throws Error.
+//
+// Of files and pipes nothing else is opened, whatever they name; a stream may lead to other addresses, not to files.
 Media OpenMedia(const std::string& file, AVIOInterruptCB interrupt = {nullptr, nullptr});
 
 // The decoder of a stream of `format`: the one that has its transparency, where it says that it is transparent. Throws

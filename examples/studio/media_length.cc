@@ -21,7 +21,7 @@ std::int64_t VideoEndNs(const Layer& layer) {
   const MediaSpan sound = outlasts ? MeasureSound(layer.file, layer.track) : MediaSpan();
   if (sound.begin_ns == AV_NOPTS_VALUE) return length_ns;
   const auto trim_start_ns = static_cast<std::int64_t>(layer.trim_start_s * 1e9);
-  return std::max(length_ns, sound.begin_ns + sound.length_ns - origin_ns - trim_start_ns);
+  return std::max(length_ns, SinceNs(sound.begin_ns, origin_ns) + sound.length_ns - trim_start_ns);
 }
 
 }  // namespace

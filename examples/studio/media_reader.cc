@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::int64_t kRoundingNs = 1000000;  // Containers round times to milliseconds.
 constexpr std::size_t kMaxPacketsAhead = 5000;
+constexpr int kMaxNaturalSide = 1 << 20;  // Pixels may be said to be any number of times as wide as high.
 constexpr std::int64_t kNoEnd = std::numeric_limits<std::int64_t>::max();
 
 std::int64_t Nanoseconds(double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); }
@@ -55,12 +56,21 @@ MediaReader::MediaReader(const Layer& layer)
       unlike_(av_frame_alloc()) {
   Open();
   DecodedPicture first;
-  if (!NextFrame(&first)) throw Error("cannot decode " + file_ + ": no picture in it");
+  if (!NextFrame(&first)) {
+    throw Error("cannot decode " + file_ + ": no picture in it of at most " +
+                std::to_string(MaxPixels(codec_->codec_id)) + " pixels");
+  }
   const AVStream* const stream = format_->streams[stream_];
   orientation_ = OrientationOf(stream, first.frame.get());
   const AVRational aspect = av_guess_sample_aspect_ratio(format_.get(), format_->streams[stream_], first.frame.get());
   const double stretch = aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1;
-  const Size square{std::max(1, static_cast<int>(std::lround(first.frame->width * stretch))), first.frame->height};
+  const double width = std::max(1.0, std::round(first.frame->width * stretch));
+  if (width > kMaxNaturalSide || first.frame->height > kMaxNaturalSide) {
+    throw Error("cannot decode " + file_ + ": its pictures are to be seen with " + std::to_string(std::llround(width)) +
+                "x" + std::to_string(first.frame->height) + " pixels: each side must be at most " +
+                std::to_string(kMaxNaturalSide));
+  }
+  const Size square{static_cast<int>(width), first.frame->height};
   size_ = orientation_.Turned(square);
   SetCrop(layer.crop, first.frame.get());
 
@@ -171,16 +181,15 @@ void MediaReader::ShrinkTo(Size size) { shape_ = PictureShape(*decoded_.front().
 
 // Of a film time, in the units of the stream.
 std::int64_t MediaReader::MediaTime(std::int64_t time_ns) const {
-  return av_rescale_q(time_ns - pass_begin_ns_ + trim_start_ns_ + origin_ns_, kNanoseconds,
-                      format_->streams[stream_]->time_base);
+  return Rescaled(Plus(time_ns - pass_begin_ns_ + trim_start_ns_, origin_ns_), kNanoseconds,
+                  format_->streams[stream_]->time_base);
 }
 
 std::int64_t MediaReader::FrameTime() {
   if (frame_->best_effort_timestamp == AV_NOPTS_VALUE) return next_ns_;
-  const std::int64_t media_ns =
-      av_rescale_q(frame_->best_effort_timestamp, format_->streams[stream_]->time_base, kNanoseconds);
+  const std::int64_t media_ns = MediaNs(frame_->best_effort_timestamp, format_->streams[stream_]->time_base);
   if (origin_ns_ == AV_NOPTS_VALUE) origin_ns_ = media_ns;
-  return pass_begin_ns_ + media_ns - origin_ns_ - trim_start_ns_;
+  return LimitedNs(pass_begin_ns_ + SinceNs(media_ns, origin_ns_) - trim_start_ns_);
 }
 
 int MediaReader::ReadPacket(AVPacket* packet) {
@@ -200,7 +209,7 @@ bool MediaReader::DecodeFrame() {
   damaged_ = std::max(damaged_.load(), pass_damaged_);
   if (!decoded) return false;
   frame_->pts = FrameTime();
-  next_ns_ = frame_->pts + frame_duration_ns_;
+  next_ns_ = LimitedNs(frame_->pts + frame_duration_ns_);
   return true;
 }
 
@@ -231,8 +240,8 @@ bool MediaReader::NextFrame(DecodedPicture* picture) {
     const bool interlaced = frame_->interlaced_frame != 0 || deinterlacer_.is_used();
     whole = !deinterlaces_ || !interlaced || !deinterlacer_.Push(frame_.get());
   }
-  picture->time_ns = frame_->pts;
-  picture->end_ns = frame_->pts + frame_duration_ns_;
+  picture->time_ns = LimitedNs(frame_->pts);
+  picture->end_ns = picture->time_ns + frame_duration_ns_;
   picture->frame.reset(av_frame_alloc());
   if (!picture->frame) return false;
   av_frame_move_ref(picture->frame.get(), frame_.get());
@@ -259,12 +268,13 @@ bool MediaReader::Next(Picture* picture) {
 }
 
 bool MediaReader::Rewind(std::int64_t wanted_ns) {
-  const std::int64_t length_ns = pass_end_ns_ - pass_begin_ns_;
-  const std::int64_t left_out = length_ns > 0 ? std::max(wanted_ns - pass_end_ns_, std::int64_t{0}) / length_ns : 0;
-  pass_begin_ns_ = pass_end_ns_ + left_out * length_ns;
-  pass_over_ = false;
+  // The last picture may be said to be seen before the first.
+  const std::int64_t length_ns = std::max(pass_end_ns_ - pass_begin_ns_, kShortestPassNs);
+  pass_begin_ns_ += length_ns;
+  pass_begin_ns_ += std::max(wanted_ns - pass_begin_ns_, std::int64_t{0}) / length_ns * length_ns;
+  pass_over_ = pass_begin_ns_ > kLongestNs;
   try {
-    return BeginPass();
+    return !pass_over_ && BeginPass();
   } catch (const Error&) {
     pass_over_ = true;
     return false;
@@ -281,8 +291,9 @@ void MediaReader::SkipTo(std::int64_t time_ns) {
   // The last picture of the trimmed part may be the one that stays.
   const std::int64_t last_ns = length_ns_ == kNoEnd ? kNoEnd : pass_begin_ns_ + length_ns_ - 2 * kRoundingNs;
   const std::int64_t wanted = MediaTime(std::min(time_ns, last_ns));
-  const std::int64_t delay =
-      av_rescale_q(codec_->has_b_frames * frame_duration_ns_, kNanoseconds, format_->streams[stream_]->time_base);
+  const std::int64_t most = kLongestNs / std::max(codec_->has_b_frames, 1);
+  const std::int64_t delay = Rescaled(codec_->has_b_frames * std::min(frame_duration_ns_, most), kNanoseconds,
+                                      format_->streams[stream_]->time_base);
   bool found = false;
   while (packets_.size() < kMaxPacketsAhead) {
     AvPacket packet(av_packet_alloc());
@@ -290,7 +301,7 @@ void MediaReader::SkipTo(std::int64_t time_ns) {
     if (packet->stream_index != stream_) continue;
     // Containers without times of pictures have those of packets, which come earlier.
     const std::int64_t pts =
-        packet->pts != AV_NOPTS_VALUE || packet->dts == AV_NOPTS_VALUE ? packet->pts : packet->dts + delay;
+        packet->pts != AV_NOPTS_VALUE || packet->dts == AV_NOPTS_VALUE ? packet->pts : Plus(packet->dts, delay);
     const bool skips = (packet->flags & AV_PKT_FLAG_KEY) != 0 && pts != AV_NOPTS_VALUE && pts <= wanted;
     const bool passed = packet->dts != AV_NOPTS_VALUE ? packet->dts > wanted : pts > wanted;
     if (skips) packets_.clear();

@@ -68,7 +68,7 @@ std::int64_t Padding(const AVPacket* packet, const AVStream* stream) {
   std::size_t size = 0;
   const std::uint8_t* const skip = av_packet_get_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, &size);
   if (!skip || size < 8 || stream->codecpar->sample_rate <= 0) return 0;
-  return av_rescale_q(AV_RL32(skip + 4), AVRational{1, stream->codecpar->sample_rate}, stream->time_base);
+  return Rescaled(AV_RL32(skip + 4), AVRational{1, stream->codecpar->sample_rate}, stream->time_base);
 }
 
 MediaSpan Measure(AVFormatContext* format, int stream, bool length, const GoesOn& goes_on) {
@@ -85,15 +85,15 @@ MediaSpan Measure(AVFormatContext* format, int stream, bool length, const GoesOn
     const bool seen = packet->stream_index == stream && pts != AV_NOPTS_VALUE && !(packet->flags & AV_PKT_FLAG_DISCARD);
     if (seen && first == AV_NOPTS_VALUE && (packet->flags & AV_PKT_FLAG_KEY)) first = pts;
     if (seen && first != AV_NOPTS_VALUE) {
-      end = std::max(end, is_sound ? pts + packet->duration - Padding(packet.get(), of) : pts);
+      end = std::max(end, is_sound ? Minus(Plus(pts, packet->duration), Padding(packet.get(), of)) : pts);
     }
     av_packet_unref(packet.get());
   }
   if (first == AV_NOPTS_VALUE) return span;
   if (is_sound) first = NotBeforeStart(first, of);
-  span.begin_ns = av_rescale_q(first, of->time_base, kNanoseconds);
-  if (length) span.length_ns = av_rescale_q(end - first, of->time_base, kNanoseconds);
-  if (length && !is_sound) span.length_ns += PictureDurationNs(format, stream);
+  span.begin_ns = MediaNs(first, of->time_base);
+  if (length) span.length_ns = DurationNs(Minus(end, first), of->time_base);
+  if (length && !is_sound) span.length_ns = LimitedNs(span.length_ns + PictureDurationNs(format, stream));
   return span;
 }
 
@@ -142,10 +142,10 @@ std::int64_t VideoLengthNs(const Layer& layer, const MediaSpan& pictures, std::i
   const std::int64_t trim_start_ns = FromSeconds(layer.trim_start_s);
   std::int64_t length_ns = 0;
   if (pictures.length_ns > 0) {
-    length_ns = std::max(pictures.length_ns + pictures.begin_ns - origin_ns - trim_start_ns, std::int64_t{1});
+    length_ns = std::max(pictures.length_ns + SinceNs(pictures.begin_ns, origin_ns) - trim_start_ns, kShortestPassNs);
   }
   if (!layer.trim_end_s) return length_ns;
-  const std::int64_t trimmed_ns = FromSeconds(*layer.trim_end_s) - trim_start_ns;
+  const std::int64_t trimmed_ns = std::max(FromSeconds(*layer.trim_end_s) - trim_start_ns, kShortestPassNs);
   return length_ns > 0 ? std::min(length_ns, trimmed_ns) : trimmed_ns;
 }
 

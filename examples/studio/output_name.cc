@@ -57,6 +57,40 @@ std::string NumberedFile(const std::string& pattern, std::uint64_t number) {
   return file;
 }
 
+std::set<int> NumbersIn(const std::string& path) {
+  std::set<int> numbers;
+  const auto is_digit = [&](std::size_t at) { return at < path.size() && path[at] >= '0' && path[at] <= '9'; };
+  for (std::size_t begin = 0; begin < path.size(); ++begin) {
+    for (std::size_t end = begin; is_digit(end); ++end) {
+      int number = 0;
+      if (std::from_chars(&path[begin], &path[end] + 1, number).ec != std::errc()) break;
+      numbers.insert(number);
+    }
+  }
+  return numbers;
+}
+
+std::string FirstNumberedFile(const std::string& pattern, std::uint64_t first, std::uint64_t count) {
+  namespace fs = std::filesystem;
+  // The number may be that of a folder: what it is in is where two names part.
+  const fs::path one = NumberedFile(pattern, 1), two = NumberedFile(pattern, 2);
+  const auto parts = std::mismatch(one.begin(), one.end(), two.begin(), two.end());
+  fs::path folder;
+  for (auto part = one.begin(); part != parts.first; ++part) folder /= *part;
+  std::optional<std::uint64_t> lowest;
+  std::error_code error;
+  for (fs::directory_iterator file(folder.empty() ? "." : folder, error), end; !error && file != end;
+       file.increment(error)) {
+    for (const int number : NumbersIn(file->path().filename().string())) {
+      const auto n = static_cast<std::uint64_t>(number);
+      std::error_code ignored;
+      const bool counts = n >= first && n - first < count && (!lowest || n < *lowest);
+      if (counts && fs::exists(NumberedFile(pattern, n), ignored)) lowest = n;
+    }
+  }
+  return lowest ? NumberedFile(pattern, *lowest) : "";
+}
+
 std::string LocalPath(const std::string& output) {
   return output.find('/') == std::string::npos ? "./" + output : output;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace studio {
@@ -20,6 +21,11 @@ bool IsPipe(const std::string& output);
 bool IsPattern(const std::string& output);
 // The file of a picture, whose number takes the place in a pattern.
 std::string NumberedFile(const std::string& pattern, std::uint64_t number);
+// The first of `count` files of a pattern, from the number `first` on, that is there; empty where none is. The folder
+// is listed once, however many there might be.
+std::string FirstNumberedFile(const std::string& pattern, std::uint64_t first, std::uint64_t count);
+// The numbers that a file may have in a pattern: the digits in its path, or some of those that stand together.
+std::set<int> NumbersIn(const std::string& path);
 // The path of a file with a folder in front, so that no name is taken for a protocol, where FFmpeg's "file:" is in the
 // way.
 std::string LocalPath(const std::string& output);

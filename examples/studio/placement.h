@@ -21,9 +21,11 @@ inline float RotationAt(const Layer& layer, double seconds) {
   return static_cast<float>(std::fmod(layer.rotation_deg + layer.spin_deg_s * seconds, 360.0));
 }
 
+constexpr double kMaxDrawnSide = 1 << 24;  // Up to here floats are whole pixels.
+
 // The other side of what has the proportions `of` to `to`.
 inline int Follow(int side, int of, int to) {
-  return std::max(1, static_cast<int>(std::lround(static_cast<double>(side) * to / of)));
+  return static_cast<int>(std::clamp(std::round(static_cast<double>(side) * to / of), 1.0, kMaxDrawnSide));
 }
 
 // The size at which a layer is drawn whose media wants to be seen at `natural`; a colour's is the canvas.

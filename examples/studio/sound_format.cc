@@ -5,6 +5,11 @@
 namespace studio {
 namespace {
 
+// What sounds come with. With less a few bytes would be minutes, and the filter for more takes as long to make.
+constexpr int kMinRate = 1000, kMaxRate = 6144000;
+
+bool IsRate(int rate) { return rate >= kMinRate && rate <= kMaxRate; }
+
 AvResampler Initialised(SwrContext* context, bool mono) {
   AvResampler resampler(context);
   constexpr double kBothSides[kSoundChannels] = {1, 1};
@@ -28,6 +33,7 @@ AVChannelLayout Stereo() {
 }  // namespace
 
 AvResampler ResamplerFrom(const AVFrame& from) {
+  if (!IsRate(from.sample_rate)) return nullptr;
   AVChannelLayout stereo = Stereo();
   AVChannelLayout layout = {};
   if (from.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
@@ -56,6 +62,7 @@ void SetSoundChannels(AVFrame* frame) { frame->ch_layout = Stereo(); }
 #else  // FFmpeg before 5.1.
 
 AvResampler ResamplerFrom(const AVFrame& from) {
+  if (!IsRate(from.sample_rate)) return nullptr;
   const auto channels = av_get_default_channel_layout(from.channels);
   const auto layout = from.channel_layout ? static_cast<std::int64_t>(from.channel_layout) : channels;
   return Initialised(swr_alloc_set_opts(nullptr, AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_FLTP, kSoundRate, layout,

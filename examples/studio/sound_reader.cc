@@ -13,6 +13,7 @@ namespace {
 // Containers round times to milliseconds, or worse: what is less off than this goes on where the last frame ended.
 constexpr std::int64_t kTolerance = kSoundRate / 50;
 constexpr std::int64_t kPrerollNs = 1000000000;  // What decoders get of what comes before.
+constexpr int kMostFrames = 60 * kSoundRate;     // Of a decoder's frame: a minute. Longer ones are not heard.
 
 std::int64_t FromSeconds(double seconds) { return static_cast<std::int64_t>(std::llround(seconds * 1e9)); }
 
@@ -50,7 +51,7 @@ std::unique_ptr<SoundReader> SoundReader::OfVideo(const Layer& layer, std::int64
   // The media begins with its first picture or sound, and is trimmed from there, as MediaReader has it.
   const std::int64_t sound_ns = layer.track ? FirstSoundNs(layer.file) : reader->BeginNs();
   const std::int64_t begin_ns = VideoOriginNs(pictures.begin_ns, sound_ns);
-  if (begin_ns != AV_NOPTS_VALUE) reader->first_ns_ = begin_ns + FromSeconds(layer.trim_start_s);
+  if (begin_ns != AV_NOPTS_VALUE) reader->first_ns_ = Plus(begin_ns, FromSeconds(layer.trim_start_s));
   const std::int64_t length_ns = VideoLengthNs(layer, pictures, begin_ns);
   const bool ends_itself = !layer.loop && length_ns > 0;
   reader->SetFade(layer.fade_in_s, layer.fade_out_s, 0, ends_itself ? std::min(length_ns, film_end_ns) : film_end_ns);
@@ -69,9 +70,9 @@ std::int64_t SoundReader::LengthNs(const Sound& sound) const {
     // Guessed from the beginning, and wrong where the rest has other rates.
     if (!IsStream(file_)) whole_ns = MeasureSound(file_, track_, goes_on_).length_ns;
   } else if (of->duration > 0) {
-    whole_ns = av_rescale_q(of->duration, of->time_base, kNanoseconds);
+    whole_ns = DurationNs(of->duration, of->time_base);
   } else if (format_->duration > 0) {
-    whole_ns = av_rescale_q(format_->duration, AV_TIME_BASE_Q, kNanoseconds);
+    whole_ns = DurationNs(format_->duration, AV_TIME_BASE_Q);
   }
   const std::int64_t trim_ns = FromSeconds(sound.trim_start_s);
   if (whole_ns > 0 && trim_ns >= whole_ns) throw Error("cannot trim " + file_ + ": it ends before that");
@@ -87,14 +88,14 @@ void SoundReader::SeekNearStart() {
   if (!frame_waits_ || IsStream(file_)) return;
   if (first_ns_ == AV_NOPTS_VALUE) first_ns_ = BeginNs();
   if (first_ns_ == AV_NOPTS_VALUE) return;
-  const std::int64_t wanted_ns = first_ns_ + trim_ns_ + start_ns_ - pass_begin_ns_;
-  const std::int64_t target_ns = wanted_ns - kPrerollNs;
+  const std::int64_t wanted_ns = Plus(first_ns_, trim_ns_ + start_ns_ - pass_begin_ns_);
+  const std::int64_t target_ns = Minus(wanted_ns, kPrerollNs);
   if (target_ns <= FrameNs()) return;
-  const std::int64_t target = av_rescale_q(target_ns, kNanoseconds, format_->streams[stream_]->time_base);
+  const std::int64_t target = Rescaled(target_ns, kNanoseconds, format_->streams[stream_]->time_base);
   if (avformat_seek_file(format_.get(), stream_, std::numeric_limits<std::int64_t>::min(), target, target, 0) >= 0) {
     avcodec_flush_buffers(codec_.get());
     frame_waits_ = DecodeFrame();
-    if (frame_waits_ && FrameNs() != AV_NOPTS_VALUE && FrameNs() <= wanted_ns - kPrerollNs / 2) return;
+    if (frame_waits_ && FrameNs() != AV_NOPTS_VALUE && FrameNs() <= target_ns + kPrerollNs / 2) return;
   }
   frame_waits_ = false;
   if (Open()) frame_waits_ = DecodeFrame();
@@ -129,15 +130,13 @@ bool SoundReader::Open() {
 
 // When the frame that has been decoded is heard, on the media's own clock.
 std::int64_t SoundReader::FrameNs() const {
-  const std::int64_t pts = frame_->best_effort_timestamp;
-  return pts == AV_NOPTS_VALUE ? pts : av_rescale_q(pts, format_->streams[stream_]->time_base, kNanoseconds);
+  return MediaNs(frame_->best_effort_timestamp, format_->streams[stream_]->time_base);
 }
 
 // When the sound begins, of which the first frame has been decoded.
 std::int64_t SoundReader::BeginNs() const {
   const AVStream* const of = format_->streams[stream_];
-  const std::int64_t pts = NotBeforeStart(frame_->best_effort_timestamp, of);
-  return pts == AV_NOPTS_VALUE ? pts : av_rescale_q(pts, of->time_base, kNanoseconds);
+  return MediaNs(NotBeforeStart(frame_->best_effort_timestamp, of), of->time_base);
 }
 
 // Decodes the first frame. Returns false when there is none.
@@ -192,7 +191,7 @@ bool SoundReader::DecodeMore() {
 }
 
 bool SoundReader::NextPass() {
-  if (!loops_ || pass_length_ns_ == 0 || !pass_decodes_ || interrupted_) return false;
+  if (!loops_ || pass_length_ns_ == 0 || !pass_decodes_ || interrupted_ || pass_begin_ns_ > kLongestNs) return false;
   pass_begin_ns_ += pass_length_ns_;
   resampler_.reset();
   // Opening the file again works with every container; seeking does not.
@@ -205,9 +204,9 @@ bool SoundReader::NextPass() {
 
 // Where a time of the media is in what is read.
 std::int64_t SoundReader::PositionOf(std::int64_t pts) {
-  const std::int64_t media_ns = av_rescale_q(pts, format_->streams[stream_]->time_base, kNanoseconds);
+  const std::int64_t media_ns = MediaNs(pts, format_->streams[stream_]->time_base);
   if (first_ns_ == AV_NOPTS_VALUE) first_ns_ = BeginNs();
-  return SoundFrames(media_ns - first_ns_ - trim_ns_ + pass_begin_ns_ - start_ns_);
+  return SoundFrames(SinceNs(media_ns, first_ns_) - trim_ns_ + pass_begin_ns_ - start_ns_);
 }
 
 // Converts a frame; none means the resampler's rest.
@@ -243,7 +242,7 @@ void SoundReader::Convert(const AVFrame* frame) {
   }
   if (!resampler_) return;
   const int room = swr_get_out_samples(resampler_.get(), frame ? frame->nb_samples : 0);
-  if (room <= 0) return;
+  if (room <= 0 || room > kMostFrames) return;
   std::uint8_t* planes[kSoundChannels];
   for (int c = 0; c < kSoundChannels; ++c) {
     decoded_[c].resize(static_cast<std::size_t>(room));

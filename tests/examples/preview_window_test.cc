@@ -12,9 +12,12 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QClipboard>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QStatusBar>
 #include <QTest>
+#include <QTextDocument>
 #include <QTimer>
 
 namespace {
@@ -35,6 +38,20 @@ TEST_F(PreviewWindowTest, TheListHasTheTopmostLayerFirst) {
   EXPECT_FALSE(Row(0)->isSelected());
   EXPECT_TRUE(Row(1)->isSelected());
   EXPECT_FALSE(Row(2)->isSelected());
+}
+
+// Whatever a file of somebody else's is called.
+TEST_F(PreviewWindowTest, MessagesAreShownToTheLetter) {
+  const std::string message = "cannot open <img src=\"file:///a.png\"><b>b</b>.png";
+  session_->TellError(message);
+  const QList<QLabel*> labels = window_->statusBar()->findChildren<QLabel*>();
+  const auto shown = std::find_if(labels.begin(), labels.end(),
+                                  [&](const QLabel* label) { return label->text().toStdString() == message; });
+  ASSERT_NE(shown, labels.end());
+  EXPECT_EQ((*shown)->textFormat(), Qt::PlainText);
+  QTextDocument tip;
+  tip.setHtml((*shown)->toolTip());
+  EXPECT_EQ(tip.toPlainText().toStdString(), message);
 }
 
 TEST_F(PreviewWindowTest, TheListHidesAndLocks) {

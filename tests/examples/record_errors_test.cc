@@ -55,6 +55,10 @@ TEST_F(RecordErrorsTest, BadNumbers) {
   ExpectError({"--duration", "nan", "-o", "film.mp4"}, 2, "duration: must be above 0 and at most 86400 seconds");
   ExpectError({"--start", "-1", "-o", "film.mp4"}, 2, "start: must be 0 to 86400 seconds");
   ExpectError({"--color", "#000000,opacity=1.5", "-o", "film.mp4"}, 2, "layer opacity: must be 0 to 1");
+  for (const std::string place : {"pos=1e30:0", "drift=0:-2e9", "rotation=1e300", "spin=1e10"}) {
+    ExpectError({"--color", "#000000," + place, "-o", "film.mp4"}, 2,
+                "layer pos, drift, rotation and spin: must be -1000000000 to 1000000000");
+  }
   ExpectError({"--color", "#000000,z=high", "-o", "film.mp4"}, 2, "\"high\" is not a number");
   ExpectError({"--color", "#000000,z=1.5", "-o", "film.mp4"}, 2, "\"1.5\" is not a whole number");
   ExpectError({"--color", "#000000,pos=7", "-o", "film.mp4"}, 2, "\"7\" is not a pair such as -20:35");

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -280,6 +282,33 @@ TEST_F(RecordKindsTest, NamesTellWhereFilmsGo) {
   EXPECT_FALSE(studio::IsPattern("100%.png"));
   EXPECT_EQ(studio::SuffixOf("a.b/c.MP4"), "mp4");
   EXPECT_EQ(studio::SuffixOf("a.b/c"), "");
+}
+
+// Of more files than could be asked for one by one.
+TEST_F(RecordKindsTest, TheFirstFileOfAPatternIsFoundAtOnce) {
+  constexpr std::uint64_t kMany = std::uint64_t{1} << 62;
+  const auto first = [&](const std::string& pattern, std::uint64_t from, std::uint64_t count) {
+    const std::string file = studio::FirstNumberedFile(Path(pattern), from, count);
+    return file.empty() ? file : file.substr(Path("").size());
+  };
+  const auto make = [&](const std::string& name) { std::ofstream(Path(name)) << "older"; };
+  EXPECT_EQ(first("f%04d.png", 1, kMany), "");
+  EXPECT_EQ(first("none/f%04d.png", 1, kMany), "");
+  for (const char* name : {"f0012.png", "f7.png", "f0000.png", "g0003.png", "f123456.png", "12"}) make(name);
+  EXPECT_EQ(first("f%04d.png", 1, kMany), "f0012.png");
+  EXPECT_EQ(first("f%04d.png", 0, kMany), "f0000.png");
+  EXPECT_EQ(first("f%04d.png", 13, kMany), "f123456.png");
+  EXPECT_EQ(first("f%04d.png", 1, 11), "");
+  EXPECT_EQ(first("f%04d.png", 1, 12), "f0012.png");
+  EXPECT_EQ(first("f%d.png", 1, kMany), "f7.png");
+  // The number may be that of a folder.
+  std::filesystem::create_directories(Path("100%/shot3"));
+  std::filesystem::create_directories(Path("100%/shot2"));
+  make("100%/shot3/a.png");
+  EXPECT_EQ(first("100%%/shot%d/a.png", 1, kMany), "100%/shot3/a.png");
+  EXPECT_EQ(first("100%%/shot%d/b.png", 1, kMany), "");
+  ExpectError({"--canvas", "32x32", "--fps", "1000", "--duration", "86400", "--no-overwrite", "-o", "f%04d.png"}, 2,
+              "f0012.png is there already: leave out --no-overwrite, or take another name");
 }
 
 }  // namespace
