@@ -237,15 +237,22 @@ class QUARN_EXPORT GsViewImpl : public GsView {
  public:
   // A view in a window: see GsView's constructor.
   //
+  // `info`: the window.
+  // `width`, `height`: the view's size in pixels.
+  //
   // Blocks: stage.
   GsViewImpl(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device = nullptr);
   ~GsViewImpl() override;
 
   // Shows a scene as GsView::SetScene does. It is fitted at once.
   //
+  // `scene`: null shows nothing but the background.
+  //
   // Blocks: stage, and while the view is drawn.
   void SetScene(GsScene* scene) override;
   // Takes another size as GsView::Resize does. The scene is fitted to it at once.
+  //
+  // `width`, `height`: pixels; a size of 0 stops the drawing.
   void Resize(unsigned int width, unsigned int height) override;
   // Calls DefaultDraw. An override may draw more, before or after.
   void Draw() override;
