@@ -220,6 +220,7 @@ class QUARN_EXPORT GsDevice {
   // the device.
   //
   // `func`: what to call; null is ignored.
+  // `param`: what it is called with, any value.
   //
   // Callback safety: frame callback.
   // Ownership: `param` stays the caller's.

@@ -22,7 +22,9 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
  public:
   // An item of size (0, 0).
   explicit GsItem(GsDevice* device = nullptr);
-  // An item of `size` pixels.
+  // An item of a size.
+  //
+  // `size`: its width and height in pixels.
   explicit GsItem(const gs_vec2& size, GsDevice* device = nullptr);
   // Ends the ticks.
   //
