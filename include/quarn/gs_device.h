@@ -101,6 +101,8 @@ class QUARN_EXPORT GsDevice {
   // Where the system refuses, as Linux does for a user without RLIMIT_RTPRIO, the log has a warning, and the frames go
   // on as before. Without an engine it does nothing.
   //
+  // `realtime`: true for before all ordinary threads, false for among them.
+  //
   // Thread: any.
   // Blocks: no.
   void SetRealtime(bool realtime);
@@ -218,6 +220,7 @@ class QUARN_EXPORT GsDevice {
   // the device.
   //
   // `func`: what to call; null is ignored.
+  // `param`: what it is called with, any value.
   //
   // Callback safety: frame callback.
   // Ownership: `param` stays the caller's.

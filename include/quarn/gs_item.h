@@ -22,7 +22,9 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
  public:
   // An item of size (0, 0).
   explicit GsItem(GsDevice* device = nullptr);
-  // An item of `size` pixels.
+  // An item of a size.
+  //
+  // `size`: its width and height in pixels.
   explicit GsItem(const gs_vec2& size, GsDevice* device = nullptr);
   // Ends the ticks.
   //
@@ -62,6 +64,8 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
 
   // Names the scene of the item. The scene calls it.
   //
+  // `scene`: null for none.
+  //
   // Ownership: the scene is not counted.
   void SetScene(GsScene* scene);
   // Returns the scene of the item; null outside a scene. Of an item in two scenes it is the one added last, and null
@@ -96,15 +100,21 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   void SetZ(int z);
   // Returns whether the item is drawn.
   bool visible() const;
-  // Sets whether the item is drawn.
+  // Sets whether the item is drawn. It is ticked either way.
+  //
+  // `visible`: true at first.
   void SetVisible(bool visible);
   // Returns whether the pointer is over the item: views frame it.
   bool hovered() const;
-  // Sets whether the pointer is over the item.
+  // Sets whether the pointer is over the item, as the host has found out (GsViewImpl::HitTest).
+  //
+  // `hovered`: false at first.
   void SetHovered(bool hovered);
   // Returns whether the item is selected: views frame it and add handles.
   bool selected() const;
   // Sets whether the item is selected.
+  //
+  // `selected`: false at first.
   void SetSelected(bool selected);
 
  private:
@@ -117,7 +127,7 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
  protected:
   // A gs_vec2 aligned to its size, so that every compiler reads and writes it in one piece without a helper library.
   struct alignas(sizeof(gs_vec2)) AlignedVec2 : gs_vec2 {
-    // A copy of `value`.
+    // A copy of `value`, any two numbers.
     AlignedVec2(const gs_vec2& value) : gs_vec2(value) {}
   };
 

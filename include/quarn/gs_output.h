@@ -123,6 +123,8 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
  public:
   // An output of raw frames: see GsOutput's constructor.
   //
+  // `scene`: what is shown; null makes the output inert.
+  // `width`, `height`: pixels, as GsOutput's constructor takes them.
   // `format`: the layout of the frames; Start refuses what no output produces.
   //
   // Blocks: stage.
@@ -137,6 +139,8 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
   void Stop() override;
 
   // Receives a frame. By default logs its timestamp at debug level.
+  //
+  // `frame`: the picture, whose planes are valid during the call only: copy what is to be kept.
   //
   // Thread: the output's own.
   // Callback safety: may take its time, start and stop its own output, update textures and constant buffers, add and
@@ -197,6 +201,9 @@ class QUARN_EXPORT GsOutputRaw : public GsOutput {
 class QUARN_EXPORT GsOutputTex : public GsOutput {
  public:
   // An output of textures: see GsOutput's constructor.
+  //
+  // `scene`: what is shown; null makes the output inert.
+  // `width`, `height`: pixels, as GsOutput's constructor takes them. The texture has the scene's size all the same.
   //
   // Blocks: stage.
   // Ownership: takes a reference on the scene.

@@ -129,6 +129,9 @@ class QUARN_EXPORT GsPictureItem : public GsItem {
   // Returns the opacity.
   float opacity() const;
   // Mirrors the picture within its place.
+  //
+  // `horizontal`: whether left and right are exchanged; false at first.
+  // `vertical`: whether top and bottom are; false at first.
   void SetFlip(bool horizontal, bool vertical);
   // Shows a part of the picture only, over the whole of the item's size; the pixels beside it are not mixed in.
   //

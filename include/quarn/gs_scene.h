@@ -91,6 +91,7 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
   // until the walk ends.
   //
   // `fn`: may change the list and must not destroy the scene; null is ignored.
+  // `user`: what it is called with, any value.
   //
   // Ownership: `user` stays the caller's.
   void EnumItems(bool (*fn)(GsItem* item, void* user), void* user);

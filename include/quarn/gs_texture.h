@@ -41,8 +41,11 @@ class QUARN_EXPORT GsTexture {
   GsTexture(const unsigned char* data, unsigned int stride, Format format, unsigned int width, unsigned int height,
             GsDevice* device = nullptr);
   // An empty image. Inert in this version: the device logs that it cannot make one.
+  //
+  // `format`: any.
+  // `width`, `height`: pixels, each at least 1.
   GsTexture(Format format, unsigned int width, unsigned int height, GsDevice* device = nullptr);
-  // From a frame of the engine. For the library's own use.
+  // For the library's own use: from a frame of the engine.
   GsTexture(GraphicsFrame&& frame, GsDevice* device);
   // An image of the size of an external one. It holds no pixels until Update(image), and is sampled through a
   // sampler2DRect with coordinates in pixels, y = 0 being the image's top row: with the v_tex_coord of glsl_src.h as
@@ -55,7 +58,7 @@ class QUARN_EXPORT GsTexture {
   // Blocks: stage.
   // Ownership: the image is read during the call only.
   explicit GsTexture(void* external_image, GsDevice* device = nullptr);
-  // Wraps an engine texture without owning it. For the library's own use.
+  // For the library's own use: wraps an engine texture without owning it.
   explicit GsTexture(GraphicsTexture* texture);
   // Destroys the image, when it owns one.
   //
@@ -119,7 +122,9 @@ class QUARN_EXPORT GsTextureBinder {
  public:
   // Binds nothing.
   GsTextureBinder();
-  // Binds each texture to the unit of its number. A null texture leaves its unit alone.
+  // Binds each texture to the unit of its number.
+  //
+  // `tex0`: for u_tex0, and so on up to the fourth; null leaves its unit alone.
   //
   // Ownership: the textures stay the caller's.
   explicit GsTextureBinder(GsTexture* tex0);

@@ -19,7 +19,7 @@ struct QUARN_EXPORT gs_vec2 {
 
   // (0, 0).
   gs_vec2() : x(0.0f), y(0.0f) {}
-  // (`x_value`, `y_value`).
+  // (`x_value`, `y_value`), which may be any numbers: whoever takes them says in what they are counted.
   gs_vec2(float x_value, float y_value) : x(x_value), y(y_value) {}
   gs_vec2(const gs_vec2&) = default;
   gs_vec2& operator=(const gs_vec2&) = default;
@@ -41,7 +41,7 @@ struct QUARN_EXPORT gs_vec3 {
   float y;
   float z;
 
-  // (`x_value`, `y_value`, `z_value`).
+  // (`x_value`, `y_value`, `z_value`), which may be any numbers: whoever takes them says what they count.
   gs_vec3(float x_value, float y_value, float z_value) : x(x_value), y(y_value), z(z_value) {}
 
   // For the library's own use.
@@ -56,10 +56,16 @@ struct QUARN_EXPORT gs_transform {
   gs_vec2 size;    // Its width and height in pixels.
   float rotation;  // Radians about its centre; positive turns clockwise on the screen.
 
-  // A rectangle of `size_px` pixels about `pos_px`, turned by `rotation_rad` radians.
+  // A rectangle.
+  //
+  // `pos_px`: its centre, in pixels from the centre of the target, y downwards.
+  // `size_px`: its width and height in pixels.
+  // `rotation_rad`: radians about its centre; positive turns clockwise on the screen.
   gs_transform(const gs_vec2& pos_px, const gs_vec2& size_px, float rotation_rad)
       : pos(pos_px), size(size_px), rotation(rotation_rad) {}
   // A rectangle that is not rotated.
+  //
+  // `pos_px`, `size_px`: pixels, as above.
   gs_transform(const gs_vec2& pos_px, const gs_vec2& size_px) : gs_transform(pos_px, size_px, 0.0f) {}
 
   // For the library's own use.

@@ -63,15 +63,21 @@ class QUARN_EXPORT GsVideoTexture : public GsTexture {
   // Blocks: stage.
   ~GsVideoTexture() override;
 
-  // Says what colours the values mean, from the next Update on. Returns false, with an error line, when one of them is
-  // none of the above, and when the texture is inert: then all stays as it was.
+  // Says what colours the values mean, from the next Update on.
+  //
+  // `matrix`: how they are made of red, green and blue; BT.709 at first.
+  // `range`: which of them are black and white; limited at first.
+  // `site`: where chroma lies; left at first.
+  // Returns false, with an error line, when one of them is none of the above, and when the texture is inert: then all
+  // stays as it was.
   bool SetColor(Matrix matrix, Range range, ChromaSite site);
 
-  // Shows another picture. Returns false when that is not possible: then the last one stays, and the log says why until
-  // an update succeeds.
+  // Shows another picture.
   //
   // `planes`: the rows of each plane, the top row first, three planes of I420, two of the others.
   // `strides`: bytes from a row's start to the next one's, for each plane: at least a row's own bytes.
+  // Returns false when that is not possible: then the last picture stays, and the log says why, once until an update
+  // succeeds.
   //
   // Blocks: stage.
   // Ownership: the planes are read during the call only.

@@ -235,17 +235,17 @@ class QUARN_EXPORT GsView {
 // Thread: as GsView.
 class QUARN_EXPORT GsViewImpl : public GsView {
  public:
-  // A view in a window: see GsView's constructor.
+  // A view in the window that `info` names, `width` and `height` pixels large: see GsView's constructor.
   //
   // Blocks: stage.
   GsViewImpl(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device = nullptr);
   ~GsViewImpl() override;
 
-  // Shows a scene as GsView::SetScene does. It is fitted at once.
+  // Shows `scene`, or nothing where that is null, as GsView::SetScene does. It is fitted at once.
   //
   // Blocks: stage, and while the view is drawn.
   void SetScene(GsScene* scene) override;
-  // Takes another size as GsView::Resize does. The scene is fitted to it at once.
+  // Takes another size, `width` and `height` in pixels, as GsView::Resize does. The scene is fitted to it at once.
   void Resize(unsigned int width, unsigned int height) override;
   // Calls DefaultDraw. An override may draw more, before or after.
   void Draw() override;

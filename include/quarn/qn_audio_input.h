@@ -97,6 +97,8 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   void SetGain(float gain);
   // Mutes the input, or has it heard again, in the same way: as if its gain were 0. The gain stays what it is.
   //
+  // `muted`: false at first.
+  //
   // Thread: any.
   void SetMuted(bool muted);
   // Returns the gain that was set last, or 1; 0 for an input that found no memory.
@@ -117,7 +119,9 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   //
   // Thread: any.
   QnAudioLevel level(unsigned int channel) const;
-  // Counts what is buffered, and what was missing and dropped. Nothing for an inert input.
+  // Counts what is buffered, and what was missing and dropped.
+  //
+  // Returns the counts of this moment, in frames; those of an inert input are 0.
   //
   // Thread: any.
   // Blocks: as PushBackSamples.

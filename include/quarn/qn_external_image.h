@@ -33,7 +33,7 @@ class QUARN_EXPORT QnExternalImage {
   // `width`, `height`: pixels.
   // `pixel_format`: one of the codes above.
   // `bytes_per_row`: bytes from a row to the next, at least 4 a pixel.
-  // `fd`: the file.
+  // `fd`: the file's descriptor, 0 or more.
   // `offset`: the byte that the first row begins at.
   //
   // Ownership: `fd` stays the host's, and must be open during each use; the file must not shrink meanwhile, which would

@@ -35,7 +35,9 @@ class scoped_refptr {
   scoped_refptr() = default;
   // Holds nothing.
   scoped_refptr(std::nullptr_t) {}
-  // Takes a reference of its own on a non-null pointer.
+  // Takes a reference of its own.
+  //
+  // `ptr`: null for nothing.
   scoped_refptr(T* ptr) : ptr_(ptr) {
     if (ptr_) ptr_->AddRef();
   }
@@ -62,6 +64,7 @@ class scoped_refptr {
   // Makes a holder that takes over a reference which the caller already has, without counting.
   //
   // `ptr`: may be null.
+  // Returns the holder.
   static scoped_refptr Adopt(T* ptr) {
     scoped_refptr holder;
     holder.ptr_ = ptr;
@@ -69,6 +72,8 @@ class scoped_refptr {
   }
 
   // Hands the pointer out, with its reference, and leaves the holder empty.
+  //
+  // Returns the pointer, or null; the reference is the caller's to drop.
   T* release() noexcept { return std::exchange(ptr_, nullptr); }
 
   // Returns the pointer, or null.
@@ -91,7 +96,9 @@ class scoped_refptr {
 template <class Base>
 class RefCounted : public Base {
  public:
-  // Makes the object with the arguments of a constructor of its base.
+  // Makes the object.
+  //
+  // `args`: those of a constructor of its base.
   template <class... Args>
   explicit RefCounted(Args&&... args) : Base(std::forward<Args>(args)...) {}
 
@@ -109,6 +116,9 @@ class RefCounted : public Base {
 
 // Makes a T counted from one (usually a RefCounted<...>) and adopts that reference.
 //
+// `args`: those of a constructor of T. A number is written as what that takes: 640u for an unsigned one.
+// Returns its holder, never without: memory that is missing is thrown, as new does.
+//
 // Thread: any.
 template <class T, class... Args>
 scoped_refptr<T> MakeRef(Args&&... args) {
@@ -116,6 +126,9 @@ scoped_refptr<T> MakeRef(Args&&... args) {
 }
 
 // Makes a RefCounted<T> and adopts its first reference: what most hosts make their scenes, items and inputs with.
+//
+// `args`: as MakeRef takes them.
+// Returns as MakeRef does.
 //
 // Thread: any.
 template <class T, class... Args>
