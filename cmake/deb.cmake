@@ -36,7 +36,7 @@ endforeach()
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quarn)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_CONTACT "The Quarn authors <quarn@localhost>")
+set(CPACK_PACKAGE_CONTACT "The Quarn authors <quarn@example.org>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_COMPONENTS_ALL library dev tools)
@@ -50,28 +50,30 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${QUARN_DEB_REVISION})
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # Each package has its own.
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${deb_library})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "media-core library: compositing, raw frames, audio mixing
- Programs that make pictures out of pictures (recorders, streamers, video
- mixers) put items into a scene; Quarn composites it on the GPU on a steady
- grid of frames, and hands each frame back as raw pixels or as a texture. A
- mixer adds streams of sound on the same clock.
- .
- This package holds the shared library.")
+Programs that make pictures out of pictures (recorders, streamers, video
+mixers) put items into a scene; Quarn composites it on the GPU on a steady
+grid of frames, and hands each frame back as raw pixels or as a texture. A
+mixer adds streams of sound on the same clock.
+
+This package holds the shared library.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libquarn-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${deb_library} (= ${deb_version})")
 set(CPACK_COMPONENT_DEV_DESCRIPTION "media-core library: headers for development
- Quarn composites scenes on the GPU, hands back raw frames, and mixes sound.
- .
- This package holds the headers, and the files that CMake and pkg-config find
- the library by.")
+Quarn composites scenes on the GPU, hands back raw frames, and mixes sound.
+
+This package holds the headers, and the files that CMake and pkg-config find
+the library by.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME quarn-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION video)
@@ -79,8 +81,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${deb_library} (>= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "records films of scenes, and edits scenes in a window
- quarn-record composites pictures, videos, texts and colours, and records
- them as a film, a still or a stream. quarn-preview shows a scene in a window,
- edits it with the pointer and keys, and records it.")
+quarn-record composites pictures, videos, texts and colours, and records
+them as a film, a still or a stream. quarn-preview shows a scene in a window,
+edits it with the pointer and keys, and records it.")
 
 include(CPack)
