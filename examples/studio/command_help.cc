@@ -85,6 +85,8 @@ void AddHelp(CLI::App* app, std::vector<HelpSection> sections, std::function<Opt
   std::string footer;
   for (const HelpSection& section : sections) footer += section.text;
   app->footer(footer);
+  // The option that is not shown comes before all others: behind them its group would leave an empty line.
+  app->set_help_flag();
   app->add_option_function<std::string>(
          "--help-as",
          [app, sections = std::move(sections), words = std::move(words)](const std::string& format) {
@@ -93,6 +95,7 @@ void AddHelp(CLI::App* app, std::vector<HelpSection> sections, std::function<Opt
          })
       ->group("")
       ->trigger_on_parse();
+  app->set_help_flag("-h,--help", "Print this help message and exit");
 }
 
 }  // namespace studio
