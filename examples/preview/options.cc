@@ -4,6 +4,7 @@
 
 #include "preview/keys.h"
 #include "preview/recording.h"
+#include "studio/command_help.h"
 #include "studio/error.h"
 #include "studio/film_inputs.h"
 #include "studio/layer_options.h"
@@ -14,17 +15,24 @@
 namespace preview {
 namespace {
 
-constexpr char kFooter[] = R"(
+constexpr char kExamples[] = R"(
   quarn-preview --scene examples/scenes/demo.json --play
   quarn-preview --color '#203040' --picture logo.png,size=320x0 --add photo.jpg title.png --save scene.json
+)";
 
+constexpr char kNotes[] = R"(
 The film stands still until it is played. A layer that drifts or spins moves on from where it is put.)";
 
 }  // namespace
 
 std::optional<Options> ParseCommandLine(int argc, char** argv) {
   CLI::App app("Shows a scene in a window, edits it with the pointer and keys, and records it.", "quarn-preview");
-  app.footer(std::string(studio::kLayerHelp) + "\nIn the window:\n" + KeyHelp() + kFooter);
+  studio::AddHelp(&app,
+                  {{"Layers", studio::kLayerHelp, studio::LayerOptions::Names()},
+                   {"Pointer and keys", "\nIn the window:\n" + KeyHelp(), {}},
+                   {"Examples", kExamples, {}},
+                   {"Notes", kNotes, {}}},
+                  [] { return studio::OptionWords{}; });
   app.get_formatter()->column_width(30);
 
   Options options;

@@ -2,8 +2,11 @@
 
 #include <cmath>
 #include <cstdint>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include "studio/codec_names.h"
 #include "studio/error.h"
 #include "studio/layer_text.h"
 
@@ -27,7 +30,21 @@ std::int64_t ParseBitRate(const char* option, const std::string& text) {
   }
 }
 
+std::vector<std::string> CodecNames(AVMediaType type) {
+  std::istringstream list(WhatFits(nullptr, type));
+  std::vector<std::string> names;
+  for (std::string name; std::getline(list >> std::ws, name, ',');) names.push_back(name);
+  return names;
+}
+
 }  // namespace
+
+OptionWords FilmOptions::Words() {
+  return {{"--container",
+           {"mp4", "mov", "matroska", "webm", "mpegts", "avi", "nut", "hls", "y4m", "raw", "gif", "apng", "webp"}},
+          {"--codec", CodecNames(AVMEDIA_TYPE_VIDEO)},
+          {"--audio-codec", CodecNames(AVMEDIA_TYPE_AUDIO)}};
+}
 
 FilmOptions::FilmOptions(CLI::App* app) {
   app->option_defaults()->group("Output");

@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "studio/command_help.h"
 #include "studio/description.h"
 
 namespace studio {
@@ -16,6 +17,9 @@ class FilmOptions {
   explicit FilmOptions(CLI::App* app);
   FilmOptions(const FilmOptions&) = delete;
   FilmOptions& operator=(const FilmOptions&) = delete;
+
+  // What shells complete values to.
+  static OptionWords Words();
 
   // Throws UsageError.
   void ApplyTo(Description* description) const;

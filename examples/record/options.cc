@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "record/film_options.h"
+#include "studio/command_help.h"
 #include "studio/error.h"
 #include "studio/layer_options.h"
 #include "studio/layer_text.h"
@@ -19,12 +20,14 @@
 namespace studio {
 namespace {
 
-constexpr char kFooter[] = R"(
+constexpr char kExamples[] = R"(
   quarn-record --color '#203040' --video clip.mp4,size=640x0,loop --picture logo.png,pos=400:-250,spin=20 -o film.mp4
   quarn-record --video clip.mp4,volume=0.3 --audio voice.wav@1,2.5 --audio music.ogg@0.2 -o film.mp4
   quarn-record --scene examples/scenes/demo.json --offline -o film.mp4
   quarn-record --scene examples/scenes/demo.json -o - --container y4m | ffplay -
+)";
 
+constexpr char kNotes[] = R"(
 Stills have no sound, nor has every kind of film.
 
 The name tells the kind: .mp4, .mov, .mkv, .webm, .ts, .avi, .nut, .y4m, .gif, .apng and .m3u8 (its segments beside
@@ -57,7 +60,18 @@ void SetDuration(const std::string& text, Description* description) {
 std::optional<Options> ParseCommandLine(int argc, char** argv) {
   CLI::App app("Composites pictures, videos, texts and colours with Quarn, and records them as a film.",
                "quarn-record");
-  app.footer(std::string(kLayerHelp) + kSoundHelp + kFooter);
+  AddHelp(&app,
+          {{"Layers", kLayerHelp, LayerOptions::Names()},
+           {"Sounds", kSoundHelp, {"--audio"}},
+           {"Examples", kExamples, {}},
+           {"Films", kNotes, {}}},
+          [] {
+            OptionWords words = FilmOptions::Words();
+            words["--duration"] = {"auto"};
+            words["--format"] = {"i420", "nv12", "rgba", "bgra"};
+            words["--progress"] = {"auto", "bar", "lines", "none"};
+            return words;
+          });
   app.get_formatter()->column_width(30);
 
   app.option_defaults()->group("Scene");

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -18,6 +19,9 @@ extern const char kLayerHelp[];
 class LayerOptions {
  public:
   explicit LayerOptions(CLI::App* app);
+
+  // Of the options.
+  static std::vector<std::string> Names() { return {"--picture", "--video", "--text", "--color"}; }
 
   // Appends the layers that were given, in their order. After the parse. Throws UsageError.
   void AppendTo(Description* description) const;
