@@ -3,6 +3,7 @@
 
 #include <pthread.h>
 #include <sched.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -49,4 +50,8 @@ int SetThisThreadRealtime(bool realtime) {
   if (!realtime) return sched_setscheduler(0, SCHED_OTHER, &param) == 0 ? 0 : errno;
   param.sched_priority = sched_get_priority_min(SCHED_RR);
   return sched_setscheduler(0, SCHED_RR | SCHED_RESET_ON_FORK, &param) == 0 ? 0 : errno;
+}
+
+void HaltThisThread() {
+  for (;;) pause();
 }

@@ -32,4 +32,7 @@ void NameThisThread(const char* name);
 // ordinary. Returns 0, or the error (errno) where the system refuses: the thread stays what it was then.
 int SetThisThreadRealtime(bool realtime);
 
+// Has the calling thread do nothing any more until the process ends.
+[[noreturn]] void HaltThisThread();
+
 #endif  // QUARN_FOUNDATION_THREAD_H_

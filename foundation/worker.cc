@@ -60,7 +60,10 @@ void Worker::StopWithin(std::chrono::milliseconds patience) {
     stopped_ = true;
     if (!thread_ || !thread_->started()) return;
     posted_.notify_one();
-    if (!done_.wait_for(lock, patience, [&] { return ended_; })) return;
+    if (!done_.wait_for(lock, patience, [&] { return ended_; })) {
+      left_ = true;
+      return;
+    }
   }
   thread_->Join();
 }
@@ -84,6 +87,11 @@ void Worker::Run() {
       done_.notify_all();
     }
     batch_.clear();
+  }
+  if (left_) {
+    lock.unlock();
+    // The libraries that the hook would call may have ended with the process, as may those that note a thread's end.
+    HaltThisThread();
   }
   ended_ = true;
   done_.notify_all();

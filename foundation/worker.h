@@ -36,7 +36,8 @@ class Worker : public Runable {
   bool lags() const;
   // Drops what is queued, waits for the work in hand and ends the thread, for good.
   void Stop();
-  // The same, but leaves a work in hand that takes longer than `patience`, and its thread, to the end of the process.
+  // The same, but leaves a work in hand that takes longer than `patience`, and its thread, to the end of the process:
+  // the thread does nothing more once the work returns, and Stop would wait for it for ever.
   void StopWithin(std::chrono::milliseconds patience);
 
   void Run() override;
@@ -58,6 +59,7 @@ class Worker : public Runable {
   bool lags_ = false;
   bool stopped_ = false;
   bool ended_ = false;  // Run is about to return.
+  bool left_ = false;   // Nobody has waited for that.
   const unsigned int fork_count_ = os::ForkCount();
   std::unique_ptr<Thread> thread_;
 };

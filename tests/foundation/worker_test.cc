@@ -157,12 +157,19 @@ TEST_F(WorkerTest, StopWithinEndsTheThreadOrLeavesItsWork) {
   EXPECT_TRUE(idle.WaitFor(idle.Post([] {}), kLong));
   idle.StopWithin(kLong);
   EXPECT_EQ(idle.Post([] {}), 0u);
+}
 
-  Blocker blocker(&worker_);
-  worker_.StopWithin(1ms);  // Returns although the work does not.
-  EXPECT_EQ(worker_.Post([] { FAIL() << "the thread is stopped"; }), 0u);
+// When the work returns after all, the process is ending, and what the hook would call has perhaps ended already.
+TEST(WorkerEndTest, CallsNoHookOnAThreadThatWasLeft) {
+  ended_on = std::thread::id();
+  static auto* const worker =  // Its thread stays.
+      new Worker({"quarn-test", "Test work", nullptr, [] { ended_on = std::this_thread::get_id(); }});
+  Blocker blocker(worker);
+  worker->StopWithin(1ms);  // Returns although the work does not.
+  EXPECT_EQ(worker->Post([] { FAIL() << "the thread is stopped"; }), 0u);
   blocker.Leave();
-  worker_.Stop();
+  worker->StopWithin(100ms);  // Would join a thread that ends, behind its hook.
+  EXPECT_EQ(ended_on, std::thread::id());
 }
 
 TEST_F(WorkerTest, SaysByItsOwnersNameThatAWorkFindsNoMemoryAndGoesOn) {
