@@ -9,7 +9,7 @@
 namespace studio {
 namespace {
 
-// What two programs of one text have in common, when they are asked for it.
+// What --help-as prints. Throws UsageError for a format that there is not.
 std::string PageAs(const CommandHelp& help, const std::string& format) {
   std::string page = format == "man" ? ManualPage(help) : Completion(help, format);
   if (page.empty()) throw UsageError("--help-as " + format + ": must be man, bash, zsh or fish");

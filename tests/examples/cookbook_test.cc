@@ -8,6 +8,12 @@ namespace {
 
 class CookbookTest : public SoundTest {
  protected:
+  // What the program of a recipe has made.
+  std::vector<RgbFrame> FramesOf(const std::string& recipe, const std::string& film) {
+    const Ended ended = Run("cookbook-" + recipe, {});
+    EXPECT_EQ(ended.exit_code, 0) << ended.err;
+    return Decode(film, 320, 180);
+  }
   void ExpectColor(const RgbFrame& frame, int x, int y, int r, int g, int b, int tolerance = 2) {
     SCOPED_TRACE(testing::Message() << "at " << x << ", " << y);
     const std::uint8_t* const at = frame.At(x, y);
@@ -19,9 +25,7 @@ class CookbookTest : public SoundTest {
 
 // In real time: how many pictures there are and where the sound begins is the machine's, that there are both is not.
 TEST_F(CookbookTest, RecordHasPictureAndSound) {
-  const Ended ended = Run("cookbook-record", {});
-  ASSERT_EQ(ended.exit_code, 0) << ended.err;
-  const std::vector<RgbFrame> frames = Decode("record.mp4", 320, 180);
+  const std::vector<RgbFrame> frames = FramesOf("record", "record.mp4");
   ASSERT_GE(frames.size(), 30u);
   ASSERT_LE(frames.size(), 90u);
   for (const std::size_t n : {std::size_t{1}, frames.size() / 2, frames.size() - 1}) {
@@ -37,9 +41,7 @@ TEST_F(CookbookTest, RecordHasPictureAndSound) {
 }
 
 TEST_F(CookbookTest, PictureInPictureIsFramedInTheCorner) {
-  const Ended ended = Run("cookbook-picture-in-picture", {});
-  ASSERT_EQ(ended.exit_code, 0) << ended.err;
-  const std::vector<RgbFrame> frames = Decode("picture-in-picture.png", 320, 180);
+  const std::vector<RgbFrame> frames = FramesOf("picture-in-picture", "picture-in-picture.png");
   ASSERT_EQ(frames.size(), 1u);
   ExpectColor(frames[0], 160, 90, 255, 255, 0);  // The card of the first camera,
   ExpectColor(frames[0], 20, 160, 0, 0, 255);    // and what is round it.
@@ -51,9 +53,7 @@ TEST_F(CookbookTest, PictureInPictureIsFramedInTheCorner) {
 }
 
 TEST_F(CookbookTest, CrossFadeGoesFromOneSceneToTheOther) {
-  const Ended ended = Run("cookbook-cross-fade", {});
-  ASSERT_EQ(ended.exit_code, 0) << ended.err;
-  const std::vector<RgbFrame> frames = Decode("cross-fade.mp4", 320, 180);
+  const std::vector<RgbFrame> frames = FramesOf("cross-fade", "cross-fade.mp4");
   ASSERT_EQ(frames.size(), 32u);
   // What matrix the encoder chose makes other greens, and is left alone.
   for (std::size_t n = 0; n < frames.size(); ++n) {
@@ -66,9 +66,7 @@ TEST_F(CookbookTest, CrossFadeGoesFromOneSceneToTheOther) {
 }
 
 TEST_F(CookbookTest, CaptionIsSeenInItsTime) {
-  const Ended ended = Run("cookbook-captions", {});
-  ASSERT_EQ(ended.exit_code, 0) << ended.err;
-  const std::vector<RgbFrame> frames = Decode("captions.mp4", 320, 180);
+  const std::vector<RgbFrame> frames = FramesOf("captions", "captions.mp4");
   ASSERT_EQ(frames.size(), 30u);
   for (std::size_t n = 0; n < frames.size(); ++n) {
     SCOPED_TRACE(n);
@@ -101,10 +99,8 @@ TEST_F(CookbookTest, MetersTellOfInputsAndOfTheirSum) {
 }
 
 TEST_F(CookbookTest, OfflineIsExactAndTheSameTwice) {
-  const Ended ended = Run("cookbook-offline", {});
-  ASSERT_EQ(ended.exit_code, 0) << ended.err;
+  const std::vector<RgbFrame> frames = FramesOf("offline", "offline.mkv");
   const std::string bytes = ReadFile(Path("offline.mkv"));
-  const std::vector<RgbFrame> frames = Decode("offline.mkv", 320, 180);
   ASSERT_EQ(frames.size(), 30u);
   for (std::size_t n = 0; n < frames.size(); ++n) {
     SCOPED_TRACE(n);

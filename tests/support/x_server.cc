@@ -18,10 +18,11 @@ namespace {
 constexpr uid_t kNobody = 65534;  // The user that runs the compositor, which refuses to run as root.
 
 // In the child process: the server, which writes the number of its display and a line break into `display` once it
-// takes connections. It ends when `life` is at its end.
+// takes connections. It ends when `life` is at its end. A client that comes while the last one goes would find it
+// starting anew, and be cut off: it does not.
 [[noreturn]] void BecomeXvfb(int display, const char* screen) {
   const std::string fd = std::to_string(display);
-  execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", screen, "-nolisten", "tcp",
+  execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", screen, "-nolisten", "tcp", "-noreset",
          static_cast<char*>(nullptr));
   _exit(127);
 }
