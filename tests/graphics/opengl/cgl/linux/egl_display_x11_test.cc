@@ -5,8 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <new>
 #include <string>
 
+#include "graphics/opengl/cgl/linux/x11_window_system.h"
+#include "tests/support/global_new.h"
 #include "tests/support/run_in_fork.h"
 #include "tests/support/x_server.h"
 
@@ -15,9 +20,16 @@ namespace {
 std::string failing;  // A function.
 int left = 0;         // Which of its calls fails, counted down.
 
+bool no_memory_for_x11 = false;
+
 bool Fails(const char* function) { return failing == function && --left == 0; }
 
 }  // namespace
+
+void* global_new::Allocate(std::size_t size, std::size_t alignment, const void*) noexcept {
+  if (no_memory_for_x11 && size == sizeof(X11WindowSystem)) return nullptr;
+  return alignment > 0 ? std::aligned_alloc(alignment, size) : std::malloc(size);
+}
 
 // The linker sends the library's calls here.
 extern "C" {
@@ -85,6 +97,26 @@ TEST_F(EglDisplayX11Test, KeepsItsWindowsWhereACallFailsOnce) {
 TEST_F(EglDisplayX11Test, TakesNoConfigurationOfWhichItKnowsTooLittle) {
   EXPECT_EQ(TriesForWindows("eglGetConfigAttrib", 1), 1);
   EXPECT_EQ(TriesForWindows("eglGetConfigAttrib", 2), 1) << "what its visual is, once it has been found to fit";
+}
+
+TEST_F(EglDisplayX11Test, LeavesNoConnectionWhereMemoryIsMissing) {
+  enum Found { kAllAsItShouldBe, kNothingFailed, kLeftOpen, kNoWindowsAfterwards };
+  EXPECT_EQ(test::RunInFork([] {
+              const auto descriptors = [] {
+                return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+              };
+              const auto before = descriptors();
+              no_memory_for_x11 = true;
+              try {
+                OpenX11WindowSystem();
+                return kNothingFailed;
+              } catch (const std::bad_alloc&) {
+              }
+              no_memory_for_x11 = false;
+              if (descriptors() != before) return kLeftOpen;
+              return OpenX11WindowSystem() ? kAllAsItShouldBe : kNoWindowsAfterwards;
+            }),
+            kAllAsItShouldBe);
 }
 
 }  // namespace
