@@ -93,6 +93,8 @@ void LoggerStd::Log(Level level, const char* text) {
   if (!text || (least != Level::Debug && level < least)) return;
   // One call for the whole line: the stream's own lock then keeps it whole among everything that prints.
   std::printf("%s%s\n", LevelPrefix(level), text);
+  // Whoever looks for why a program has died finds it in the file or pipe that the log went to.
+  if (level >= Level::Warn) std::fflush(stdout);
 }
 
 void LoggerStd::SetLevel(Level least) { least_printed.store(least, std::memory_order_relaxed); }

@@ -18,8 +18,9 @@ int main(int /*argc*/, char** /*argv*/) {
   paint();  // SDL may make the window anew for the first time.
   SDL_SysWMinfo info;
   SDL_VERSION(&info.version);
-  if (!SDL_GetWindowWMInfo(window, &info)) return SDL_Log("%s", SDL_GetError()), 1;
-  if (!wayland && info.subsystem != SDL_SYSWM_X11) return SDL_Log("Views cannot be shown here"), 1;
+  if (!SDL_GetWindowWMInfo(window, &info) || (!wayland && info.subsystem != SDL_SYSWM_X11)) {
+    return SDL_Log("Views are shown under X11 and Wayland: is DISPLAY or WAYLAND_DISPLAY set?"), 1;
+  }
   void* native = reinterpret_cast<void*>(info.info.x11.window);
   if (wayland) {
     if (!qn_set_native_display(kQnNativeDisplayWayland, info.info.wl.display)) return 1;  // The log says why.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -165,6 +166,18 @@ TEST(LoggerStdTest, PrintsAPrefixForEveryLevel) {
   logger.Warn("three");
   logger.Error("four");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "D:[Tag] one\nI:[Tag] two\nW:[Tag] three\nE:[Tag] four\n");
+}
+
+TEST(LoggerStdTest, WarningsAndErrorsAreWrittenAtOnce) {
+  LoggerStd logger("Tag");
+  testing::internal::CaptureStdout();
+  const auto written = [] { return std::filesystem::file_size("/proc/self/fd/1"); };
+  logger.Info("one");
+  logger.Warn("two");
+  EXPECT_EQ(written(), 24u);
+  logger.Error("three");
+  EXPECT_EQ(written(), 38u);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "I:[Tag] one\nW:[Tag] two\nE:[Tag] three\n");
 }
 
 TEST(LoggerStdTest, PrintsNoPrefixForOtherLevels) {
