@@ -18,14 +18,14 @@ class QUARN_EXPORT GsConstantBuffer {
   // A buffer with a copy of the host's bytes.
   //
   // `data`: the bytes; null means zeros.
-  // `size`: bytes, at least 1.
+  // `size`: bytes, at least 1; of 0, and where memory is missing, the buffer is inert.
   //
   // Blocks: stage.
   // Ownership: `data` is copied.
   GsConstantBuffer(const void* data, unsigned int size, GsDevice* device = nullptr);
   // A buffer of zeros.
   //
-  // `size`: bytes, at least 1.
+  // `size`: bytes, at least 1; of 0, and where memory is missing, the buffer is inert.
   //
   // Blocks: stage.
   explicit GsConstantBuffer(unsigned int size, GsDevice* device = nullptr);
@@ -58,7 +58,7 @@ class QUARN_EXPORT GsConstantBuffer {
   // Replaces the first bytes; what is not reached stays.
   //
   // `data`: the bytes; null is ignored.
-  // `size`: how many; what goes past the buffer's end is cut.
+  // `size`: how many bytes, 0 or more; what goes past the buffer's end is cut.
   //
   // Blocks: stage.
   // Ownership: `data` is copied.

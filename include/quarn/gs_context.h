@@ -44,7 +44,7 @@ class QUARN_EXPORT GsContext {
 
   // Makes a program current. A built-in one is compiled when it is first asked for.
   //
-  // `name`: "rgba" (a texture as it is), "to_bgra", or one of GsDevice::AddShader.
+  // `name`: "rgba" (a texture as it is), "to_bgra", or one of GsDevice::AddShader; null is none of them.
   // Returns false when there is no such program; the current one then stays.
   bool BindShader(const char* name);
   // Leaves no program current.
@@ -57,12 +57,16 @@ class QUARN_EXPORT GsContext {
   // Sets the part of the target to draw into, for all that is drawn next, by other items too: whoever sets a part of
   // the target sets the whole of it again.
   //
-  // `x`, `y`, `width`, `height`: pixels, from the target's lower left corner.
+  // `x`, `y`: pixels from the target's lower left corner, 0 to 2^31-1; a larger number counts as 2^32 less. What lies
+  // beyond the target is cut off.
+  // `width`, `height`: pixels, 0 to the driver's largest viewport, which larger ones are cut to. Above 2^31-1 all stays
+  // as it was, with a warning in the log.
   void SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
   // Draws a rectangle with the current program. Nothing is drawn without one.
   //
   // `transform`: where the rectangle goes.
-  // `target_size`: the width and height of the target in pixels.
+  // `target_size`: the width and height of the target in pixels, each greater than 0; with others it is undefined what
+  // is drawn.
   void DrawRect(const gs_transform& transform, const gs_vec2& target_size);
   // Draws a rectangle with the current program into a target of target_size(). Outside of a Draw nothing happens; the
   // first such call is logged as an error.
@@ -77,24 +81,34 @@ class QUARN_EXPORT GsContext {
   GsDevice* device_;
 };
 
-// The operations of GsContext on the default device.
+// The operations of GsContext on the default device. While there is none, nothing happens.
 //
 // Thread: render, inside a frame callback.
 namespace GsContextDefault {
-// Does what GsContext::BindShader does.
+// Makes a program current.
+//
+// `name`: as GsContext::BindShader takes it.
+// Returns false when there is no such program, and without a default device; the current one then stays.
 QUARN_EXPORT bool BindShader(const char* name);
-// Does what GsContext::UnbindShader does.
+// Leaves no program current.
 QUARN_EXPORT void UnbindShader();
-// Does what GsContext::target_size does.
+// Returns the width and height in pixels of what is being drawn into. (0, 0) outside of a Draw, and without a default
+// device.
 //
 // Thread: any; another than the render thread is told (0, 0).
 QUARN_EXPORT gs_vec2 target_size();
-// Does what GsContext::SetViewport does.
+// Sets the part of the target to draw into, until it is set again.
+//
+// `x`, `y`, `width`, `height`: pixels, as GsContext::SetViewport takes them.
 QUARN_EXPORT void SetViewport(unsigned int x, unsigned int y, unsigned int width, unsigned int height);
-// Does what GsContext::DrawRect does.
+// Draws a rectangle with the current program. Nothing is drawn without one.
+//
+// `transform`: where the rectangle goes.
+// `target_size`: pixels, as GsContext::DrawRect takes it; without it that of target_size(), and nothing is drawn
+// outside of a Draw.
 QUARN_EXPORT void DrawRect(const gs_transform& transform, const gs_vec2& target_size);
 QUARN_EXPORT void DrawRect(const gs_transform& transform);
-// Does what GsContext::DrawVertexArray does.
+// Reserved: the device of this version only logs a warning.
 QUARN_EXPORT void DrawVertexArray(GsVertex* vertices, unsigned int vertex_count, unsigned int* indices,
                                   unsigned int index_count, const gs_transform& transform, const gs_vec2& target_size);
 }  // namespace GsContextDefault

@@ -196,7 +196,7 @@ class QUARN_EXPORT GsDevice {
   void HandleFilter();
   // Renders every scene in use; then hands the pictures to the outputs.
   //
-  // `timestamp`: the time of the first of the frames, in nanoseconds.
+  // `timestamp`: the time of the first of the frames, in nanoseconds; any value.
   // `count`: how many frames the pictures stand for; 0 hands out none.
   //
   // Thread: render.

@@ -60,7 +60,7 @@ class QUARN_EXPORT GsFilter {
   unsigned int height() const;
   // Changes the reported size. The target keeps the size of its creation.
   //
-  // `width`, `height`: pixels.
+  // `width`, `height`: pixels, any value. Where memory is missing texture() stays as it is, with an error line.
   //
   // Blocks: stage.
   void Resize(unsigned int width, unsigned int height);

@@ -15,7 +15,8 @@ class GsItemOnTick;
 class GsScene;
 
 // A picture, a caption, a capture source: derive, override Draw and, to be ticked every frame, TickSource. The setters
-// take effect in the next frame. Counted by reference: see RefCounted.
+// take effect in the next frame. What they are given is kept as it comes, also by an inert item, and nothing is
+// refused; gs_transform tells what is drawn with it. Counted by reference: see RefCounted.
 //
 // Thread: any; each value is atomic on its own.
 class QUARN_EXPORT GsItem : public RefCountInterface {
@@ -24,7 +25,7 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   explicit GsItem(GsDevice* device = nullptr);
   // An item of a size.
   //
-  // `size`: its width and height in pixels.
+  // `size`: its width and height in pixels, as Resize takes them.
   explicit GsItem(const gs_vec2& size, GsDevice* device = nullptr);
   // Ends the ticks.
   //
@@ -74,25 +75,28 @@ class QUARN_EXPORT GsItem : public RefCountInterface {
   // Ownership: the scene is not counted.
   GsScene* scene() const;
 
-  // Returns the centre, in pixels from the scene's centre, y downwards.
+  // Returns the centre, in pixels from the scene's centre, y downwards; (0, 0) at first.
   gs_vec2 pos() const;
   // Sets the centre.
   //
-  // `pos`: pixels from the scene's centre, y downwards.
+  // `pos`: pixels from the scene's centre, y downwards; any finite numbers. What lies outside the scene is cut off, and
+  // with other values it is undefined what is drawn.
   void MoveTo(const gs_vec2& pos);
   // Returns width and height in pixels.
   gs_vec2 size() const;
   // Sets width and height.
   //
-  // `size`: pixels.
+  // `size`: pixels, any finite numbers: with a side of 0 nothing is drawn, a negative one mirrors. With other values it
+  // is undefined what is drawn.
   void Resize(const gs_vec2& size);
   // Returns the rotation about the centre in radians; positive turns clockwise on the screen.
   float rotation() const;
   // Sets the rotation about the centre.
   //
-  // `rotation`: radians; positive turns clockwise on the screen.
+  // `rotation`: radians, any finite number; positive turns clockwise on the screen. With other values it is undefined
+  // what is drawn.
   void SetRotation(float rotation);
-  // Returns the place in the order of drawing.
+  // Returns the place in the order of drawing, as SetZ takes it; 0 at first.
   int z() const;
   // Sets the place in the order of drawing, which takes effect once GsScene::OrderItem is called.
   //

@@ -218,8 +218,9 @@ class QUARN_EXPORT GsOutputTex : public GsOutput {
 
   // Receives the scene's texture once a frame. By default logs the timestamp at debug level.
   //
-  // `texture`: of the scene's size, bottom row first. It belongs to the scene and is valid during the call.
-  // `timestamp`: the picture's, as GsOutput has it: the time of the frame before.
+  // `texture`: of the scene's size, bottom row first, and never null. It belongs to the scene and is valid during the
+  // call.
+  // `timestamp`: the picture's in nanoseconds, as GsOutput has it: the time of the frame before.
   //
   // Thread: render, with the GL context current: a host may draw with the texture. It delays the frame.
   // Callback safety: frame callback; may start and stop its own output, update textures and constant buffers, and queue

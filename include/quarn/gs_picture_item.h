@@ -52,11 +52,11 @@ class QUARN_EXPORT GsPictureItem : public GsItem {
  public:
   // An item that shows nothing yet. Its size is (0, 0): see SetTexture.
   explicit GsPictureItem(GsDevice* device = nullptr);
-  // An item with a picture of its own, and of the picture's size. Where that cannot be made it shows nothing, and the
-  // log says why.
+  // An item with a picture of its own, and of the picture's size. Where that cannot be made it shows nothing, with an
+  // error line.
   //
-  // `data`: rows of RGBA pixels, the top row first.
-  // `stride`: bytes from a row's start to the next one's.
+  // `data`: rows of RGBA pixels, the top row first; with null there is no picture.
+  // `stride`: bytes from a row's start to the next one's, any value, as GsTexture's constructor takes it.
   // `width`, `height`: pixels, each at least 1 and at most the driver's longest texture side.
   //
   // Blocks: stage.
@@ -65,8 +65,8 @@ class QUARN_EXPORT GsPictureItem : public GsItem {
                 GsDevice* device = nullptr);
   // A rectangle of one colour.
   //
-  // `size`: pixels.
-  // `color`: red, green and blue, each 0 to 1; beyond that it is the nearest of the two.
+  // `size`: pixels, as Resize takes them.
+  // `color`: red, green and blue, each 0 to 1; beyond that it is the nearest of the two, and NaN is 0.
   //
   // Blocks: stage.
   GsPictureItem(const gs_vec2& size, const gs_vec3& color, GsDevice* device = nullptr);
@@ -126,7 +126,7 @@ class QUARN_EXPORT GsPictureItem : public GsItem {
   //
   // `opacity`: 0 (nothing) to 1 (as it is, and so at first); other values are refused with an error line.
   void SetOpacity(float opacity);
-  // Returns the opacity.
+  // Returns the opacity, 0 to 1; 0 for an item that found no memory.
   float opacity() const;
   // Mirrors the picture within its place.
   //
@@ -135,9 +135,11 @@ class QUARN_EXPORT GsPictureItem : public GsItem {
   void SetFlip(bool horizontal, bool vertical);
   // Shows a part of the picture only, over the whole of the item's size; the pixels beside it are not mixed in.
   //
-  // `corner`: its upper left corner, in pixels of the picture from that of the picture, y downwards.
+  // `corner`: its upper left corner, in pixels of the picture from that of the picture, y downwards; any finite
+  // numbers, others are refused.
   // `size`: its width and height in pixels of the picture; (0, 0) for the whole picture, whatever the corner. What goes
-  // past the picture repeats its edge. Negative sizes, and what is no number, are refused with an error line.
+  // past the picture repeats its edge. Negative sizes, and numbers that are not finite, are refused with an error
+  // line.
   void SetCrop(const gs_vec2& corner, const gs_vec2& size);
 
  private:

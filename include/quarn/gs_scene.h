@@ -71,21 +71,24 @@ class QUARN_EXPORT GsScene : public RefCountInterface {
 
   // Puts an item on top. One already in the list stays where it is.
   //
-  // `item`: null is ignored.
+  // `item`: null is ignored. One that is in the list already has its ticks begin again, where they had ended and the
+  // scene is in use. One of another device is added all the same, with an error line: what it draws is not for this
+  // scene. Where memory is missing it is not added, with an error line.
   //
   // Blocks: stage.
   // Ownership: takes a reference on the item.
   void AddItem(GsItem* item);
   // Takes an item out; its ticks have ended when the call returns.
   //
-  // `item`: null is ignored.
+  // `item`: null is ignored. The ticks of one that is not in the list end all the same. Where memory is missing it
+  // stays in the list, unticked, with an error line.
   //
   // Blocks: stage.
   // Ownership: drops the list's reference.
   void RemoveItem(GsItem* item);
   // Sorts the list by ascending z, keeping the order of equals. Neither AddItem nor GsItem::SetZ sorts.
   void OrderItem();
-  // Returns the number of items.
+  // Returns the number of items, which an inert scene has too; 0 for one that found no memory for a list.
   unsigned int item_count() const;
   // Calls fn(item, user) for a copy of the list in order, until it returns false. Items removed meanwhile stay alive
   // until the walk ends.

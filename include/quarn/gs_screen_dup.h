@@ -15,7 +15,7 @@ class QUARN_EXPORT GsScreenDup {
  public:
   // A duplicator of one screen.
   //
-  // `name`: the display's.
+  // `name`: the display's; null as well as any other, for this version looks at none.
   explicit GsScreenDup(const char* name, GsDevice* device = nullptr);
   // Destroys the duplicator and its latest capture.
   //
@@ -33,7 +33,7 @@ class QUARN_EXPORT GsScreenDup {
 
   // Captures the screen.
   //
-  // Returns a negative value on failure.
+  // Returns a code: 0 or more, or negative on failure, which is what this version answers.
   int Dup();
   // Returns the latest capture; null when there is none.
   //

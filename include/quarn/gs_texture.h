@@ -30,9 +30,9 @@ class QUARN_EXPORT GsTexture {
   // An image with a copy of the host's pixels. Bad arguments give an inert texture and, where the host could not know,
   // an error line.
   //
-  // `data`: the rows, the top row first.
-  // `stride`: bytes from a row's start to the next one's: less than a row's own bytes where they overlap, 0 where one
-  // row serves for all.
+  // `data`: the rows, the top row first; null makes the texture inert, with an error line.
+  // `stride`: bytes from a row's start to the next one's, any value: less than a row's own bytes where they overlap, 0
+  // where one row serves for all.
   // `format`: the layout of the pixels.
   // `width`, `height`: pixels, each at least 1 and at most the driver's longest texture side.
   //
@@ -53,7 +53,8 @@ class QUARN_EXPORT GsTexture {
   //
   //   texture(u_tex0, vec2(coord.x, 1.0 - coord.y) * size)
   //
-  // `external_image`: a QnExternalImage*.
+  // `external_image`: a QnExternalImage*; null makes the texture inert, and so does a side of the image that is 0 or
+  // longer than the driver's longest side of such a texture, with an error line.
   //
   // Blocks: stage.
   // Ownership: the image is read during the call only.
@@ -76,16 +77,18 @@ class QUARN_EXPORT GsTexture {
 
   // Replaces the pixels. What does not fit changes nothing, and the log says so until an update does.
   //
-  // `data`, `stride`: rows, as the constructor takes them.
+  // `data`, `stride`: rows, as the constructor takes them; null data changes nothing, with an error line each time.
   // `format`: the constructor's, and RGBA.
   // `width`, `height`: the constructor's, in pixels.
   //
   // Blocks: stage.
   // Ownership: `data` is copied.
   void Update(const unsigned char* data, unsigned int stride, Format format, unsigned int width, unsigned int height);
-  // Takes the pixels of an external image. Problems are logged.
+  // Takes the pixels of an external image. What does not fit changes nothing, with an error line, and neither does an
+  // update of a texture that was not made from one.
   //
-  // `external_image`: a QnExternalImage* of the texture's size.
+  // `external_image`: a QnExternalImage* of the texture's size at least, of which the upper left part is taken; null is
+  // ignored. One of an unknown layout is taken for BGRA, with an error line.
   //
   // Blocks: stage.
   // Ownership: the image is read during the call only.
@@ -97,7 +100,7 @@ class QUARN_EXPORT GsTexture {
   unsigned int height() const;
   // Sets a rotation that the host may store with the image; the engine does not apply it.
   //
-  // `rotation`: radians.
+  // `rotation`: radians, any value.
   void SetRotation(float rotation);
   // Returns the rotation stored with the image, in radians.
   float rotation() const;

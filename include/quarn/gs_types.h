@@ -24,7 +24,7 @@ struct QUARN_EXPORT gs_vec2 {
   gs_vec2(const gs_vec2&) = default;
   gs_vec2& operator=(const gs_vec2&) = default;
 
-  // Both values times `scale`.
+  // Both values times `scale`, which may be any number.
   gs_vec2 operator*(float scale) const { return gs_vec2(x * scale, y * scale); }
   // The sums of the values.
   gs_vec2 operator+(const gs_vec2& other) const { return gs_vec2(x + other.x, y + other.y); }
@@ -56,11 +56,12 @@ struct QUARN_EXPORT gs_transform {
   gs_vec2 size;    // Its width and height in pixels.
   float rotation;  // Radians about its centre; positive turns clockwise on the screen.
 
-  // A rectangle.
+  // A rectangle. With a number that is not finite it is undefined what is drawn.
   //
-  // `pos_px`: its centre, in pixels from the centre of the target, y downwards.
-  // `size_px`: its width and height in pixels.
-  // `rotation_rad`: radians about its centre; positive turns clockwise on the screen.
+  // `pos_px`: its centre, in pixels from the centre of the target, y downwards; any finite numbers. What lies
+  // outside the target is cut off.
+  // `size_px`: its width and height in pixels, any finite numbers: a side of 0 draws nothing, a negative one mirrors.
+  // `rotation_rad`: radians about its centre, any finite number; positive turns clockwise on the screen.
   gs_transform(const gs_vec2& pos_px, const gs_vec2& size_px, float rotation_rad)
       : pos(pos_px), size(size_px), rotation(rotation_rad) {}
   // A rectangle that is not rotated.

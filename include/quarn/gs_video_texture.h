@@ -74,8 +74,8 @@ class QUARN_EXPORT GsVideoTexture : public GsTexture {
 
   // Shows another picture.
   //
-  // `planes`: the rows of each plane, the top row first, three planes of I420, two of the others.
-  // `strides`: bytes from a row's start to the next one's, for each plane: at least a row's own bytes.
+  // `planes`: the rows of each plane, the top row first, three planes of I420, two of the others; none may be null.
+  // `strides`: bytes from a row's start to the next one's, for each plane: at least a row's own bytes; null is refused.
   // Returns false when that is not possible: then the last picture stays, and the log says why, once until an update
   // succeeds.
   //

@@ -83,7 +83,7 @@ class QUARN_EXPORT GsView {
   // A view in a window, which shows nothing until Attch. Without a device the view is inert.
   //
   // `info`: the window.
-  // `width`, `height`: the view's size in pixels.
+  // `width`, `height`: the view's size in pixels, as Resize takes them.
   //
   // Blocks: stage.
   GsView(const GsWindowInfo& info, unsigned int width, unsigned int height, GsDevice* device = nullptr);
@@ -106,7 +106,8 @@ class QUARN_EXPORT GsView {
   virtual void SetScene(GsScene* scene);
   // Tells the view that its window has another size. The picture follows within the next frames: see qn_main_queue.h.
   //
-  // `width`, `height`: pixels; a size of 0 stops the drawing.
+  // `width`, `height`: pixels, each at least 1 and at most the driver's longest texture side. With a side of 0 nothing
+  // is drawn until there is another size; with a longer one neither, with a warning in the log.
   //
   // Thread: any.
   // Blocks: while the view is drawn.
@@ -174,7 +175,7 @@ class QUARN_EXPORT GsView {
   unsigned int height() const;
   // Sets the colour behind and beside the scene. Opaque black at first.
   //
-  // `r`, `g`, `b`, `a`: each 0 to 1.
+  // `r`, `g`, `b`, `a`: each 0 to 1; beyond that it is the nearest of the two, and what NaN is, is undefined.
   //
   // Thread: any.
   void SetBackgroundColor(float r, float g, float b, float a);
@@ -252,13 +253,13 @@ class QUARN_EXPORT GsViewImpl : public GsView {
 
   // Puts a vertical guide line, two pixels wide, into the view.
   //
-  // `x`: view pixels from the view's centre, to the right; NaN takes the line away.
+  // `x`: view pixels from the view's centre, to the right; any value, of which NaN takes the line away.
   //
   // Thread: any.
   void SetClampX(float x);
   // Puts a horizontal guide line, two pixels wide, into the view.
   //
-  // `y`: view pixels from the view's centre, downwards; NaN takes the line away.
+  // `y`: view pixels from the view's centre, downwards; any value, of which NaN takes the line away.
   //
   // Thread: any.
   void SetClampY(float y);
@@ -279,15 +280,15 @@ class QUARN_EXPORT GsViewImpl : public GsView {
   //
   //   (view_point + offset()) * (1 / scale())
   //
-  // `view_point`: view pixels from the view's upper left corner. The middle of the first pixel is (0.5, 0.5). Points
-  // beside the scene have positions, too.
+  // `view_point`: view pixels from the view's upper left corner. The middle of the first pixel is (0.5, 0.5). Any
+  // value: points beside the scene have positions, too.
   // Returns (0, 0) while scale() is 0.
   //
   // Thread: any.
   gs_vec2 ToScene(gs_vec2 view_point) const;
   // Returns at which point of the view a position of the scene lies: the inverse of ToScene.
   //
-  // `scene_point`: counted as GsItem::pos is.
+  // `scene_point`: counted as GsItem::pos is; any value.
   // Returns view pixels from the view's upper left corner; (0, 0) while scale() is 0.
   //
   // Thread: any.
@@ -299,7 +300,7 @@ class QUARN_EXPORT GsViewImpl : public GsView {
   //   const GsHit hit = view.HitTest(gs_vec2(pointer_x + 0.5f, pointer_y + 0.5f));
   //   if (hit.item) hit.item->SetSelected(true);
   //
-  // `point`: view pixels from the view's upper left corner, which is where Move has put it.
+  // `point`: view pixels from the view's upper left corner, which is where Move has put it; any value.
   // Returns the item and its part; no item and kGsHandleNone where there is none, and while scale() is 0.
   //
   // Thread: any.
@@ -317,7 +318,7 @@ class QUARN_EXPORT GsViewImpl : public GsView {
   void DefaultDraw();
   // Draws the scene's picture in the middle of the view.
   //
-  // `width`, `height`: the picture's size in view pixels.
+  // `width`, `height`: the picture's size in view pixels, any value: what lies outside the view is cut off.
   //
   // Thread: render, inside Draw.
   // Blocks: no: the frame holds what it takes.

@@ -59,7 +59,7 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   // log: pushes are ignored.
   //
   // `sample_rate`: frames a second, 1 to 2^32-1 as far as memory goes.
-  // `channels`: 1 to 8.
+  // `channels`: how many, 1 to 8; with 0 there is nothing to be heard.
   // `type`: of the samples that are pushed.
   QnAudioInput(unsigned int sample_rate, unsigned int channels, QnMixSampleType type);
   // Drops what is buffered. A mixer holds a reference on each input that is added to it, so none is destroyed while it
@@ -76,7 +76,7 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   //
   // `planes`: planes[c] points to the samples of channel c, of the input's type. A null plane adds nothing to its
   // channel, and null `planes` add nothing at all.
-  // `frames`: how many samples each plane has.
+  // `frames`: how many samples each plane has, any value: of more than ten seconds the first are cut off.
   // `sequence`: names the continuous stream that the samples belong to, by any value. One that differs from the last
   // push drops everything buffered and starts over, with a warning in the log, null `planes` or not; so does the first
   // push (without the warning where its value is 2^64-1, which stands for no stream yet).
@@ -101,7 +101,7 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   //
   // Thread: any.
   void SetMuted(bool muted);
-  // Returns the gain that was set last, or 1; 0 for an input that found no memory.
+  // Returns the gain that was set last, linear, or 1; 0 for an input that found no memory.
   //
   // Thread: any.
   float gain() const;
@@ -113,7 +113,7 @@ class QUARN_EXPORT QnAudioInput : public RefCountInterface {
   // Tells how loud the input was in the last block, with its gain, before it was added to others. The first call has
   // the blocks after it measured, which costs the mixer more than mixing the input does, and answers silence.
   //
-  // `channel`: 0 is the first.
+  // `channel`: the number of the channel, 0 is the first.
   // Returns silence when the input had nothing for that block or is not being mixed, and for a channel that it or its
   // mixer does not have. In OnMixSamples and OnMixPeak, that block's level.
   //

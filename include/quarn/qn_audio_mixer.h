@@ -46,9 +46,9 @@ class QUARN_EXPORT QnAudioMixer {
     // Receives a block, a twentieth of a second. Each block begins where the one before it ended.
     //
     // `planes`: one for each of the mixer's channels, of its sample type.
-    // `frames`: how many samples each plane has.
-    // `timestamp_ns`: the time of the block's first sample on the monotonic clock (qn_os_gettime_ns), which is 50 ms
-    // ago or, where the mixer is late, more. What MixBlock was given, in a block of its.
+    // `frames`: how many samples each plane has: a twentieth of the rate, rounded down.
+    // `timestamp_ns`: the time of the block's first sample, in nanoseconds of the monotonic clock (qn_os_gettime_ns),
+    // which is 50 ms ago or, where the mixer is late, more. What MixBlock was given, in a block of its.
     //
     // Ownership: the planes are the mixer's and hold the block during the call only: copy them.
     virtual void OnMixSamples(void** planes, unsigned int frames, unsigned long long timestamp_ns) = 0;
@@ -61,9 +61,9 @@ class QUARN_EXPORT QnAudioMixer {
   // A mixer that does not run yet. A rate of 0, more than eight channels and missing memory make it inert, with an
   // error line in the log: it does not start.
   //
-  // `sample_rate`: frames a second. A twentieth of it, rounded down, is a block, so below 20 a started mixer calls back
-  // with empty blocks without a pause.
-  // `channels`: 1 to 8.
+  // `sample_rate`: frames a second, 1 to 2^32-1 as far as memory goes. A twentieth of it, rounded down, is a block, so
+  // below 20 a started mixer calls back with empty blocks without a pause.
+  // `channels`: how many, 1 to 8; with 0 there is nothing in the blocks.
   // `type`: of the samples of its inputs and of its blocks.
   // `callback`: may be null: then the blocks are discarded.
   //
@@ -131,7 +131,7 @@ class QUARN_EXPORT QnAudioMixer {
   // Tells how loud a channel of the last block was. The first call has the blocks after it measured, which costs a
   // little more than adding an input to them does, and answers silence.
   //
-  // `channel`: 0 is the first.
+  // `channel`: the number of the channel, 0 is the first.
   // Returns silence also when the mixer does not run, and for a channel that it does not have. In OnMixSamples and
   // OnMixPeak, that block's level.
   //

@@ -24,7 +24,7 @@ class QUARN_EXPORT QNBuffer : public RefCountInterface {
 
   // Returns whether it has bytes.
   bool valid() const;
-  // Returns the rounded size in bytes.
+  // Returns the rounded size in bytes; 0 for an empty buffer.
   unsigned long size() const;
   // Returns the first byte, aligned as malloc aligns; null for an empty buffer.
   //

@@ -28,11 +28,11 @@ class QUARN_EXPORT QNEvent {
   bool valid() const;
   // Sets the flag and wakes one waiter.
   //
-  // Returns true.
+  // Returns true, but for an event without memory.
   bool Signal();
   // Clears the flag.
   //
-  // Returns true.
+  // Returns true, but for an event without memory.
   bool Reset();
   // Waits until the event is signalled.
   //
@@ -43,7 +43,7 @@ class QUARN_EXPORT QNEvent {
   // Waits until the event is signalled, for a time at most. The deadline is on the wall clock: a change of that clock
   // shortens or lengthens the wait.
   //
-  // `ms`: the longest wait in milliseconds.
+  // `ms`: the longest wait in milliseconds, any value; 0 only looks.
   // Returns true when the time ran out (or the wait failed) and false when the event was signalled: the opposite sense
   // to Wait, which is part of the interface.
   //

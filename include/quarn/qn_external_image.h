@@ -8,7 +8,9 @@
 #include <quarn/export.h>
 
 // Describes pixels in memory, or in a file that can be mapped (shared memory, or a dma-buf whose exporter allows
-// mapping), the top row first. GsTexture takes it as its external image.
+// mapping), the top row first. GsTexture takes it as its external image. The description is kept as it is given, and
+// nothing of it is refused before a texture takes it: valid() tells whether it goes together, and GsTexture what it
+// makes of one that does not.
 //
 // Thread: caller-serialised; a const image may be read by several threads.
 class QUARN_EXPORT QnExternalImage {
@@ -20,21 +22,21 @@ class QUARN_EXPORT QnExternalImage {
 
   // Pixels in memory.
   //
-  // `width`, `height`: pixels.
-  // `pixel_format`: one of the codes above.
-  // `bytes_per_row`: bytes from a row to the next, at least 4 a pixel.
-  // `base`: the first row.
+  // `width`, `height`: pixels, each at least 1; otherwise the image is invalid.
+  // `pixel_format`: one of the codes above; otherwise it is invalid.
+  // `bytes_per_row`: bytes from a row to the next, at least 4 a pixel; otherwise it is invalid.
+  // `base`: the first row; with null the image is invalid.
   //
   // Ownership: `base` stays the host's, and must be readable, to the last row, during each use.
   QnExternalImage(unsigned int width, unsigned int height, std::uint32_t pixel_format, unsigned int bytes_per_row,
                   const void* base);
   // Pixels in a file, which is mapped for each use only; one that is too short is refused there.
   //
-  // `width`, `height`: pixels.
-  // `pixel_format`: one of the codes above.
-  // `bytes_per_row`: bytes from a row to the next, at least 4 a pixel.
-  // `fd`: the file's descriptor, 0 or more.
-  // `offset`: the byte that the first row begins at.
+  // `width`, `height`: pixels, each at least 1; otherwise the image is invalid.
+  // `pixel_format`: one of the codes above; otherwise it is invalid.
+  // `bytes_per_row`: bytes from a row to the next, at least 4 a pixel; otherwise it is invalid.
+  // `fd`: the file's descriptor, 0 or more; otherwise the image is invalid.
+  // `offset`: the byte that the first row begins at, any value: one that leaves too few in the file is refused in use.
   //
   // Ownership: `fd` stays the host's, and must be open during each use; the file must not shrink meanwhile, which would
   // end the process.

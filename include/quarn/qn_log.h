@@ -80,7 +80,7 @@ QUARN_EXPORT bool qn_get_log_handle(QnLogHandler* handler, void** user);
 // Thread: any.
 // Blocks: no.
 QUARN_EXPORT void qn_set_log_level(int level);
-// Returns the level that was set last; kQnLogDebug until then.
+// Returns the level that was set last, a QnLogLevel or whatever number that was; kQnLogDebug until then.
 //
 // Thread: any.
 // Blocks: no.

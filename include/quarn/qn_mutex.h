@@ -45,6 +45,8 @@ class QUARN_EXPORT QNMutexLocker {
  public:
   // Takes a mutex.
   //
+  // `mutex`: held until the locker ends.
+  //
   // Blocks: until no other thread holds the mutex.
   // Ownership: `mutex` stays the caller's, and must outlive the locker.
   explicit QNMutexLocker(QNMutex& mutex);

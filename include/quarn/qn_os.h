@@ -6,7 +6,7 @@
 
 extern "C" {
 
-// Returns the monotonic clock in nanoseconds.
+// Returns the monotonic clock in nanoseconds. It never fails.
 //
 // Thread: any.
 QUARN_EXPORT unsigned long long qn_os_gettime_ns(void);
