@@ -53,7 +53,7 @@ class QUARN_EXPORT GsPictureItem : public GsItem {
   // An item that shows nothing yet. Its size is (0, 0): see SetTexture.
   explicit GsPictureItem(GsDevice* device = nullptr);
   // An item with a picture of its own, and of the picture's size. Where that cannot be made it shows nothing, with an
-  // error line.
+  // error line; without a device there is none.
   //
   // `data`: rows of RGBA pixels, the top row first; with null there is no picture.
   // `stride`: bytes from a row's start to the next one's, any value, as GsTexture's constructor takes it.
