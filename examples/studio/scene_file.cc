@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -21,12 +22,30 @@ namespace {
 
 using Json = nlohmann::json;
 
+// What examples/README.md describes, in its order.
+constexpr const char* kSceneKeys[] = {"canvas", "output_size", "fps", "duration", "audio", "layers"};
+constexpr const char* kSoundKeys[] = {"file", "gain", "start", "track", "trim", "fade"};
+constexpr const char* kLayerKeys[] = {"color",       "picture", "video",  "text",  "pos",    "size",  "rotation",
+                                      "z",           "opacity", "spin",   "drift", "filter", "crop",  "fade",
+                                      "visible",     "name",    "locked", "loop",  "volume", "track", "trim",
+                                      "deinterlace", "font",    "height", "align"};
+
 // A value and where it stands, for messages such as "layers[2].opacity: must be a number".
 struct Node {
   const Json& json;
   std::string where;
 
   [[noreturn]] void Fail(const std::string& what) const { throw UsageError(where + ": " + what); }
+  // Refuses what is none of the keys of this place.
+  template <std::size_t size>
+  void CheckKey(const std::string& key, const char* const (&keys)[size]) const {
+    std::string list;
+    for (std::size_t i = 0; i < size; ++i) {
+      if (key == keys[i]) return;
+      list += (i == 0 ? "" : i + 1 == size ? " and " : ", ") + std::string(keys[i]);
+    }
+    Fail("unknown key: there are " + list);
+  }
 
   double Number() const {
     if (!json.is_number()) Fail("must be a number");
@@ -98,6 +117,7 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
   bool has_color = false;
   for (const auto& [key, json] : node.json.items()) {
     const Node value{json, node.where + "." + key};
+    value.CheckKey(key, kLayerKeys);
     if (key == "color") {
       layer.color = value.Parsed(ParseColor);
       has_color = true;
@@ -153,8 +173,6 @@ Layer ReadLayer(const Node& node, const std::filesystem::path& folder) {
       layer.name = value.Text();
     } else if (key == "locked") {
       layer.locked = value.Flag();
-    } else {
-      value.Fail("unknown key");
     }
   }
   // A text may have a colour; by itself a colour is a layer.
@@ -180,6 +198,7 @@ Sound ReadSound(const Node& node, const std::filesystem::path& folder) {
   Sound sound;
   for (const auto& [key, json] : node.json.items()) {
     const Node value{json, node.where + "." + key};
+    value.CheckKey(key, kSoundKeys);
     if (key == "file") {
       sound.file = MediaPath(value, folder);
     } else if (key == "gain") {
@@ -192,8 +211,6 @@ Sound ReadSound(const Node& node, const std::filesystem::path& folder) {
       value.Parsed([&sound](const std::string& text) { ParseTrim(text, &sound.trim_start_s, &sound.trim_end_s); });
     } else if (key == "fade") {
       value.Parsed([&sound](const std::string& text) { ParseFade(text, &sound); });
-    } else {
-      value.Fail("unknown key");
     }
   }
   if (sound.file.empty()) node.Fail("must have a \"file\"");
@@ -204,6 +221,7 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
   if (!root.is_object()) throw UsageError("must hold an object");
   for (const auto& [key, json] : root.items()) {
     const Node value{json, key};
+    value.CheckKey(key, kSceneKeys);
     if (key == "canvas") {
       description->canvas = value.Size();
     } else if (key == "output_size") {
@@ -223,8 +241,6 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
       for (std::size_t i = 0; i < json.size(); ++i) {
         description->layers.push_back(ReadLayer(Node{json[i], "layers[" + std::to_string(i) + "]"}, folder));
       }
-    } else {
-      value.Fail("unknown key");
     }
   }
 }

@@ -182,7 +182,8 @@ TEST_F(RecordErrorsTest, SoundsOfFilmsThatHaveNone) {
 TEST_F(RecordErrorsTest, BadSceneFiles) {
   ExpectError({"--scene", "none.json", "-o", "film.mp4"}, 1, "cannot read scene none.json");
   ExpectSceneError("[]", "must hold an object");
-  ExpectSceneError(R"({"size": [1, 2]})", "size: unknown key");
+  ExpectSceneError(R"({"size": [1, 2]})",
+                   "size: unknown key: there are canvas, output_size, fps, duration, audio and layers");
   ExpectSceneError(R"({"canvas": "wide"})", "canvas: must be a pair of numbers such as [16, 9]");
   ExpectSceneError(R"({"canvas": [320.5, 180]})", "canvas: must be a pair of whole numbers such as [640, 360]");
   ExpectSceneError(R"({"fps": true})", "fps: must be a number");
@@ -195,7 +196,11 @@ TEST_F(RecordErrorsTest, BadSceneFiles) {
   ExpectSceneError(R"({"layers": [7]})", "layers[0]: must be an object");
   ExpectSceneError(R"({"layers": [{"z": 1}]})",
                    "layers[0]: must have one of \"color\", \"picture\", \"video\" and \"text\"");
-  ExpectSceneError(R"({"layers": [{"color": "#000000", "tint": 1}]})", "layers[0].tint: unknown key");
+  ExpectSceneError(
+      R"({"layers": [{"color": "#000000", "tint": 1}]})",
+      "layers[0].tint: unknown key: there are color, picture, video, text, pos, size, rotation, z, opacity, "
+      "spin, drift, filter, crop, fade, visible, name, locked, loop, volume, track, trim, deinterlace, font, "
+      "height and align");
   ExpectSceneError(R"({"layers": [{"color": 7}]})", "layers[0].color: must be a text");
   ExpectSceneError(R"({"layers": [{"color": "red"}]})",
                    "layers[0].color: \"red\" is not a colour such as #ff8000 or #ff800080");
@@ -211,7 +216,8 @@ TEST_F(RecordErrorsTest, BadSceneFiles) {
   ExpectSceneError(R"({"audio": [{"gain": 1}]})", "audio[0]: must have a \"file\"");
   ExpectSceneError(R"({"audio": [{"file": ""}]})", "audio[0].file: no file is named");
   ExpectSceneError(R"({"audio": [{"file": "a.wav", "gain": "loud"}]})", "audio[0].gain: must be a number");
-  ExpectSceneError(R"({"audio": [{"file": "a.wav", "pan": 1}]})", "audio[0].pan: unknown key");
+  ExpectSceneError(R"({"audio": [{"file": "a.wav", "pan": 1}]})",
+                   "audio[0].pan: unknown key: there are file, gain, start, track, trim and fade");
 
   std::ofstream(Path("scene.json")) << "{\"fps\": 30,\n  oops}";
   const Ended ended = Run("quarn-record", {"--scene", "scene.json", "-o", "film.mp4"});
