@@ -16,7 +16,7 @@ namespace preview {
 namespace {
 
 constexpr char kExamples[] = R"(
-  quarn-preview --scene examples/scenes/demo.json --play
+  quarn-preview --scene scene.json --play
   quarn-preview --color '#203040' --picture logo.png,size=320x0 --add photo.jpg title.png --save scene.json
 )";
 
@@ -30,6 +30,7 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
   studio::AddHelp(&app,
                   {{"Layers", studio::kLayerHelp, studio::LayerOptions::Names()},
                    {"Pointer and keys", "\nIn the window:\n" + KeyHelp(), {}},
+                   {"Scene files", studio::kSceneHelp, {}},
                    {"Examples", kExamples, {}},
                    {"Notes", kNotes, {}}},
                   [] { return studio::OptionWords{}; });

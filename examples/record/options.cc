@@ -23,8 +23,8 @@ namespace {
 constexpr char kExamples[] = R"(
   quarn-record --color '#203040' --video clip.mp4,size=640x0,loop --picture logo.png,pos=400:-250,spin=20 -o film.mp4
   quarn-record --video clip.mp4,volume=0.3 --audio voice.wav@1,2.5 --audio music.ogg@0.2 -o film.mp4
-  quarn-record --scene examples/scenes/demo.json --offline -o film.mp4
-  quarn-record --scene examples/scenes/demo.json -o - --container y4m | ffplay -
+  quarn-record --scene scene.json --offline -o film.mp4
+  quarn-record --scene scene.json -o - --container y4m | ffplay -
 )";
 
 constexpr char kNotes[] = R"(
@@ -63,6 +63,7 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
   AddHelp(&app,
           {{"Layers", kLayerHelp, LayerOptions::Names()},
            {"Sounds", kSoundHelp, {"--audio"}},
+           {"Scene files", kSceneHelp, {}},
            {"Examples", kExamples, {}},
            {"Films", kNotes, {}}},
           [] {

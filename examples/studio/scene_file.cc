@@ -247,6 +247,14 @@ void ReadScene(const Json& root, const std::filesystem::path& folder, Descriptio
 
 }  // namespace
 
+const char kSceneHelp[] = R"(
+A scene file is a JSON object with "canvas" ([1280, 720]), "output_size", "fps", "duration", "layers" and "audio". Its
+layers are objects with "picture", "video", "text" or "color" and the keys of layers above, pairs as lists ("pos": [0,
+-250]), and "loop", "locked" and "visible" as true or false; its sounds have "file", "gain", "start", "track", "trim"
+and "fade". Files are looked for from its folder. A scene to begin with is installed as share/quarn/scenes/demo.json,
+beside the folder bin of this program; examples/README.md in Quarn's sources describes every key.
+)";
+
 void ReadSceneFile(const std::string& path, Description* description) {
   std::ifstream file(path);
   if (!file || std::filesystem::is_directory(path)) throw Error("cannot read scene " + path);

@@ -9,6 +9,9 @@
 
 namespace studio {
 
+// What a program's help says about scene files.
+extern const char kSceneHelp[];
+
 // Reads a scene file over `description`: what it sets replaces the defaults, its layers are appended. Media files are
 // looked for from the scene file's own folder. Throws Error, naming the file and the place in it.
 void ReadSceneFile(const std::string& path, Description* description);

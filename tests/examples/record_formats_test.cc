@@ -250,6 +250,15 @@ TEST_F(RecordFormatsTest, VersionsAndHelpAreTold) {
       EXPECT_NE(ended.out.find(library), std::string::npos) << library;
     }
   }
+  // Of files it names those that are installed.
+  for (const std::string program : {"quarn-record", "quarn-preview"}) {
+    SCOPED_TRACE(program);
+    const Ended help = Run(program, {"--help"});
+    EXPECT_NE(help.out.find("  " + program + " --scene scene.json"), std::string::npos) << help.out;
+    EXPECT_EQ(help.out.find("examples/scenes"), std::string::npos) << help.out;
+    EXPECT_NE(help.out.find("\nA scene file is a JSON object"), std::string::npos) << help.out;
+    EXPECT_NE(help.out.find(" share/quarn/scenes/demo.json,"), std::string::npos) << help.out;
+  }
   const Ended help = Record({"--help"});
   for (const char* word : {"\nScene:", "\nFilm:", "\nOutput:", "\nEncoding:", "\nProgram:", "--container", "--codec",
                            "--quality", "--bitrate", "--preset", "--audio-codec", "--audio-bitrate", "--faststart",
