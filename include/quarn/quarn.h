@@ -15,9 +15,9 @@
 //
 // - The default device is the process's own, GsDevice::DefaultDevice. A null `device` means the default device,
 //   wherever a class does not say otherwise.
-// - An inert object has nothing behind it: its operations do nothing and answer 0, null or false. Every object is inert
-//   that finds no device, no memory, or arguments that it cannot be made with. An object that is not inert is valid,
-//   until its device goes: valid() tells.
+// - An inert object has nothing behind it: its operations do nothing and answer 0, null or false, where they do not say
+//   otherwise (an inert output starts, for one). Every object is inert that finds no device, no memory, or arguments
+//   that it cannot be made with. An object that is not inert is valid, until its device goes: valid() tells.
 // - A frame is one round of the engine. Its stages are, in this order: the items are ticked, the filters run, the
 //   scenes are drawn and the pictures handed to the outputs, the views are drawn; after a sleep the queued tasks run.
 //   The period is the time from one frame to the next, one second divided by the frame rate, and the frames lie on a
