@@ -68,7 +68,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "quarn-preview: %s\n", studio::Printable(error.what()).c_str());
     return 2;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "quarn-preview: %s\n", studio::Printable(error.what()).c_str());
+    std::fprintf(stderr, "quarn-preview: %s\n", studio::Printable(studio::ErrorText(error)).c_str());
     return 1;
   }
 }

@@ -127,8 +127,8 @@ void Encoder::Run() {
     try {
       const StageTimer timer(&times_->encode);
       is_sound ? writer_->WriteSound(job.frame.get(), job.index) : writer_->Write(job.frame.get(), job.index);
-    } catch (const Error& failure) {
-      error = failure.what();
+    } catch (const std::exception& failure) {
+      error = ErrorText(failure);
     }
     lock.lock();
     error_ = error;

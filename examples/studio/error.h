@@ -2,7 +2,10 @@
 #ifndef QUARN_EXAMPLES_STUDIO_ERROR_H_
 #define QUARN_EXAMPLES_STUDIO_ERROR_H_
 
+#include <exception>
+#include <new>
 #include <stdexcept>
+#include <string>
 
 namespace studio {
 
@@ -15,6 +18,11 @@ struct Error : std::runtime_error {
 struct UsageError : Error {
   using Error::Error;
 };
+
+// What the user is told of anything that was thrown.
+inline std::string ErrorText(const std::exception& error) {
+  return dynamic_cast<const std::bad_alloc*>(&error) ? "no memory" : error.what();
+}
 
 }  // namespace studio
 

@@ -73,8 +73,8 @@ void LiveSound::Run() {
       for (Edit& edit : edits) mix_.SetLayers(std::move(edit.layers), edit.clock_ns);
       stop ? mix_.Finish(end_ns) : mix_.MixUntil(static_cast<std::int64_t>(qn_os_gettime_ns()) - kBehindNs);
       errors = mix_.TakeErrors();
-    } catch (const Error& error) {
-      errors.emplace_back(error.what());
+    } catch (const std::exception& error) {
+      errors.push_back(ErrorText(error));
       stop = true;  // The film goes on in silence.
     }
     const float level = mix_.TakeLevel();

@@ -54,8 +54,8 @@ void SoundFeed::Run() {
       reader->SetGoesOn(goes_on);
       while (ReadAhead(reader.get())) continue;
     }
-  } catch (const Error& failure) {
-    error = failure.what();
+  } catch (const std::exception& failure) {
+    error = ErrorText(failure);
   }
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -85,7 +86,12 @@ void SoundPlayer::Run() {
       samples[c].resize(static_cast<std::size_t>(wanted));
       planes[c] = samples[c].data();
     }
-    const int count = reader_->Read(planes, wanted);
+    int count = 0;
+    try {
+      count = reader_->Read(planes, wanted);
+    } catch (const std::exception&) {
+      // No memory: it ends here.
+    }
 
     std::unique_lock<std::mutex> lock(mutex_);
     read_ = true;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <iterator>
 #include <utility>
 
@@ -137,17 +138,28 @@ void VideoPlayer::Convert(const std::shared_ptr<Entry>& entry, PictureConverter*
     free_.pop_back();
   }
   lock->unlock();
-  entry->good = converter->Convert(*entry->decoded.frame, form_, &entry->picture);
+  try {
+    entry->good = converter->Convert(*entry->decoded.frame, form_, &entry->picture);
+  } catch (const std::exception&) {
+    entry->good = false;
+    entry->picture = Picture();
+    ++lost_;
+  }
   entry->decoded.frame.reset();
   lock->lock();
   entry->stage = Stage::kConverted;
   changed_.notify_all();
 }
 
-// Returns false at the end.
+// Returns false at the end, which is also where there is no memory.
 bool VideoPlayer::Decode(DecodedPicture* decoded, std::int64_t due_ns) {
-  if (reader_->Decode(decoded)) return true;
-  return loop_ && reader_->Rewind(due_ns) && reader_->Decode(decoded);
+  try {
+    if (reader_->Decode(decoded)) return true;
+    return loop_ && reader_->Rewind(due_ns) && reader_->Decode(decoded);
+  } catch (const std::exception&) {
+    ++lost_;
+    return false;
+  }
 }
 
 // Sees to it that decoding does not stay behind.

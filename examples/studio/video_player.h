@@ -45,8 +45,8 @@ class VideoPlayer {
   // Waits until the thread has made ready all that it makes before the next call of Take. Take's thread.
   void WaitAhead();
 
-  // As MediaReader has it. Any thread.
-  std::uint64_t damaged() const { return reader_->damaged(); }
+  // As MediaReader has it, and for what there was no memory. Any thread.
+  std::uint64_t damaged() const { return reader_->damaged() + lost_; }
 
  private:
   enum class Stage { kDecoded, kConverting, kConverted };
@@ -54,7 +54,7 @@ class VideoPlayer {
     DecodedPicture decoded;
     Picture picture;
     Stage stage = Stage::kDecoded;
-    bool good = true;  // It could be converted.
+    bool good = true;  // It could be converted, and there was memory for it.
   };
   using Entries = std::deque<std::shared_ptr<Entry>>;
 
@@ -72,6 +72,7 @@ class VideoPlayer {
   const bool loop_;
   const bool offline_;
   std::atomic<PictureForm> form_{PictureForm::kBoth};
+  std::atomic<std::uint64_t> lost_{0};
   PictureConverter ahead_;    // The thread's.
   PictureConverter in_time_;  // Take's.
   Picture current_;

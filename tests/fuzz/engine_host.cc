@@ -50,13 +50,10 @@ void EngineHost::DestroyObjects() {
   for (auto& output : texture_outputs_) output.reset();
   for (auto& view : views_) view.reset();
   for (auto& hold : holds_) hold = GsSceneHold();
-  while (true) {
-    auto& all = FuzzPictureItem::all();
-    const auto showing = std::find_if(all.begin(), all.end(), [](auto* item) { return item->shown_scene(); });
-    if (showing == all.end()) break;
-    const scoped_refptr<FuzzPictureItem> item(*showing);
-    item->ShowScene(nullptr);
-  }
+  // Those whose texture or scene keeps them in being, too.
+  std::vector<scoped_refptr<FuzzPictureItem>> all(FuzzPictureItem::all().begin(), FuzzPictureItem::all().end());
+  for (auto& item : all) item->SetTexture(nullptr);
+  all.clear();
   for (auto& scene : scenes_) scene = nullptr;
   for (auto& item : items_) item = nullptr;
   for (auto& item : pictures_) item = nullptr;
@@ -175,7 +172,7 @@ std::shared_ptr<GsTexture> EngineHost::PickTexture() {
       // Its scene's: it lives with that.
       const scoped_refptr<FuzzScene> scene = scenes_[slot];
       GsTexture* const texture = scene ? scene->texture() : nullptr;
-      return std::shared_ptr<GsTexture>(texture, [scene](GsTexture*) {});
+      return std::shared_ptr<GsTexture>(texture, [this, scene](GsTexture*) { Keep(scene); });
     }
     default: return textures_[slot];
   }

@@ -129,7 +129,10 @@ void EngineHost::StepOfPicture(unsigned int what) {
   Keep(item);
   switch (what) {
     case 4:
-    case 5: item->SetTexture(PickTexture()); break;
+    case 5:
+      Keep(scoped_refptr<GsScene>(item->shown_scene()));
+      item->SetTexture(PickTexture());
+      break;
     case 6:
     case 7:
     case 8: {
