@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <limits>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
@@ -567,6 +568,28 @@ TEST_F(GraphicsDeviceImplTest, StagesThenTasksEveryFrame) {
   device.RunFrames(2);
   EXPECT_THAT(device.journal, ElementsAre("init", "tick", "filter", "output", "draw", "task", "tick", "filter",
                                           "output", "draw", "uninit"));
+}
+
+TEST_F(GraphicsDeviceImplTest, FramesWithoutMemoryAreToldOfOnceAndTheFirstWholeOneIs) {
+  RecordingDevice device;
+  std::vector<std::string> told;  // In front of each frame's last stage.
+  const auto lines = [&] {
+    std::string text;
+    for (const LogCapture::Line& line : log_.Lines()) {
+      if (line.text.find("memory") != std::string::npos) text += line.text + "\n";
+    }
+    return text;
+  };
+  device.on_frame = [&](std::size_t frame) {
+    told.push_back(lines());
+    if (frame == 2 || frame == 3) throw std::bad_alloc();
+  };
+  device.RunFrames(5);
+  const std::string failed = "A stage of a frame comes to nothing: no memory\n";
+  const std::string whole = failed + "Frames have the memory that they need again\n";
+  EXPECT_THAT(told, ElementsAre("", "", failed, failed, whole));
+  EXPECT_TRUE(log_.Has(Logger::Level::Error, "A stage of a frame comes to nothing: no memory"));
+  EXPECT_TRUE(log_.Has(Logger::Level::Info, "Frames have the memory that they need again"));
 }
 
 TEST_F(GraphicsDeviceImplTest, FirstFrameOutputsNothingAfterEveryStart) {

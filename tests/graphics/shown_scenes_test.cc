@@ -169,6 +169,25 @@ TEST(NoteShownTest, FindsTheSceneOfItsOwner) {
   EXPECT_TRUE(context.shown_scenes().empty());
 }
 
+TEST(NoteShownTest, NotesNothingForTheScenesOfOthers) {
+  GraphicsContextImpl context;
+  const ContextLock lock(&context);
+  GraphicsSceneImpl other(1, 1);
+  GraphicsSceneImpl shown(1, 1);
+  GraphicsSceneImpl in(1, 1);
+  const int owner = 0, another = 0;
+  SetSceneOwner(&in, &owner);
+  SetSceneOwner(&other, &another);
+  for (GraphicsScene* const scene : {&other, &shown, &in}) context.AddScene(scene);
+  NoteShown(&context, &shown, &owner);
+  ShownScenes noted = context.shown_scenes();
+  GraphicsScene* scenes[] = {&other, &in, &shown};
+  noted.Arrange(scenes, 3);
+  EXPECT_EQ(scenes[0], &other) << "nothing is shown in it";
+  EXPECT_EQ(scenes[1], &shown);
+  EXPECT_EQ(scenes[2], &in);
+}
+
 TEST(NoteShownTest, NotesNothingWithoutTheLock) {
   GraphicsContextImpl context;
   GraphicsSceneImpl scene(1, 1);

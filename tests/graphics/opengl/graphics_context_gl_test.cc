@@ -335,6 +335,29 @@ TEST_F(GraphicsContextGLTest, PictureOnWholePixelsIsCopiedToTheByte) {
   }
 }
 
+// What a host's own GL has bound meanwhile is drawn as the host has it filtered.
+TEST_F(GraphicsContextGLTest, ATextureOfAHostsOwnIsFilteredAsTheHostHasIt) {
+  constexpr int kWidth = 72, kHeight = 60;
+  ASSERT_TRUE(device()->AddShader("a copy", glsl_src[kGsGlslRgba + 1],
+                                  (std::string(glsl_src[kGsGlslRgba + 2]) + "// A host's.\n").c_str()));
+  const auto texture = test::MakeTexture(context(), test::TestCard(kWidth, kHeight));
+  const auto own = test::MakeTexture(context(), test::TestCard(3, 3));  // It is linear.
+  std::vector<unsigned char> results[2];
+  for (const char* const program : {"rgba", "a copy"}) {
+    ASSERT_TRUE(context()->BindShader(program));
+    own->BindShaderResource(0);
+    GLint name = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &name);
+    own->ReleaseShaderResource();
+    texture->BindShaderResource(0);
+    glBindTexture(GL_TEXTURE_2D, static_cast<GLuint>(name));
+    Draw(internal_transform(internal_vec2(0, 0), internal_vec2(kWidth, kHeight), 0.0f));
+    texture->ReleaseShaderResource();
+    results[program[0] == 'a'] = Result().pixels;
+  }
+  EXPECT_EQ(results[0], results[1]);
+}
+
 struct PlacementCase {
   const char* name;
   test::Placement placement;

@@ -113,6 +113,17 @@ TEST_F(GraphicsShaderGLTest, PlacesTheAttributesWhateverTheirOrder) {
   EXPECT_EQ(glGetAttribLocation(shader.program(), "a_tex_coord"), 1);
 }
 
+TEST_F(GraphicsShaderGLTest, WarnsOfASamplerBehindAGapWhereverItIs) {
+  const test::CurrentContext current(context());
+  GraphicsShaderGL shader("one");
+  ASSERT_TRUE(shader.Init("#version 150\nvoid main() { gl_Position = vec4(0.0); }\n",
+                          "#version 150\nuniform sampler2D u_tex1;\nout vec4 c;\n"
+                          "void main() { c = texture(u_tex1, vec2(0.0)); }\n"));
+  EXPECT_EQ(shader.GetUniformLocation("u_tex1"), 0);
+  EXPECT_THAT(TakeLog(), ElementsAre("W: The program \"one\" uses u_tex1 but not u_tex0: u_tex1 is not bound, nor what "
+                                     "follows it"));
+}
+
 TEST_F(GraphicsShaderGLTest, RefusesNullSourcesAndCreatesNothing) {
   const test::CurrentContext current(context());
   const int objects = gl_spy::LiveObjects();

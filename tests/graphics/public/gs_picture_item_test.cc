@@ -110,6 +110,18 @@ TEST_F(GsPictureItemTest, DrawsNothingWithoutAPicture) {
   EXPECT_THAT(fake::Calls(), IsEmpty());
 }
 
+TEST_F(GsPictureItemTest, DrawsNothingWithoutItsConstantsAndSaysSoOnce) {
+  const auto item = MakeRef<PictureItem>(kPixel, 4u, 1u, 1u);
+  item->SetShader("own");
+  fake::options().objects = false;
+  for (int i = 0; i < 2; ++i) {
+    Draw(item);
+    EXPECT_THAT(fake::Calls(), ElementsAre("SetViewPort", "BindShader own", "texture.BindShaderResource 0",
+                                           "UnbindShader", "texture.ReleaseShaderResource"));
+  }
+  EXPECT_THAT(errors(), ElementsAre("[GsPictureItem] nothing is drawn: its constants could not be bound"));
+}
+
 TEST_F(GsPictureItemTest, TheTickNotesTheSceneThatIsShown) {
   const auto scene = MakeRef<RefCounted<GsScene>>(8u, 8u, nullptr);
   const auto shown = MakeRef<RefCounted<GsScene>>(8u, 8u, nullptr);

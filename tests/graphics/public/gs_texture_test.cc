@@ -116,7 +116,12 @@ TEST_F(GsTextureTest, TakesAFrame) {
   EXPECT_EQ(texture.width(), 2u);
   GsTexture empty(GraphicsFrame(), nullptr);
   ExpectInert(empty);
-  EXPECT_THAT(fake::Calls(), ElementsAre("device.CreateTexture(frame) 2 2"));
+  GsTexture row(GraphicsFrame(kFormatRGBA, 2, 1), nullptr);
+  EXPECT_EQ(row.height(), 1u);
+  GsTexture column(GraphicsFrame(kFormatRGBA, 1, 2), nullptr);
+  EXPECT_EQ(column.width(), 1u);
+  EXPECT_THAT(fake::Calls(), ElementsAre("device.CreateTexture(frame) 2 2", "device.CreateTexture(frame) 2 1",
+                                         "device.CreateTexture(frame) 1 2"));
 }
 
 TEST_F(GsTextureTest, TakesAnExternalImage) {

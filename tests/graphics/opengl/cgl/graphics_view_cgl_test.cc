@@ -108,6 +108,7 @@ TEST_F(GraphicsViewCGLTest, SaysOnceThatItCannotBeShownAndDrawsAllTheSame) {
   view->Detach();
   EXPECT_EQ(probe.draws, 5);
   EXPECT_EQ(probe.target, (Size{40, 30}));
+  EXPECT_EQ(ToPresented(view.get())->window_scale(), 1);
   EXPECT_THAT(TakeLog(), IsEmpty());
 }
 
