@@ -65,14 +65,7 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
   app.set_version_flag("--version", studio::VersionText("quarn-preview"),
                        "Print the versions of this program and its libraries");
 
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& help) {
-    app.exit(help);
-    return std::nullopt;
-  } catch (const CLI::ParseError& error) {
-    throw studio::UsageError(error.what());
-  }
+  if (!studio::ParseCommandLine(&app, argc, argv)) return std::nullopt;
 
   studio::Description& description = options.description;
   if (!options.scene.empty()) studio::ReadSceneFile(options.scene, &description);

@@ -90,8 +90,10 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
   const studio::FilmCounts& counts = summary.counts;
   const studio::Size size = description.OutputSize();
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
-  std::printf("%s: %dx%d, %s fps, %s%s\n", description.output.c_str(), size.width, size.height,
-              description.fps.Text().c_str(), summary.encoder.c_str(), g_signals > 0 ? ", ended early" : "");
+  const bool is_still = description.IsStill();
+  std::printf("%s: %dx%d, %s%s%s\n", description.output.c_str(), size.width, size.height,
+              is_still ? "" : (description.fps.Text() + " fps, ").c_str(), summary.encoder.c_str(),
+              g_signals > 0 ? ", ended early" : "");
   std::printf("  frames: %llu delivered, %llu repeated, %llu dropped by the host\n", number(counts.delivered),
               number(counts.repeated), number(counts.dropped));
   PrintLost(summary);
@@ -100,9 +102,11 @@ void PrintSummary(const studio::Description& description, const studio::Summary&
                 number(damage.packets));
   }
   if (summary.sound) PrintSound(*summary.sound);
-  std::printf("  measured: %.2f fps (%llu different pictures in %.2f s)\n",
-              static_cast<double>(counts.delivered - counts.repeated) / summary.seconds,
-              number(counts.delivered - counts.repeated), summary.seconds);
+  if (!is_still) {
+    std::printf("  measured: %.2f fps (%llu different pictures in %.2f s)\n",
+                static_cast<double>(counts.delivered - counts.repeated) / summary.seconds,
+                number(counts.delivered - counts.repeated), summary.seconds);
+  }
 
   const auto milliseconds = [&](std::uint64_t sum_ns) {
     return static_cast<double>(sum_ns) * 1e-6 / static_cast<double>(counts.delivered);

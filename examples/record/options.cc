@@ -115,14 +115,7 @@ std::optional<Options> ParseCommandLine(int argc, char** argv) {
                        "Print the versions of this program and its libraries");
   app.set_help_flag("-h,--help", "Print this and exit");
 
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& help) {
-    app.exit(help);
-    return std::nullopt;
-  } catch (const CLI::ParseError& error) {
-    throw UsageError(error.what());
-  }
+  if (!ParseCommandLine(&app, argc, argv)) return std::nullopt;
 
   Options options;
   Description& description = options.description;

@@ -81,6 +81,23 @@ std::vector<std::string> NamesOf(const CLI::Option& option) {
 
 bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
+bool ParseCommandLine(CLI::App* app, int argc, const char* const* argv) {
+  try {
+    app->parse(argc, argv);
+    return true;
+  } catch (const CLI::Success& asked) {
+    app->exit(asked);
+    return false;
+  } catch (const CLI::ExtrasError&) {
+    const std::vector<std::string> rest = app->remaining();
+    const auto option = std::find_if(rest.begin(), rest.end(), [](const std::string& word) { return word[0] == '-'; });
+    if (option == rest.end()) throw UsageError("unexpected argument \"" + rest.front() + "\" (--help tells what goes)");
+    throw UsageError("unknown option \"" + option->substr(0, option->find('=')) + "\" (--help lists them all)");
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
+}
+
 void AddHelp(CLI::App* app, std::vector<HelpSection> sections, std::function<OptionWords()> words) {
   std::string footer;
   for (const HelpSection& section : sections) footer += section.text;

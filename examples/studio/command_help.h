@@ -56,6 +56,10 @@ std::string ManualPage(const CommandHelp& help);
 // What has a shell ("bash", "zsh", "fish") complete the command line.
 std::string Completion(const CommandHelp& help, const std::string& shell);
 
+// Reads the command line. Returns false where it asked for something that has been printed, such as --help. Throws
+// UsageError.
+bool ParseCommandLine(CLI::App* app, int argc, const char* const* argv);
+
 // Has --help print the sections behind the options, and adds an option that it does not show: --help-as man, bash, zsh
 // or fish, of which the pages that are installed are made. `words` is asked for those only.
 void AddHelp(CLI::App* app, std::vector<HelpSection> sections, std::function<OptionWords()> words);

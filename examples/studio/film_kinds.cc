@@ -25,6 +25,11 @@ bool IsPictureName(const std::string& name) {
   return IsOneOf(name, {"png", "jpg", "jpeg", "tif", "tiff", "webp", "bmp", "tga", "ppm", "pam", "jp2", "sgi"});
 }
 
+[[noreturn]] void RefuseName(const std::string& output) {
+  throw UsageError("cannot tell the kind of film from the name " + output +
+                   ": it ends in .mp4, .mkv, .webm, .gif, .png or the like");
+}
+
 const AVOutputFormat* GuessContainer(const Description& description) {
   const std::string& output = description.output;
   const std::string& name = description.encoding.container;
@@ -40,7 +45,7 @@ const AVOutputFormat* GuessContainer(const Description& description) {
   if (IsUrl(output)) return StreamFormat(output);
   const AVOutputFormat* guess = av_guess_format(nullptr, output.c_str(), nullptr);
   if (!guess && IsPipe(output)) guess = av_guess_format("matroska", nullptr, nullptr);
-  if (!guess) throw UsageError("cannot tell the kind of film from the name " + output);
+  if (!guess) RefuseName(output);
   return guess;
 }
 
@@ -93,7 +98,7 @@ void ChooseCodecs(const Description& description, const AVOutputFormat* containe
   if (kind->has_picture) {
     kind->codecs = encoding.codec.empty() ? UsualCodecs(container, description.transparent)
                                           : ChosenCodecs("--codec", encoding.codec, container, AVMEDIA_TYPE_VIDEO);
-    if (kind->codecs.empty()) throw UsageError("cannot tell the kind of film from the name " + description.output);
+    if (kind->codecs.empty()) RefuseName(description.output);
   } else if (!encoding.codec.empty()) {
     throw UsageError("--codec: " + description.output + " has sound alone: take --audio-codec");
   }
@@ -173,7 +178,7 @@ FilmKind KindOf(const Description& description) {
     kind.fills_gaps = IsOneOf(kind.container, {"yuv4mpegpipe", "rawvideo"});
     if (((container->flags & AVFMT_NOFILE) && kind.container != "hls" && !IsUrl(output)) ||
         (kind.has_picture && container->video_codec == AV_CODEC_ID_NONE)) {
-      throw UsageError("cannot tell the kind of film from the name " + output);
+      RefuseName(output);
     }
     ChooseCodecs(description, container, &kind);
   }

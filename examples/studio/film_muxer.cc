@@ -12,6 +12,7 @@
 #include "studio/error.h"
 #include "studio/film_copy.h"
 #include "studio/film_stream.h"
+#include "studio/log.h"
 #include "studio/output_name.h"
 
 namespace studio {
@@ -126,10 +127,14 @@ void FilmMuxer::WriteHeader() {
   }
   if (container == "matroska" || container == "webm") av_dict_set(&options, "cluster_time_limit", "1000", 0);
   if (container == "flv" && is_stream_) av_dict_set(&options, "flvflags", "no_duration_filesize", 0);
+  TakeAvError();
   const int result = avformat_write_header(format_, &options);
   av_dict_free(&options);
   CheckFiles();
-  if (result < 0) throw Error("cannot write " + target_ + ": " + Text(result));
+  if (result < 0) {
+    const std::string why = TakeAvError();  // Of a codec that the container does not take, say.
+    throw Error("cannot write " + target_ + ": " + Text(result) + (why.empty() ? "" : " (" + why + ")"));
+  }
   taken_ = false;  // A header alone is nothing.
 }
 

@@ -3,6 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <utility>
 
 #include <quarn/qn_log.h>
 
@@ -22,9 +24,30 @@ void PrintProblems(int level, const char* format, va_list args, void* user) {
   if (level <= kQnLogWarning) PrintLog(level, format, args, user);
 }
 
+thread_local std::string av_error;
+
+void KeepAvError(void* source, int level, const char* format, va_list args) {
+  va_list shown;
+  va_copy(shown, args);
+  av_log_default_callback(source, level, format, shown);
+  va_end(shown);
+  if (level > AV_LOG_ERROR) return;
+  char line[512];
+  int prefix = 0;  // Without the name of what speaks.
+  av_log_format_line2(source, level, format, args, line, sizeof(line), &prefix);
+  av_error = line;
+}
+
 }  // namespace
 
+std::string TakeAvError() {
+  std::string text = std::exchange(av_error, std::string());
+  text.erase(text.find_last_not_of(" .\n") + 1);
+  return text;
+}
+
 void ShowLog(LogShown shown) {
+  av_log_set_callback(KeepAvError);
   if (shown != LogShown::kEverything) {
     av_log_set_level(AV_LOG_QUIET);
     setenv("SVT_LOG", "0", 0);  // An encoder that prints past FFmpeg's log: errors only.

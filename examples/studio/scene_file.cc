@@ -257,12 +257,14 @@ beside the folder bin of this program; examples/README.md in Quarn's sources des
 
 void ReadSceneFile(const std::string& path, Description* description) {
   std::ifstream file(path);
-  if (!file || std::filesystem::is_directory(path)) throw Error("cannot read scene " + path);
+  const int failure = !file ? errno : std::filesystem::is_directory(path) ? EISDIR : 0;
+  if (failure != 0) throw Error("cannot read scene " + path + ": " + std::generic_category().message(failure));
   try {
     description->scene_file = path;
     ReadScene(Json::parse(file), std::filesystem::path(path).parent_path(), description);
   } catch (const Json::exception& error) {
-    throw UsageError("scene " + path + ": " + error.what());
+    const std::string text = error.what();  // Its own name stands in front, in brackets.
+    throw UsageError("scene " + path + ": " + text.substr(text.rfind("[json.", 0) == 0 ? text.find("] ") + 2 : 0));
   } catch (const UsageError& error) {
     throw UsageError("scene " + path + ": " + error.what());
   }

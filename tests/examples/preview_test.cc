@@ -660,7 +660,7 @@ TEST_F(PreviewTest, RefusesBadArguments) {
     EXPECT_EQ(ended.err, "quarn-preview: " + line + "\n");
     EXPECT_EQ(ended.out, "");
   };
-  expect_error({"--scene", "none.json"}, 1, "cannot read scene none.json");
+  expect_error({"--scene", "none.json"}, 1, "cannot read scene none.json: No such file or directory");
   expect_error({"--picture", "none.png"}, 1, "cannot open none.png: No such file or directory");
   expect_error({"--canvas", "0x90"}, 2, "canvas 0x90: each side must be 1 to 8192");
   expect_error({"--fps", "0"}, 2,

@@ -289,7 +289,7 @@ TEST_F(PreviewWindowTest, OpensAnotherSceneAndKeepsTheOldOneWhereItCannot) {
   EXPECT_EQ(window_->windowTitle(), "other.json - quarn-preview");
   session_->Open(Path("none.json"));
   EXPECT_EQ(Names(), std::vector<std::string>{"white"});
-  EXPECT_EQ(window_->message().toStdString(), "cannot read scene " + Path("none.json"));
+  EXPECT_EQ(window_->message().toStdString(), "cannot read scene " + Path("none.json") + ": No such file or directory");
   window_->Do(Command::kNew);
   EXPECT_TRUE(Names().empty());
   EXPECT_EQ(window_->windowTitle(), "new scene - quarn-preview");
