@@ -2,6 +2,7 @@
 #include <quarn/gs_picture_item.h>
 
 #include <memory>
+#include <new>
 #include <string>
 
 #include <quarn/gs_scene.h>
@@ -29,6 +30,7 @@ class DrawingContext : public GraphicsContextImpl {
  public:
   bool BindShader(const char* name) override {
     if (recording) fake::Record(std::string("BindShader ") + name);
+    if (!has_memory) throw std::bad_alloc();
     return added || std::string(name) == "rgba" || std::string(name) == "own";
   }
   void UnbindShader() override { Note("UnbindShader"); }
@@ -38,6 +40,7 @@ class DrawingContext : public GraphicsContextImpl {
     if (recording) fake::Record(call);
   }
   bool recording = true;
+  bool has_memory = true;
   bool added = false;
 };
 
@@ -120,6 +123,16 @@ TEST_F(GsPictureItemTest, DrawsNothingWithoutItsConstantsAndSaysSoOnce) {
                                            "UnbindShader", "texture.ReleaseShaderResource"));
   }
   EXPECT_THAT(errors(), ElementsAre("[GsPictureItem] nothing is drawn: its constants could not be bound"));
+}
+
+TEST_F(GsPictureItemTest, DrawsNothingWithoutMemoryAndSaysSoOnce) {
+  const auto item = MakeRef<PictureItem>(kPixel, 4u, 1u, 1u);
+  context_->has_memory = false;
+  for (int i = 0; i < 2; ++i) {
+    Draw(item);
+    EXPECT_THAT(fake::Calls(), Not(Contains("DrawRect")));
+  }
+  EXPECT_THAT(errors(), ElementsAre("[GsPictureItem] nothing is drawn: no memory"));
 }
 
 TEST_F(GsPictureItemTest, TheTickNotesTheSceneThatIsShown) {

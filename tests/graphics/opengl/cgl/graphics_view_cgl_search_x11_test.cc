@@ -184,6 +184,17 @@ TEST_F(WindowSearchTest, DoesNotLookForAWindowThatHasGone) {
   EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone")));
 }
 
+TEST_F(WindowSearchTest, LooksForAWindowThatHasGoneWhereItIsNamedAnew) {
+  auto window = std::make_unique<test::XWindow>(host(), 120, 90);
+  const auto view = MakeView(window->handle());
+  Draw(view.get());
+  void* const handle = window->handle();
+  window.reset();
+  ToPresented(view.get())->SetWindow({handle});
+  for (int i = 0; i < 5; ++i) Draw(view.get());
+  EXPECT_THAT(TakeLog(), ElementsAre(HasSubstr("is gone"), HasSubstr("there is no such window, or")));
+}
+
 TEST_F(WindowSearchTest, MayEndWithTheViewThatLooks) {
   const LateWindow late(host(), 120, 90);
   auto view = MakeView(late.handle());

@@ -1,6 +1,8 @@
 // The EGL display of the process, where EGL has no memory to answer at first, or lacks an extension.
 #include "graphics/opengl/cgl/linux/egl_display.h"
 
+#include <EGL/egl.h>
+#include <EGL/eglext.h>
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -14,6 +16,7 @@ namespace {
 bool has_memory = true;
 // Every answer of EGL's has `lacking` exchanged for `instead`.
 std::string lacking, instead;
+bool asked_to_leave_out_flushes = false;
 
 }  // namespace
 
@@ -29,6 +32,13 @@ const char* __wrap_eglQueryString(EGLDisplay display, EGLint name) {
   if (at != std::string::npos) changed.replace(at, lacking.size(), instead);
   return changed.c_str();
 }
+EGLContext __real_eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes);
+EGLContext __wrap_eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes) {
+  for (const EGLint* attribute = attributes; *attribute != EGL_NONE; attribute += 2) {
+    asked_to_leave_out_flushes |= attribute[0] == EGL_CONTEXT_RELEASE_BEHAVIOR_KHR;
+  }
+  return __real_eglCreateContext(display, config, share, attributes);
+}
 }
 
 namespace {
@@ -36,14 +46,15 @@ namespace {
 using Error = NativeContext::Error;
 
 // What becomes of a process's first context, for the choice of the display is for good.
-enum Made { kNone, kOnADisplay };
+enum Made { kNone, kOnADisplay, kWithoutFlushes };
 int MakeContextWithout(const std::string& extension, const std::string& in_its_place) {
   return test::RunInFork([&] {
     lacking = extension;
     instead = in_its_place;
     auto error = Error::kNone;
     const std::unique_ptr<EglContext> context = EglContext::Create(nullptr, &error);
-    return context && error == Error::kNone ? kOnADisplay : kNone;
+    if (!context || error != Error::kNone) return kNone;
+    return asked_to_leave_out_flushes ? kWithoutFlushes : kOnADisplay;
   });
 }
 
@@ -66,8 +77,8 @@ TEST(EglDisplayTest, AsksAnewWhatEglCanDoWhereItHadNoAnswer) {
 }
 
 TEST(EglDisplayTest, TakesADeviceWhereThereIsNoPlatformWithoutWindows) {
-  ASSERT_EQ(MakeContextWithout("", ""), kOnADisplay);
-  EXPECT_EQ(MakeContextWithout("EGL_MESA_platform_surfaceless", "EGL_MESA_platform_other"), kOnADisplay);
+  ASSERT_NE(MakeContextWithout("", ""), kNone);
+  EXPECT_NE(MakeContextWithout("EGL_MESA_platform_surfaceless", "EGL_MESA_platform_other"), kNone);
 }
 
 TEST(EglDisplayTest, TakesNoDisplayThatAlwaysWantsASurface) {
@@ -76,7 +87,12 @@ TEST(EglDisplayTest, TakesNoDisplayThatAlwaysWantsASurface) {
   // Names of which it is a part are others.
   EXPECT_EQ(MakeContextWithout(needed, needed + "2"), kNone);
   EXPECT_EQ(MakeContextWithout(needed, "EGL_" + needed), kNone);
-  EXPECT_EQ(MakeContextWithout(needed, needed + "2 " + needed), kOnADisplay);
+  EXPECT_NE(MakeContextWithout(needed, needed + "2 " + needed), kNone);
+}
+
+TEST(EglDisplayTest, AsksADriverToLeaveOutFlushesWhereThatIsKnownThere) {
+  EXPECT_EQ(MakeContextWithout("", ""), kWithoutFlushes);
+  EXPECT_EQ(MakeContextWithout("EGL_KHR_context_flush_control", "EGL_other"), kOnADisplay);
 }
 
 }  // namespace
