@@ -72,7 +72,7 @@ std::int64_t SoundReader::LengthNs(const Sound& sound) const {
   } else if (of->duration > 0) {
     whole_ns = DurationNs(of->duration, of->time_base);
   } else if (format_->duration > 0) {
-    whole_ns = DurationNs(format_->duration, AV_TIME_BASE_Q);
+    whole_ns = DurationNs(format_->duration, AVRational{1, AV_TIME_BASE});
   }
   const std::int64_t trim_ns = FromSeconds(sound.trim_start_s);
   if (whole_ns > 0 && trim_ns >= whole_ns) throw Error("cannot trim " + file_ + ": it ends before that");
