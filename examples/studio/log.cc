@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <utility>
 
 #include <quarn/qn_log.h>
 
@@ -24,7 +23,7 @@ void PrintProblems(int level, const char* format, va_list args, void* user) {
   if (level <= kQnLogWarning) PrintLog(level, format, args, user);
 }
 
-thread_local std::string av_error;
+thread_local char av_error[512] = "";
 
 void KeepAvError(void* source, int level, const char* format, va_list args) {
   va_list shown;
@@ -32,16 +31,15 @@ void KeepAvError(void* source, int level, const char* format, va_list args) {
   av_log_default_callback(source, level, format, shown);
   va_end(shown);
   if (level > AV_LOG_ERROR) return;
-  char line[512];
   int prefix = 0;  // Without the name of what speaks.
-  av_log_format_line2(source, level, format, args, line, sizeof(line), &prefix);
-  av_error = line;
+  av_log_format_line2(source, level, format, args, av_error, sizeof(av_error), &prefix);
 }
 
 }  // namespace
 
 std::string TakeAvError() {
-  std::string text = std::exchange(av_error, std::string());
+  std::string text = av_error;
+  av_error[0] = '\0';
   text.erase(text.find_last_not_of(" .\n") + 1);
   return text;
 }
