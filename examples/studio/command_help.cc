@@ -1,6 +1,7 @@
 #include "studio/command_help.h"
 
 #include <algorithm>
+#include <cctype>
 #include <sstream>
 #include <utility>
 
@@ -90,9 +91,15 @@ bool ParseCommandLine(CLI::App* app, int argc, const char* const* argv) {
     return false;
   } catch (const CLI::ExtrasError&) {
     const std::vector<std::string> rest = app->remaining();
-    const auto option = std::find_if(rest.begin(), rest.end(), [](const std::string& word) { return word[0] == '-'; });
-    if (option == rest.end()) throw UsageError("unexpected argument \"" + rest.front() + "\" (--help tells what goes)");
-    throw UsageError("unknown option \"" + option->substr(0, option->find('=')) + "\" (--help lists them all)");
+    const auto words = std::find(rest.begin(), rest.end(), "--");  // Behind it there are no options.
+    const auto option = std::find_if(rest.begin(), words, [](const std::string& word) {
+      return word.size() > 1 && word[0] == '-' && !std::isdigit(static_cast<unsigned char>(word[1]));
+    });
+    if (option != words) {
+      throw UsageError("unknown option \"" + option->substr(0, option->find('=')) + "\" (--help lists them all)");
+    }
+    const std::string& word = rest.front() == "--" && rest.size() > 1 ? rest[1] : rest.front();
+    throw UsageError("unexpected argument \"" + word + "\" (--help tells what goes)");
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }

@@ -30,8 +30,8 @@ void KeepAvError(void* source, int level, const char* format, va_list args) {
   va_copy(shown, args);
   av_log_default_callback(source, level, format, shown);
   va_end(shown);
-  if (level > AV_LOG_ERROR) return;
-  int prefix = 0;  // Without the name of what speaks.
+  if (level >= 0 && (level & 0xff) > AV_LOG_ERROR) return;  // The other bits are a colour.
+  int prefix = 0;                                           // Without the name of what speaks.
   av_log_format_line2(source, level, format, args, av_error, sizeof(av_error), &prefix);
 }
 

@@ -256,8 +256,9 @@ beside the folder bin of this program; examples/README.md in Quarn's sources des
 )";
 
 void ReadSceneFile(const std::string& path, Description* description) {
+  errno = 0;
   std::ifstream file(path);
-  const int failure = !file ? errno : std::filesystem::is_directory(path) ? EISDIR : 0;
+  const int failure = !file ? (errno != 0 ? errno : EIO) : std::filesystem::is_directory(path) ? EISDIR : 0;
   if (failure != 0) throw Error("cannot read scene " + path + ": " + std::generic_category().message(failure));
   try {
     description->scene_file = path;

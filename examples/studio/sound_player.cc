@@ -81,13 +81,13 @@ void SoundPlayer::Push(float* const* planes, int frames) {
 void SoundPlayer::Run() {
   std::array<std::vector<float>, kSoundChannels> samples;
   for (int wanted = kFirstRead;; wanted = kSoundBlock) {
-    float* planes[kSoundChannels];
-    for (int c = 0; c < kSoundChannels; ++c) {
-      samples[c].resize(static_cast<std::size_t>(wanted));
-      planes[c] = samples[c].data();
-    }
+    float* planes[kSoundChannels] = {};
     int count = 0;
     try {
+      for (int c = 0; c < kSoundChannels; ++c) {
+        samples[c].resize(static_cast<std::size_t>(wanted));
+        planes[c] = samples[c].data();
+      }
       count = reader_->Read(planes, wanted);
     } catch (const std::exception&) {
       // No memory: it ends here.

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <exception>
 #include <iterator>
+#include <new>
 #include <utility>
 
 namespace studio {
@@ -24,11 +25,11 @@ VideoPlayer::VideoPlayer(std::unique_ptr<MediaReader> reader, bool loop, bool of
       ahead_(reader_->shape()),
       in_time_(reader_->shape()),
       due_ns_(start_ns + kRoundingNs) {
+  free_.reserve(kPicturesAhead);
   reader_->SkipTo(due_ns_);
   while (!ended_ && (entries_.empty() || entries_.back()->decoded.time_ns <= due_ns_)) {
-    auto entry = std::make_shared<Entry>();
-    ended_ = !Decode(&entry->decoded, due_ns_);
-    if (!ended_) entries_.push_back(std::move(entry));
+    const std::shared_ptr<Entry> entry = DecodeEntry(due_ns_);
+    ended_ = !entry || !Add(entry);
     DropPassed();
   }
   thread_ = std::thread(&VideoPlayer::Run, this);
@@ -142,6 +143,8 @@ void VideoPlayer::Convert(const std::shared_ptr<Entry>& entry, PictureConverter*
     entry->good = converter->Convert(*entry->decoded.frame, form_, &entry->picture);
   } catch (const std::exception&) {
     entry->good = false;
+  }
+  if (!entry->good) {
     entry->picture = Picture();
     ++lost_;
   }
@@ -151,12 +154,24 @@ void VideoPlayer::Convert(const std::shared_ptr<Entry>& entry, PictureConverter*
   changed_.notify_all();
 }
 
-// Returns false at the end, which is also where there is no memory.
-bool VideoPlayer::Decode(DecodedPicture* decoded, std::int64_t due_ns) {
+// Null at the end, which is also where there is no memory.
+std::shared_ptr<VideoPlayer::Entry> VideoPlayer::DecodeEntry(std::int64_t due_ns) {
   try {
-    if (reader_->Decode(decoded)) return true;
-    return loop_ && reader_->Rewind(due_ns) && reader_->Decode(decoded);
+    auto entry = std::make_shared<Entry>();
+    if (reader_->Decode(&entry->decoded)) return entry;
+    if (loop_ && reader_->Rewind(due_ns) && reader_->Decode(&entry->decoded)) return entry;
   } catch (const std::exception&) {
+    ++lost_;
+  }
+  return nullptr;
+}
+
+// Returns false where there is no memory for one more.
+bool VideoPlayer::Add(const std::shared_ptr<Entry>& entry) {
+  try {
+    entries_.push_back(entry);
+    return true;
+  } catch (const std::bad_alloc&) {
     ++lost_;
     return false;
   }
@@ -185,13 +200,11 @@ void VideoPlayer::Run() {
     }
     const std::int64_t due_ns = due_ns_;
     lock.unlock();
-    auto entry = std::make_shared<Entry>();
     if (!offline_) Hurry(due_ns - decoded_ns, due_ns);
-    const bool decoded = Decode(&entry->decoded, due_ns);
+    const std::shared_ptr<Entry> entry = DecodeEntry(due_ns);
     lock.lock();
-    if (decoded) decoded_ns = entry->decoded.end_ns;
-    if (decoded) entries_.push_back(std::move(entry));
-    ended_ = !decoded;
+    if (entry) decoded_ns = entry->decoded.end_ns;
+    ended_ = !entry || !Add(entry);
     changed_.notify_all();
   }
 }

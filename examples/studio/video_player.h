@@ -45,7 +45,7 @@ class VideoPlayer {
   // Waits until the thread has made ready all that it makes before the next call of Take. Take's thread.
   void WaitAhead();
 
-  // As MediaReader has it, and for what there was no memory. Any thread.
+  // As MediaReader has it, and what could not be converted, or found no memory. Any thread.
   std::uint64_t damaged() const { return reader_->damaged() + lost_; }
 
  private:
@@ -54,12 +54,13 @@ class VideoPlayer {
     DecodedPicture decoded;
     Picture picture;
     Stage stage = Stage::kDecoded;
-    bool good = true;  // It could be converted, and there was memory for it.
+    bool good = true;  // It could be converted.
   };
   using Entries = std::deque<std::shared_ptr<Entry>>;
 
   void Run();
-  bool Decode(DecodedPicture* decoded, std::int64_t due_ns);
+  std::shared_ptr<Entry> DecodeEntry(std::int64_t due_ns);
+  bool Add(const std::shared_ptr<Entry>& entry);
   void Hurry(std::int64_t behind_ns, std::int64_t due_ns);
   void DropPassed();
   void GiveBack(Picture picture);

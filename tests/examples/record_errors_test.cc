@@ -68,7 +68,11 @@ TEST_F(RecordErrorsTest, BadOptions) {
   const Ended ended = Run("quarn-record", {"--colour", "#000000", "-o", "film.mp4"});
   EXPECT_EQ(ended.exit_code, 2);
   EXPECT_EQ(ended.err, "quarn-record: unknown option \"--colour\" (--help lists them all)\n");
-  ExpectError({"film.mp4"}, 2, "unexpected argument \"film.mp4\" (--help tells what goes)");
+  for (const std::string word : {"film.mp4", "-", "-5"}) {
+    ExpectError({word}, 2, "unexpected argument \"" + word + "\" (--help tells what goes)");
+  }
+  ExpectError({"--", "-x"}, 2, "unexpected argument \"-x\" (--help tells what goes)");
+  ExpectError({"film.mp4", "--colour=red"}, 2, "unknown option \"--colour\" (--help lists them all)");
   ExpectError({"--color", "#000000"}, 2, "no output: name one with -o FILE or -o URL");
   ExpectError({"--color", "red", "-o", "film.mp4"}, 2, "\"red\" is not a colour such as #ff8000 or #ff800080");
   ExpectError({"--format", "yuy2", "-o", "film.mp4"}, 2,

@@ -119,7 +119,7 @@ TEST_F(GraphicsShaderGLTest, WarnsOfASamplerBehindAGapWhereverItIs) {
   ASSERT_TRUE(shader.Init("#version 150\nvoid main() { gl_Position = vec4(0.0); }\n",
                           "#version 150\nuniform sampler2D u_tex1;\nout vec4 c;\n"
                           "void main() { c = texture(u_tex1, vec2(0.0)); }\n"));
-  EXPECT_EQ(shader.GetUniformLocation("u_tex1"), 0);
+  EXPECT_GE(shader.GetUniformLocation("u_tex1"), 0) << "which is 0 with Mesa";
   EXPECT_THAT(TakeLog(), ElementsAre("W: The program \"one\" uses u_tex1 but not u_tex0: u_tex1 is not bound, nor what "
                                      "follows it"));
 }
