@@ -251,8 +251,11 @@ void GraphicsContextGL::UnbindShader() {
 
 void GraphicsContextGL::SetViewPort(unsigned int x, unsigned int y, unsigned int width, unsigned int height) {
   if (!CanDraw("SetViewport")) return;
-  // The casts keep every bit: a side that becomes negative by them is refused by GL, and the next check logs that.
-  glViewport(static_cast<GLint>(x), static_cast<GLint>(y), static_cast<GLsizei>(width), static_cast<GLsizei>(height));
+  // The casts keep every bit: a side that becomes negative by them is refused by GL, which is logged here, for what
+  // comes next may be a host's own GL.
+  const auto signed_width = static_cast<GLsizei>(width), signed_height = static_cast<GLsizei>(height);
+  glViewport(static_cast<GLint>(x), static_cast<GLint>(y), signed_width, signed_height);
+  if (signed_width < 0 || signed_height < 0) CheckGLError(__FILE__, __LINE__);
 }
 
 void GraphicsContextGL::DrawRect(const internal_transform& transform, const internal_vec2& target_size) {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <quarn/glsl_src.h>
@@ -193,10 +194,21 @@ TEST_F(GraphicsContextGLTest, SetViewPortPassesTheFourValues) {
   context()->SetViewPort(0u - 3, 0u - 4, 50, 60);
   glGetIntegerv(GL_VIEWPORT, viewport);
   EXPECT_THAT(viewport, ElementsAre(-3, -4, 50, 60));
-  context()->SetViewPort(0, 0, 0x80000000u, 1);
-  EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_VALUE));
-  glGetIntegerv(GL_VIEWPORT, viewport);
-  EXPECT_THAT(viewport, ElementsAre(-3, -4, 50, 60));
+}
+
+// And leaves no error to a host's own GL, whatever comes next.
+TEST_F(GraphicsContextGLTest, SetViewPortSaysWhatGlRefuses) {
+  context()->SetViewPort(1, 2, 30, 40);
+  for (const auto& [width, height] : {std::pair(0x80000000u, 1u), std::pair(1u, 0xffffffffu)}) {
+    context()->SetViewPort(0, 0, width, height);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    EXPECT_THAT(
+        TakeLog(),
+        ElementsAre(MatchesRegex("W: INVALID_VALUE \\| graphics/opengl/graphics_context_gl\\.cc \\([0-9]+\\)")));
+    GLint viewport[4] = {};
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_THAT(viewport, ElementsAre(1, 2, 30, 40));
+  }
 }
 
 TEST_F(GraphicsContextGLTest, RectangleOfTheTargetsSizeCoversItExactly) {
